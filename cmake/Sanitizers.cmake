@@ -1,0 +1,5 @@
+# With AC500_SANITIZE every target is checked for address errors, leaks and undefined behaviour, and stops at the first.
+if(AC500_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()

@@ -1,0 +1,3 @@
+#include "core/communication_protocol.h"
+
+Communication_Protocol PLC_driver;

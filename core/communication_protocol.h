@@ -1,0 +1,85 @@
+// Communication_Protocol is the driver object: all state of the driver, and nothing but state. There is one per loaded
+// library, PLC_driver, built when the library is loaded and destroyed when it is unloaded.
+//
+// Fields stand in contract order: the layout is known to the host. What guards a field is said beside it:
+//   [setup]  set before polling starts, constant afterwards
+//   [list]   listMutex
+//   [image]  localAreaMutex
+//   [loop]   only touched by the thread that calls ComCommunication and DataCom
+// Lock order: listMutex before localAreaMutex; stationMutex is never held together with another.
+#ifndef AC500_CORE_COMMUNICATION_PROTOCOL_H
+#define AC500_CORE_COMMUNICATION_PROTOCOL_H
+
+#include <QtCore/QHash>
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QMutex>
+#include <QtCore/QString>
+
+#include "core/com_info.h"
+#include "core/export.h"
+#include "protocol/protocol.h"
+#include "symbols/label_type_info.h"
+#include "vars/extend_var.h"
+#include "vars/rw_var.h"
+
+// Outcome of one written or one-shot read variable: (stationId, hostId, hostSubId, 1 success or 2 failure).
+typedef quint32 (*VarDoneCallback)(quint32 stationId, quint32 hostId, quint32 hostSubId, quint32 outcome);
+
+// A request was abandoned: (empty list, hostId of the record that DataCom returns, 1).
+typedef quint32 (*CommFailCallback)(QList<RW_VAR>* emptyList, quint32 hostId, quint32 one);
+
+enum { kBatchCapacity = 100 };
+
+// Values of Communication_Protocol::batchKind.
+enum BatchKind { kCyclicBatch = 0, kWriteBatch = 1, kOnceReadBatch = 2, kNoBatchYet = 100 };
+
+class Communication_Protocol {
+public:
+    Communication_Protocol();
+
+    ComInfo* comInfo;                   // [setup] the host's record; null until SetComInfo
+    QList<RW_VAR> readList;             // [list] cyclic reads, rotated batch by batch
+    QList<RW_VAR> writeList;            // [list] pending writes
+    QList<RW_VAR> onceReadList;         // [list] pending one-shot reads
+    QList<RW_VAR> spareList;            // unused
+    QList<Protocol> frameList;          // [loop] frames to be sent or answered, head first
+    QList<EXTENDVAR> extendList;        // unused
+    VarDoneCallback varDoneCallback;    // [setup] called with listMutex held
+    CommFailCallback commFailCallback;  // [setup] called with listMutex held
+    QMutex listMutex;
+    QMutex localAreaMutex;
+    QMutex stationMutex;
+    QMap<int, int> disabledStations;  // stationMutex: key: a station that is switched off; value: 0
+    RW_VAR resultVar;                 // [loop] what DataCom returns
+    qint32 batchKind;                 // [list] see BatchKind
+    qint32 writeTurns;                // [list] write batches in a row
+    qint32 onceReadTurns;             // [list] one-shot batches in a row
+    qint32 cyclicBatches;             // [list] data replies since the last full pass
+    quint8 commFailed;                // [list] 1 from an abandoned request to the next good data reply
+    quint8 unusedFlag;                // zero
+    quint8 connected;                 // [loop] 1 once the handshake completed; 0 forces a new one
+    qint32 batchCount;                // [list] valid entries of batch
+    quint8 handshakeBytes[4];         // [loop] session bytes, sent at the end of every request, in this order
+    RW_VAR batch[kBatchCapacity];     // [list] copies of the variables in flight
+    QHash<QString, Label_Type_Info> labelTable;  // [setup] scopes by name
+    QHash<quint64, char> localValues;            // [image] byte image: (area << 32 | byte address) to byte
+
+private:
+    Q_DISABLE_COPY(Communication_Protocol)
+};
+
+#if __SIZEOF_POINTER__ == 4
+static_assert(sizeof(Communication_Protocol) == 6148, "Communication_Protocol is 6148 bytes on 32-bit targets");
+#endif
+
+extern "C" {
+extern AC500_API Communication_Protocol PLC_driver;
+
+// The host's local register areas, as last passed to FlashLocalRegister. The driver never looks behind them.
+extern AC500_API void* LB;
+extern AC500_API void* LW;
+extern AC500_API void* RWI;
+}
+
+#endif

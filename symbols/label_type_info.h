@@ -1,0 +1,31 @@
+// Label_Type_Info describes one named thing of the PLC program: a scope, a variable, a structure type or a member.
+// The host decodes the PLC's symbol information into a list of these and hands it to PassVarName_2.
+//
+// A plain value with implicitly shared members. The integer members of a default-constructed record are not
+// initialised, on purpose (quirk 20): fill every field. The layout is a contract with the host.
+#ifndef AC500_SYMBOLS_LABEL_TYPE_INFO_H
+#define AC500_SYMBOLS_LABEL_TYPE_INFO_H
+
+#include <cstddef>
+
+#include <QtCore/QList>
+#include <QtCore/QString>
+
+struct Label_Type_Info {
+    QString name;     // compared exactly; the table key of a scope
+    quint16 type;     // low byte: type code; 0x100 array, 0x200 structure, 0x400 addressable by bit
+    qint32 offset;    // bytes from the start of area, scope or structure (bits for type 13); a structure type: its size
+    qint32 dimensions;         // number of array dimensions, meaningful for arrays
+    quint32 memberCount;       // how many entries of `members` are searched
+    QList<int> arrayBounds;    // number base of index texts (10), then lower, upper per dimension, outermost first;
+                               // an index equal to `upper` lies outside the array (quirk 16)
+    QList<Label_Type_Info> members;      // members of a structure, variables of a scope
+    QList<Label_Type_Info> elementType;  // entry 0: a scope's variables; the structure of a variable of type 12
+    QString typeName;                    // carried only
+    qint32 extra1;                       // carried only
+    qint32 extra2;                       // carried only
+    QList<int> areaList;                 // entry 0: memory area of a variable that stands directly below a scope
+    QList<QString> textList;             // carried only
+};
+
+#endif
