@@ -1,0 +1,16 @@
+// The optional Qt message handler. Opened and closed for every message: a panel may lose power at any time, and the
+// log then ends with the last complete line.
+#include <QtCore/QDateTime>
+#include <QtCore/QFile>
+#include <QtCore/QTextStream>
+
+#include "core/host_interface.h"
+
+void customMessageHandler(QtMsgType, char const* message) noexcept {
+    QFile log(QString::fromLatin1("/tmp/debug.log"));
+    if (!log.open(QIODevice::WriteOnly | QIODevice::Append))
+        return;
+    // "z": milliseconds without leading zeros (quirk 34)
+    const QString when = QDateTime::currentDateTime().toString(QString::fromLatin1("yyyy.MM.dd.hh:mm:ss.z"));
+    QTextStream(&log) << when << ':' << QString::fromLocal8Bit(message) << '\n';
+}

@@ -1,0 +1,89 @@
+#include "protocol/batch_completion.h"
+
+#include "core/host_interface.h"
+
+namespace ac500 {
+
+namespace {
+
+enum Outcome { kDone = 1, kFailed = 2 };
+
+bool isSameVariable(const RW_VAR& a, const RW_VAR& b) {
+    return a.hostId == b.hostId && a.hostSubId == b.hostSubId;
+}
+
+bool holds(const QList<RW_VAR>& list, const RW_VAR& variable) {
+    for (int i = 0; i < list.size(); ++i)
+        if (isSameVariable(list.at(i), variable))
+            return true;
+    return false;
+}
+
+void removeVariable(QList<RW_VAR>& list, const RW_VAR& variable) {
+    for (int i = list.size() - 1; i >= 0; --i)
+        if (isSameVariable(list.at(i), variable))
+            list.removeAt(i);
+}
+
+QList<RW_VAR> takeFinished(QList<RW_VAR>& list) {
+    const QList<RW_VAR> finished = list.mid(0, PLC_driver.batchCount);
+    list.erase(list.begin(), list.begin() + finished.size());
+    return finished;
+}
+
+void report(const RW_VAR& variable, Outcome outcome) {
+    PLC_driver.varDoneCallback(static_cast<quint32>(PLC_driver.comInfo->stationId),
+                               static_cast<quint32>(variable.hostId), static_cast<quint32>(variable.hostSubId),
+                               outcome);
+}
+
+// Each distinct variable once, by last occurrence from the end. Success is not reported while a newer request of the
+// same variable is pending (quirk 10).
+void reportFinished(QList<RW_VAR> finished, const QList<RW_VAR>& pending) {
+    while (!finished.isEmpty()) {
+        const RW_VAR variable = finished.last();
+        removeVariable(finished, variable);
+        if (PLC_driver.commFailed != 0)
+            report(variable, kFailed);
+        else if (!holds(pending, variable))
+            report(variable, kDone);
+    }
+}
+
+void rotateCyclicList() {
+    QList<RW_VAR>& list = PLC_driver.readList;
+    if (list.isEmpty())
+        return;
+    for (int i = 0; i < PLC_driver.batchCount; ++i)
+        list.move(0, list.size() - 1);
+}
+
+// The list that finished variables are taken out of; null for cyclic reads, which stay.
+QList<RW_VAR>* consumedList() {
+    if (PLC_driver.batchKind == kWriteBatch)
+        return &PLC_driver.writeList;
+    return PLC_driver.batchKind == kOnceReadBatch ? &PLC_driver.onceReadList : nullptr;
+}
+
+void reportFailure() {
+    QList<RW_VAR> nothing;
+    PLC_driver.commFailCallback(&nothing, static_cast<quint32>(PLC_driver.resultVar.hostId), 1);
+}
+
+}  // namespace
+
+void completeBatch() {
+    QList<RW_VAR>* consumed = consumedList();
+    if (consumed != nullptr)
+        reportFinished(takeFinished(*consumed), *consumed);
+    else if (PLC_driver.batchKind == kCyclicBatch)
+        rotateCyclicList();
+
+    if (PLC_driver.commFailed == 0)
+        return;
+    reportFailure();
+    if (consumed != nullptr)
+        consumed->clear();
+}
+
+}  // namespace ac500

@@ -1,0 +1,15 @@
+// What happens to the lists and who is told when a request has ended, well or badly.
+#ifndef AC500_PROTOCOL_BATCH_COMPLETION_H
+#define AC500_PROTOCOL_BATCH_COMPLETION_H
+
+namespace ac500 {
+
+// Completes the batch in flight: removes finished writes or one-shot reads and reports each variable once, or rotates
+// the cyclic list by the batch; after a failure (commFailed) also calls the failure callback and drops what else
+// waits in the list that the batch came from (quirk 10).
+// REQUIRES: the list lock is held; DataCom's result record names the variable that the request served.
+void completeBatch();
+
+}  // namespace ac500
+
+#endif

@@ -1,0 +1,36 @@
+// The data type codes and everything that depends on them alone: one row per code. Address arithmetic, read planning
+// and value conversion all ask here.
+#ifndef AC500_SYMBOLS_DATA_TYPES_H
+#define AC500_SYMBOLS_DATA_TYPES_H
+
+namespace ac500 {
+
+enum DataTypeCode { kStructureType = 12, kBitAddressedType = 13, kWordType = 16 };
+
+// How values of a type travel between PLC and host.
+enum ValueGroup {
+    kNotServed,
+    kBooleanByte,  // one byte, any nonzero value is true; the host counts booleans
+    k8Bit,
+    k16Bit,
+    k32Bit,
+    k64Bit,
+    kText,                // raw bytes
+    kBitAddressedBoolean  // one bit of a 16-bit word; addresses count bits, the host counts booleans
+};
+
+struct DataType {
+    ValueGroup group;
+    int elementBytes;  // step from one array element to the next (bits for kBitAddressedType); 0: not addressable
+    bool namesBits;    // a tag may name single bits of such a variable
+};
+
+// The row of a code; codes that do not exist get a row that is not served and not addressable.
+const DataType& dataType(int code);
+
+// Bytes of one value in the PLC: 1, 2, 4 or 8; 0 for text, bit-addressed and unserved types.
+int valueBytes(ValueGroup group);
+
+}  // namespace ac500
+
+#endif

@@ -1,0 +1,68 @@
+#include "values/byte_image.h"
+
+#include "protocol/bytes.h"
+
+namespace ac500 {
+
+namespace {
+
+enum { kWordBytes = 2 };
+
+ImageKey areaPart(qint32 area) {
+    return static_cast<quint64>(static_cast<quint32>(area)) << 32;
+}
+
+}  // namespace
+
+ImageKey readKey(qint32 area, qint32 address) {
+    return areaPart(area) | static_cast<quint32>(address);
+}
+
+ImageKey storeKey(qint32 area, qint32 address) {
+    return areaPart(area) | static_cast<quint64>(static_cast<qint64>(address));  // quirk 28
+}
+
+WordBit wordBit(qint32 area, qint32 firstBit, int index) {
+    const quint64 bitAddress = static_cast<quint64>(static_cast<quint32>(firstBit)) + static_cast<quint32>(index);
+    const WordBit position = {areaPart(area) | ((bitAddress >> 4) * kWordBytes), static_cast<int>(bitAddress & 15)};
+    return position;
+}
+
+quint8 ByteImage::byte(ImageKey key) {
+    return static_cast<quint8>(bytes_[key]);
+}
+
+void ByteImage::copyElement(ImageKey key, int width, char* target) {
+    clearUnlessStarted(key, width);
+    for (int i = 0; i < width; ++i)
+        target[i] = bytes_[key + static_cast<quint32>(i)];
+}
+
+bool ByteImage::bit(const WordBit& position) {
+    char word[kWordBytes];
+    copyElement(position.wordKey, kWordBytes, word);
+    return ((getU16(word) >> position.bit) & 1) != 0;
+}
+
+void ByteImage::store(ImageKey key, char value) {
+    bytes_.insert(key, value);
+}
+
+void ByteImage::storeBit(const WordBit& position, bool value) {
+    char bytes[kWordBytes];
+    copyElement(position.wordKey, kWordBytes, bytes);
+    const int mask = 1 << position.bit;
+    const int word = value ? getU16(bytes) | mask : getU16(bytes) & ~mask;
+    putU16(bytes, static_cast<quint16>(word));
+    for (int i = 0; i < kWordBytes; ++i)
+        store(position.wordKey + static_cast<quint32>(i), bytes[i]);
+}
+
+void ByteImage::clearUnlessStarted(ImageKey key, int width) {
+    if (bytes_.contains(key))
+        return;
+    for (int i = 0; i < width; ++i)
+        store(key + static_cast<quint32>(i), 0);
+}
+
+}  // namespace ac500

@@ -1,0 +1,58 @@
+// ByteImage is the byte image of PLC memory: the bytes last received from or written to the PLC, by area and address, as
+// the PLC holds them (big-endian). It is a view of the hash in the driver object, whose keys are
+// (area << 32 | byte address).
+//
+// A byte that is read and not there was never received: it reads as 0 and is inserted as 0, so the image only grows.
+// Not thread-safe: callers hold the image lock.
+#ifndef AC500_VALUES_BYTE_IMAGE_H
+#define AC500_VALUES_BYTE_IMAGE_H
+
+#include <QtCore/QHash>
+
+namespace ac500 {
+
+typedef quint64 ImageKey;
+
+// The key that values are read under.
+ImageKey readKey(qint32 area, qint32 address);
+
+// The key that runs of bytes are stored under: the same below 2^31; from there on the sign of the address spreads into
+// the area (quirk 28).
+ImageKey storeKey(qint32 area, qint32 address);
+
+// One bit of a 16-bit word: bit addresses count from the least significant bit of the word at byte (address / 16) * 2.
+struct WordBit {
+    ImageKey wordKey;
+    int bit;  // 0 to 15
+};
+
+// The bit `index` places after bit address `firstBit` of an area.
+WordBit wordBit(qint32 area, qint32 firstBit, int index);
+
+class ByteImage {
+public:
+    // Keeps a reference to `bytes`.
+    explicit ByteImage(QHash<quint64, char>& bytes) : bytes_(bytes) {}
+
+    quint8 byte(ImageKey key);
+
+    // Copies `width` bytes. When the first was never received the whole element becomes 0, in the image too, also bytes
+    // that were received (quirk 22).
+    void copyElement(ImageKey key, int width, char* target);
+
+    bool bit(const WordBit& position);
+
+    void store(ImageKey key, char value);
+
+    // Changes one bit of a word; a word whose first byte was never received is cleared before (quirk 27).
+    void storeBit(const WordBit& position, bool value);
+
+private:
+    void clearUnlessStarted(ImageKey key, int width);
+
+    QHash<quint64, char>& bytes_;
+};
+
+}  // namespace ac500
+
+#endif

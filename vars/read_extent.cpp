@@ -1,0 +1,56 @@
+#include "vars/read_extent.h"
+
+#include <QtCore/qglobal.h>
+
+#include "protocol/bytes.h"
+#include "symbols/data_types.h"
+
+namespace ac500 {
+
+namespace {
+
+enum { kBitsPerWord = 16, kBytesPerWord = 2 };
+
+int elementCount(const ControlInformationM& info, ValueGroup group, int requested) {
+    if (info.isArray != 0)
+        return qMin(requested, info.arrayCount);
+    return group == kText ? requested : 1;
+}
+
+// Words of the host, rounded up to whole values of `wordsPerValue` words each.
+int bytesOfWords(int words, int wordsPerValue) {
+    return wrapMul(wrapAdd(words, wordsPerValue - 1) / wordsPerValue, kBytesPerWord * wordsPerValue);
+}
+
+ReadExtent wordsAroundBits(int firstBit, int count) {
+    const int bitInWord = firstBit % kBitsPerWord;
+    const int words = wrapAdd(wrapAdd(count, bitInWord), kBitsPerWord - 1) / kBitsPerWord;
+    const ReadExtent extent = {true, kWordType, firstBit / kBitsPerWord * kBytesPerWord, words * kBytesPerWord};
+    return extent;
+}
+
+}  // namespace
+
+ReadExtent readExtent(const ControlInformationM& info, int requested) {
+    const ValueGroup group = dataType(info.dataType).group;
+    const int count = elementCount(info, group, requested);
+    switch (group) {
+        case kBooleanByte:
+        case k8Bit:
+            return {true, info.dataType, info.address, count};
+        case k16Bit:
+        case kText:
+            return {true, info.dataType, info.address, bytesOfWords(count, 1)};
+        case k32Bit:
+            return {true, info.dataType, info.address, bytesOfWords(count, 2)};
+        case k64Bit:
+            return {true, info.dataType, info.address, bytesOfWords(count, 4)};
+        case kBitAddressedBoolean:
+            return wordsAroundBits(info.address, count);
+        case kNotServed:
+            break;
+    }
+    return {false, 0, 0, 0};
+}
+
+}  // namespace ac500

@@ -1,0 +1,22 @@
+// How many bytes a read of a resolved tag takes: element counts and host units become a run of bytes.
+#ifndef AC500_VARS_READ_EXTENT_H
+#define AC500_VARS_READ_EXTENT_H
+
+#include "symbols/control_information.h"
+
+namespace ac500 {
+
+struct ReadExtent {
+    bool transferable;  // false: the type cannot be read, the rest is 0
+    int dataType;       // as resolved; a bit-addressed boolean is read as words, type 16
+    int startByte;
+    int lengthBytes;    // 0 or less: nothing to read
+};
+
+// `requested` is the host's count: elements, 16-bit words for 32- and 64-bit values and strings. An array is read to
+// the end of its innermost dimension at most, a scalar as one value whatever the count, a string as asked (quirk 13).
+ReadExtent readExtent(const ControlInformationM& info, int requested);
+
+}  // namespace ac500
+
+#endif

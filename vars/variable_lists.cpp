@@ -1,0 +1,99 @@
+// Registering variables: cyclic reads and writes as they are, one-shot reads resolved, cut and de-duplicated.
+#include <QtCore/QMutexLocker>
+
+#include "core/host_interface.h"
+#include "protocol/bytes.h"
+#include "symbols/resolution_code.h"
+#include "symbols/tag_resolution.h"
+#include "vars/read_extent.h"
+#include "vars/request_size.h"
+
+using namespace ac500;
+
+namespace {
+
+enum { kMaxOnceReads = 1024 };
+
+bool isSameRequest(const RW_VAR& a, const RW_VAR& b) {
+    return a.hostId == b.hostId && a.hostSubId == b.hostSubId && a.comWord == b.comWord && a.offset == b.offset &&
+           a.size == b.size && a.aux4 == b.aux4 && a.dataType == b.dataType && a.area == b.area;
+}
+
+bool isQueued(const QList<RW_VAR>& list, const RW_VAR& request) {
+    for (int i = 0; i < list.size(); ++i)
+        if (isSameRequest(list.at(i), request))
+            return true;
+    return false;
+}
+
+// REQUIRES: the list lock is held.
+void appendOnceRead(const RW_VAR& request) {
+    QList<RW_VAR>& list = PLC_driver.onceReadList;
+    if (!isQueued(list, request) && list.size() < kMaxOnceReads)  // quirk 12
+        list.append(request);
+}
+
+// The host's record is the working copy: it is left with the values of the last piece.
+// REQUIRES: the list lock is held.
+void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
+    if (maxBytes <= 0)
+        return;
+    for (int remaining = lengthBytes; remaining > 0; remaining -= var.size) {
+        var.size = qMin(remaining, maxBytes);
+        appendOnceRead(var);
+        var.offset = wrapAdd(var.offset, var.size);
+    }
+}
+
+}  // namespace
+
+int AddListReadVar(RW_VAR* var) noexcept {
+    PLC_driver.readList.append(*var);  // quirk 30
+    return PLC_driver.readList.size();
+}
+
+int AddListWriteVar(RW_VAR* var) noexcept {
+    QMutexLocker lock(&PLC_driver.listMutex);
+    PLC_driver.writeList.append(*var);
+    return PLC_driver.writeList.size();
+}
+
+int AddListOnceReadVar(RW_VAR* var) noexcept {
+    QString tag = var->labelName;
+    ControlInformationM info;
+    if (resolveTag(tag, var->labelArg, info) != kResolved)
+        return 0;
+
+    var->area = info.area;
+    var->resolveResult = kResolved;
+    var->dataType = info.dataType;
+    var->comWord = PLC_driver.comInfo->comWord;
+    var->offset = info.address;
+
+    const ReadExtent extent = readExtent(info, var->size);
+    if (!extent.transferable)
+        return 0;  // quirk 32
+
+    QMutexLocker lock(&PLC_driver.listMutex);
+    var->dataType = extent.dataType;
+    var->offset = extent.startByte;
+    appendPieces(*var, extent.lengthBytes, maxRequestBytes());
+    return PLC_driver.onceReadList.size();
+}
+
+void WhetherGroup(int total, int maxBytes, RW_VAR* var, QList<RW_VAR>* list) noexcept {
+    if (total <= maxBytes) {
+        list->append(*var);
+        return;
+    }
+    if (maxBytes <= 0)
+        return;
+    const qint32 start = var->offset;
+    const int pieces = total / maxBytes + (total % maxBytes != 0 ? 1 : 0);
+    for (int i = 0; i < pieces; ++i) {
+        const int position = i * maxBytes;
+        var->offset = wrapAdd(start, position);
+        var->size = qMin(maxBytes, total - position);
+        list->append(*var);
+    }
+}
