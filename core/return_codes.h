@@ -7,11 +7,11 @@ namespace ac500 {
 
 // Status words.
 enum Status {
-    kStatusPending = 0,            // incomplete, or bad and to be sent again
-    kStatusAccepted = 1,           // accepted, or measured
-    kStatusEmptyReply = 41,        // no reply while the frame was unmeasured, retries exhausted
-    kStatusLengthMismatch = 71,    // reply and length field disagree, retries exhausted
-    kStatusAcceptedOther = 100,    // treated like kStatusAccepted
+    kStatusPending = 0,          // incomplete, or bad and to be sent again
+    kStatusAccepted = 1,         // accepted, or measured
+    kStatusEmptyReply = 41,      // no reply while the frame was unmeasured, retries exhausted
+    kStatusLengthMismatch = 71,  // reply and length field disagree, retries exhausted
+    kStatusAcceptedOther = 100,  // treated like kStatusAccepted
     kStatusUnknownOutcome = 200,
     kStatusHandshakeRejected = 201
 };

@@ -7,7 +7,8 @@ using namespace ac500;
 namespace {
 
 const char kOpenRequest[] = "BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00";
-const char kSymbolFileRequest[] = "BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00";  // DOWNLOAD.SDB
+const char kSymbolFileRequest[] =
+    "BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00";  // DOWNLOAD.SDB
 
 enum { kSessionBytesAt = 24, kSessionBytes = 4 };  // in the reply to the symbol file request
 

@@ -14,10 +14,10 @@ struct ReplySituation {
 };
 
 enum ReplyStep {
-    kKeepReceiving,         // incomplete so far
-    kStoreMeasuredLength,   // complete: the host calls again to have it processed
-    kFailEmpty,             // no reply at all
-    kFailMismatch,          // measured before, now incomplete
+    kKeepReceiving,        // incomplete so far
+    kStoreMeasuredLength,  // complete: the host calls again to have it processed
+    kFailEmpty,            // no reply at all
+    kFailMismatch,         // measured before, now incomplete
     kProcessHandshake,
     kProcessData
 };

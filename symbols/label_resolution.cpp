@@ -94,6 +94,7 @@ void get_label_address_2(Label_Type_Info const& record, QStringList const& parts
     info.bitIndex = last.mid(open + 1, close - open - 1).toInt();
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the host links to this signature
 int get_label_address_array_memory_index(QString indexList, int dimensions, QList<int> const& bounds,
                                          unsigned int& index, unsigned int* end) noexcept {
     const QStringList texts = indexList.split(QLatin1Char(','));

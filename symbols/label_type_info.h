@@ -12,13 +12,13 @@
 #include <QtCore/QString>
 
 struct Label_Type_Info {
-    QString name;     // compared exactly; the table key of a scope
-    quint16 type;     // low byte: type code; 0x100 array, 0x200 structure, 0x400 addressable by bit
-    qint32 offset;    // bytes from the start of area, scope or structure (bits for type 13); a structure type: its size
-    qint32 dimensions;         // number of array dimensions, meaningful for arrays
-    quint32 memberCount;       // how many entries of `members` are searched
-    QList<int> arrayBounds;    // number base of index texts (10), then lower, upper per dimension, outermost first;
-                               // an index equal to `upper` lies outside the array (quirk 16)
+    QString name;   // compared exactly; the table key of a scope
+    quint16 type;   // low byte: type code; 0x100 array, 0x200 structure, 0x400 addressable by bit
+    qint32 offset;  // bytes from the start of area, scope or structure (bits for type 13); a structure type: its size
+    qint32 dimensions;       // number of array dimensions, meaningful for arrays
+    quint32 memberCount;     // how many entries of `members` are searched
+    QList<int> arrayBounds;  // number base of index texts (10), then lower, upper per dimension, outermost first;
+                             // an index equal to `upper` lies outside the array (quirk 16)
     QList<Label_Type_Info> members;      // members of a structure, variables of a scope
     QList<Label_Type_Info> elementType;  // entry 0: a scope's variables; the structure of a variable of type 12
     QString typeName;                    // carried only

@@ -6,12 +6,12 @@ namespace ac500 {
 
 enum ResolutionCode {
     kResolved = 0,
-    kNotFound = 1,           // name incomplete, variable unknown, wrong number of indices, index on a non-array
+    kNotFound = 1,  // name incomplete, variable unknown, wrong number of indices, index on a non-array
     kUnknownScope = 2,
-    kBadIndex = 3,           // an index is no number or below the lower bound, or the bounds are incomplete
+    kBadIndex = 3,  // an index is no number or below the lower bound, or the bounds are incomplete
     kEmptyTag = 6,
     kUnknownMember = 7,
-    kNoElementType = 10,     // scope, structure or bit-addressable variable without its element type
+    kNoElementType = 10,  // scope, structure or bit-addressable variable without its element type
     kTooFewComponents = 11,
     kNoArea = 12
 };

@@ -79,8 +79,7 @@ QByteArray payloadWithBits(const ControlInformationM& info, const QByteArray& in
     QByteArray payload(valueBytes(group), '\0');
     {
         QMutexLocker lock(&PLC_driver.localAreaMutex);
-        ByteImage(PLC_driver.localValues)
-            .copyElement(readKey(info.area, info.address), payload.size(), payload.data());
+        ByteImage(PLC_driver.localValues).copyElement(readKey(info.area, info.address), payload.size(), payload.data());
     }
     if (info.bitIndex < 0)
         return payload;

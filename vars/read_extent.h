@@ -10,7 +10,7 @@ struct ReadExtent {
     bool transferable;  // false: the type cannot be read, the rest is 0
     int dataType;       // as resolved; a bit-addressed boolean is read as words, type 16
     int startByte;
-    int lengthBytes;    // 0 or less: nothing to read
+    int lengthBytes;  // 0 or less: nothing to read
 };
 
 // `requested` is the host's count: elements, 16-bit words for 32- and 64-bit values and strings. An array is read to

@@ -15,7 +15,7 @@ using namespace ac500;
 
 namespace {
 
-typedef QMap<int, QList<RW_VAR> > AreaLists;
+typedef QMap<int, QList<RW_VAR>> AreaLists;
 
 bool startsBefore(const RW_VAR& a, const RW_VAR& b) {
     return a.offset < b.offset;

@@ -12,21 +12,21 @@
 #include <QtCore/QString>
 
 struct RW_VAR {
-    qint32 hostId;          // host: first identity word, returned by varDoneCallback; 1 to 11 selects a status code
-    qint32 hostSubId;       // host: second identity word, returned by varDoneCallback; -1 in cyclic reads
-    qint32 writeFlag;       // host or driver: 0 read, anything else write
-    qint32 aux3;            // carried unchanged
-    qint32 aux4;            // carried unchanged; part of the duplicate test of one-shot reads
-    qint32 status;          // driver: status code, in the record that DataCom returns; else carried
-    QString labelName;      // host: tag name; "%%" in it is replaced with labelArg
-    QString labelArg;       // host: decimal text for "%%"; empty or unreadable means 0
-    qint32 dataType;        // driver: type code 1 to 21; a planned bit variable (13) carries 16
-    qint32 offset;          // driver: first byte within the area; a bit address in a write of type 13
-    qint32 comWord;         // driver: ComInfo::comWord at planning time
-    qint32 size;            // host: elements wanted; after planning and in writes: bytes to transfer
-    qint32 resolveResult;   // driver: result of name resolution, 0 success
-    qint32 area;            // driver: PLC memory area; its low 16 bits travel on the wire
-    QByteArray data;        // bytes in PLC order (big-endian); a write sends the first `size`, zeros where it is short
+    qint32 hostId;         // host: first identity word, returned by varDoneCallback; 1 to 11 selects a status code
+    qint32 hostSubId;      // host: second identity word, returned by varDoneCallback; -1 in cyclic reads
+    qint32 writeFlag;      // host or driver: 0 read, anything else write
+    qint32 aux3;           // carried unchanged
+    qint32 aux4;           // carried unchanged; part of the duplicate test of one-shot reads
+    qint32 status;         // driver: status code, in the record that DataCom returns; else carried
+    QString labelName;     // host: tag name; "%%" in it is replaced with labelArg
+    QString labelArg;      // host: decimal text for "%%"; empty or unreadable means 0
+    qint32 dataType;       // driver: type code 1 to 21; a planned bit variable (13) carries 16
+    qint32 offset;         // driver: first byte within the area; a bit address in a write of type 13
+    qint32 comWord;        // driver: ComInfo::comWord at planning time
+    qint32 size;           // host: elements wanted; after planning and in writes: bytes to transfer
+    qint32 resolveResult;  // driver: result of name resolution, 0 success
+    qint32 area;           // driver: PLC memory area; its low 16 bits travel on the wire
+    QByteArray data;       // bytes in PLC order (big-endian); a write sends the first `size`, zeros where it is short
 };
 
 #if __SIZEOF_POINTER__ == 4
