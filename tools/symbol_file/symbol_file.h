@@ -15,19 +15,19 @@ namespace ac500 {
 
 // Type codes of the driver's interface (docs/host-interface.md). Codes 19 and 20 do not exist, 12 is a structure.
 enum class TypeCode : std::uint8_t {
-    Bool = 1,     // one byte
+    Bool = 1,  // one byte
     Sint = 2,
     Int = 3,
     Uint = 4,
     Dint = 5,
     Udint = 6,
-    Real = 7,     // 32-bit float
+    Real = 7,  // 32-bit float
     Lint = 8,
-    Lreal = 9,    // 64-bit float
-    String = 10,  // 81 bytes: 80 characters and a terminator
-    Cstring = 11, // the same under its second code
+    Lreal = 9,     // 64-bit float
+    String = 10,   // 81 bytes: 80 characters and a terminator
+    Cstring = 11,  // the same under its second code
     Struct = 12,
-    Bit = 13,     // one bit, addressed by bit
+    Bit = 13,  // one bit, addressed by bit
     Usint = 14,
     Byte = 15,
     Word = 16,
@@ -47,6 +47,8 @@ struct TypeTraits {
 const TypeTraits* typeTraits(TypeCode code);
 // The row of a name (exact spelling), or null.
 const TypeTraits* typeTraits(const std::string& name);
+// The names of all types but "STRUCT": what a symbol file can use without declaring it.
+std::vector<std::string> builtInTypeNames();
 
 // Both bounds belong to the array, as in ARRAY[1..6]. (The driver's records carry upper + 1: see label_records.h.)
 struct ArrayDimension {
@@ -64,10 +66,10 @@ struct Variable {
     std::shared_ptr<const StructType> structure;  // set exactly for TypeCode::Struct
     int area = 0;                                 // variables of a scope only
     int offset = 0;  // bytes from the start of the area or structure; for Bit: bits from the start of the area
-    std::vector<ArrayDimension> dimensions;       // outermost first; empty: no array
-    bool bitAddressable = false;                  // single bits may be named: Main.flags.b[3]
+    std::vector<ArrayDimension> dimensions;  // outermost first; empty: no array
+    bool bitAddressable = false;             // single bits may be named: Main.flags.b[3]
     std::string comment;
-    int line = 0;                                 // in the symbol file, from 1
+    int line = 0;  // in the symbol file, from 1
 };
 
 struct StructType {
@@ -93,13 +95,13 @@ struct Area {
 // What the simulator does with one tag over time.
 struct Signal {
     enum class Kind { Constant, Counter, Ramp, Sine, Square, RandomWalk, Echo };
-    std::string tag;            // a leaf, concrete indices: "Main.tank[2].level"
+    std::string tag;  // a leaf, concrete indices: "Main.tank[2].level"
     Kind kind = Kind::Constant;
-    double minimum = 0;         // Constant: the value
+    double minimum = 0;  // Constant: the value
     double maximum = 0;
-    double step = 1;            // Counter and RandomWalk: per period
-    int periodMs = 1000;        // Counter, RandomWalk: one step; Ramp, Sine, Square: one wave
-    std::string source;         // Echo: the tag it repeats
+    double step = 1;      // Counter and RandomWalk: per period
+    int periodMs = 1000;  // Counter, RandomWalk: one step; Ramp, Sine, Square: one wave
+    std::string source;   // Echo: the tag it repeats
     int line = 0;
 };
 
@@ -157,10 +159,10 @@ std::vector<Leaf> listLeaves(const SymbolFile& file);
 struct Element {
     TypeCode code = TypeCode::Bool;
     int area = 0;
-    std::int64_t address = 0;    // bytes; bits for Bit
-    int elementsToRowEnd = 1;    // elements from this one to the end of the innermost dimension, itself included
+    std::int64_t address = 0;  // bytes; bits for Bit
+    int elementsToRowEnd = 1;  // elements from this one to the end of the innermost dimension, itself included
     bool bitAddressable = false;
-    int bit = -1;                // 0 = least significant when the tag names a bit of the variable, else -1
+    int bit = -1;  // 0 = least significant when the tag names a bit of the variable, else -1
 };
 
 // Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). False: not found, and `*error` says which component.

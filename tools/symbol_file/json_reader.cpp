@@ -1,0 +1,208 @@
+#include "tools/symbol_file/json_reader.h"
+
+#include <algorithm>
+#include <set>
+#include <tuple>
+#include <utility>
+
+namespace ac500 {
+namespace {
+
+const char* kindName(JsonValue::Kind kind) {
+    switch (kind) {
+        case JsonValue::Kind::Null:
+            return "null";
+        case JsonValue::Kind::Boolean:
+            return "a boolean";
+        case JsonValue::Kind::Integer:
+        case JsonValue::Kind::Decimal:
+            return "a number";
+        case JsonValue::Kind::String:
+            return "a string";
+        case JsonValue::Kind::Array:
+            return "an array";
+        case JsonValue::Kind::Object:
+            return "an object";
+    }
+    return "";
+}
+
+std::string isNot(const JsonValue& value, const std::string& expected) {
+    return std::string("is ") + kindName(value.kind) + "; write " + expected;
+}
+
+std::string listed(const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names)
+        list += (list.empty() ? "" : ", ") + quoted(name);
+    return list;
+}
+
+// The number of single-character changes between two words (Levenshtein).
+std::size_t editDistance(const std::string& a, const std::string& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j)
+        row[j] = j;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+        }
+    }
+    return row[b.size()];
+}
+
+}  // namespace
+
+JsonNode JsonNode::item(std::size_t index) const {
+    return {&value->items[index], path + "[" + std::to_string(index) + "]"};
+}
+
+JsonNode JsonNode::member(const JsonMember& member) const {
+    return {&member.value, path.empty() ? member.key : path + "." + member.key};
+}
+
+void ProblemList::add(const JsonNode& node, const std::string& what) {
+    problems_.push_back({node.value->position.line, node.value->position.column, node.path, what});
+}
+
+void ProblemList::addAtKey(const JsonNode& object, const JsonMember& member, const std::string& what) {
+    problems_.push_back({member.position.line, member.position.column, object.path, what});
+}
+
+std::vector<Problem> ProblemList::inLineOrder() const {
+    std::vector<Problem> sorted = problems_;
+    std::stable_sort(sorted.begin(), sorted.end(), [](const Problem& a, const Problem& b) {
+        return std::tie(a.line, a.column) < std::tie(b.line, b.column);
+    });
+    return sorted;
+}
+
+ObjectReader::ObjectReader(JsonNode node, std::vector<std::string> keys, ProblemList* problems)
+    : node_(std::move(node)), problems_(problems) {
+    if (isObject()) {
+        checkKeys(keys);
+    } else {
+        problems_->add(node_, isNot(*node_.value, "an object with " + listed(keys)));
+    }
+}
+
+void ObjectReader::checkKeys(const std::vector<std::string>& keys) {
+    std::set<std::string> seen;
+    for (const JsonMember& member : node_.value->members) {
+        if (std::find(keys.begin(), keys.end(), member.key) == keys.end()) {
+            problems_->addAtKey(
+                node_, member,
+                "unknown key " + quoted(member.key) + suggestion(member.key, keys, "allowed are " + listed(keys)));
+        } else if (!seen.insert(member.key).second) {
+            problems_->addAtKey(node_, member, "the key " + quoted(member.key) + " occurs twice; remove one");
+        }
+    }
+}
+
+std::optional<JsonNode> ObjectReader::find(const std::string& key) const {
+    for (const JsonMember& member : node_.value->members) {
+        if (member.key == key)
+            return node_.member(member);
+    }
+    return std::nullopt;
+}
+
+std::optional<JsonNode> ObjectReader::require(const std::string& key, const std::string& remedy) const {
+    std::optional<JsonNode> found = find(key);
+    if (!found && isObject())
+        problems_->add(node_, quoted(key) + " is missing; " + remedy);
+    return found;
+}
+
+std::optional<std::string> readText(const std::optional<JsonNode>& node, ProblemList* problems) {
+    if (!node)
+        return std::nullopt;
+    if (node->value->kind == JsonValue::Kind::String)
+        return node->value->text;
+    problems->add(*node, isNot(*node->value, "a string"));
+    return std::nullopt;
+}
+
+std::optional<bool> readBoolean(const std::optional<JsonNode>& node, ProblemList* problems) {
+    if (!node)
+        return std::nullopt;
+    if (node->value->kind == JsonValue::Kind::Boolean)
+        return node->value->boolean;
+    problems->add(*node, isNot(*node->value, "true or false"));
+    return std::nullopt;
+}
+
+std::optional<double> readNumber(const std::optional<JsonNode>& node, ProblemList* problems) {
+    if (!node)
+        return std::nullopt;
+    if (node->value->kind == JsonValue::Kind::Integer || node->value->kind == JsonValue::Kind::Decimal)
+        return node->value->number;
+    problems->add(*node, isNot(*node->value, "a number"));
+    return std::nullopt;
+}
+
+std::optional<std::int64_t> readInteger(const std::optional<JsonNode>& node, IntegerRange range,
+                                        ProblemList* problems) {
+    if (!node)
+        return std::nullopt;
+    const JsonValue& value = *node->value;
+    const std::string expected =
+        "a whole number from " + std::to_string(range.smallest) + " to " + std::to_string(range.largest);
+    const bool isInteger = value.kind == JsonValue::Kind::Integer;
+    if (isInteger && value.integer >= range.smallest && value.integer <= range.largest)
+        return value.integer;
+    const bool isNumber = isInteger || value.kind == JsonValue::Kind::Decimal;
+    problems->add(*node, isNumber ? "is " + value.text + "; write " + expected : isNot(value, expected));
+    return std::nullopt;
+}
+
+std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList* problems) {
+    std::vector<JsonNode> items;
+    if (!node)
+        return items;
+    if (node->value->kind != JsonValue::Kind::Array)
+        problems->add(*node, isNot(*node->value, "an array"));
+    for (std::size_t i = 0; i < node->value->items.size(); ++i)
+        items.push_back(node->item(i));
+    return items;
+}
+
+std::string quoted(const std::string& text) {
+    const std::size_t kMaxShown = 60;
+    std::size_t end = kMaxShown;
+    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+        ++end;  // whole characters only
+    std::string shown = end >= text.size() ? text : text.substr(0, end) + "...";
+    std::replace_if(
+        shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }, '?');
+    return "\"" + shown + "\"";
+}
+
+std::string nearest(const std::string& text, const std::vector<std::string>& candidates) {
+    const std::size_t kMaxTypos = 2;
+    const std::size_t kMaxLength = 100;  // of a word worth comparing
+    std::string best;
+    std::size_t bestDistance = kMaxTypos + 1;
+    for (const std::string& candidate : candidates) {
+        if (text.size() > kMaxLength || candidate.size() > kMaxLength)
+            continue;
+        const std::size_t distance = editDistance(text, candidate);
+        if (distance < bestDistance && distance < candidate.size()) {
+            best = candidate;
+            bestDistance = distance;
+        }
+    }
+    return best;
+}
+
+std::string suggestion(const std::string& text, const std::vector<std::string>& candidates,
+                       const std::string& fallback) {
+    const std::string candidate = nearest(text, candidates);
+    return candidate.empty() ? "; " + fallback : "; did you mean " + quoted(candidate) + "?";
+}
+
+}  // namespace ac500

@@ -1,0 +1,82 @@
+// Reading a JSON document against expectations: each function takes a value out of its place or reports why it cannot.
+// No threads.
+#ifndef AC500_TOOLS_SYMBOL_FILE_JSON_READER_H
+#define AC500_TOOLS_SYMBOL_FILE_JSON_READER_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/symbol_file/json_document.h"
+#include "tools/symbol_file/symbol_file.h"
+
+namespace ac500 {
+
+// A value of the document and the way to it: "scopes[0].variables[3].type". The document outlives its nodes.
+struct JsonNode {
+    const JsonValue* value = nullptr;
+    std::string path;
+
+    int line() const { return value->position.line; }
+    JsonNode item(std::size_t index) const;
+    JsonNode member(const JsonMember& member) const;
+};
+
+// Collects what is wrong. `what` says what is wrong and what to do.
+class ProblemList {
+public:
+    void add(const JsonNode& node, const std::string& what);
+    void addAtKey(const JsonNode& object, const JsonMember& member, const std::string& what);
+    bool empty() const { return problems_.empty(); }
+    std::vector<Problem> inLineOrder() const;
+
+private:
+    std::vector<Problem> problems_;
+};
+
+// One object whose keys are known. Construction reports a value that is no object, unknown keys and duplicate keys.
+class ObjectReader {
+public:
+    ObjectReader(JsonNode node, std::vector<std::string> keys, ProblemList* problems);
+
+    const JsonNode& node() const { return node_; }
+    bool isObject() const { return node_.value->kind == JsonValue::Kind::Object; }
+
+    // The value of a key, or nothing.
+    std::optional<JsonNode> find(const std::string& key) const;
+    // The same; an absent key is a problem and `remedy` says what to give.
+    std::optional<JsonNode> require(const std::string& key, const std::string& remedy) const;
+
+private:
+    void checkKeys(const std::vector<std::string>& keys);
+
+    JsonNode node_;
+    ProblemList* problems_;
+};
+
+struct IntegerRange {
+    std::int64_t smallest;
+    std::int64_t largest;
+};
+
+// Each reports a value of another kind and then gives nothing. Absent nodes give nothing without a report.
+std::optional<std::string> readText(const std::optional<JsonNode>& node, ProblemList* problems);
+std::optional<bool> readBoolean(const std::optional<JsonNode>& node, ProblemList* problems);
+std::optional<double> readNumber(const std::optional<JsonNode>& node, ProblemList* problems);
+std::optional<std::int64_t> readInteger(const std::optional<JsonNode>& node, IntegerRange range, ProblemList* problems);
+std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList* problems);
+
+// A text in quotes for a message; long ones are cut, control characters replaced.
+std::string quoted(const std::string& text);
+
+// The candidate that `text` was probably meant to be, or an empty text.
+std::string nearest(const std::string& text, const std::vector<std::string>& candidates);
+
+// ; did you mean "WORD"?  or, without a likely candidate, "; " and the fallback.
+std::string suggestion(const std::string& text, const std::vector<std::string>& candidates,
+                       const std::string& fallback);
+
+}  // namespace ac500
+
+#endif

@@ -1,0 +1,33 @@
+// What a symbol file may ask for at most. Every number here is far beyond a real PLC program; together they keep a
+// broken or hostile file from exhausting memory, and all address arithmetic within 32 bits.
+// docs/symbol-file.md lists them for authors.
+#ifndef AC500_TOOLS_SYMBOL_FILE_LIMITS_H
+#define AC500_TOOLS_SYMBOL_FILE_LIMITS_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ac500 {
+
+const std::size_t kMaxFileBytes = 64u * 1024 * 1024;
+const int kMaxJsonNesting = 64;
+const int kMaxJsonValues = 2000000;  // objects, arrays and scalars of the document together
+
+const std::int64_t kMaxAreaNumber = 65535;
+const std::int64_t kMaxAreaBytes = 16 * 1024 * 1024;        // one area; bit addresses stay below 2^27
+const std::int64_t kMaxTotalAreaBytes = 256 * 1024 * 1024;  // the simulator holds all areas in memory
+const std::int64_t kMaxAddress = 0x7fffffff;                // an offset or bit as written, before it is checked to fit
+
+const std::size_t kMaxDimensions = 3;
+const std::int64_t kMaxArrayBound = 1000000;  // and the smallest is its negative
+const std::int64_t kMaxArrayElements = 1000000;
+const int kMaxStructureLevels = 16;
+const std::int64_t kMaxLeaves = 1000000;
+
+const std::size_t kMaxSimulationEntries = 10000;        // signals, and initial values
+const std::int64_t kMaxPeriodMs = 24 * 60 * 60 * 1000;  // a day
+const std::size_t kMaxStringBytes = 80;
+
+}  // namespace ac500
+
+#endif

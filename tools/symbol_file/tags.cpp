@@ -1,0 +1,253 @@
+// Between tags and addresses, in both directions: resolving one tag, and listing all.
+#include <charconv>
+#include <utility>
+
+#include "tools/symbol_file/json_reader.h"
+#include "tools/symbol_file/layout.h"
+#include "tools/symbol_file/symbol_file.h"
+
+namespace ac500 {
+namespace {
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts(1);
+    for (char c : text) {
+        if (c == separator)
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    }
+    return parts;
+}
+
+std::string bounds(const ArrayDimension& dimension) {
+    return std::to_string(dimension.lower) + ".." + std::to_string(dimension.upper);
+}
+
+std::string bounds(const std::vector<ArrayDimension>& dimensions) {
+    std::string text;
+    for (const ArrayDimension& dimension : dimensions)
+        text += (text.empty() ? "" : ",") + bounds(dimension);
+    return "[" + text + "]";
+}
+
+bool parseIndex(const std::string& text, int* index) {
+    const char* end = text.data() + text.size();
+    const std::from_chars_result result = std::from_chars(text.data(), end, *index);
+    return result.ec == std::errc() && result.ptr == end;
+}
+
+// "grid[2,3]" taken apart.
+struct Component {
+    std::string text;
+    std::string name;
+    bool indexed = false;
+    std::vector<std::string> indices;
+};
+
+Component parseComponent(const std::string& text) {
+    Component component;
+    component.text = text;
+    const std::size_t bracket = text.find('[');
+    component.indexed = bracket != std::string::npos && text.back() == ']';
+    component.name = component.indexed ? text.substr(0, bracket) : text;
+    if (component.indexed)
+        component.indices = split(text.substr(bracket + 1, text.size() - bracket - 2), ',');
+    return component;
+}
+
+template <typename Named>
+const Named* findByName(const std::vector<Named>& list, const std::string& name) {
+    for (const Named& candidate : list) {
+        if (candidate.name == name)
+            return &candidate;
+    }
+    return nullptr;
+}
+
+template <typename Named>
+std::string closeTo(const std::string& name, const std::vector<Named>& list) {
+    std::vector<std::string> names;
+    for (const Named& candidate : list)
+        names.push_back(candidate.name);
+    return suggestion(name, names, "list the tags to see what there is");
+}
+
+// Walks down a tag, component by component, and keeps the first reason to stop.
+class TagWalk {
+public:
+    TagWalk(const SymbolFile& file, const std::string& tag) : file_(file), tag_(tag) {}
+
+    bool run() {
+        for (const std::string& part : split(tag_, '.'))
+            components_.push_back(parseComponent(part));
+        if (components_.size() < 2)
+            return fail("a tag needs a scope and a variable: write SCOPE.VARIABLE");
+        const Component& first = components_.front();
+        const Scope* scope = findByName(file_.scopes, first.text);
+        if (!scope)
+            return fail("there is no scope " + quoted(first.text) + closeTo(first.name, file_.scopes));
+        return enterScope(*scope);
+    }
+
+    const Element& element() const { return element_; }
+    std::string error() const { return quoted(tag_) + ": " + reason_; }
+
+private:
+    bool fail(std::string reason) {
+        reason_ = std::move(reason);
+        return false;
+    }
+
+    bool enterScope(const Scope& scope) {
+        const Variable* variable = findByName(scope.variables, components_[1].name);
+        if (!variable)
+            return fail("scope " + quoted(scope.name) + " has no variable " + quoted(components_[1].name) +
+                        closeTo(components_[1].name, scope.variables));
+        element_.area = variable->area;
+        return descend(*variable);
+    }
+
+    bool descend(const Variable& outermost) {
+        const Variable* variable = &outermost;
+        std::size_t depth = 1;
+        if (!addElement(*variable, components_[depth]))
+            return false;
+        while (variable->structure) {
+            if (++depth == components_.size())
+                return fail(quoted(variable->name) + " is a structure of type " + quoted(variable->structure->name) +
+                            "; add \".\" and the name of a member");
+            const StructType& type = *variable->structure;
+            variable = findByName(type.members, components_[depth].name);
+            if (!variable)
+                return fail("structure type " + quoted(type.name) + " has no member " +
+                            quoted(components_[depth].name) + closeTo(components_[depth].name, type.members));
+            if (!addElement(*variable, components_[depth]))
+                return false;
+        }
+        element_.code = variable->code;
+        element_.bitAddressable = variable->bitAddressable;
+        return finish(*variable, depth + 1);
+    }
+
+    // Adds what the variable and its indices contribute to the address.
+    bool addElement(const Variable& variable, const Component& component) {
+        element_.address += variable.offset;
+        element_.elementsToRowEnd = 1;
+        if (variable.dimensions.empty())
+            return component.indexed ? fail(quoted(variable.name) + " is no array; remove the index") : true;
+        if (component.indices.size() != variable.dimensions.size())
+            return fail(quoted(component.text) + " has " + std::to_string(component.indices.size()) + " indices; " +
+                        quoted(variable.name) + " is the array " + bounds(variable.dimensions));
+        std::int64_t linear = 0;
+        for (std::size_t d = 0; d < variable.dimensions.size(); ++d) {
+            if (!addIndex(component.indices[d], variable.dimensions[d], &linear))
+                return false;
+        }
+        element_.address += linear * elementStep(variable);
+        return true;
+    }
+
+    bool addIndex(const std::string& text, const ArrayDimension& dimension, std::int64_t* linear) {
+        int index = 0;
+        if (!parseIndex(text, &index))
+            return fail("index " + quoted(text) + " is no whole number");
+        if (index < dimension.lower || index > dimension.upper)
+            return fail("index " + text + " lies outside " + bounds(dimension));
+        *linear = *linear * dimension.count() + (index - dimension.lower);
+        element_.elementsToRowEnd = dimension.upper - index + 1;
+        return true;
+    }
+
+    // Behind the last variable nothing may follow but a bit: "b[3]". What stands before its bracket is free.
+    bool finish(const Variable& variable, std::size_t depth) {
+        if (depth == components_.size())
+            return true;
+        const Component& last = components_[depth];
+        if (!variable.bitAddressable || depth + 1 != components_.size())
+            return fail(quoted(variable.name) + " is a " + typeTraits(variable.code)->name +
+                        "; nothing can follow it, found " + quoted(last.text));
+        int bit = 0;
+        if (!last.indexed || last.name.empty() || last.indices.size() != 1 || !parseIndex(last.indices[0], &bit))
+            return fail(quoted(last.text) + " names no bit of " + quoted(variable.name) +
+                        "; write b[0], b[1] and so on");
+        const ArrayDimension bits = {0, typeTraits(variable.code)->widthBytes * 8 - 1};
+        if (bit < bits.lower || bit > bits.upper)
+            return fail("bit " + last.indices[0] + " lies outside " + bounds(bits));
+        element_.bit = bit;
+        return true;
+    }
+
+    const SymbolFile& file_;
+    const std::string& tag_;
+    std::vector<Component> components_;
+    Element element_;
+    std::string reason_;
+};
+
+// Where a variable lies in the whole of its area.
+struct Place {
+    std::string tag;  // up to and including the variable's name
+    int area;
+    std::int64_t address;
+};
+
+// Calls visit(indices, linearIndex) for every element in row-major order; once, with "", without dimensions.
+template <typename Visitor>
+void forEachElement(const std::vector<ArrayDimension>& dimensions, Visitor visit) {
+    std::vector<int> index;
+    for (const ArrayDimension& dimension : dimensions)
+        index.push_back(dimension.lower);
+    const std::int64_t count = countElements(dimensions);
+    for (std::int64_t linear = 0; linear < count; ++linear) {
+        std::string text;
+        for (int i : index)
+            text += (text.empty() ? "[" : ",") + std::to_string(i);
+        visit(text.empty() ? text : text + "]", linear);
+        for (std::size_t d = dimensions.size(); d-- > 0;) {
+            if (++index[d] <= dimensions[d].upper)
+                break;
+            index[d] = dimensions[d].lower;
+        }
+    }
+}
+
+void appendLeaves(const Variable& variable, const Place& place, std::vector<Leaf>* leaves) {
+    if (!variable.structure) {
+        leaves->push_back({place.tag, variable.code, place.area, place.address, variable.dimensions,
+                           variable.bitAddressable, variable.comment});
+        return;
+    }
+    forEachElement(variable.dimensions, [&](const std::string& indices, std::int64_t linear) {
+        const std::int64_t start = place.address + linear * elementStep(variable);
+        for (const Variable& member : variable.structure->members)
+            appendLeaves(member, {place.tag + indices + "." + member.name, place.area, start + member.offset}, leaves);
+    });
+}
+
+}  // namespace
+
+int Leaf::elementCount() const {
+    return static_cast<int>(countElements(dimensions));
+}
+
+std::vector<Leaf> listLeaves(const SymbolFile& file) {
+    std::vector<Leaf> leaves;
+    for (const Scope& scope : file.scopes) {
+        for (const Variable& variable : scope.variables)
+            appendLeaves(variable, {scope.name + "." + variable.name, variable.area, variable.offset}, &leaves);
+    }
+    return leaves;
+}
+
+bool findElement(const SymbolFile& file, const std::string& tag, Element* element, std::string* error) {
+    TagWalk walk(file, tag);
+    if (!walk.run()) {
+        *error = walk.error();
+        return false;
+    }
+    *element = walk.element();
+    return true;
+}
+
+}  // namespace ac500
