@@ -152,8 +152,3 @@ int DealDataOfLocalArea(QByteArray* reply, int received) noexcept {
             return GetDriverReturnValue(kReplyRefused);
     }
 }
-
-void passRetValue(RW_VAR const& source, RW_VAR& target) noexcept {
-    target = source;
-    target.data.clear();  // quirk 11
-}
