@@ -2,7 +2,6 @@
 // log then ends with the last complete line.
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>
-#include <QtCore/QTextStream>
 
 #include "core/host_interface.h"
 
@@ -11,6 +10,9 @@ void customMessageHandler(QtMsgType, char const* message) noexcept {
     if (!log.open(QIODevice::WriteOnly | QIODevice::Append))
         return;
     // "z": milliseconds without leading zeros (quirk 34)
-    const QString when = QDateTime::currentDateTime().toString(QString::fromLatin1("yyyy.MM.dd.hh:mm:ss.z"));
-    QTextStream(&log) << when << ':' << QString::fromLocal8Bit(message) << '\n';
+    QByteArray line = QDateTime::currentDateTime().toString(QString::fromLatin1("yyyy.MM.dd.hh:mm:ss.z")).toLatin1();
+    line += ':';
+    line += message;
+    line += '\n';
+    log.write(line);  // one write, so that lines of several threads do not mix
 }

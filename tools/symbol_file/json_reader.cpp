@@ -38,21 +38,23 @@ std::string listed(const std::vector<std::string>& names) {
     return list;
 }
 
-// The number of single-character changes between two words (Levenshtein).
-std::size_t editDistance(const std::string& a, const std::string& b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j)
-        row[j] = j;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i + 1;
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+// The number of typing errors between two words: a character too many, missing, wrong, or two swapped
+// (optimal string alignment).
+std::size_t countTypos(const std::string& a, const std::string& b) {
+    std::vector<std::vector<std::size_t>> typos(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+    for (std::size_t i = 0; i <= a.size(); ++i) {
+        for (std::size_t j = 0; j <= b.size(); ++j) {
+            if (i == 0 || j == 0) {
+                typos[i][j] = i + j;
+                continue;
+            }
+            const std::size_t replaced = typos[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+            typos[i][j] = std::min({replaced, typos[i - 1][j] + 1, typos[i][j - 1] + 1});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+                typos[i][j] = std::min(typos[i][j], typos[i - 2][j - 2] + 1);
         }
     }
-    return row[b.size()];
+    return typos[a.size()][b.size()];
 }
 
 }  // namespace
@@ -186,14 +188,14 @@ std::string nearest(const std::string& text, const std::vector<std::string>& can
     const std::size_t kMaxTypos = 2;
     const std::size_t kMaxLength = 100;  // of a word worth comparing
     std::string best;
-    std::size_t bestDistance = kMaxTypos + 1;
+    std::size_t fewest = kMaxTypos + 1;
     for (const std::string& candidate : candidates) {
         if (text.size() > kMaxLength || candidate.size() > kMaxLength)
             continue;
-        const std::size_t distance = editDistance(text, candidate);
-        if (distance < bestDistance && distance < candidate.size()) {
+        const std::size_t typos = countTypos(text, candidate);
+        if (typos < fewest && typos < candidate.size()) {
             best = candidate;
-            bestDistance = distance;
+            fewest = typos;
         }
     }
     return best;

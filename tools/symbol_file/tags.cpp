@@ -136,6 +136,8 @@ private:
         element_.elementsToRowEnd = 1;
         if (variable.dimensions.empty())
             return component.indexed ? fail(quoted(variable.name) + " is no array; remove the index") : true;
+        if (!component.indexed)
+            return fail(quoted(variable.name) + " is the array " + bounds(variable.dimensions) + "; add an index");
         if (component.indices.size() != variable.dimensions.size())
             return fail(quoted(component.text) + " has " + std::to_string(component.indices.size()) + " indices; " +
                         quoted(variable.name) + " is the array " + bounds(variable.dimensions));
