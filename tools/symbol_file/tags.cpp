@@ -132,21 +132,27 @@ private:
 
     // Adds what the variable and its indices contribute to the address.
     bool addElement(const Variable& variable, const Component& component) {
-        element_.address += variable.offset;
+        if (!checkIndexCount(variable, component))
+            return false;
         element_.elementsToRowEnd = 1;
-        if (variable.dimensions.empty())
-            return component.indexed ? fail(quoted(variable.name) + " is no array; remove the index") : true;
-        if (!component.indexed)
-            return fail(quoted(variable.name) + " is the array " + bounds(variable.dimensions) + "; add an index");
-        if (component.indices.size() != variable.dimensions.size())
-            return fail(quoted(component.text) + " has " + std::to_string(component.indices.size()) + " indices; " +
-                        quoted(variable.name) + " is the array " + bounds(variable.dimensions));
         std::int64_t linear = 0;
         for (std::size_t d = 0; d < variable.dimensions.size(); ++d) {
             if (!addIndex(component.indices[d], variable.dimensions[d], &linear))
                 return false;
         }
-        element_.address += linear * elementStep(variable);
+        element_.address += variable.offset + linear * elementStep(variable);
+        return true;
+    }
+
+    bool checkIndexCount(const Variable& variable, const Component& component) {
+        const bool isArray = !variable.dimensions.empty();
+        if (!isArray)
+            return component.indexed ? fail(quoted(variable.name) + " is no array; remove the index") : true;
+        const std::string array = quoted(variable.name) + " is the array " + bounds(variable.dimensions);
+        if (!component.indexed)
+            return fail(array + "; add an index");
+        if (component.indices.size() != variable.dimensions.size())
+            return fail(array + "; give one index per dimension");
         return true;
     }
 
