@@ -23,6 +23,15 @@ struct Protocol {
 };
 
 #if __SIZEOF_POINTER__ == 4
+static_assert(offsetof(Protocol, frame) == 0, "Protocol::frame");
+static_assert(offsetof(Protocol, frameLength) == 4, "Protocol::frameLength");
+static_assert(offsetof(Protocol, replyLength) == 8, "Protocol::replyLength");
+static_assert(offsetof(Protocol, replyDataOffset) == 12, "Protocol::replyDataOffset");
+static_assert(offsetof(Protocol, minReplyLength) == 16, "Protocol::minReplyLength");
+static_assert(offsetof(Protocol, var) == 20, "Protocol::var");
+static_assert(offsetof(Protocol, reserved80) == 80, "Protocol::reserved80");
+static_assert(offsetof(Protocol, reserved84) == 84, "Protocol::reserved84");
+static_assert(offsetof(Protocol, reserved88) == 88, "Protocol::reserved88");
 static_assert(sizeof(Protocol) == 92, "Protocol is 92 bytes on 32-bit targets");
 #endif
 

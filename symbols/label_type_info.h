@@ -28,4 +28,21 @@ struct Label_Type_Info {
     QList<QString> textList;             // carried only
 };
 
+#if __SIZEOF_POINTER__ == 4
+static_assert(offsetof(Label_Type_Info, name) == 0, "Label_Type_Info::name");
+static_assert(offsetof(Label_Type_Info, type) == 4, "Label_Type_Info::type");
+static_assert(offsetof(Label_Type_Info, offset) == 8, "Label_Type_Info::offset");
+static_assert(offsetof(Label_Type_Info, dimensions) == 12, "Label_Type_Info::dimensions");
+static_assert(offsetof(Label_Type_Info, memberCount) == 16, "Label_Type_Info::memberCount");
+static_assert(offsetof(Label_Type_Info, arrayBounds) == 20, "Label_Type_Info::arrayBounds");
+static_assert(offsetof(Label_Type_Info, members) == 24, "Label_Type_Info::members");
+static_assert(offsetof(Label_Type_Info, elementType) == 28, "Label_Type_Info::elementType");
+static_assert(offsetof(Label_Type_Info, typeName) == 32, "Label_Type_Info::typeName");
+static_assert(offsetof(Label_Type_Info, extra1) == 36, "Label_Type_Info::extra1");
+static_assert(offsetof(Label_Type_Info, extra2) == 40, "Label_Type_Info::extra2");
+static_assert(offsetof(Label_Type_Info, areaList) == 44, "Label_Type_Info::areaList");
+static_assert(offsetof(Label_Type_Info, textList) == 48, "Label_Type_Info::textList");
+static_assert(sizeof(Label_Type_Info) == 52, "Label_Type_Info is 52 bytes on 32-bit targets");
+#endif
+
 #endif

@@ -30,6 +30,21 @@ struct RW_VAR {
 };
 
 #if __SIZEOF_POINTER__ == 4
+static_assert(offsetof(RW_VAR, hostId) == 0, "RW_VAR::hostId");
+static_assert(offsetof(RW_VAR, hostSubId) == 4, "RW_VAR::hostSubId");
+static_assert(offsetof(RW_VAR, writeFlag) == 8, "RW_VAR::writeFlag");
+static_assert(offsetof(RW_VAR, aux3) == 12, "RW_VAR::aux3");
+static_assert(offsetof(RW_VAR, aux4) == 16, "RW_VAR::aux4");
+static_assert(offsetof(RW_VAR, status) == 20, "RW_VAR::status");
+static_assert(offsetof(RW_VAR, labelName) == 24, "RW_VAR::labelName");
+static_assert(offsetof(RW_VAR, labelArg) == 28, "RW_VAR::labelArg");
+static_assert(offsetof(RW_VAR, dataType) == 32, "RW_VAR::dataType");
+static_assert(offsetof(RW_VAR, offset) == 36, "RW_VAR::offset");
+static_assert(offsetof(RW_VAR, comWord) == 40, "RW_VAR::comWord");
+static_assert(offsetof(RW_VAR, size) == 44, "RW_VAR::size");
+static_assert(offsetof(RW_VAR, resolveResult) == 48, "RW_VAR::resolveResult");
+static_assert(offsetof(RW_VAR, area) == 52, "RW_VAR::area");
+static_assert(offsetof(RW_VAR, data) == 56, "RW_VAR::data");
 static_assert(sizeof(RW_VAR) == 60, "RW_VAR is 60 bytes on 32-bit targets");
 #endif
 
