@@ -1,0 +1,101 @@
+#include "tools/simulator/embedded_simulator.h"
+
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+#include <QtCore/QCoreApplication>
+
+namespace ac500::sim {
+
+namespace {
+
+// Qt delivers no events in any thread without an application object.
+void ensureApplication() {
+    static int argumentCount = 1;
+    static char name[] = "embedded-simulator";
+    static char* arguments[] = {name, nullptr};
+    static std::unique_ptr<QCoreApplication> application;
+    if (QCoreApplication::instance() == nullptr) {
+        application = std::make_unique<QCoreApplication>(argumentCount, arguments);
+    }
+}
+
+template <class Work>
+void runInThreadOf(TcpServer* server, Work work) {
+    QMetaObject::invokeMethod(server, std::move(work), Qt::BlockingQueuedConnection);
+}
+
+}  // namespace
+
+EmbeddedSimulator::EmbeddedSimulator(const SymbolFile& file, PlcSettings plc, TcpSettings tcp)
+    : model_(file, std::move(plc)) {
+    if (!model_.problems().empty()) {
+        throw std::runtime_error(describe("symbol file", model_.problems().front()));
+    }
+    ensureApplication();
+    server_ = new TcpServer(model_, modelMutex_, std::move(tcp));
+    server_->moveToThread(&thread_);
+    QObject::connect(&thread_, &QThread::finished, server_, &QObject::deleteLater);
+    thread_.start();
+    std::string error;
+    runInThreadOf(server_, [this, &error] {
+        if (server_->listen(QHostAddress::LocalHost, 0, &error)) {
+            port_ = server_->port();
+        }
+    });
+    if (!error.empty()) {
+        stop();
+        throw std::runtime_error("cannot listen on 127.0.0.1: " + error);
+    }
+}
+
+EmbeddedSimulator::~EmbeddedSimulator() {
+    stop();
+}
+
+Bytes EmbeddedSimulator::read(const ByteRange& range) const {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    return model_.memory().read(range);
+}
+
+void EmbeddedSimulator::write(int area, std::uint64_t offset, const Bytes& bytes) {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    model_.memory().write(area, offset, bytes);
+}
+
+void EmbeddedSimulator::inject(const Fault& fault, std::uint32_t count, std::optional<Service> service) {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    model_.arm({fault, count, service});
+}
+
+void EmbeddedSimulator::restart() {
+    {
+        const std::lock_guard<std::mutex> guard(modelMutex_);
+        model_.restart();
+    }
+    dropConnections();
+}
+
+void EmbeddedSimulator::dropConnections() {
+    if (thread_.isRunning()) {
+        runInThreadOf(server_, [this] { server_->closeAllConnections(); });
+    }
+}
+
+Counters EmbeddedSimulator::counters() const {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    return model_.counters();
+}
+
+Identity EmbeddedSimulator::identity() const {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    return model_.identity();
+}
+
+void EmbeddedSimulator::stop() {
+    thread_.quit();
+    thread_.wait();
+}
+
+}  // namespace ac500::sim

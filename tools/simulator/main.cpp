@@ -1,0 +1,144 @@
+// ac500-sim: the simulated PLC as a program. The command line, the lifetime and the messages; the rest is the library.
+#include <csignal>
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QSocketNotifier>
+
+#include <fmt/format.h>
+
+#include "tools/simulator/options.h"
+#include "tools/simulator/reserved_variables.h"
+#include "tools/simulator/tcp_server.h"
+
+namespace {
+
+using namespace ac500;
+using namespace ac500::sim;
+
+// Lines appear at once, also in a pipe.
+void print(const std::string& line) {
+    fmt::print("ac500-sim: {}\n", line);
+    std::fflush(stdout);
+}
+
+void complain(const std::string& line) {
+    fmt::print(stderr, "ac500-sim: {}\n", line);
+}
+
+void complainAll(const std::string& fileName, const std::vector<Problem>& problems) {
+    for (const Problem& problem : problems) {
+        complain(describe(fileName, problem));
+    }
+}
+
+// SIGINT and SIGTERM become an event of the loop instead of an interruption anywhere. -1 when that fails.
+int blockSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+EventSink eventSink(const Options& options) {
+    if (options.quiet) {
+        return EventSink();
+    }
+    return [verbose = options.verbose](EventLevel level, const std::string& text) {
+        if (verbose || level == EventLevel::Note) {
+            complain(text);
+        }
+    };
+}
+
+std::string servingLine(const Options& options, const SymbolFile& file) {
+    return fmt::format(
+        "serving {}: {} areas, {} tags, {} signals, and the simulator's own {} in area {}; seed {}, {} "
+        "fault rules",
+        options.symbols, file.areas.size(), listLeaves(file).size(), file.signals.size(), kReservedScope, kReservedArea,
+        options.seed, options.faults.size());
+}
+
+std::string summaryLine(const Counters& counters) {
+    return fmt::format(
+        "ended after {} connections, {} requests ({} hello, {} symbols, {} read, {} write, {} other), {} "
+        "refused, {} faults",
+        counters.connections, counters.requests(), counters.hello, counters.symbols, counters.reads, counters.writes,
+        counters.others, counters.refused, counters.faults);
+}
+
+void runUntilEnd(QCoreApplication& application, int signalFile, double runSeconds) {
+    QSocketNotifier notifier(signalFile, QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, &application, &QCoreApplication::quit);
+    if (runSeconds > 0) {
+        QTimer::singleShot(static_cast<int>(runSeconds * 1000), &application, &QCoreApplication::quit);
+    }
+    application.exec();
+}
+
+bool listen(TcpServer& server, const Options& options) {
+    const QHostAddress address(QString::fromStdString(options.address));
+    if (address.isNull()) {
+        complain("\"" + options.address + "\" is no IP address; --address takes one like 127.0.0.1");
+        return false;
+    }
+    if (!address.isLoopback()) {
+        complain("warning: " + options.address + " can be reached by other machines, and anyone there can write");
+    }
+    std::string error;
+    if (!server.listen(address, options.port, &error)) {
+        complain(fmt::format("cannot listen on {}:{}: {}; choose another --port, or 0 for a free one", options.address,
+                             options.port, error));
+        return false;
+    }
+    return true;
+}
+
+int serve(QCoreApplication& application, const Options& options, const SymbolFile& file) {
+    PlcModel model(file, {options.seed, options.faults});
+    complainAll(options.symbols, model.problems());
+    complainAll(options.symbols, model.warnings());
+    if (!model.problems().empty()) {
+        return kExitSymbolFile;
+    }
+    std::mutex modelMutex;
+    TcpSettings settings;
+    settings.events = eventSink(options);
+    TcpServer server(model, modelMutex, settings);
+    const int signalFile = blockSignals();
+    if (!listen(server, options)) {
+        return kExitCannotListen;
+    }
+    print(fmt::format("listening on {}:{}", server.address().toString().toStdString(), server.port()));
+    print(servingLine(options, file));
+    runUntilEnd(application, signalFile, options.runSeconds);
+    server.close();
+    ::close(signalFile);
+    print(summaryLine(model.counters()));
+    return kExitGood;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const ParsedOptions parsed = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
+    if (!parsed.run) {
+        std::fputs(parsed.text.c_str(), parsed.exitCode == kExitGood ? stdout : stderr);
+        return parsed.exitCode;
+    }
+    const LoadedSymbolFile loaded = loadSymbolFile(parsed.options.symbols);
+    if (!loaded.problems.empty()) {
+        complainAll(parsed.options.symbols, loaded.problems);
+        return kExitSymbolFile;
+    }
+    QCoreApplication application(argc, argv);
+    return serve(application, parsed.options, loaded.file);
+}

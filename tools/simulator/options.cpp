@@ -1,0 +1,85 @@
+#include "tools/simulator/options.h"
+
+#include <algorithm>
+
+#include <CLI/CLI.hpp>
+
+namespace ac500::sim {
+
+namespace {
+
+constexpr const char* kDescription =
+    "ac500-sim: a simulated AC500 PLC. Serves the areas and variables of a symbol file over TCP until it is\n"
+    "interrupted. Prints the address it listens on as its first line.";
+
+constexpr const char* kReservedHelp =
+    "Variables of the simulator itself (scope Sim, area 9), for clients that want to provoke a fault:\n"
+    "  write Sim.fault_kind = 1 delay, 2 silence, 3 late, 4 truncate, 5 length, 6 status, 7 fragments, 8 glue,\n"
+    "  9 reset, 10 restart; before it, or in the same request, Sim.fault_count (replies, default 1), Sim.fault_arg\n"
+    "  (argument, 0: default) and Sim.fault_service (service code, 0: any).\n"
+    "  read Sim.faults_left, faults_done, boot_count, requests, refused, connections, uptime_ms.\n"
+    "\n"
+    "Exit codes: 0 ended by a signal or --run-seconds, 1 wrong usage, 2 symbol file, 3 cannot listen.";
+
+// CLI11 keeps what it parses into here.
+struct Raw {
+    Options options;
+    std::vector<std::string> rules;
+};
+
+void declare(CLI::App& app, Raw& raw) {
+    Options& options = raw.options;
+    app.add_option("--symbols", options.symbols, "symbol file (JSON): areas, variables, signals")->required();
+    app.add_option("--port", options.port, "TCP port; 0 picks a free one")->capture_default_str();
+    app.add_option("--address", options.address, "address to listen on; the service has no protection of any kind")
+        ->capture_default_str();
+    app.add_option("--seed", options.seed, "seed of session bytes, random walks and fault rates")
+        ->capture_default_str();
+    app.add_option("--fault", raw.rules, "fault rule, may be repeated; see below")->allow_extra_args(false);
+    app.add_option("--run-seconds", options.runSeconds, "end by itself after so many seconds")
+        ->check(CLI::Range(0.0, 1e6));
+    CLI::Option* quiet = app.add_flag("--quiet", options.quiet, "no events on the error output");
+    app.add_flag("--verbose", options.verbose, "every request on the error output")->excludes(quiet);
+    app.footer("\n" + faultRuleHelp() + "\n" + kReservedHelp);
+}
+
+ParsedOptions finished(ExitCode exitCode, std::string text) {
+    ParsedOptions parsed;
+    parsed.exitCode = exitCode;
+    parsed.text = std::move(text);
+    return parsed;
+}
+
+ParsedOptions withRules(Raw raw) {
+    for (const std::string& text : raw.rules) {
+        const ParsedFaultRule parsed = parseFaultRule(text);
+        if (!parsed.error.empty()) {
+            return finished(kExitUsage, "ac500-sim: " + parsed.error + "\nTry ac500-sim --help.\n");
+        }
+        raw.options.faults.push_back(parsed.rule);
+    }
+    ParsedOptions parsed;
+    parsed.run = true;
+    parsed.options = raw.options;
+    return parsed;
+}
+
+}  // namespace
+
+ParsedOptions parseOptions(std::vector<std::string> arguments) {
+    Raw raw;
+    CLI::App app(kDescription, "ac500-sim");
+    declare(app, raw);
+    // CLI11 takes a vector from its end.
+    std::reverse(arguments.begin(), arguments.end());
+    try {
+        app.parse(arguments);
+    } catch (const CLI::CallForHelp&) {
+        return finished(kExitGood, app.help());
+    } catch (const CLI::ParseError& error) {
+        return finished(kExitUsage, std::string("ac500-sim: ") + error.what() + "\nTry ac500-sim --help.\n");
+    }
+    return withRules(std::move(raw));
+}
+
+}  // namespace ac500::sim

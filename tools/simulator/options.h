@@ -1,0 +1,38 @@
+// The command line of ac500-sim.
+#ifndef AC500_TOOLS_SIMULATOR_OPTIONS_H
+#define AC500_TOOLS_SIMULATOR_OPTIONS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/simulator/fault_rule.h"
+
+namespace ac500::sim {
+
+enum ExitCode { kExitGood = 0, kExitUsage = 1, kExitSymbolFile = 2, kExitCannotListen = 3 };
+
+struct Options {
+    std::string symbols;
+    std::string address = "127.0.0.1";
+    std::uint16_t port = 1201;  // 0: any free one
+    std::uint64_t seed = 1;
+    std::vector<FaultRule> faults;
+    bool quiet = false;
+    bool verbose = false;
+    double runSeconds = 0;  // 0: until a signal comes
+};
+
+struct ParsedOptions {
+    Options options;
+    bool run = false;  // false: `text` is all there is to say, then exit with `exitCode`
+    std::string text;  // help (exit code good) or error
+    ExitCode exitCode = kExitGood;
+};
+
+// `arguments` without the program's name.
+ParsedOptions parseOptions(std::vector<std::string> arguments);
+
+}  // namespace ac500::sim
+
+#endif

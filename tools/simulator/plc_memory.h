@@ -1,0 +1,50 @@
+// PlcMemory is the memory of the simulated PLC: numbered areas of bytes, all zero at first, values big-endian. It
+// knows nothing of variables. Not thread-safe; EmbeddedSimulator and TcpServer guard it with the model's lock.
+#ifndef AC500_TOOLS_SIMULATOR_PLC_MEMORY_H
+#define AC500_TOOLS_SIMULATOR_PLC_MEMORY_H
+
+#include <cstdint>
+#include <map>
+
+#include "tools/simulator/wire.h"
+
+namespace ac500::sim {
+
+// Bytes [offset, offset + size) of one area.
+struct ByteRange {
+    int area = 0;
+    std::uint64_t offset = 0;
+    std::uint64_t size = 0;
+};
+
+class PlcMemory {
+public:
+    // Adds an area of zeros; replaces one of the same number.
+    void addArea(int number, std::uint32_t sizeBytes);
+
+    bool hasArea(int number) const { return areas_.count(number) != 0; }
+
+    // Does the range lie within an area? An empty range does up to and including the area's end.
+    bool contains(const ByteRange& range) const;
+
+    // REQUIRES: contains(range)
+    Bytes read(const ByteRange& range) const;
+
+    // REQUIRES: the bytes lie within the area
+    void write(int area, std::uint64_t offset, const Bytes& bytes);
+
+    // The word of a bit: bit b stands in the big-endian 16-bit word at byte (b / 16) * 2, as its bit b % 16, bit 0 being
+    // the least significant. So bits 0..7 stand in the second byte of the word.
+    static ByteRange wordOfBit(int area, std::uint64_t bitAddress);
+
+    // REQUIRES: contains(wordOfBit(area, bitAddress))
+    bool bit(int area, std::uint64_t bitAddress) const;
+    void setBit(int area, std::uint64_t bitAddress, bool value);
+
+private:
+    std::map<int, Bytes> areas_;
+};
+
+}  // namespace ac500::sim
+
+#endif

@@ -1,0 +1,220 @@
+#include "tools/simulator/plc_model.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "protocol/bytes.h"
+#include "tools/simulator/reserved_variables.h"
+
+namespace ac500::sim {
+
+namespace {
+
+// Streams of one seed, so that more signals do not change the session bytes and so on.
+constexpr std::uint64_t kSessionStream = 0x5E55;
+constexpr std::uint64_t kSignalStream = 0x516A;
+constexpr std::uint64_t kFaultStream = 0xFA17;
+
+Problem problemAt(int line, const char* where, std::string what) {
+    Problem problem;
+    problem.line = line;
+    problem.where = where;
+    problem.what = std::move(what);
+    return problem;
+}
+
+SessionBytes drawSession(Random& random) {
+    const std::uint64_t drawn = random.next();
+    SessionBytes session;
+    for (std::size_t i = 0; i < session.size(); ++i) {
+        session[i] = static_cast<std::uint8_t>(drawn >> (8 * i));
+    }
+    return session;
+}
+
+// Session bytes that read the same backwards would hide a client that forgets to reverse them.
+bool isPalindrome(const SessionBytes& session) {
+    return session[0] == session[3] && session[1] == session[2];
+}
+
+SessionBytes nextSession(Random& random, const SessionBytes& old) {
+    SessionBytes session = drawSession(random);
+    while (isPalindrome(session) || session == old) {
+        session = drawSession(random);
+    }
+    return session;
+}
+
+std::uint64_t* counterOf(Counters& counters, std::uint8_t serviceCode) {
+    switch (static_cast<Service>(serviceCode)) {
+        case Service::Hello:
+            return &counters.hello;
+        case Service::SymbolFile:
+            return &counters.symbols;
+        case Service::Read:
+            return &counters.reads;
+        case Service::Write:
+            return &counters.writes;
+    }
+    return &counters.others;
+}
+
+std::uint8_t serviceCodeOf(const Bytes& request) {
+    return request.size() > kEnvelopeBytes ? byteAt(request.data(), kEnvelopeBytes) : 0;
+}
+
+}  // namespace
+
+PlcModel::PlcModel(const SymbolFile& file, PlcSettings settings)
+    : problems_(reservedConflicts(file)),
+      sessionRandom_(settings.seed ^ kSessionStream),
+      faults_(std::move(settings.faults), settings.seed ^ kFaultStream),
+      signals_({}, 0),
+      server_(memory_) {
+    const SymbolFile whole = withReservedVariables(file);
+    for (const Area& area : whole.areas) {
+        memory_.addArea(area.number, area.sizeBytes);
+    }
+    const std::vector<Leaf> leaves = listLeaves(whole);
+    const BitLayout bits(leaves);
+    addWarnings(leaves, bits);
+    applyInitialValues(whole);
+    signals_ = SignalGenerator(wire(whole), settings.seed ^ kSignalStream);
+    server_.setBits(bits);
+    identity_.session = nextSession(sessionRandom_, SessionBytes{});
+    advance(0);
+}
+
+void PlcModel::advance(std::int64_t nowMs) {
+    nowMs_ = nowMs;
+    signals_.advance(nowMs, memory_);
+    publish();
+}
+
+Bytes PlcModel::answer(const Bytes& request) {
+    return count(request).bytes;
+}
+
+Exchange PlcModel::serve(const Bytes& request) {
+    Reply reply = count(request);
+    Exchange exchange;
+    exchange.serviceCode = serviceCodeOf(request);
+    exchange.status = reply.status;
+    exchange.items = reply.items;
+    exchange.replyBytes = reply.bytes.size();
+    if (reply.status == Status::Good && !reply.armed) {
+        exchange.fault = faults_.next(static_cast<Service>(exchange.serviceCode));
+    }
+    if (reply.armed) {
+        faults_.arm(*reply.armed);
+    }
+    if (exchange.fault.kind != FaultKind::None) {
+        ++counters_.faults;
+    }
+    if (exchange.fault.kind == FaultKind::Restart) {
+        restart();
+    }
+    exchange.delivery = planDelivery(exchange.fault, reply.bytes);
+    publish();
+    return exchange;
+}
+
+Exchange PlcModel::refuse(Status status) {
+    ++counters_.others;
+    ++counters_.refused;
+    publish();
+    Exchange exchange;
+    exchange.status = status;
+    exchange.delivery.steps.push_back({0, makeRefusal(status), After::Close});
+    return exchange;
+}
+
+void PlcModel::arm(const FaultSchedule::Armed& armed) {
+    faults_.arm(armed);
+    publish();
+}
+
+void PlcModel::restart() {
+    identity_.session = nextSession(sessionRandom_, identity_.session);
+    ++identity_.bootCount;
+    publish();
+}
+
+void PlcModel::connectionOpened() {
+    ++counters_.connections;
+    publish();
+}
+
+// The counters count the request before it is answered, so that a read of Sim.requests sees itself.
+Reply PlcModel::count(const Bytes& request) {
+    ++*counterOf(counters_, serviceCodeOf(request));
+    publish();
+    Reply reply = server_.answer(request, identity_);
+    if (reply.status != Status::Good) {
+        ++counters_.refused;
+    }
+    return reply;
+}
+
+void PlcModel::applyInitialValues(const SymbolFile& file) {
+    for (const InitialValue& initial : file.initialValues) {
+        Element element;
+        if (locate(file, initial.tag, initial.line, "initialValues", &element) &&
+            !writeText(memory_, element, initial.text)) {
+            problems_.push_back(problemAt(
+                initial.line, "initialValues",
+                "\"" + initial.text + "\" is no " + typeTraits(element.code)->name + " value for " + initial.tag));
+        }
+    }
+}
+
+std::vector<SignalGenerator::Wiring> PlcModel::wire(const SymbolFile& file) {
+    std::vector<SignalGenerator::Wiring> wirings;
+    for (const Signal& signal : file.signals) {
+        SignalGenerator::Wiring wiring{signal, Element(), Element()};
+        const bool echo = signal.kind == Signal::Kind::Echo;
+        if (locate(file, signal.tag, signal.line, "signals", &wiring.target) &&
+            (!echo || locate(file, signal.source, signal.line, "signals", &wiring.source))) {
+            wirings.push_back(std::move(wiring));
+        }
+    }
+    return wirings;
+}
+
+// False, and a problem noted, when the tag is no single variable within its area.
+bool PlcModel::locate(const SymbolFile& file, const std::string& tag, int line, const char* where, Element* element) {
+    std::string error;
+    if (!findElement(file, tag, element, &error)) {
+        problems_.push_back(problemAt(line, where, "no variable " + tag + ": " + error));
+        return false;
+    }
+    if (!memory_.contains(rangeOf(*element))) {
+        problems_.push_back(problemAt(line, where, tag + " lies outside its memory area; make the area larger"));
+        return false;
+    }
+    return true;
+}
+
+void PlcModel::addWarnings(const std::vector<Leaf>& leaves, const BitLayout& bits) {
+    for (const Leaf& leaf : bits.ambiguousBits(leaves)) {
+        warnings_.push_back(problemAt(0, "scopes",
+                                      leaf.tag + ": writes to this BIT cannot be told from writes to the byte of the " +
+                                          "same number; put BIT variables into an area of their own"));
+    }
+}
+
+// Shows the model's own state in the reserved area. Counters show their low 32 bits.
+void PlcModel::publish() {
+    Bytes block(reserved::kAreaBytes - reserved::kFirstReadOnly, '\0');
+    const auto at = [&block](std::uint32_t offset) { return &block[offset - reserved::kFirstReadOnly]; };
+    putU16(at(reserved::kFaultsLeft), static_cast<quint16>(faults_.armedLeft()));
+    putU32(at(reserved::kFaultsDone), static_cast<quint32>(counters_.faults));
+    putU32(at(reserved::kBootCount), identity_.bootCount);
+    putU32(at(reserved::kRequests), static_cast<quint32>(counters_.requests()));
+    putU32(at(reserved::kRefused), static_cast<quint32>(counters_.refused));
+    putU32(at(reserved::kConnections), static_cast<quint32>(counters_.connections));
+    putU32(at(reserved::kUptimeMs), static_cast<quint32>(nowMs_));
+    memory_.write(kReservedArea, reserved::kFirstReadOnly, block);
+}
+
+}  // namespace ac500::sim

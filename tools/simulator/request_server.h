@@ -1,0 +1,72 @@
+// RequestServer answers requests out of a memory: it checks a request, reads or writes, and builds the reply. It is the
+// well-behaved half of the simulated PLC; faults come later (fault_plan.h). Knows no sockets, no clock.
+//
+// A request is checked as a whole before anything is written: it is carried out completely or refused. Nothing in it is
+// trusted; the longest reply has kMaxPayloadBytes of payload. Not thread-safe.
+#ifndef AC500_TOOLS_SIMULATOR_REQUEST_SERVER_H
+#define AC500_TOOLS_SIMULATOR_REQUEST_SERVER_H
+
+#include <array>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "tools/simulator/bit_layout.h"
+#include "tools/simulator/fault_plan.h"
+#include "tools/simulator/plc_memory.h"
+
+namespace ac500::sim {
+
+// The four bytes that the second handshake reply carries at offsets 24..27, in that order. A client sends them reversed
+// at the end of every read and write request.
+using SessionBytes = std::array<std::uint8_t, kSessionBytes>;
+
+// What the simulated PLC says about itself in the handshake.
+struct Identity {
+    SessionBytes session{};
+    std::uint32_t bootCount = 1;
+};
+
+struct Reply {
+    Status status = Status::Good;
+    Bytes bytes;
+    std::uint32_t items = 0;                    // of a good read or write
+    std::optional<FaultSchedule::Armed> armed;  // a good write to Sim.fault_kind
+};
+
+class RequestServer {
+public:
+    // `memory` must outlive the server. Until setBits every write is one of bytes.
+    explicit RequestServer(PlcMemory& memory) : memory_(memory) {}
+
+    void setBits(BitLayout bits) { bits_ = std::move(bits); }
+
+    // `request` is one frame with its envelope, or anything else: what is no request is refused.
+    Reply answer(const Bytes& request, const Identity& identity);
+
+private:
+    struct Item {
+        ByteRange range;
+        Bytes data;  // of a write
+        bool bit;    // range.offset is a bit address, data one byte
+    };
+
+    Reply answerService(const Bytes& request, const Identity& identity);
+    Reply read(const Bytes& request);
+    Reply write(const Bytes& request);
+
+    Status checkRead(const std::vector<Item>& items) const;
+    Status checkWrite(const std::vector<Item>& items) const;
+    Status checkRange(const ByteRange& range) const;
+    void apply(const Item& item);
+
+    bool parseWriteItems(const Bytes& request, std::vector<Item>* items) const;
+    static bool parseReadItems(const Bytes& request, std::vector<Item>* items);
+
+    PlcMemory& memory_;
+    BitLayout bits_;
+};
+
+}  // namespace ac500::sim
+
+#endif

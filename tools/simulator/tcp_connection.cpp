@@ -1,0 +1,218 @@
+#include "tools/simulator/tcp_connection.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include <sys/socket.h>
+
+#include <fmt/format.h>
+
+namespace ac500::sim {
+
+namespace {
+
+constexpr qint64 kReadBufferBytes = 64 * 1024;
+
+std::string describe(const Exchange& exchange) {
+    if (exchange.status != Status::Good) {
+        return fmt::format("request of service 0x{:02X} refused: {} (0x{:04X})", exchange.serviceCode,
+                           statusText(exchange.status), static_cast<unsigned>(exchange.status));
+    }
+    return fmt::format("{}: {} items, reply of {} bytes", serviceName(exchange.serviceCode), exchange.items,
+                       exchange.replyBytes);
+}
+
+std::string describe(const Fault& fault) {
+    const FaultTraits& traits = *faultTraits(fault.kind);
+    if (traits.argumentKey == nullptr || fault.argument == 0) {
+        return traits.name;
+    }
+    return fmt::format("{} {}={}", traits.name, traits.argumentKey, fault.argument);
+}
+
+}  // namespace
+
+TcpConnection::TcpConnection(TcpServer& server, QTcpSocket* socket, int number)
+    : server_(server), socket_(socket), number_(number) {
+    socket_->setParent(this);
+    socket_->setReadBufferSize(kReadBufferBytes);
+    socket_->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    connect(socket_, &QTcpSocket::readyRead, this, &TcpConnection::takeRequests);
+    connect(socket_, &QTcpSocket::disconnected, this, &TcpConnection::ended);
+    note("connected from " + (socket_->peerAddress().toString() + ':').toStdString() +
+         std::to_string(socket_->peerPort()));
+}
+
+void TcpConnection::close() {
+    socket_->abort();
+}
+
+// Lingering for 0 seconds makes the kernel send a reset instead of an orderly end.
+void TcpConnection::reset() {
+    const linger noLinger{1, 0};
+    ::setsockopt(static_cast<int>(socket_->socketDescriptor()), SOL_SOCKET, SO_LINGER, &noLinger, sizeof(noLinger));
+    socket_->abort();
+    ended();
+}
+
+void TcpConnection::takeRequests() {
+    if (state_ == State::Farewell) {
+        socket_->readAll();
+    }
+    while (state_ == State::Serving && lateReplies_ < server_.settings_.limits.maxLateReplies) {
+        Bytes request;
+        const FrameSplitter::Result result = splitter_.next(&request);
+        if (result != FrameSplitter::Result::NeedMore) {
+            handle(result, request);
+        } else if (socket_->bytesAvailable() > 0) {
+            readSome();
+        } else {
+            return;
+        }
+    }
+}
+
+void TcpConnection::readSome() {
+    std::array<char, 4096> chunk;
+    const qint64 wanted = std::min<qint64>(chunk.size(), static_cast<qint64>(splitter_.room()));
+    const qint64 got = socket_->read(chunk.data(), wanted);
+    splitter_.append(chunk.data(), static_cast<std::size_t>(std::max<qint64>(got, 0)));
+}
+
+void TcpConnection::handle(FrameSplitter::Result result, const Bytes& request) {
+    switch (result) {
+        case FrameSplitter::Result::Frame:
+            return start(server_.serve(request));
+        case FrameSplitter::Result::BadMagic:
+            return start(server_.refuse(Status::BadMagic));
+        case FrameSplitter::Result::TooLong:
+            return start(server_.refuse(Status::RequestTooLong));
+        case FrameSplitter::Result::NeedMore:
+            return;
+    }
+}
+
+void TcpConnection::start(Exchange exchange) {
+    tell(exchange);
+    const auto progress = std::make_shared<Progress>();
+    progress->delivery = std::move(exchange.delivery);
+    if (progress->delivery.overtakable) {
+        ++lateReplies_;
+    } else {
+        state_ = State::Delivering;
+    }
+    proceed(progress);
+}
+
+void TcpConnection::proceed(const std::shared_ptr<Progress>& progress) {
+    while (progress->next < progress->delivery.steps.size()) {
+        const int delayMs = progress->delivery.steps[progress->next].delayMs;
+        if (delayMs > 0) {
+            return wait(progress, delayMs);
+        }
+        if (!performNext(*progress)) {
+            return;
+        }
+    }
+    finish(*progress);
+}
+
+// `this` as context: the timer dies with the connection. A late reply never lands inside a reply of several steps.
+void TcpConnection::wait(const std::shared_ptr<Progress>& progress, int delayMs) {
+    QTimer::singleShot(delayMs, Qt::PreciseTimer, this, [this, progress] {
+        if (progress->delivery.overtakable && midReply_) {
+            wait(progress, 1);
+        } else if (performNext(*progress)) {
+            proceed(progress);
+        }
+    });
+}
+
+void TcpConnection::finish(const Progress& progress) {
+    if (progress.delivery.overtakable) {
+        --lateReplies_;
+    } else {
+        state_ = State::Serving;
+        midReply_ = false;
+    }
+    // Not at once: this may be called from takeRequests itself.
+    QTimer::singleShot(0, this, &TcpConnection::takeRequests);
+}
+
+bool TcpConnection::performNext(Progress& progress) {
+    const DeliveryStep& step = progress.delivery.steps[progress.next];
+    ++progress.next;
+    if (!progress.delivery.overtakable) {
+        midReply_ = true;
+    }
+    return send(step.bytes) && conclude(step.after);
+}
+
+bool TcpConnection::send(const Bytes& bytes) {
+    if (state_ != State::Serving && state_ != State::Delivering) {
+        return false;
+    }
+    if (bytes.empty()) {
+        return true;
+    }
+    socket_->write(bytes.data(), static_cast<qint64>(bytes.size()));
+    socket_->flush();
+    if (socket_->bytesToWrite() <= server_.settings_.limits.maxUnsentBytes) {
+        return true;
+    }
+    note("does not take its replies: reset");
+    reset();
+    return false;
+}
+
+bool TcpConnection::conclude(After after) {
+    switch (after) {
+        case After::Nothing:
+            return true;
+        case After::Close:
+            beginFarewell();
+            return false;
+        case After::Reset:
+            reset();
+            return false;
+        case After::CloseAll:
+            server_.closeAllConnections();
+            return false;
+    }
+    return true;
+}
+
+// Closing while bytes of the client are unread would send a reset, which can overtake the refusal just sent. So only
+// the own side is closed, and what still comes is thrown away until the client closes too or its time is up.
+void TcpConnection::beginFarewell() {
+    state_ = State::Farewell;
+    ::shutdown(static_cast<int>(socket_->socketDescriptor()), SHUT_WR);
+    socket_->readAll();
+    QTimer::singleShot(server_.settings_.limits.farewellMs, this, [this] { socket_->abort(); });
+}
+
+void TcpConnection::ended() {
+    if (state_ == State::Ended) {
+        return;
+    }
+    state_ = State::Ended;
+    note("disconnected");
+    server_.forget(this);
+    deleteLater();
+}
+
+void TcpConnection::tell(const Exchange& exchange) const {
+    const std::string client = fmt::format("client {}: ", number_);
+    server_.tell(EventLevel::Detail, client + describe(exchange));
+    if (exchange.fault.kind != FaultKind::None) {
+        server_.tell(EventLevel::Note, client + "fault " + describe(exchange.fault) + " on a reply to " +
+                                           serviceName(exchange.serviceCode));
+    }
+}
+
+void TcpConnection::note(const std::string& text) const {
+    server_.tell(EventLevel::Note, fmt::format("client {}: {}", number_, text));
+}
+
+}  // namespace ac500::sim

@@ -1,0 +1,68 @@
+// One client of TcpServer. Takes one request at a time: the next is looked at when the delivery of the one before has
+// ended, unless that may be overtaken. Deletes itself when the connection has ended.
+#ifndef AC500_TOOLS_SIMULATOR_TCP_CONNECTION_H
+#define AC500_TOOLS_SIMULATOR_TCP_CONNECTION_H
+
+#include <memory>
+
+#include <QtCore/QObject>
+#include <QtNetwork/QTcpSocket>
+
+#include "tools/simulator/tcp_server.h"
+
+namespace ac500::sim {
+
+class TcpConnection : public QObject {
+public:
+    // Takes the socket over. `server` must outlive the connection.
+    TcpConnection(TcpServer& server, QTcpSocket* socket, int number);
+
+    // Ends the connection at once; what was not sent yet is dropped.
+    void close();
+
+    // Ends the connection with a reset.
+    void reset();
+
+private:
+    // What the connection is doing with what comes in.
+    enum class State {
+        Serving,     // requests are taken
+        Delivering,  // a delivery is under way, requests wait
+        Farewell,    // all is sent; what comes in is thrown away
+        Ended,
+    };
+
+    // A delivery on its way; kept alive by the timer of its next step.
+    struct Progress {
+        Delivery delivery;
+        std::size_t next = 0;
+    };
+
+    void takeRequests();
+    void readSome();
+    void handle(FrameSplitter::Result result, const Bytes& request);
+    void start(Exchange exchange);
+    void proceed(const std::shared_ptr<Progress>& progress);
+    void wait(const std::shared_ptr<Progress>& progress, int delayMs);
+    void finish(const Progress& progress);
+    // These three: false when the connection ended or is about to.
+    bool performNext(Progress& progress);
+    bool send(const Bytes& bytes);
+    bool conclude(After after);
+    void beginFarewell();
+    void ended();
+    void tell(const Exchange& exchange) const;
+    void note(const std::string& text) const;
+
+    TcpServer& server_;
+    QTcpSocket* const socket_;  // child
+    const int number_;
+    State state_ = State::Serving;
+    int lateReplies_ = 0;
+    bool midReply_ = false;  // the delivery under way has sent some of its steps
+    FrameSplitter splitter_;
+};
+
+}  // namespace ac500::sim
+
+#endif

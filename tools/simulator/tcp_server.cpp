@@ -1,0 +1,115 @@
+#include "tools/simulator/tcp_server.h"
+
+#include <chrono>
+#include <utility>
+#include <vector>
+
+#include "tools/simulator/tcp_connection.h"
+
+namespace ac500::sim {
+
+namespace {
+
+constexpr int kTickMs = 100;
+
+}  // namespace
+
+Clock steadyClock() {
+    return [] {
+        const auto now = std::chrono::steady_clock::now().time_since_epoch();
+        return static_cast<std::int64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+    };
+}
+
+TcpServer::TcpServer(PlcModel& model, std::mutex& modelMutex, TcpSettings settings)
+    : model_(model),
+      modelMutex_(modelMutex),
+      settings_(std::move(settings)),
+      startMs_(settings_.clock()),
+      server_(this),
+      ticker_(this) {
+    connect(&server_, &QTcpServer::newConnection, this, &TcpServer::acceptPending);
+    connect(&ticker_, &QTimer::timeout, this, &TcpServer::advance);
+}
+
+TcpServer::~TcpServer() {
+    close();
+}
+
+bool TcpServer::listen(const QHostAddress& address, quint16 port, std::string* error) {
+    if (!server_.listen(address, port)) {
+        *error = server_.errorString().toStdString();
+        return false;
+    }
+    ticker_.start(kTickMs);
+    return true;
+}
+
+// The map changes while connections end.
+void TcpServer::closeAllConnections() {
+    const std::map<TcpConnection*, int> connections = connections_;
+    for (const auto& entry : connections) {
+        entry.first->close();
+    }
+}
+
+void TcpServer::close() {
+    ticker_.stop();
+    server_.close();
+    closeAllConnections();
+    while (!connections_.empty()) {
+        connections_.begin()->first->reset();
+    }
+}
+
+void TcpServer::acceptPending() {
+    while (QTcpSocket* socket = server_.nextPendingConnection()) {
+        accept(socket);
+    }
+}
+
+void TcpServer::accept(QTcpSocket* socket) {
+    if (static_cast<int>(connections_.size()) >= settings_.limits.maxClients) {
+        tell(EventLevel::Note,
+             "a connection is closed at once: there are " + std::to_string(connections_.size()) + " clients already");
+        socket->abort();
+        socket->deleteLater();
+        return;
+    }
+    {
+        const std::lock_guard<std::mutex> guard(modelMutex_);
+        model_.connectionOpened();
+    }
+    ++lastNumber_;
+    auto* connection = new TcpConnection(*this, socket, lastNumber_);
+    connection->setParent(this);
+    connections_.emplace(connection, lastNumber_);
+}
+
+void TcpServer::forget(TcpConnection* connection) {
+    connections_.erase(connection);
+}
+
+Exchange TcpServer::serve(const Bytes& request) {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    model_.advance(settings_.clock() - startMs_);
+    return model_.serve(request);
+}
+
+Exchange TcpServer::refuse(Status status) {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    return model_.refuse(status);
+}
+
+void TcpServer::advance() {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    model_.advance(settings_.clock() - startMs_);
+}
+
+void TcpServer::tell(EventLevel level, const std::string& text) const {
+    if (settings_.events) {
+        settings_.events(level, text);
+    }
+}
+
+}  // namespace ac500::sim

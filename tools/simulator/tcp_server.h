@@ -1,0 +1,91 @@
+// TcpServer puts a PlcModel on the network: it accepts connections, cuts requests out of the streams, and carries out
+// the deliveries that the model answers with. It decides nothing about answers or faults.
+//
+// Lives in one thread with a Qt event loop; every function is to be called from that thread. The model is shared: each
+// use of it happens under the lock that the caller handed in.
+//
+// Hostile clients cost bounded memory: per connection at most one unfinished request, one socket read buffer and
+// maxUnsentBytes of replies; requests behind an unfinished delivery wait in the client's own send buffer.
+#ifndef AC500_TOOLS_SIMULATOR_TCP_SERVER_H
+#define AC500_TOOLS_SIMULATOR_TCP_SERVER_H
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include <QtCore/QObject>
+#include <QtCore/QTimer>
+#include <QtNetwork/QHostAddress>
+#include <QtNetwork/QTcpServer>
+
+#include "tools/simulator/plc_model.h"
+
+namespace ac500::sim {
+
+// Milliseconds, never going backwards; where 0 lies does not matter.
+using Clock = std::function<std::int64_t()>;
+Clock steadyClock();
+
+enum class EventLevel {
+    Note,    // connections, faults
+    Detail,  // every request
+};
+using EventSink = std::function<void(EventLevel, const std::string&)>;
+
+struct TcpLimits {
+    int maxClients = 64;                  // further connections are accepted and closed at once
+    qint64 maxUnsentBytes = 1024 * 1024;  // a client that lets more replies pile up is reset
+    int maxLateReplies = 64;              // pending late replies of one client; its next request waits beyond
+    int farewellMs = 1000;                // how long a client that is to be closed may take to end its side
+};
+
+struct TcpSettings {
+    TcpLimits limits;
+    Clock clock = steadyClock();
+    EventSink events;  // null: nothing is told
+};
+
+class TcpConnection;
+
+class TcpServer : public QObject {
+public:
+    // `model` and `modelMutex` must outlive the server. The model's time starts now.
+    TcpServer(PlcModel& model, std::mutex& modelMutex, TcpSettings settings);
+    ~TcpServer() override;
+
+    // False, and `*error` says why, when the address cannot be listened on. Port 0 picks a free one.
+    bool listen(const QHostAddress& address, quint16 port, std::string* error);
+
+    quint16 port() const { return server_.serverPort(); }
+    QHostAddress address() const { return server_.serverAddress(); }
+
+    void closeAllConnections();
+
+    // Stops listening and closes everything; nothing is served afterwards.
+    void close();
+
+private:
+    friend class TcpConnection;
+
+    void acceptPending();
+    void accept(QTcpSocket* socket);
+    void forget(TcpConnection* connection);
+    Exchange serve(const Bytes& request);
+    Exchange refuse(Status status);
+    void advance();
+    void tell(EventLevel level, const std::string& text) const;
+
+    PlcModel& model_;         // modelMutex_
+    std::mutex& modelMutex_;  // held for single calls only, never while sending
+    const TcpSettings settings_;
+    const std::int64_t startMs_;
+    QTcpServer server_;
+    QTimer ticker_;                              // keeps signals near the time while nobody asks
+    std::map<TcpConnection*, int> connections_;  // to their numbers, from 1, for log lines
+    int lastNumber_ = 0;
+};
+
+}  // namespace ac500::sim
+
+#endif
