@@ -99,8 +99,11 @@ private:
     bool takeArea() {
         const auto node = object_.require("area", "give the number of an area listed under \"areas\"");
         const auto area = readInteger(node, {0, kMaxAreaNumber}, problems_);
-        declaration_.variable.area = static_cast<int>(area.value_or(0));
-        return area.has_value();
+        if (!area)
+            return false;
+        declaration_.area = *node;
+        declaration_.variable.area = static_cast<int>(*area);
+        return true;
     }
 
     bool takeDimensions() {
@@ -191,7 +194,7 @@ void UniqueNames::add(const std::string& name, const JsonNode& node, ProblemList
     const auto inserted = lines_.emplace(name, node.line());
     if (!inserted.second) {
         problems->add(node, quoted(name) + " is declared in line " + std::to_string(inserted.first->second) +
-                                " already; rename or remove one of them");
+                                " already; change or remove one of them");
     }
 }
 

@@ -17,6 +17,7 @@ struct Declaration {
     Variable variable;          // `structure` is not yet set
     JsonNode node;              // the whole declaration
     JsonNode type;              // its "type", set when `complete`
+    JsonNode area;              // its "area", set when `complete`; variables of a scope only
     JsonNode place;             // its "offset" or "bit", set when `complete`
     std::string structureName;  // empty for the built-in types
     bool complete = false;      // name, type, place and dimensions could be read

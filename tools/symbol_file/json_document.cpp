@@ -194,7 +194,8 @@ public:
     bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) {
         const bool atEnd = position > textBytes_ && !tracker_->insideString();
         return fail(atEnd ? tracker_->here() : tracker_->tokenBefore(position),
-                    "this is not valid JSON: " + reasonIn(error.what()));
+                    "this is not valid JSON: " + reasonIn(error.what()) +
+                        "; look for a comma, quote or bracket too few or too many, here or just before");
     }
 
 private:

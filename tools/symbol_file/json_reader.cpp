@@ -120,6 +120,26 @@ std::optional<JsonNode> ObjectReader::require(const std::string& key, const std:
     return found;
 }
 
+std::optional<std::string> readScalar(const std::optional<JsonNode>& node, ProblemList* problems) {
+    if (!node)
+        return std::nullopt;
+    const JsonValue& value = *node->value;
+    switch (value.kind) {
+        case JsonValue::Kind::Boolean:
+            return value.boolean ? "TRUE" : "FALSE";
+        case JsonValue::Kind::Integer:
+        case JsonValue::Kind::Decimal:
+        case JsonValue::Kind::String:
+            return value.text;
+        case JsonValue::Kind::Null:
+        case JsonValue::Kind::Array:
+        case JsonValue::Kind::Object:
+            break;
+    }
+    problems->add(*node, isNot(value, "a number, a boolean or a string"));
+    return std::nullopt;
+}
+
 std::optional<std::string> readText(const std::optional<JsonNode>& node, ProblemList* problems) {
     if (!node)
         return std::nullopt;
@@ -152,8 +172,10 @@ std::optional<std::int64_t> readInteger(const std::optional<JsonNode>& node, Int
     if (!node)
         return std::nullopt;
     const JsonValue& value = *node->value;
-    const std::string expected =
-        "a whole number from " + std::to_string(range.smallest) + " to " + std::to_string(range.largest);
+    const std::string smallest = std::to_string(range.smallest);
+    const std::string expected = range.smallest == range.largest
+                                     ? smallest
+                                     : "a whole number from " + smallest + " to " + std::to_string(range.largest);
     const bool isInteger = value.kind == JsonValue::Kind::Integer;
     if (isInteger && value.integer >= range.smallest && value.integer <= range.largest)
         return value.integer;
@@ -185,15 +207,15 @@ std::string quoted(const std::string& text) {
 }
 
 std::string nearest(const std::string& text, const std::vector<std::string>& candidates) {
-    const std::size_t kMaxTypos = 2;
     const std::size_t kMaxLength = 100;  // of a word worth comparing
     std::string best;
-    std::size_t fewest = kMaxTypos + 1;
+    std::size_t fewest = kMaxLength;
     for (const std::string& candidate : candidates) {
         if (text.size() > kMaxLength || candidate.size() > kMaxLength)
             continue;
         const std::size_t typos = countTypos(text, candidate);
-        if (typos < fewest && typos < candidate.size()) {
+        const std::size_t likely = candidate.size() < 6 ? 1 : 2;
+        if (typos < fewest && typos <= likely && typos < candidate.size()) {
             best = candidate;
             fewest = typos;
         }

@@ -28,7 +28,7 @@ class ProblemList {
 public:
     void add(const JsonNode& node, const std::string& what);
     void addAtKey(const JsonNode& object, const JsonMember& member, const std::string& what);
-    bool empty() const { return problems_.empty(); }
+    std::size_t count() const { return problems_.size(); }
     std::vector<Problem> inLineOrder() const;
 
 private:
@@ -62,6 +62,8 @@ struct IntegerRange {
 
 // Each reports a value of another kind and then gives nothing. Absent nodes give nothing without a report.
 std::optional<std::string> readText(const std::optional<JsonNode>& node, ProblemList* problems);
+// A number, boolean or string as text: "12", "TRUE", "hello".
+std::optional<std::string> readScalar(const std::optional<JsonNode>& node, ProblemList* problems);
 std::optional<bool> readBoolean(const std::optional<JsonNode>& node, ProblemList* problems);
 std::optional<double> readNumber(const std::optional<JsonNode>& node, ProblemList* problems);
 std::optional<std::int64_t> readInteger(const std::optional<JsonNode>& node, IntegerRange range, ProblemList* problems);

@@ -88,7 +88,7 @@ std::string number(double value) {
 
 std::string rangeText(const NumericRange& range) {
     if (isFloat(range.code))
-        return number(range.lowest) + " to " + number(range.highest);
+        return range.code == TypeCode::Real ? "-3.4e38 to 3.4e38" : "-1.79e308 to 1.79e308";
     return std::to_string(range.smallest) + " to " + std::to_string(range.largest);
 }
 
@@ -140,7 +140,7 @@ public:
         const std::optional<Element> element = find(node);
         if (!element || !isText(element->code))
             return element;
-        problems_->add(*node, "is a string, which has no signals; give it a value under \"initial\"");
+        problems_->add(*node, "is a string; signals drive and repeat numbers and booleans only");
         return std::nullopt;
     }
 
@@ -396,18 +396,6 @@ std::string objection(const std::string& text, TypeCode code) {
         return "";
     return quoted(text) + " is no value for " + typeTraits(code)->name + "; write a " +
            (isFloat(code) ? "number from " : "whole number from ") + rangeText(range);
-}
-
-// A number, boolean or string as text.
-std::optional<std::string> readScalar(const std::optional<JsonNode>& node, ProblemList* problems) {
-    if (!node)
-        return std::nullopt;
-    const JsonValue& value = *node->value;
-    if (value.kind == JsonValue::Kind::Boolean)
-        return value.boolean ? "TRUE" : "FALSE";
-    if (value.kind == JsonValue::Kind::Integer || value.kind == JsonValue::Kind::Decimal)
-        return value.text;
-    return readText(node, problems);
 }
 
 void readInitialValues(const ObjectReader& section, const TagFinder& tags, SymbolFile* file, ProblemList* problems) {

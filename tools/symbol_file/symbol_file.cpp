@@ -37,11 +37,13 @@ public:
 private:
     void readParts() {
         readHead();
+        const std::size_t before = problems_.count();
         readAreas();
+        areasKnown_ = problems_.count() == before;
         const StructureTypes types(root_.find("types"), &problems_);
         file_.types = types.all();
         readScopes(types);
-        readSimulation(root_.find("simulation"), problems_.empty() ? TagLookup::Possible : TagLookup::Impossible,
+        readSimulation(root_.find("simulation"), problems_.count() == 0 ? TagLookup::Possible : TagLookup::Impossible,
                        &file_, &problems_);
     }
 
@@ -119,7 +121,8 @@ private:
         const auto area = areaBytes_.find(variable.area);
         const std::string number = std::to_string(variable.area);
         if (area == areaBytes_.end()) {
-            problems_.add(declaration.node, "there is no area " + number + "; add it to \"areas\" or correct \"area\"");
+            if (areasKnown_)
+                problems_.add(declaration.area, "there is no area " + number + "; add it to \"areas\" or correct this");
         } else if (area->second != 0 && endByte(variable) > area->second) {
             problems_.add(declaration.place, "the variable ends at byte " + std::to_string(endByte(variable)) +
                                                  ", outside the " + std::to_string(area->second) + " bytes of area " +
@@ -142,6 +145,7 @@ private:
     SymbolFile file_;
     UniqueNames areaNumbers_;
     std::map<int, std::uint32_t> areaBytes_;  // 0: not known
+    bool areasKnown_ = false;                 // else an absent area is but a consequence
     std::int64_t leaves_ = 0;
 };
 
