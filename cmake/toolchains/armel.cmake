@@ -1,0 +1,5 @@
+# Cross build for 32-bit ARM Linux (armel) with Debian's cross compiler and a sysroot made by scripts/fetch-sysroot armel.
+# Programs run under qemu-user, so that tests can be discovered and run here.
+set(AC500_TARGET_ARCH armel)
+set(AC500_TARGET_TRIPLET arm-linux-gnueabi)
+include(${CMAKE_CURRENT_LIST_DIR}/debian-cross.cmake)
