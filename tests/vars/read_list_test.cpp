@@ -1,0 +1,280 @@
+// Rebuilding the cyclic read list from the host's tags.
+#include <climits>
+
+#include "tests/support/driver_test.h"
+#include "tests/support/locks.h"
+#include "tests/symbols/label_builders.h"
+#include "tests/vars/request_text.h"
+#include "tests/vars/type_rows.h"
+
+namespace ac500::test {
+namespace {
+
+HostTag tag(const char* name, qint32 count, const char* argument = "") {
+    return HostTag{-1, -2, argument, name, count};
+}
+
+class ReadList : public DriverTest {
+protected:
+    // Rebuilds the list and expects the returned number to be right.
+    static std::string rebuilt(QList<HostTag> tags) {
+        const int requests = ReCreatReadVarList(&tags);
+        EXPECT_EQ(requests, PLC_driver.readList.size());
+        return requestText(PLC_driver.readList);
+    }
+
+    // Byte arrays of these lengths; a tag of count n then reads n bytes.
+    static Label_Type_Info bytesAt(const char* name, int area, int offset, int length) {
+        return asArray(inArea(variable(name, 15, offset), area), {10, 0, length});
+    }
+};
+
+TEST_F(ReadList, WorkedExampleOfThreeTags) {
+    loadMain({bytesAt("first", 1, 0, 2), bytesAt("second", 1, 10, 4), bytesAt("third", 1, 150, 100)});
+    EXPECT_EQ(rebuilt({tag("Main.first[0]", 2), tag("Main.second[0]", 4), tag("Main.third[0]", 100)}),
+              "1@0+200, 1@200+50");
+}
+
+TEST_F(ReadList, WorkedExampleOfACoveredTag) {
+    loadMain({bytesAt("long", 1, 0, 4), bytesAt("short", 1, 0, 2)});
+    EXPECT_EQ(rebuilt({tag("Main.long[0]", 4), tag("Main.short[0]", 2)}), "1@0+4");
+}
+
+TEST_F(ReadList, WorkedExampleOfTagsTooFarApart) {
+    loadMain({bytesAt("near", 1, 0, 2), bytesAt("far", 1, 300, 2)});
+    EXPECT_EQ(rebuilt({tag("Main.near[0]", 2), tag("Main.far[0]", 2)}), "1@0+2, 1@300+2");
+}
+
+TEST_F(ReadList, WorkedExampleOfALongTag) {
+    loadMain({bytesAt("long", 1, 70, 450)});
+    EXPECT_EQ(rebuilt({tag("Main.long[0]", 450)}), "1@70+200, 1@270+200, 1@470+50");
+}
+
+TEST_F(ReadList, AreasComeInAscendingOrder) {
+    loadMain(
+        {bytesAt("three", 3, 0, 2), bytesAt("one", 1, 50, 2), bytesAt("below", -7, 8, 2), bytesAt("again", 3, 6, 2)});
+    EXPECT_EQ(
+        rebuilt({tag("Main.three[0]", 2), tag("Main.one[0]", 2), tag("Main.below[0]", 2), tag("Main.again[0]", 2)}),
+        "-7@8+2, 1@50+2, 3@0+8");
+}
+
+TEST_F(ReadList, UnsortedTagsAreSortedBeforeTheyAreMerged) {
+    loadMain({bytesAt("a", 1, 0, 4), bytesAt("b", 1, 4, 4), bytesAt("c", 1, 8, 4), bytesAt("d", 1, 500, 4)});
+    EXPECT_EQ(rebuilt({tag("Main.d[0]", 4), tag("Main.c[0]", 4), tag("Main.a[0]", 4), tag("Main.b[0]", 4)}),
+              "1@0+12, 1@500+4");
+}
+
+TEST_F(ReadList, EqualOffsetsKeepTheHostsOrder) {
+    loadMain({variable("word", 16, 8), variable("byte", 15, 8), variable("twin", 16, 8)});
+    rebuilt({tag("Main.byte", 1), tag("Main.word", 1), tag("Main.twin", 1)});
+    ASSERT_EQ(requestText(PLC_driver.readList), "1@8+2");
+    EXPECT_EQ(PLC_driver.readList.first().labelName, "Main.byte");
+    EXPECT_EQ(PLC_driver.readList.first().dataType, 15);
+    rebuilt({tag("Main.twin", 1), tag("Main.byte", 1), tag("Main.word", 1)});
+    EXPECT_EQ(PLC_driver.readList.first().labelName, "Main.twin");
+}
+
+TEST_F(ReadList, SameTagTwiceIsReadOnce) {
+    loadMain({variable("counter", 3, 4)});
+    EXPECT_EQ(rebuilt({tag("Main.counter", 1), tag("Main.counter", 1), tag("Main.counter", 9)}), "1@4+2");
+}
+
+// quirk 14
+TEST_F(ReadList, TypesAreMixedInOneRequest) {
+    loadMain({variable("float", 9, 0), variable("bit", 13, 100), variable("text", 10, 20)});
+    EXPECT_EQ(rebuilt({tag("Main.text", 10), tag("Main.bit", 1), tag("Main.float", 4)}), "1@0+40");
+    EXPECT_EQ(PLC_driver.readList.first().labelName, "Main.float");
+    EXPECT_EQ(PLC_driver.readList.first().dataType, 9);
+}
+
+TEST_F(ReadList, BytesOfEveryTypeInAnArray) {
+    for (const TypeRow& row : kTransferableTypes) {
+        loadMain({asArray(variable("array", row.code, 0), {10, 0, 1000})});
+        for (size_t i = 0; i < std::size(kUnits); ++i) {
+            EXPECT_EQ(rebuilt({tag("Main.array[0]", kUnits[i])}), "1@0+" + std::to_string(row.bytes[i]))
+                << row.type << ", " << kUnits[i] << " units";
+            EXPECT_EQ(PLC_driver.readList.first().dataType, row.plannedType) << row.type;
+        }
+    }
+}
+
+// quirk 13
+TEST_F(ReadList, ScalarIsOneValueWhateverTheCountAndAStringKeepsIt) {
+    loadMain({variable("float", 7, 40), variable("text", 11, 400)});
+    for (int count : {-5, 0, 1, 7, INT_MAX}) {
+        EXPECT_EQ(rebuilt({tag("Main.float", count)}), "1@40+4") << count;
+    }
+    EXPECT_EQ(rebuilt({tag("Main.text", 40)}), "1@400+80");
+    EXPECT_EQ(rebuilt({tag("Main.text", 0)}), "");
+}
+
+TEST_F(ReadList, CountOfAnArrayIsLimitedByItsInnermostExtent) {
+    loadMain({asArray(variable("values", 3, 100), {10, 0, 4, 1, 6})});
+    EXPECT_EQ(rebuilt({tag("Main.values[2,3]", 99)}), "1@124+10");
+    EXPECT_EQ(rebuilt({tag("Main.values[2,3]", -3)}), "");
+}
+
+TEST_F(ReadList, BitAddressedBooleansBecomeTheWordsThatHoldThem) {
+    for (const BitRunRow& row : kBitRuns) {
+        loadMain({asArray(variable("bits", 13, row.firstBit), {10, 0, 1000})});
+        EXPECT_EQ(rebuilt({tag("Main.bits[0]", row.bits)}),
+                  "1@" + std::to_string(row.firstByte) + "+" + std::to_string(row.bytes))
+            << row.situation;
+        ASSERT_EQ(PLC_driver.readList.size(), 1) << row.situation;
+        EXPECT_EQ(PLC_driver.readList.first().dataType, 16) << row.situation;
+    }
+}
+
+TEST_F(ReadList, BuiltRecordHoldsTheSettingsAndTheTag) {
+    loadMain({asArray(inArea(variable("vector", 3, 200), 9), {10, 0, 50})});
+    rebuilt({tag("Main.vector[%%]", 4, "3")});
+    ASSERT_EQ(requestText(PLC_driver.readList), "9@206+8");
+    const RW_VAR& var = PLC_driver.readList.first();
+    EXPECT_EQ(var.hostId, 0);
+    EXPECT_EQ(var.hostSubId, -1);
+    EXPECT_EQ(var.writeFlag, 0);
+    EXPECT_EQ(var.aux3, 5656);
+    EXPECT_EQ(var.aux4, 6060);
+    EXPECT_EQ(var.status, 0);
+    EXPECT_EQ(var.labelName, "Main.vector[3]") << "the rewritten name";
+    EXPECT_EQ(var.labelArg, "3");
+    EXPECT_EQ(var.dataType, 3);
+    EXPECT_EQ(var.comWord, 2424);
+    EXPECT_EQ(var.resolveResult, 0);
+    EXPECT_TRUE(var.data.isEmpty());
+}
+
+TEST_F(ReadList, ArgumentIsReadInBaseTenAndEmptyOrUnreadableCountsAsZero) {
+    loadMain({asArray(variable("vector", 3, 200), {10, 0, 50})});
+    EXPECT_EQ(rebuilt({tag("Main.vector[%%]", 1, "010")}), "1@220+2");
+    EXPECT_EQ(rebuilt({tag("Main.vector[%%]", 1, "")}), "1@200+2");
+    EXPECT_EQ(rebuilt({tag("Main.vector[%%]", 1, "three")}), "1@200+2");
+    EXPECT_EQ(rebuilt({tag("Main.vector[%%]", 1, "-3")}), "") << "the rewritten name does not resolve";
+    EXPECT_EQ(rebuilt({tag("Main.vector[7]", 1, "3")}), "1@214+2") << "not read without a placeholder";
+}
+
+TEST_F(ReadList, LeavesTheHostsTagsAlone) {
+    loadMain({asArray(variable("vector", 3, 200), {10, 0, 50})});
+    QList<HostTag> tags{tag("Main.vector[%%]", 4, "3")};
+    ReCreatReadVarList(&tags);
+    ASSERT_EQ(tags.size(), 1);
+    EXPECT_EQ(tags.first().tagName, "Main.vector[%%]");
+    EXPECT_EQ(tags.first().argument, "3");
+    EXPECT_EQ(tags.first().count, 4);
+}
+
+TEST_F(ReadList, TagsThatDoNotResolveAreLeftOut) {
+    loadMain({variable("counter", 3, 4), asArray(variable("vector", 3, 200), {10, 0, 50}),
+              ofStructure(variable("motor", 0, 300), motorType())});
+    EXPECT_EQ(rebuilt({tag("", 1), tag("Main", 1), tag("Main.ghost", 1), tag("Main.vector[%%]", 1, "50"),
+                       tag("Main.counter", 1), tag("Main.vector", 1), tag("Main.ghost[%%]", 1), tag("Main.motor", 1),
+                       tag("Main.vector[-1]", 1)}),
+              "1@4+2");
+}
+
+TEST_F(ReadList, TypesThatCannotBeTransferredAreLeftOut) {
+    for (int code : kUntransferableCodes) {
+        loadMain({variable("odd", code, 0), variable("counter", 3, 4)});
+        EXPECT_EQ(rebuilt({tag("Main.odd", 1), tag("Main.counter", 1)}), "1@4+2") << code;
+    }
+}
+
+TEST_F(ReadList, NothingThatCanBeReadGivesAnEmptyList) {
+    loadMain({variable("odd", 19, 0)});
+    addRead(readVar(1, 0, 2));
+    EXPECT_EQ(rebuilt({tag("Main.odd", 1), tag("Main.ghost", 1)}), "");
+}
+
+TEST_F(ReadList, EmptyArrayBeforeAnotherAreaDoesNotJoinTheAreas) {
+    loadMain({bytesAt("one", 1, 0, 4), bytesAt("empty", 2, 0, 4), bytesAt("two", 2, 6, 2)});
+    EXPECT_EQ(rebuilt({tag("Main.one[0]", 4), tag("Main.empty[0]", 0), tag("Main.two[0]", 2)}), "1@0+4, 2@6+2");
+}
+
+TEST_F(ReadList, EmptyArrayAtTheStartOfTheListOpensNothing) {
+    loadMain({bytesAt("empty", 1, 0, 4), bytesAt("one", 1, 6, 2)});
+    EXPECT_EQ(rebuilt({tag("Main.empty[0]", 0), tag("Main.one[0]", 2)}), "1@6+2");
+}
+
+TEST_F(ReadList, ReplacesTheEarlierList) {
+    loadMain({variable("counter", 3, 4), variable("later", 3, 400)});
+    addRead(readVar(7, 7, 7));
+    EXPECT_EQ(rebuilt({tag("Main.counter", 1)}), "1@4+2");
+    EXPECT_EQ(rebuilt({tag("Main.later", 1)}), "1@400+2");
+}
+
+TEST_F(ReadList, StartsTheFirstPassAgain) {
+    loadMain({variable("counter", 3, 4)});
+    PLC_driver.cyclicBatches = 3;
+    settings.firstPassDone = 1;
+    rebuilt({tag("Main.counter", 1)});
+    EXPECT_EQ(PLC_driver.cyclicBatches, 0);
+    EXPECT_EQ(settings.firstPassDone, 0);
+}
+
+TEST_F(ReadList, StartsTheFirstPassAgainAlsoWhenNoTagResolves) {
+    PLC_driver.cyclicBatches = 3;
+    settings.firstPassDone = 1;
+    EXPECT_EQ(rebuilt({tag("Main.ghost", 1)}), "");
+    EXPECT_EQ(PLC_driver.cyclicBatches, 0);
+    EXPECT_EQ(settings.firstPassDone, 0);
+}
+
+TEST_F(ReadList, EmptyHostListEmptiesItAndKeepsThePass) {
+    addRead(readVar(1, 0, 2));
+    PLC_driver.cyclicBatches = 3;
+    settings.firstPassDone = 1;
+    EXPECT_EQ(rebuilt({}), "");
+    EXPECT_EQ(PLC_driver.cyclicBatches, 3);
+    EXPECT_EQ(settings.firstPassDone, 1);
+}
+
+TEST_F(ReadList, NullHostListCountsAsEmpty) {
+    addRead(readVar(1, 0, 2));
+    settings.firstPassDone = 1;
+    EXPECT_EQ(ReCreatReadVarList(nullptr), 0);
+    EXPECT_TRUE(PLC_driver.readList.isEmpty());
+    EXPECT_EQ(settings.firstPassDone, 1);
+}
+
+TEST_F(ReadList, LeavesTheOtherListsAlone) {
+    loadMain({variable("counter", 3, 4)});
+    addWrite(writeVar(1, 0, "AA"));
+    addOnceRead(readVar(2, 0, 2));
+    rebuilt({tag("Main.counter", 1)});
+    EXPECT_EQ(requestText(PLC_driver.writeList), "1@0+1");
+    EXPECT_EQ(requestText(PLC_driver.onceReadList), "2@0+2");
+}
+
+TEST_F(ReadList, RequestLimitIsTwiceTheWordsOfTheSettings) {
+    loadMain({bytesAt("long", 1, 0, 10)});
+    settings.maxRequestWords = 2;
+    EXPECT_EQ(rebuilt({tag("Main.long[0]", 10)}), "1@0+4, 1@4+4, 1@8+2");
+}
+
+TEST_F(ReadList, RequestLimitWithoutSenseQueuesNothing) {
+    loadMain({variable("counter", 3, 4), bytesAt("long", 1, 100, 10)});
+    for (int words : {0, -1, -100, INT_MIN}) {
+        settings.maxRequestWords = words;
+        EXPECT_EQ(rebuilt({tag("Main.counter", 1), tag("Main.long[0]", 10)}), "") << words;
+    }
+}
+
+TEST_F(ReadList, IsRebuiltUnderTheListLock) {
+    loadMain({variable("counter", 3, 4)});
+    addRead(readVar(7, 7, 7));
+    EXPECT_TRUE(waitsFor(PLC_driver.listMutex, [] { rebuilt({tag("Main.counter", 1)}); }));
+    EXPECT_TRUE(waitsFor(PLC_driver.listMutex, [] { rebuilt({}); }));
+}
+
+TEST_F(ReadList, ThousandsOfTagsAreRebuiltAtOnce) {
+    loadMain({asArray(variable("array", 15, 0), {10, 0, 20000})});
+    QList<HostTag> tags;
+    for (int i = 0; i < 20000; ++i) {
+        tags.append(tag(qPrintable(QString("Main.array[%1]").arg(19999 - i)), 1));
+    }
+    EXPECT_EQ(ReCreatReadVarList(&tags), 100) << "20000 bytes in requests of 200";
+    EXPECT_EQ(requestText(PLC_driver.readList.last()), "1@19800+200");
+}
+
+}  // namespace
+}  // namespace ac500::test
