@@ -1,0 +1,470 @@
+#include "tools/host/poll_loop.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "tools/host/reply_verdict.h"
+
+namespace ac500::host {
+
+namespace {
+
+// Status codes of DataCom that are not failures of a request.
+enum DriverStatus { kSendAgain = 0, kAccepted = 1, kAcceptedToo = 100, kHandshakeRejected = 201 };
+
+// A driver with writes alone pending has nothing to send on every sixth turn (quirk 6): ask again soon.
+const Milliseconds kIdleTurn{5};
+const Milliseconds kAtOnce{0};
+
+// A driver that gives up nothing in so many turns never will.
+const int kMostTurnsToGiveUp = 10000;
+
+// Smallest handshake replies that the driver takes, envelope included.
+const int kOpenSessionReplyBytes = 206;
+const int kSymbolFileReplyBytes = 36;
+
+Milliseconds roundUp(Time time) {
+    return std::chrono::ceil<Milliseconds>(std::max(time, Time(0)));
+}
+
+Layer layerOf(Service service) {
+    return isHandshake(service) ? Layer::Handshake : Layer::Request;
+}
+
+std::string describe(const RequestFrame& request) {
+    if (isHandshake(request.service) || request.items.empty()) {
+        return fmt::format("{} request", serviceName(request.service));
+    }
+    const ByteRun& first = request.items.front();
+    return fmt::format("{} of {} item(s), the first in area {} at {}, {} bytes", serviceName(request.service),
+                       request.items.size(), first.area, first.address, first.size);
+}
+
+Failure failureOf(const RequestFrame& request, const std::string& what) {
+    return {layerOf(request.service), describe(request) + ": " + what};
+}
+
+RequestKind kindOf(const RW_VAR& result) {
+    if (result.writeFlag != 0) {
+        return RequestKind::Write;
+    }
+    return VariableId{result.hostId, result.hostSubId} == kCyclicReadId ? RequestKind::CyclicRead
+                                                                        : RequestKind::OnceRead;
+}
+
+bool isAccepted(int status) {
+    return status == kAccepted || status == kAcceptedToo;
+}
+
+bool isAbandoned(int status) {
+    return !isAccepted(status) && status != kSendAgain && status != kHandshakeRejected;
+}
+
+}  // namespace
+
+const char* loopStateName(LoopState state) {
+    switch (state) {
+        case LoopState::Disconnected:
+            return "disconnected";
+        case LoopState::Connecting:
+            return "connecting";
+        case LoopState::Exchanging:
+            return "exchanging";
+        case LoopState::GivingUp:
+            return "giving up";
+        case LoopState::BackingOff:
+            return "backing off";
+    }
+    return "?";
+}
+
+PollLoop::PollLoop(const Parts& parts, const LoopSettings& settings)
+    : driver_(parts.driver),
+      reports_(parts.reports),
+      transport_(parts.transport),
+      clock_(parts.clock),
+      listener_(parts.listener),
+      settings_(settings),
+      nextBackOff_(settings.firstBackOff) {}
+
+Milliseconds PollLoop::step() {
+    switch (state_) {
+        case LoopState::Disconnected:
+            return startConnecting();
+        case LoopState::Connecting:
+            return continueConnecting();
+        case LoopState::Exchanging:
+            return exchange_ ? receiveReply() : sendNext();
+        case LoopState::GivingUp:
+            return giveUpOnce();
+        case LoopState::BackingOff:
+            return waitForBackOff();
+    }
+    return kAtOnce;
+}
+
+bool PollLoop::takesWork() const {
+    return state_ == LoopState::Exchanging && (session_ == Session::Open || driverIsIdle_);
+}
+
+void PollLoop::cyclicListRebuilt(int requests) {
+    passRequests_ = requests;
+    passRunning_ = false;
+    passStarted_ = clock_.now() - settings_.cycle;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Connecting
+// ---------------------------------------------------------------------------------------------------------------------
+
+Milliseconds PollLoop::startConnecting() {
+    transport_.connect(settings_.plc);
+    connectDeadline_ = clock_.now() + settings_.connectTimeout;
+    state_ = LoopState::Connecting;
+    return kAtOnce;
+}
+
+Milliseconds PollLoop::continueConnecting() {
+    const ConnectResult result = transport_.waitConnected(settings_.slice);
+    if (result.status == ConnectStatus::Connected) {
+        assembler_.clear();
+        connected_ = true;
+        driverIsIdle_ = false;
+        ++statistics_.connections;
+        state_ = LoopState::Exchanging;
+    } else if (result.status == ConnectStatus::Failed) {
+        fail({Layer::Tcp, fmt::format("no connection to {}: {}; is the PLC on, and are address and port right?",
+                                      settings_.plc.text(), result.reason)});
+        closeConnection();
+        backOff();
+    } else if (clock_.now() >= connectDeadline_) {
+        fail({Layer::Tcp, fmt::format("no connection to {} within {} ms; is the PLC on, and is it reachable?",
+                                      settings_.plc.text(), settings_.connectTimeout.count())});
+        closeConnection();
+        backOff();
+    }
+    return kAtOnce;
+}
+
+void PollLoop::backOff() {
+    retryAt_ = clock_.now() + nextBackOff_;
+    nextBackOff_ = std::min(2 * nextBackOff_, settings_.longestBackOff);
+    state_ = LoopState::BackingOff;
+}
+
+Milliseconds PollLoop::waitForBackOff() {
+    if (clock_.now() < retryAt_) {
+        return roundUp(retryAt_ - clock_.now());
+    }
+    state_ = connected_ ? LoopState::Exchanging : LoopState::Disconnected;
+    return kAtOnce;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Sending
+// ---------------------------------------------------------------------------------------------------------------------
+
+Milliseconds PollLoop::sendNext() {
+    if (mustWaitForPass()) {
+        return waitForPass();
+    }
+    Protocol* frame = driver_.nextRequest();
+    driverIsIdle_ = frame == nullptr;
+    if (frame == nullptr) {
+        return nothingToSend();
+    }
+    const RequestFrame request = parseRequest(frame->frame);
+    if (session_ == Session::Stale && request.service != Service::OpenSession) {
+        startGivingUp({Layer::Request, "the session with the PLC ended with the earlier connection"});
+        return kAtOnce;
+    }
+    if (session_ == Session::Stale) {
+        session_ = Session::None;
+    }
+    if (streamIsQuiet()) {
+        sendRequest(frame, request);
+    }
+    return kAtOnce;
+}
+
+Milliseconds PollLoop::nothingToSend() {
+    return streamIsQuiet() ? kIdleTurn : kAtOnce;
+}
+
+void PollLoop::sendRequest(Protocol* frame, const RequestFrame& request) {
+    if (!passRunning_ && VariableId{frame->var.hostId, frame->var.hostSubId} == kCyclicReadId) {
+        passRunning_ = true;
+        passRequestsDone_ = 0;
+        passStarted_ = clock_.now();
+    }
+    statistics_.retries += sendingAgain_ ? 1 : 0;
+    sendingAgain_ = false;
+    exchange_ = Exchange{frame, request, clock_.now() + settings_.replyTimeout};
+    if (!transport_.send(frame->frame)) {
+        connectionLost(failureOf(request, "the connection was lost while it was sent"));
+        return;
+    }
+    ++statistics_.framesSent;
+    statistics_.bytesSent += frame->frame.size();
+}
+
+// Nothing may arrive while no request is open: whatever it is, the next reply could not be told from it.
+bool PollLoop::streamIsQuiet() {
+    if (!settings_.guardValues) {
+        return true;
+    }
+    const ReceiveResult result = transport_.receive(kAtOnce);
+    if (result.status == ReceiveStatus::TimedOut) {
+        return true;
+    }
+    if (result.status == ReceiveStatus::Data) {
+        statistics_.bytesReceived += result.bytes.size();
+        ++statistics_.badReplies;
+        connectionLost({Layer::Request, fmt::format("{} bytes arrived that nobody asked for; the connection is dropped",
+                                                    result.bytes.size())});
+    } else {
+        connectionLost({Layer::Tcp, "the connection was lost: " + result.reason});
+    }
+    return false;
+}
+
+// The driver offers the next cyclic read whenever it is asked, so between two passes it is not asked.
+bool PollLoop::mustWaitForPass() const {
+    return session_ == Session::Open && !sendingAgain_ && !passRunning_ && !listener_.hasUrgentWork() &&
+           clock_.now() < passStarted_ + settings_.cycle;
+}
+
+Milliseconds PollLoop::waitForPass() {
+    if (!streamIsQuiet()) {
+        return kAtOnce;
+    }
+    return std::min(roundUp(passStarted_ + settings_.cycle - clock_.now()), settings_.slice);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Receiving
+// ---------------------------------------------------------------------------------------------------------------------
+
+Milliseconds PollLoop::receiveReply() {
+    if (assembler_.isComplete()) {
+        replyArrived();
+        return kAtOnce;
+    }
+    const Milliseconds left = roundUp(exchange_->deadline - clock_.now());
+    const ReceiveResult result = transport_.receive(std::min(left, settings_.slice));
+    if (result.status == ReceiveStatus::Closed) {
+        connectionLost(failureOf(exchange_->request, "the connection was lost before the reply: " + result.reason));
+        return kAtOnce;
+    }
+    assembler_.append(result.bytes);
+    statistics_.bytesReceived += result.bytes.size();
+    if (assembler_.isComplete()) {
+        replyArrived();
+    } else if (!assembler_.mayBeReply()) {
+        ++statistics_.badReplies;
+        replyUnusable(failureOf(exchange_->request,
+                                fmt::format("the reply begins with {} instead of bbbb; is {} a PLC?",
+                                            assembler_.reply().left(2).toHex().constData(), settings_.plc.text())),
+                      false);
+    } else if (clock_.now() >= exchange_->deadline) {
+        replyTimedOut();
+    }
+    return kAtOnce;
+}
+
+void PollLoop::replyArrived() {
+    const RequestFrame request = exchange_->request;
+    const int surplus = assembler_.surplus();
+    const QByteArray reply = assembler_.takeReply();
+    if (settings_.guardValues && surplus > 0) {
+        ++statistics_.badReplies;
+        replyUnusable(failureOf(request, fmt::format("{} bytes more than a reply arrived", surplus)), false);
+        return;
+    }
+    const ReplyVerdict verdict = judgeReply(request, reply);
+    if (verdict.verdict == Verdict::Good) {
+        handOver(request, reply);
+        return;
+    }
+    ++(verdict.verdict == Verdict::Refused ? statistics_.refusals : statistics_.badReplies);
+    replyUnusable(failureOf(request, verdict.text), keepsConnection(verdict.verdict));
+}
+
+void PollLoop::replyTimedOut() {
+    ++statistics_.timeouts;
+    const std::string came = assembler_.received() == 0 ? "no reply"
+                             : assembler_.announced() < 0
+                                 ? fmt::format("{} bytes of a reply", assembler_.received())
+                                 : fmt::format("{} of {} bytes", assembler_.received(), assembler_.announced());
+    replyUnusable(failureOf(exchange_->request, fmt::format("{} within {} ms", came, settings_.replyTimeout.count())),
+                  false);
+}
+
+// An empty reply counts as a failure and leaves the frame unmeasured, so that a good reply to the next attempt is taken
+// whatever its length (quirk 9).
+void PollLoop::replyUnusable(const Failure& reason, bool keepConnection) {
+    if (settings_.guardValues && !keepConnection) {
+        connectionLost({reason.layer, reason.text + "; the connection is dropped"});
+        return;
+    }
+    fail(reason);
+    exchange_.reset();
+    if (feedEmptyReply(reason)) {
+        backOff();
+    }
+}
+
+void PollLoop::handOver(const RequestFrame& request, QByteArray reply) {
+    if (exchange_->frame->replyLength == -1) {
+        driver_.takeReply(&reply, reply.size());
+    }
+    exchange_.reset();
+    const RW_VAR& result = *driver_.takeReply(&reply, reply.size());
+    if (isAccepted(result.status)) {
+        accepted(request, reply);
+    } else if (result.status == kHandshakeRejected) {
+        handshakeRejected(request, reply);
+    } else {
+        const Failure reason =
+            failureOf(request, fmt::format("the driver refused the reply of {} bytes", reply.size()));
+        fail(reason);
+        sendingAgain_ = result.status == kSendAgain;
+        if (isAbandoned(result.status)) {
+            abandoned(result, reason);
+            backOff();
+        }
+    }
+}
+
+void PollLoop::accepted(const RequestFrame& request, const QByteArray& reply) {
+    ++statistics_.framesAccepted;
+    if (request.service == Service::OpenSession) {
+        session_ = Session::Opening;
+        return;
+    }
+    if (request.service == Service::SymbolFile) {
+        session_ = Session::Open;
+        ++statistics_.handshakes;
+        return;
+    }
+    nextBackOff_ = settings_.firstBackOff;
+    listener_.replyAccepted(request, reply);
+    for (const VariableReport& report : reports_.take()) {
+        listener_.variableReported(report);
+    }
+    countPass(request);
+}
+
+// One-shot reads are counted along: they make a pass end early at most, and the next one begins where it ended.
+void PollLoop::countPass(const RequestFrame& request) {
+    if (!passRunning_ || request.service != Service::Read) {
+        return;
+    }
+    passRequestsDone_ += static_cast<int>(request.items.size());
+    if (passRequestsDone_ >= passRequests_) {
+        passRunning_ = false;
+        statistics_.addCycle(clock_.now() - passStarted_);
+    }
+}
+
+void PollLoop::handshakeRejected(const RequestFrame& request, const QByteArray& reply) {
+    ++statistics_.badReplies;
+    const int least = request.service == Service::OpenSession ? kOpenSessionReplyBytes : kSymbolFileReplyBytes;
+    fail(failureOf(request, fmt::format("the reply has {} bytes, at least {} were expected; is {} a PLC of this kind?",
+                                        reply.size(), least, settings_.plc.text())));
+    closeConnection();
+    session_ = Session::None;
+    backOff();
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Losing the connection, giving up
+// ---------------------------------------------------------------------------------------------------------------------
+
+void PollLoop::connectionLost(const Failure& reason) {
+    fail(reason);
+    closeConnection();
+    mustFeed_ = exchange_.has_value();
+    exchange_.reset();
+    if (session_ == Session::Opening || session_ == Session::Open) {
+        session_ = Session::Stale;
+    }
+    if (mustFeed_ || session_ == Session::Stale) {
+        startGivingUp(reason);
+    } else {
+        backOff();
+    }
+}
+
+void PollLoop::closeConnection() {
+    transport_.close();
+    connected_ = false;
+}
+
+void PollLoop::startGivingUp(const Failure& reason) {
+    giveUpReason_ = reason;
+    state_ = LoopState::GivingUp;
+}
+
+// Ends when the driver has abandoned a request, wants to open a session anyway, or has nothing to send. In the last
+// case it goes on believing in its session, and the first frame on the next connection shows that (sendNext).
+Milliseconds PollLoop::giveUpOnce() {
+    Protocol* frame = driver_.nextRequest();
+    const bool opensSession = frame != nullptr && parseRequest(frame->frame).service == Service::OpenSession;
+    if (frame != nullptr && (mustFeed_ || !opensSession)) {
+        mustFeed_ = false;
+        if (!feedEmptyReply(giveUpReason_)) {
+            return kAtOnce;
+        }
+    } else if (opensSession) {
+        session_ = Session::None;
+    }
+    mustFeed_ = false;
+    if (connected_) {
+        state_ = LoopState::Exchanging;
+    } else {
+        backOff();
+    }
+    return kAtOnce;
+}
+
+// True when the driver has abandoned the request.
+bool PollLoop::feedEmptyReply(const Failure& reason) {
+    QByteArray nothing;
+    const RW_VAR& result = *driver_.takeReply(&nothing, 0);
+    sendingAgain_ = result.status == kSendAgain;
+    if (!isAbandoned(result.status)) {
+        return false;
+    }
+    abandoned(result, reason);
+    return true;
+}
+
+void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
+    ++statistics_.abandoned;
+    session_ = Session::None;
+    sendingAgain_ = false;
+    passRunning_ = false;
+    AbandonedRequest request{kindOf(result), result.status, reason, reports_.take()};
+    listener_.requestAbandoned(request);
+}
+
+void PollLoop::shutDown() {
+    const Failure reason{Layer::Request, "the session was ended"};
+    closeConnection();
+    exchange_.reset();
+    for (int turn = 0; listener_.hasUrgentWork() && turn < kMostTurnsToGiveUp; ++turn) {
+        if (driver_.nextRequest() != nullptr) {
+            feedEmptyReply(reason);
+        }
+    }
+    session_ = session_ == Session::None ? Session::None : Session::Stale;
+    state_ = LoopState::Disconnected;
+}
+
+void PollLoop::fail(const Failure& failure) {
+    listener_.failed(failure);
+}
+
+}  // namespace ac500::host

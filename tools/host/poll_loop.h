@@ -1,0 +1,185 @@
+// PollLoop is the communication loop of a host: it asks the driver what to send, sends it, collects one reply, hands it
+// back, and keeps the connection. docs/host-guide.md is the same in prose, with the reasons.
+//
+// It is a state machine without a thread of its own and without sleeping: step() does one thing and says how long
+// nothing needs to be done. All calls come from one thread, which is the driver's "loop thread".
+//
+// The wire has no transaction number: a reply is the answer to the request before it because nothing else says so.
+// The loop protects the values with three rules. A connection on which a reply did not come in time is never used
+// again. Bytes that nobody asked for end the connection. A reply that cannot be the answer counts as none.
+#ifndef AC500_TOOLS_HOST_POLL_LOOP_H
+#define AC500_TOOLS_HOST_POLL_LOOP_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/host/clock.h"
+#include "tools/host/driver_library.h"
+#include "tools/host/driver_reports.h"
+#include "tools/host/layer.h"
+#include "tools/host/reply_assembler.h"
+#include "tools/host/request_frame.h"
+#include "tools/host/statistics.h"
+#include "tools/host/transport.h"
+
+namespace ac500::host {
+
+enum class LoopState {
+    Disconnected,  // connects in the next step
+    Connecting,
+    Exchanging,  // connected: one request at a time
+    GivingUp,    // hands the driver empty replies until it abandons a request that cannot be answered any more
+    BackingOff,  // waits before the next attempt
+};
+
+const char* loopStateName(LoopState state);
+
+struct LoopSettings {
+    Endpoint plc;
+    Milliseconds connectTimeout{3000};
+    Milliseconds replyTimeout{2000};
+    Milliseconds cycle{100};  // from the start of one pass over the cyclic list to the start of the next
+    Milliseconds firstBackOff{100};
+    Milliseconds longestBackOff{5000};
+    Milliseconds slice{50};  // longest time that one step blocks in the transport
+
+    // False keeps a connection after a timeout and reads whatever arrives as the reply: only to show what that does.
+    bool guardValues = true;
+};
+
+enum class RequestKind { CyclicRead, OnceRead, Write };
+
+// A request that the driver gave up. Besides it, the driver has dropped every pending write (or every pending one-shot
+// read) when the request was one: those it did not report are lost unless the host counts them itself.
+struct AbandonedRequest {
+    RequestKind kind = RequestKind::CyclicRead;
+    int status = 0;                       // as DataCom returned it, docs/status-codes.md
+    Failure reason;                       // why this host had no reply to hand over
+    std::vector<VariableReport> reports;  // what the driver reported while it gave up; always failures
+};
+
+// What the loop tells its owner, all from within step() and shutDown(), on the loop thread, with no driver lock held.
+class LoopListener {
+public:
+    virtual ~LoopListener() = default;
+    // The driver took `reply` as the good answer to `request` and has stored it.
+    virtual void replyAccepted(const RequestFrame& request, const QByteArray& reply) = 0;
+    // The driver reports a write or a one-shot read that has reached its end. Comes after replyAccepted.
+    virtual void variableReported(const VariableReport& report) = 0;
+    virtual void requestAbandoned(const AbandonedRequest& request) = 0;
+    // Something failed, in words for people. The loop goes on by itself.
+    virtual void failed(const Failure& failure) = 0;
+    // Are there writes or one-shot reads with the driver that must not wait for the next pass?
+    virtual bool hasUrgentWork() const = 0;
+};
+
+class PollLoop {
+public:
+    // All references must outlive the loop. REQUIRES: `reports` is registered with the driver.
+    struct Parts {
+        const DriverFunctions& driver;
+        DriverReports& reports;
+        Transport& transport;
+        const Clock& clock;
+        LoopListener& listener;
+    };
+    PollLoop(const Parts& parts, const LoopSettings& settings);
+
+    // One step. Returns how long the caller may wait before the next one; 0: call again at once. New work for the
+    // driver is a reason to call earlier.
+    Milliseconds step();
+
+    // Closes the connection. With urgent work left it makes the driver give up requests until nothing is left, so that
+    // what was reported as failed is not sent by a later session.
+    void shutDown();
+
+    // The cyclic list was rebuilt and now holds `requests` requests: a new pass begins.
+    void cyclicListRebuilt(int requests);
+
+    LoopState state() const { return state_; }
+    // Connected, and the driver's session belongs to this connection.
+    bool isOnline() const { return state_ == LoopState::Exchanging && session_ == Session::Open; }
+    // May new work be handed to the driver? Not before its session is open: it drops all pending writes together with a
+    // request that it gives up, and until then that is likely. But a driver that has nothing to send opens no session.
+    bool takesWork() const;
+    const Statistics& statistics() const { return statistics_; }
+
+private:
+    // What the driver believes about its session with the PLC. Session bytes belong to a connection and to a run of the
+    // PLC, so a session that outlives its connection must be ended before the next request.
+    enum class Session {
+        None,     // its next frame opens a session
+        Opening,  // the first frame of the handshake was answered on this connection
+        Open,     // both were
+        Stale,    // it believes in a session (or half of one) of an earlier connection
+    };
+
+    struct Exchange {
+        Protocol* frame;  // owned by the driver; the head of its queue until DataCom removes it
+        RequestFrame request;
+        Time deadline;
+    };
+
+    Milliseconds startConnecting();
+    Milliseconds continueConnecting();
+    Milliseconds giveUpOnce();
+    Milliseconds waitForBackOff();
+
+    Milliseconds sendNext();
+    Milliseconds nothingToSend();
+    void sendRequest(Protocol* frame, const RequestFrame& request);
+    bool streamIsQuiet();
+    bool mustWaitForPass() const;
+    Milliseconds waitForPass();
+
+    Milliseconds receiveReply();
+    void replyArrived();
+    void replyTimedOut();
+    void replyUnusable(const Failure& reason, bool keepConnection);
+    void handOver(const RequestFrame& request, QByteArray reply);
+    void accepted(const RequestFrame& request, const QByteArray& reply);
+    void handshakeRejected(const RequestFrame& request, const QByteArray& reply);
+    void countPass(const RequestFrame& request);
+
+    void connectionLost(const Failure& reason);
+    void closeConnection();
+    void startGivingUp(const Failure& reason);
+    bool feedEmptyReply(const Failure& reason);
+    void abandoned(const RW_VAR& result, const Failure& reason);
+    void backOff();
+    void fail(const Failure& failure);
+
+    const DriverFunctions& driver_;
+    DriverReports& reports_;
+    Transport& transport_;
+    const Clock& clock_;
+    LoopListener& listener_;
+    const LoopSettings settings_;
+
+    LoopState state_ = LoopState::Disconnected;
+    // The library may have been used before this loop began: what it believes is unknown.
+    Session session_ = Session::Stale;
+    std::optional<Exchange> exchange_;
+    ReplyAssembler assembler_;
+    Time connectDeadline_{0};
+    Time retryAt_{0};
+    Milliseconds nextBackOff_;
+    bool connected_ = false;
+    bool sendingAgain_ = false;  // the driver keeps a frame that failed and offers it again
+    bool driverIsIdle_ = false;  // it had nothing to send when it was last asked
+
+    Failure giveUpReason_;
+    bool mustFeed_ = false;  // the request in flight failed: that counts, whatever the driver offers next
+
+    int passRequests_ = 0;      // requests in the cyclic list
+    int passRequestsDone_ = 0;  // of the current pass
+    Time passStarted_{0};
+    bool passRunning_ = false;
+
+    Statistics statistics_;
+};
+
+}  // namespace ac500::host
+
+#endif

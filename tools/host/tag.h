@@ -1,0 +1,87 @@
+// Tag is what a user names: one variable, one bit, or a run of elements of one array row. TagTable finds it in a symbol
+// file. Plain values; a TagTable is immutable and safe to share between threads.
+#ifndef AC500_TOOLS_HOST_TAG_H
+#define AC500_TOOLS_HOST_TAG_H
+
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "tools/host/request_frame.h"
+#include "tools/host/run_plan.h"
+#include "tools/host/value_codec.h"
+#include "tools/symbol_file/symbol_file.h"
+
+namespace ac500::host {
+
+struct Tag {
+    std::string text;  // as the user wrote it: "Main.recipe[1..5]"
+    ValueForm form;
+    bool isList = false;  // shown and given as a list, also when it has one element
+
+    // The driver's names of the elements are prefix + (firstIndex + i) + "]", or the prefix alone without an index.
+    std::string prefix;
+    bool isIndexed = false;
+    int firstIndex = 0;
+    int elements = 1;
+    int rowExtent = 0;  // elements of the row in the driver's eyes; 0: not an element of an array
+
+    int area = 0;
+    std::int64_t address = 0;  // of the first element; of the variable for a bit of it; a bit address for BIT variables
+
+    std::string elementName(int element) const;
+    // The bytes that must be received before the value is known.
+    std::vector<ByteRun> byteRuns() const;
+    // What the driver is asked to read. A bit is read as the variable that holds it.
+    std::vector<RunChunk> readPlan() const;
+    // What the driver is asked to write. A bit is written as the variable that holds it, so that must be read first.
+    std::vector<RunChunk> writePlan() const;
+    // The driver reads and writes no more words of a string than its array has elements, so strings in arrays are
+    // transferred by address.
+    bool isStringInArray() const { return isString(form) && rowExtent > 0; }
+};
+
+// Do two tags share a byte?
+bool overlap(const std::vector<ByteRun>& a, const std::vector<ByteRun>& b);
+
+class TagTable {
+public:
+    explicit TagTable(SymbolFile file);
+
+    const SymbolFile& file() const { return file_; }
+    // In file order.
+    const std::vector<Leaf>& leaves() const { return leaves_; }
+
+    // Understands "Main.motor.speed", "Main.grid[2,3]", "Main.recipe[1..5]", "Main.recipe" (the whole of a
+    // one-dimensional array), "Main.flags.b[3]" and "Main.flags.b[0..7]". Nothing when there is no such thing; *error
+    // then says what is wrong and which names are near.
+    std::optional<Tag> find(const std::string& text, std::string* error) const;
+
+private:
+    struct Range {
+        std::string first;  // the text with the range replaced by its first index
+        std::string last;
+        std::string prefix;
+        int lower = 0;
+        int upper = 0;
+    };
+
+    std::optional<Tag> wholeArray(const std::string& text, const Leaf& leaf, std::string* error) const;
+    std::optional<Tag> single(const std::string& text, std::string* error) const;
+    std::optional<Tag> range(const std::string& text, const Range& range, std::string* error) const;
+    const Leaf* leafNamed(const std::string& tag) const;
+    int rowExtentOf(const std::string& elementTag) const;
+    std::string suggestions(const std::string& text) const;
+
+    SymbolFile file_;
+    std::vector<Leaf> leaves_;
+    std::unordered_map<std::string, std::size_t> leafByTag_;
+};
+
+// "*" stands for any characters, "?" for one; upper and lower case are the same.
+bool matchesPattern(const std::string& pattern, const std::string& text);
+
+}  // namespace ac500::host
+
+#endif

@@ -1,0 +1,73 @@
+#include "tools/host/tcp_transport.h"
+
+#include <QtNetwork/QNetworkProxy>
+
+namespace ac500::host {
+
+namespace {
+
+// A request is a few hundred bytes: when the kernel cannot take it in this time, the peer has stopped reading.
+const int kSendTimeoutMs = 1000;
+
+int toInt(Milliseconds time) {
+    return static_cast<int>(time.count());
+}
+
+}  // namespace
+
+TcpTransport::TcpTransport() {
+    socket_.setProxy(QNetworkProxy::NoProxy);
+}
+
+TcpTransport::~TcpTransport() {
+    close();
+}
+
+void TcpTransport::connect(const Endpoint& endpoint) {
+    close();
+    socket_.connectToHost(QString::fromStdString(endpoint.host), endpoint.port);
+}
+
+ConnectResult TcpTransport::waitConnected(Milliseconds timeout) {
+    if (socket_.state() == QAbstractSocket::ConnectedState || socket_.waitForConnected(toInt(timeout))) {
+        socket_.setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        return {ConnectStatus::Connected, {}};
+    }
+    if (socket_.error() == QAbstractSocket::SocketTimeoutError &&
+        socket_.state() != QAbstractSocket::UnconnectedState) {
+        return {ConnectStatus::InProgress, {}};
+    }
+    return {ConnectStatus::Failed, socket_.errorString().toStdString()};
+}
+
+bool TcpTransport::send(const QByteArray& bytes) {
+    if (socket_.write(bytes) != bytes.size()) {
+        return false;
+    }
+    while (socket_.bytesToWrite() > 0) {
+        if (!socket_.waitForBytesWritten(kSendTimeoutMs)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+ReceiveResult TcpTransport::receive(Milliseconds timeout) {
+    if (socket_.bytesAvailable() == 0) {
+        socket_.waitForReadyRead(toInt(timeout));
+    }
+    const QByteArray bytes = socket_.readAll();
+    if (!bytes.isEmpty()) {
+        return {ReceiveStatus::Data, bytes, {}};
+    }
+    if (socket_.state() == QAbstractSocket::ConnectedState) {
+        return {ReceiveStatus::TimedOut, {}, {}};
+    }
+    return {ReceiveStatus::Closed, {}, socket_.errorString().toStdString()};
+}
+
+void TcpTransport::close() {
+    socket_.abort();
+}
+
+}  // namespace ac500::host

@@ -1,0 +1,383 @@
+#include "tools/host/value_codec.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+#include "tools/host/latin1.h"
+
+namespace ac500::host {
+
+namespace {
+
+enum class Number { None, Signed, Unsigned, Float };
+
+// One row per type: what its numbers are and how people see them.
+struct FormRow {
+    TypeCode code;
+    Number number;
+    bool hexadecimal;
+};
+
+const FormRow kForms[] = {
+    {TypeCode::Bool, Number::None, false},      {TypeCode::Sint, Number::Signed, false},
+    {TypeCode::Int, Number::Signed, false},     {TypeCode::Uint, Number::Unsigned, false},
+    {TypeCode::Dint, Number::Signed, false},    {TypeCode::Udint, Number::Unsigned, false},
+    {TypeCode::Real, Number::Float, false},     {TypeCode::Lint, Number::Signed, false},
+    {TypeCode::Lreal, Number::Float, false},    {TypeCode::String, Number::None, false},
+    {TypeCode::Cstring, Number::None, false},   {TypeCode::Struct, Number::None, false},
+    {TypeCode::Bit, Number::None, false},       {TypeCode::Usint, Number::Unsigned, false},
+    {TypeCode::Byte, Number::Unsigned, true},   {TypeCode::Word, Number::Unsigned, true},
+    {TypeCode::Dword, Number::Unsigned, true},  {TypeCode::Lword, Number::Unsigned, true},
+    {TypeCode::Ulint, Number::Unsigned, false},
+};
+
+const FormRow& formRow(TypeCode code) {
+    return *std::find_if(std::begin(kForms), std::end(kForms), [code](const FormRow& row) { return row.code == code; });
+}
+
+int widthOf(ValueForm form) {
+    return typeTraits(form.code)->widthBytes;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Text
+// ---------------------------------------------------------------------------------------------------------------------
+
+std::string trimmed(const std::string& text) {
+    const auto first = text.find_first_not_of(" \t");
+    const auto last = text.find_last_not_of(" \t");
+    return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
+}
+
+// Cuts at commas outside quotes.
+std::vector<std::string> splitList(const std::string& text) {
+    std::vector<std::string> parts(1);
+    bool quoted = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\' && quoted && i + 1 < text.size()) {
+            parts.back() += text[i++];
+        } else if (text[i] == '"') {
+            quoted = !quoted;
+        } else if (text[i] == ',' && !quoted) {
+            parts.emplace_back();
+            continue;
+        }
+        parts.back() += text[i];
+    }
+    return parts;
+}
+
+std::string lowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); });
+    return text;
+}
+
+std::optional<HostValue> parseBoolean(const std::string& text, std::string* error) {
+    const std::string word = lowerCase(text);
+    if (word == "true" || word == "1") {
+        return true;
+    }
+    if (word == "false" || word == "0") {
+        return false;
+    }
+    *error = fmt::format("\"{}\" is no boolean; write TRUE, FALSE, 1 or 0", text);
+    return std::nullopt;
+}
+
+enum class Digits { Good, NotANumber, TooLarge };
+
+struct Magnitude {
+    bool negative = false;
+    std::uint64_t value = 0;
+};
+
+Digits parseMagnitude(const std::string& text, Magnitude* magnitude) {
+    const char* begin = text.data();
+    const char* end = begin + text.size();
+    if (begin != end && (*begin == '-' || *begin == '+')) {
+        magnitude->negative = *begin++ == '-';
+    }
+    const bool hexadecimal = end - begin > 2 && begin[0] == '0' && (begin[1] == 'x' || begin[1] == 'X');
+    const auto [rest, problem] =
+        std::from_chars(hexadecimal ? begin + 2 : begin, end, magnitude->value, hexadecimal ? 16 : 10);
+    if (problem == std::errc::result_out_of_range) {
+        return Digits::TooLarge;
+    }
+    return problem == std::errc() && rest == end ? Digits::Good : Digits::NotANumber;
+}
+
+// Largest absolute values that fit, above and below 0.
+struct IntegerRange {
+    std::uint64_t below;
+    std::uint64_t above;
+};
+
+IntegerRange rangeOf(ValueForm form) {
+    const std::uint64_t all = widthOf(form) == 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (widthOf(form) * 8)) - 1;
+    if (formRow(form.code).number == Number::Unsigned) {
+        return {0, all};
+    }
+    return {all / 2 + 1, all / 2};
+}
+
+std::optional<HostValue> parseInteger(ValueForm form, const std::string& text, std::string* error) {
+    const IntegerRange range = rangeOf(form);
+    const bool isSigned = formRow(form.code).number == Number::Signed;
+    Magnitude magnitude;
+    const Digits digits = parseMagnitude(text, &magnitude);
+    if (digits == Digits::NotANumber) {
+        *error = fmt::format("\"{}\" is no whole number; write it decimal, or hexadecimal as 0x1F", text);
+        return std::nullopt;
+    }
+    if (digits == Digits::TooLarge || magnitude.value > (magnitude.negative ? range.below : range.above)) {
+        *error = fmt::format("{} is out of range; {} goes from {}{} to {}", text, typeTraits(form.code)->name,
+                             isSigned ? "-" : "", range.below, range.above);
+        return std::nullopt;
+    }
+    if (!isSigned) {
+        return magnitude.value;
+    }
+    return static_cast<std::int64_t>(magnitude.negative ? ~magnitude.value + 1 : magnitude.value);
+}
+
+template <typename Float>
+std::optional<HostValue> parseFloat(const std::string& text, const char* typeName, std::string* error) {
+    Float value = 0;
+    const char* begin = text.data() + (!text.empty() && text[0] == '+' ? 1 : 0);
+    const char* end = text.data() + text.size();
+    const auto [rest, problem] = std::from_chars(begin, end, value);
+    if (problem == std::errc::result_out_of_range) {
+        *error = fmt::format("{} does not fit into {}", text, typeName);
+        return std::nullopt;
+    }
+    if (problem != std::errc() || rest != end) {
+        *error = fmt::format("\"{}\" is no number; write it as 12.5 or 1e-3", text);
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<HostValue> parseString(const std::string& text, std::string* error) {
+    const std::optional<std::string> content = unquote(text, error);
+    if (!content) {
+        return std::nullopt;
+    }
+    const std::optional<std::string> latin1 = toLatin1(*content);
+    if (!latin1) {
+        *error = fmt::format("{} holds characters that a PLC string cannot (only Latin-1 can)", text);
+        return std::nullopt;
+    }
+    if (latin1->size() > kMaxStringCharacters) {
+        *error = fmt::format("the string has {} characters; a PLC string takes at most {}", latin1->size(),
+                             kMaxStringCharacters);
+        return std::nullopt;
+    }
+    if (latin1->find('\0') != std::string::npos) {
+        *error = "a PLC string ends at its first zero byte; leave \\x00 out";
+        return std::nullopt;
+    }
+    return *content;
+}
+
+std::optional<HostValue> parseOne(ValueForm form, const std::string& text, std::string* error) {
+    if (isBoolean(form)) {
+        return parseBoolean(text, error);
+    }
+    if (isString(form)) {
+        return parseString(text, error);
+    }
+    if (form.code == TypeCode::Real) {
+        return parseFloat<float>(text, "REAL", error);
+    }
+    if (form.code == TypeCode::Lreal) {
+        return parseFloat<double>(text, "LREAL", error);
+    }
+    return parseInteger(form, text, error);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Host format
+// ---------------------------------------------------------------------------------------------------------------------
+
+// The host's words are little-endian, whatever this machine is.
+void appendLittleEndian(std::uint64_t bits, int bytes, QByteArray* to) {
+    for (int i = 0; i < bytes; ++i) {
+        to->append(static_cast<char>((bits >> (8 * i)) & 0xFF));
+    }
+}
+
+std::uint64_t littleEndianAt(const QByteArray& bytes, int position, int width) {
+    std::uint64_t bits = 0;
+    for (int i = 0; i < width; ++i) {
+        bits |= static_cast<std::uint64_t>(static_cast<unsigned char>(bytes[position + i])) << (8 * i);
+    }
+    return bits;
+}
+
+template <typename To, typename From>
+To bitCast(From from) {
+    static_assert(sizeof(To) == sizeof(From), "the same bits under another type");
+    To to;
+    std::memcpy(&to, &from, sizeof to);
+    return to;
+}
+
+std::uint64_t bitsOf(const HostValue& value) {
+    struct Visitor {
+        std::uint64_t operator()(bool v) const { return v ? 1 : 0; }
+        std::uint64_t operator()(std::int64_t v) const { return static_cast<std::uint64_t>(v); }
+        std::uint64_t operator()(std::uint64_t v) const { return v; }
+        std::uint64_t operator()(float v) const { return bitCast<std::uint32_t>(v); }
+        std::uint64_t operator()(double v) const { return bitCast<std::uint64_t>(v); }
+        std::uint64_t operator()(const std::string&) const { return 0; }
+    };
+    return std::visit(Visitor(), value);
+}
+
+std::int64_t signExtended(std::uint64_t bits, int width) {
+    const int unused = 64 - 8 * width;
+    return static_cast<std::int64_t>(bits << unused) >> unused;
+}
+
+HostValue fromBits(ValueForm form, std::uint64_t bits) {
+    switch (formRow(form.code).number) {
+        case Number::Signed:
+            return signExtended(bits, widthOf(form));
+        case Number::Unsigned:
+            return bits;
+        case Number::Float:
+            break;
+        case Number::None:
+            return bits != 0;
+    }
+    if (form.code == TypeCode::Real) {
+        return bitCast<float>(static_cast<std::uint32_t>(bits));
+    }
+    return bitCast<double>(bits);
+}
+
+QByteArray encodeString(const std::string& text) {
+    const std::string latin1 = toLatin1(text).value_or("");
+    QByteArray bytes(latin1.data(), static_cast<int>(latin1.size()));
+    if (bytes.size() < kMaxStringCharacters) {
+        bytes.append('\0');
+    }
+    if (bytes.size() % 2 != 0) {
+        bytes.append('\0');
+    }
+    return bytes;
+}
+
+// Bytes that one element takes in the result of a read.
+int readStride(ValueForm form) {
+    if (isBoolean(form)) {
+        return 1;
+    }
+    return isString(form) ? kMaxStringCharacters : widthOf(form);
+}
+
+}  // namespace
+
+bool isBoolean(ValueForm form) {
+    return form.isBit || form.code == TypeCode::Bool || form.code == TypeCode::Bit;
+}
+
+bool isString(ValueForm form) {
+    return !form.isBit && (form.code == TypeCode::String || form.code == TypeCode::Cstring);
+}
+
+int countPerElement(ValueForm form) {
+    if (isString(form)) {
+        return kMaxStringCharacters / 2;
+    }
+    return isBoolean(form) ? 1 : std::max(1, widthOf(form) / 2);
+}
+
+std::optional<HostValues> parseValues(ValueForm form, int elements, const std::string& text, std::string* error) {
+    const std::vector<std::string> parts = elements == 1 ? std::vector<std::string>{text} : splitList(text);
+    if (static_cast<int>(parts.size()) != elements) {
+        *error = fmt::format("{} values are needed, separated by commas; {} given", elements, parts.size());
+        return std::nullopt;
+    }
+    HostValues values;
+    for (const std::string& part : parts) {
+        // A single string is taken as it is, blanks included.
+        const bool verbatim = isString(form) && elements == 1;
+        const std::optional<HostValue> value = parseOne(form, verbatim ? part : trimmed(part), error);
+        if (!value) {
+            return std::nullopt;
+        }
+        values.push_back(*value);
+    }
+    return values;
+}
+
+std::string formatValue(ValueForm form, const HostValue& value) {
+    struct Visitor {
+        ValueForm form;
+        std::string operator()(bool v) const {
+            return form.isBit || form.code == TypeCode::Bit ? (v ? "1" : "0") : (v ? "TRUE" : "FALSE");
+        }
+        std::string operator()(std::int64_t v) const { return std::to_string(v); }
+        std::string operator()(std::uint64_t v) const {
+            return formRow(form.code).hexadecimal ? fmt::format("0x{:0{}X}", v, 2 * widthOf(form)) : std::to_string(v);
+        }
+        std::string operator()(float v) const { return fmt::format("{}", v); }
+        std::string operator()(double v) const { return fmt::format("{}", v); }
+        std::string operator()(const std::string& v) const { return quote(v); }
+    };
+    return std::visit(Visitor{form}, value);
+}
+
+std::string formatValues(ValueForm form, const HostValues& values) {
+    std::string text;
+    for (const HostValue& value : values) {
+        text += (text.empty() ? "" : ", ") + formatValue(form, value);
+    }
+    return text;
+}
+
+QByteArray encodeForWrite(ValueForm form, const HostValues& values) {
+    if (isString(form)) {
+        return encodeString(std::get<std::string>(values.front()));
+    }
+    const int stride = isBoolean(form) ? 1 : std::max(2, widthOf(form));
+    QByteArray bytes;
+    for (const HostValue& value : values) {
+        appendLittleEndian(bitsOf(value), stride, &bytes);
+    }
+    return bytes;
+}
+
+int countForWrite(ValueForm form, const QByteArray& encoded) {
+    return isBoolean(form) ? encoded.size() : encoded.size() / 2;
+}
+
+HostValues decodeRead(ValueForm form, const QByteArray& bytes, int elements) {
+    const int stride = readStride(form);
+    HostValues values;
+    for (int i = 0; i < elements && (i + 1) * stride <= bytes.size(); ++i) {
+        if (isString(form)) {
+            values.emplace_back(fromLatin1(bytes.mid(i * stride, stride)));
+        } else if (isBoolean(form)) {
+            values.emplace_back(bytes[i] != 0);
+        } else {
+            values.push_back(fromBits(form, littleEndianAt(bytes, i * stride, stride)));
+        }
+    }
+    return values;
+}
+
+bool sameValues(const HostValues& a, const HostValues& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const HostValue& left, const HostValue& right) {
+        return left.index() == right.index() &&
+               (std::holds_alternative<std::string>(left) ? left == right : bitsOf(left) == bitsOf(right));
+    });
+}
+
+}  // namespace ac500::host
