@@ -49,7 +49,7 @@ Component parseComponent(const std::string& text) {
     Component component;
     component.text = text;
     const std::size_t bracket = text.find('[');
-    component.indexed = bracket != std::string::npos && text.back() == ']';
+    component.indexed = bracket != std::string::npos && text.find(']') == text.size() - 1;
     component.name = component.indexed ? text.substr(0, bracket) : text;
     if (component.indexed)
         component.indices = split(text.substr(bracket + 1, text.size() - bracket - 2), ',');
@@ -79,8 +79,11 @@ public:
     TagWalk(const SymbolFile& file, const std::string& tag) : file_(file), tag_(tag) {}
 
     bool run() {
-        for (const std::string& part : split(tag_, '.'))
+        for (const std::string& part : split(tag_, '.')) {
             components_.push_back(parseComponent(part));
+            if (part.find_first_of("[]") != std::string::npos && !components_.back().indexed)
+                return fail(quoted(part) + " has half an index; write it as in NAME[1] or NAME[1,2]");
+        }
         if (components_.size() < 2)
             return fail("a tag needs a scope and a variable: write SCOPE.VARIABLE");
         const Component& first = components_.front();

@@ -1,0 +1,59 @@
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tools/symbol_file/symbol_file.h"
+
+namespace ac500 {
+namespace {
+
+struct Row {
+    int code;
+    const char* name;
+    int widthBytes;
+    bool bitAddressable;
+};
+
+const Row kRows[] = {
+    {1, "BOOL", 1, false},  {2, "SINT", 1, true},      {3, "INT", 2, true},        {4, "UINT", 2, true},
+    {5, "DINT", 4, true},   {6, "UDINT", 4, true},     {7, "REAL", 4, false},      {8, "LINT", 8, true},
+    {9, "LREAL", 8, false}, {10, "STRING", 81, false}, {11, "CSTRING", 81, false}, {12, "STRUCT", 0, false},
+    {13, "BIT", 0, false},  {14, "USINT", 1, true},    {15, "BYTE", 1, true},      {16, "WORD", 2, true},
+    {17, "DWORD", 4, true}, {18, "LWORD", 8, true},    {21, "ULINT", 8, true},
+};
+
+TEST(TypeTable, GivesNameWidthAndBitsOfEveryCode) {
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.name);
+        const TypeTraits* traits = typeTraits(static_cast<TypeCode>(row.code));
+        ASSERT_NE(traits, nullptr);
+        EXPECT_STREQ(traits->name, row.name);
+        EXPECT_EQ(traits->widthBytes, row.widthBytes);
+        EXPECT_EQ(traits->bitAddressable, row.bitAddressable);
+    }
+}
+
+TEST(TypeTable, FindsEveryTypeByItsName) {
+    for (const Row& row : kRows) {
+        const TypeTraits* traits = typeTraits(std::string(row.name));
+        ASSERT_NE(traits, nullptr) << row.name;
+        EXPECT_EQ(static_cast<int>(traits->code), row.code);
+    }
+}
+
+TEST(TypeTable, KnowsNoOtherSpellingAndNoOtherName) {
+    EXPECT_EQ(typeTraits(std::string("int")), nullptr);
+    EXPECT_EQ(typeTraits(std::string("INT ")), nullptr);
+    EXPECT_EQ(typeTraits(std::string("TIME")), nullptr);
+    EXPECT_EQ(typeTraits(std::string()), nullptr);
+}
+
+TEST(TypeTable, OffersEveryTypeButTheStructureByName) {
+    EXPECT_THAT(builtInTypeNames(), testing::UnorderedElementsAre("BOOL", "SINT", "INT", "UINT", "DINT", "UDINT",
+                                                                  "REAL", "LINT", "LREAL", "STRING", "CSTRING", "BIT",
+                                                                  "USINT", "BYTE", "WORD", "DWORD", "LWORD", "ULINT"));
+}
+
+}  // namespace
+}  // namespace ac500
