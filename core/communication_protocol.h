@@ -10,6 +10,8 @@
 #ifndef AC500_CORE_COMMUNICATION_PROTOCOL_H
 #define AC500_CORE_COMMUNICATION_PROTOCOL_H
 
+#include <cstddef>
+
 #include <QtCore/QHash>
 #include <QtCore/QList>
 #include <QtCore/QMap>
@@ -70,7 +72,35 @@ private:
 };
 
 #if __SIZEOF_POINTER__ == 4
+static_assert(offsetof(Communication_Protocol, comInfo) == 0, "Communication_Protocol::comInfo");
+static_assert(offsetof(Communication_Protocol, readList) == 4, "Communication_Protocol::readList");
+static_assert(offsetof(Communication_Protocol, writeList) == 8, "Communication_Protocol::writeList");
+static_assert(offsetof(Communication_Protocol, onceReadList) == 12, "Communication_Protocol::onceReadList");
+static_assert(offsetof(Communication_Protocol, spareList) == 16, "Communication_Protocol::spareList");
+static_assert(offsetof(Communication_Protocol, frameList) == 20, "Communication_Protocol::frameList");
+static_assert(offsetof(Communication_Protocol, extendList) == 24, "Communication_Protocol::extendList");
+static_assert(offsetof(Communication_Protocol, varDoneCallback) == 28, "Communication_Protocol::varDoneCallback");
+static_assert(offsetof(Communication_Protocol, commFailCallback) == 32, "Communication_Protocol::commFailCallback");
+static_assert(offsetof(Communication_Protocol, listMutex) == 36, "Communication_Protocol::listMutex");
+static_assert(offsetof(Communication_Protocol, localAreaMutex) == 40, "Communication_Protocol::localAreaMutex");
+static_assert(offsetof(Communication_Protocol, stationMutex) == 44, "Communication_Protocol::stationMutex");
+static_assert(offsetof(Communication_Protocol, disabledStations) == 48, "Communication_Protocol::disabledStations");
+static_assert(offsetof(Communication_Protocol, resultVar) == 52, "Communication_Protocol::resultVar");
+static_assert(offsetof(Communication_Protocol, batchKind) == 112, "Communication_Protocol::batchKind");
+static_assert(offsetof(Communication_Protocol, writeTurns) == 116, "Communication_Protocol::writeTurns");
+static_assert(offsetof(Communication_Protocol, onceReadTurns) == 120, "Communication_Protocol::onceReadTurns");
+static_assert(offsetof(Communication_Protocol, cyclicBatches) == 124, "Communication_Protocol::cyclicBatches");
+static_assert(offsetof(Communication_Protocol, commFailed) == 128, "Communication_Protocol::commFailed");
+static_assert(offsetof(Communication_Protocol, unusedFlag) == 129, "Communication_Protocol::unusedFlag");
+static_assert(offsetof(Communication_Protocol, connected) == 130, "Communication_Protocol::connected");
+static_assert(offsetof(Communication_Protocol, batchCount) == 132, "Communication_Protocol::batchCount");
+static_assert(offsetof(Communication_Protocol, handshakeBytes) == 136, "Communication_Protocol::handshakeBytes");
+static_assert(offsetof(Communication_Protocol, batch) == 140, "Communication_Protocol::batch");
+static_assert(offsetof(Communication_Protocol, labelTable) == 6140, "Communication_Protocol::labelTable");
+static_assert(offsetof(Communication_Protocol, localValues) == 6144, "Communication_Protocol::localValues");
 static_assert(sizeof(Communication_Protocol) == 6148, "Communication_Protocol is 6148 bytes on 32-bit targets");
+#else
+static_assert(sizeof(Communication_Protocol) == 7424, "Communication_Protocol is 7424 bytes on 64-bit targets");
 #endif
 
 extern "C" {

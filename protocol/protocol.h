@@ -33,6 +33,8 @@ static_assert(offsetof(Protocol, reserved80) == 80, "Protocol::reserved80");
 static_assert(offsetof(Protocol, reserved84) == 84, "Protocol::reserved84");
 static_assert(offsetof(Protocol, reserved88) == 88, "Protocol::reserved88");
 static_assert(sizeof(Protocol) == 92, "Protocol is 92 bytes on 32-bit targets");
+#else
+static_assert(sizeof(Protocol) == 112, "Protocol is 112 bytes on 64-bit targets");
 #endif
 
 #endif

@@ -3,6 +3,8 @@
 #ifndef AC500_SYMBOLS_CONTROL_INFORMATION_H
 #define AC500_SYMBOLS_CONTROL_INFORMATION_H
 
+#include <cstddef>
+
 #include <QtCore/qglobal.h>
 
 struct ControlInformationM {
@@ -18,6 +20,16 @@ struct ControlInformationM {
     qint32 area;           // PLC memory area
 };
 
+static_assert(offsetof(ControlInformationM, dataType) == 0, "ControlInformationM::dataType");
+static_assert(offsetof(ControlInformationM, address) == 4, "ControlInformationM::address");
+static_assert(offsetof(ControlInformationM, reserved) == 8, "ControlInformationM::reserved");
+static_assert(offsetof(ControlInformationM, isBit) == 12, "ControlInformationM::isBit");
+static_assert(offsetof(ControlInformationM, bitIndex) == 16, "ControlInformationM::bitIndex");
+static_assert(offsetof(ControlInformationM, isArray) == 20, "ControlInformationM::isArray");
+static_assert(offsetof(ControlInformationM, arrayReserved) == 24, "ControlInformationM::arrayReserved");
+static_assert(offsetof(ControlInformationM, arrayIndex) == 28, "ControlInformationM::arrayIndex");
+static_assert(offsetof(ControlInformationM, arrayCount) == 32, "ControlInformationM::arrayCount");
+static_assert(offsetof(ControlInformationM, area) == 36, "ControlInformationM::area");
 static_assert(sizeof(ControlInformationM) == 40, "ControlInformationM is ten words");
 
 #endif

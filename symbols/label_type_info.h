@@ -43,6 +43,8 @@ static_assert(offsetof(Label_Type_Info, extra2) == 40, "Label_Type_Info::extra2"
 static_assert(offsetof(Label_Type_Info, areaList) == 44, "Label_Type_Info::areaList");
 static_assert(offsetof(Label_Type_Info, textList) == 48, "Label_Type_Info::textList");
 static_assert(sizeof(Label_Type_Info) == 52, "Label_Type_Info is 52 bytes on 32-bit targets");
+#else
+static_assert(sizeof(Label_Type_Info) == 80, "Label_Type_Info is 80 bytes on 64-bit targets");
 #endif
 
 #endif

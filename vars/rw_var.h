@@ -46,6 +46,8 @@ static_assert(offsetof(RW_VAR, resolveResult) == 48, "RW_VAR::resolveResult");
 static_assert(offsetof(RW_VAR, area) == 52, "RW_VAR::area");
 static_assert(offsetof(RW_VAR, data) == 56, "RW_VAR::data");
 static_assert(sizeof(RW_VAR) == 60, "RW_VAR is 60 bytes on 32-bit targets");
+#else
+static_assert(sizeof(RW_VAR) == 72, "RW_VAR is 72 bytes on 64-bit targets");
 #endif
 
 #endif
