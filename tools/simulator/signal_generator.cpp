@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <string>
 #include <utility>
 
 namespace ac500::sim {
@@ -38,6 +40,29 @@ double counterValue(const Signal& signal, std::int64_t nowMs) {
     return (signal.step > 0 ? signal.minimum : signal.maximum) + position * signal.step;
 }
 
+// Echoes in an order in which each stands behind the echo that it repeats. Of a circle, the last one stands anywhere.
+std::vector<SignalGenerator::Wiring> sourcesFirst(std::vector<SignalGenerator::Wiring> echoes) {
+    std::map<std::string, std::size_t> byTag;
+    for (std::size_t i = 0; i < echoes.size(); ++i) {
+        byTag.emplace(echoes[i].signal.tag, i);
+    }
+    std::vector<SignalGenerator::Wiring> ordered;
+    std::vector<bool> placed(echoes.size(), false);
+    for (std::size_t i = 0; i < echoes.size(); ++i) {
+        std::vector<std::size_t> chain;  // from an echo to its source, and so on
+        for (std::size_t at = i; !placed[at];) {
+            placed[at] = true;
+            chain.push_back(at);
+            const auto source = byTag.find(echoes[at].signal.source);
+            at = source == byTag.end() ? at : source->second;
+        }
+        for (auto link = chain.rbegin(); link != chain.rend(); ++link) {
+            ordered.push_back(echoes[*link]);
+        }
+    }
+    return ordered;
+}
+
 }  // namespace
 
 double signalValueAt(const Signal& signal, std::int64_t nowMs) {
@@ -60,27 +85,30 @@ double signalValueAt(const Signal& signal, std::int64_t nowMs) {
     return 0;
 }
 
-SignalGenerator::SignalGenerator(std::vector<Wiring> wirings, std::uint64_t seed) : wirings_(std::move(wirings)) {
+SignalGenerator::SignalGenerator(std::vector<Wiring> wirings, std::uint64_t seed) {
     Random seeds(seed);
-    for (const Wiring& wiring : wirings_) {
-        walks_.push_back({Random(seeds.next()), 0, middle(wiring.signal)});
+    for (Wiring& wiring : wirings) {
+        const Random random(seeds.next());
+        if (wiring.signal.kind == Signal::Kind::Echo) {
+            echoes_.push_back(std::move(wiring));
+        } else {
+            walks_.push_back({random, 0, middle(wiring.signal)});
+            wirings_.push_back(std::move(wiring));
+        }
     }
+    echoes_ = sourcesFirst(std::move(echoes_));
 }
 
 void SignalGenerator::advance(std::int64_t nowMs, PlcMemory& memory) {
     const std::int64_t now = std::max<std::int64_t>(nowMs, 0);
     for (std::size_t i = 0; i < wirings_.size(); ++i) {
         const Signal& signal = wirings_[i].signal;
-        if (signal.kind == Signal::Kind::RandomWalk) {
-            writeNumber(memory, wirings_[i].target, walkedValue(signal, walks_[i], now));
-        } else if (signal.kind != Signal::Kind::Echo) {
-            writeNumber(memory, wirings_[i].target, signalValueAt(signal, now));
-        }
+        const bool walks = signal.kind == Signal::Kind::RandomWalk;
+        writeNumber(memory, wirings_[i].target,
+                    walks ? walkedValue(signal, walks_[i], now) : signalValueAt(signal, now));
     }
-    for (const Wiring& wiring : wirings_) {
-        if (wiring.signal.kind == Signal::Kind::Echo) {
-            copyValue(memory, wiring.source, wiring.target);
-        }
+    for (const Wiring& echo : echoes_) {
+        copyValue(memory, echo.source, echo.target);
     }
 }
 

@@ -10,7 +10,7 @@
 //   Square      minimum in the first half of each period, maximum in the second
 //   RandomWalk  starts in the middle; after each whole period it moves by at most `step` either way and stays within
 //               minimum and maximum; depends on the seed, the position in the file and the time, on nothing else
-//   Echo        the value of its source; echoes are written after all other signals, in file order
+//   Echo        the value of its source; echoes are written after all other signals, an echo of an echo after that one
 //
 // Knows no clock. Not thread-safe.
 #ifndef AC500_TOOLS_SIMULATOR_SIGNAL_GENERATOR_H
@@ -52,10 +52,11 @@ private:
         double value;
     };
 
-    double walkedValue(const Signal& signal, Walk& walk, std::int64_t nowMs);
+    static double walkedValue(const Signal& signal, Walk& walk, std::int64_t nowMs);
 
-    std::vector<Wiring> wirings_;
-    std::vector<Walk> walks_;  // one per wiring; used by RandomWalk only
+    std::vector<Wiring> wirings_;  // all but echoes
+    std::vector<Walk> walks_;      // one per wiring; used by RandomWalk only
+    std::vector<Wiring> echoes_;   // sources first
 };
 
 }  // namespace ac500::sim

@@ -1,0 +1,76 @@
+// The command line of ac500-sim.
+#include "tools/simulator/options.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace ac500::sim {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(Options, TheSymbolFileIsAllThatIsNeeded) {
+    const ParsedOptions parsed = parseOptions({"--symbols", "plant.json"});
+    ASSERT_TRUE(parsed.run) << parsed.text;
+    EXPECT_EQ(parsed.options.symbols, "plant.json");
+    EXPECT_EQ(parsed.options.address, "127.0.0.1");
+    EXPECT_EQ(parsed.options.port, 1201);
+    EXPECT_EQ(parsed.options.seed, 1U);
+    EXPECT_TRUE(parsed.options.faults.empty());
+    EXPECT_FALSE(parsed.options.quiet);
+    EXPECT_FALSE(parsed.options.verbose);
+    EXPECT_EQ(parsed.options.runSeconds, 0);
+}
+
+TEST(Options, EveryOptionArrives) {
+    const ParsedOptions parsed =
+        parseOptions({"--port", "0", "--address", "127.0.0.2", "--seed", "18446744073709551615", "--fault",
+                      "reset:every=50", "--verbose", "--fault", "silence:at=3", "--run-seconds", "2.5", "--symbols=p"});
+    ASSERT_TRUE(parsed.run) << parsed.text;
+    EXPECT_EQ(parsed.options.port, 0);
+    EXPECT_EQ(parsed.options.address, "127.0.0.2");
+    EXPECT_EQ(parsed.options.seed, 18446744073709551615U);
+    ASSERT_EQ(parsed.options.faults.size(), 2U);
+    EXPECT_EQ(parsed.options.faults[0].fault.kind, FaultKind::Reset);
+    EXPECT_EQ(parsed.options.faults[1].fault.kind, FaultKind::Silence);
+    EXPECT_TRUE(parsed.options.verbose);
+    EXPECT_EQ(parsed.options.runSeconds, 2.5);
+}
+
+TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
+    struct Row {
+        std::vector<std::string> arguments;
+        const char* text;
+    };
+    const Row rows[] = {
+        {{}, "--symbols is required"},
+        {{"--symbols", "p", "--port", "65536"}, "--port"},
+        {{"--symbols", "p", "--port", "-1"}, "--port"},
+        {{"--symbols", "p", "--seed", "x"}, "--seed"},
+        {{"--symbols", "p", "--run-seconds", "-1"}, "--run-seconds"},
+        {{"--symbols", "p", "--quiet", "--verbose"}, "excludes"},
+        {{"--symbols", "p", "--turbo"}, "--turbo"},
+        {{"--symbols", "p", "stray"}, "stray"},
+        {{"--symbols", "p", "--fault", "slow"}, "there is no fault \"slow\""},
+    };
+    for (const Row& row : rows) {
+        const ParsedOptions parsed = parseOptions(row.arguments);
+        EXPECT_FALSE(parsed.run) << row.text;
+        EXPECT_EQ(parsed.exitCode, 1) << row.text;
+        EXPECT_THAT(parsed.text, HasSubstr(row.text));
+        EXPECT_THAT(parsed.text, HasSubstr("Try ac500-sim --help."));
+    }
+}
+
+TEST(Options, HelpTellsEverythingAndExitsWithZero) {
+    const ParsedOptions parsed = parseOptions({"--help"});
+    EXPECT_FALSE(parsed.run);
+    EXPECT_EQ(parsed.exitCode, 0);
+    for (const char* word : {"--symbols", "--port", "--address", "--seed", "--fault", "--quiet", "--verbose",
+                             "--run-seconds", "silence:at=10,count=2", "Sim.fault_kind", "Exit codes"}) {
+        EXPECT_THAT(parsed.text, HasSubstr(word));
+    }
+}
+
+}  // namespace
+}  // namespace ac500::sim

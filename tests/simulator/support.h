@@ -1,0 +1,61 @@
+// What the simulator's tests share: bytes as hexadecimal text, and a small plant.
+#ifndef AC500_TESTS_SIMULATOR_SUPPORT_H
+#define AC500_TESTS_SIMULATOR_SUPPORT_H
+
+#include <stdexcept>
+#include <string>
+
+#include "tests/support/wire.h"
+#include "tools/simulator/wire.h"
+#include "tools/symbol_file/symbol_file.h"
+
+namespace ac500::sim {
+
+// Hexadecimal text, blanks ignored, to bytes: raw("BB BB 00").
+inline Bytes raw(const std::string& text) {
+    return test::bytes(text.c_str()).toStdString();
+}
+
+// Bytes to upper-case hexadecimal text, one blank between bytes.
+inline std::string hex(const Bytes& bytes) {
+    return test::hex(QByteArray::fromStdString(bytes));
+}
+
+// The two handshake requests, as every client sends them: service 01 with its 14 bytes of payload, and service 31 with
+// the name "DOWNLOAD.SDB" and its terminator, 13 bytes.
+inline Bytes helloRequest() {
+    return raw("BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00");
+}
+inline Bytes symbolsRequest() {
+    return raw("BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00");
+}
+
+// A file that is right; anything else is the test's own mistake.
+inline SymbolFile plant(const std::string& text) {
+    LoadedSymbolFile loaded = parseSymbolFile(text);
+    if (!loaded.problems.empty()) {
+        throw std::logic_error(describe("test plant", loaded.problems.front()));
+    }
+    return loaded.file;
+}
+
+// Area 1, 64 bytes: a WORD at 0, a DINT at 4, a BYTE at 8 with the initial value 16#A5, a STRING is too long for it.
+// Area 3, 8 bytes: BITs 0 to 31, bit 17 under a name of its own.
+inline SymbolFile smallPlant() {
+    return plant(R"({
+        "format": "ac500-symbols", "version": 1,
+        "areas": [{"number": 1, "name": "memory", "bytes": 64}, {"number": 3, "name": "bits", "bytes": 8}],
+        "scopes": [{"name": "Main", "variables": [
+            {"name": "count", "type": "WORD", "area": 1, "offset": 0},
+            {"name": "total", "type": "DINT", "area": 1, "offset": 4},
+            {"name": "mode", "type": "BYTE", "area": 1, "offset": 8},
+            {"name": "lamps", "type": "BIT", "area": 3, "bit": 0, "array": [[0, 31]]},
+            {"name": "alarm", "type": "BIT", "area": 3, "bit": 17}
+        ]}],
+        "simulation": {"initial": [{"tag": "Main.mode", "value": 165}]}
+    })");
+}
+
+}  // namespace ac500::sim
+
+#endif

@@ -1,0 +1,98 @@
+// Cutting a byte stream into requests, and the shortest replies.
+#include "tools/simulator/wire.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/simulator/support.h"
+
+namespace ac500::sim {
+namespace {
+
+using Result = FrameSplitter::Result;
+
+// A splitter that was given these bytes.
+FrameSplitter fed(const Bytes& bytes) {
+    FrameSplitter splitter;
+    splitter.append(bytes.data(), bytes.size());
+    return splitter;
+}
+
+TEST(FrameSplitter, EveryPrefixOfARequestWaitsForMore) {
+    const Bytes request = helloRequest();
+    for (std::size_t length = 0; length < request.size(); ++length) {
+        FrameSplitter splitter = fed(request.substr(0, length));
+        Bytes frame = "untouched";
+        EXPECT_EQ(splitter.next(&frame), Result::NeedMore) << length << " bytes";
+        EXPECT_EQ(frame, "untouched");
+    }
+}
+
+TEST(FrameSplitter, TwoRequestsInOnePieceComeOneByOne) {
+    FrameSplitter splitter = fed(helloRequest() + symbolsRequest());
+    Bytes frame;
+    ASSERT_EQ(splitter.next(&frame), Result::Frame);
+    EXPECT_EQ(hex(frame), "BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00");
+    ASSERT_EQ(splitter.next(&frame), Result::Frame);
+    EXPECT_EQ(hex(frame), "BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00");
+    EXPECT_EQ(splitter.next(&frame), Result::NeedMore);
+}
+
+TEST(FrameSplitter, ARequestByteByByteIsOneRequest) {
+    FrameSplitter splitter;
+    Bytes frame;
+    const Bytes request = raw("BB BB 00 00 00 02 7F 01");
+    for (std::size_t i = 0; i + 1 < request.size(); ++i) {
+        splitter.append(&request[i], 1);
+        ASSERT_EQ(splitter.next(&frame), Result::NeedMore);
+    }
+    splitter.append(&request.back(), 1);
+    ASSERT_EQ(splitter.next(&frame), Result::Frame);
+    EXPECT_EQ(frame, request);
+}
+
+TEST(FrameSplitter, EmptyPayloadIsAFrame) {
+    FrameSplitter splitter = fed(raw("BB BB 00 00 00 00"));
+    Bytes frame;
+    ASSERT_EQ(splitter.next(&frame), Result::Frame);
+    EXPECT_EQ(hex(frame), "BB BB 00 00 00 00");
+}
+
+TEST(FrameSplitter, WrongMagicShowsInTheFirstByte) {
+    Bytes frame;
+    EXPECT_EQ(fed(raw("47")).next(&frame), Result::BadMagic);
+    EXPECT_EQ(fed(raw("BB BA")).next(&frame), Result::BadMagic);
+}
+
+TEST(FrameSplitter, LongestPayloadIsTakenAndOneMoreIsNot) {
+    Bytes frame;
+    // 00 00 FF FF: 65535 bytes of payload; 00 01 00 00: 65536.
+    FrameSplitter longest = fed(raw("BB BB 00 00 FF FF") + Bytes(65535, 'x'));
+    ASSERT_EQ(longest.next(&frame), Result::Frame);
+    EXPECT_EQ(frame.size(), 65541U);
+    EXPECT_EQ(fed(raw("BB BB 00 01 00 00")).next(&frame), Result::TooLong);
+    EXPECT_EQ(fed(raw("BB BB FF FF FF FF")).next(&frame), Result::TooLong);
+}
+
+TEST(FrameSplitter, RoomEndsAtTheLongestRequest) {
+    FrameSplitter splitter;
+    EXPECT_EQ(splitter.room(), 65541U);
+    splitter.append("\xBB\xBB", 2);
+    EXPECT_EQ(splitter.room(), 65539U);
+}
+
+TEST(Refusal, IsEnvelopeAndStatusWord) {
+    // magic, length 2, status
+    EXPECT_EQ(hex(makeRefusal(Status::WrongSession)), "BB BB 00 00 00 02 02 01");
+    EXPECT_EQ(hex(makeRefusal(Status::BadMagic)), "BB BB 00 00 00 02 01 01");
+}
+
+TEST(ServiceName, KnowsTheFourServices) {
+    EXPECT_STREQ(serviceName(0x01), "hello");
+    EXPECT_STREQ(serviceName(0x31), "symbols");
+    EXPECT_STREQ(serviceName(0x2E), "read");
+    EXPECT_STREQ(serviceName(0x3C), "write");
+    EXPECT_STREQ(serviceName(0x00), "?");
+}
+
+}  // namespace
+}  // namespace ac500::sim
