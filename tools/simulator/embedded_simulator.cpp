@@ -10,14 +10,15 @@ namespace ac500::sim {
 
 namespace {
 
-// Qt delivers no events in any thread without an application object.
+// Qt delivers no events in any thread without an application object. It is never deleted: at the end of the program,
+// when it could be, Qt's own globals may be gone already.
 void ensureApplication() {
     static int argumentCount = 1;
     static char name[] = "embedded-simulator";
     static char* arguments[] = {name, nullptr};
-    static std::unique_ptr<QCoreApplication> application;
     if (QCoreApplication::instance() == nullptr) {
-        application = std::make_unique<QCoreApplication>(argumentCount, arguments);
+        static const QCoreApplication* const application = new QCoreApplication(argumentCount, arguments);
+        Q_UNUSED(application)
     }
 }
 

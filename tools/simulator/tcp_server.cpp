@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include <sys/socket.h>
+
 #include "tools/simulator/tcp_connection.h"
 
 namespace ac500::sim {
@@ -41,6 +43,8 @@ bool TcpServer::listen(const QHostAddress& address, quint16 port, std::string* e
         *error = server_.errorString().toStdString();
         return false;
     }
+    // Qt asks for a backlog of 50; a larger burst would wait for the kernel's retries, a second and more.
+    ::listen(static_cast<int>(server_.socketDescriptor()), SOMAXCONN);
     ticker_.start(kTickMs);
     return true;
 }

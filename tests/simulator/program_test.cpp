@@ -1,0 +1,175 @@
+// ac500-sim as a user starts it: its first lines, its exit codes, its end.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+
+#include <fstream>
+#include <memory>
+#include <vector>
+
+#include <QtCore/QProcess>
+#include <QtCore/QTemporaryDir>
+
+#include "tests/simulator/raw_client.h"
+
+namespace ac500::sim {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr int kLimitMs = 20000;
+
+const char* const kPlant = R"({
+    "format": "ac500-symbols", "version": 1,
+    "areas": [{"number": 1, "name": "memory", "bytes": 16}],
+    "scopes": [{"name": "Main", "variables": [{"name": "count", "type": "WORD", "area": 1, "offset": 0}]}]
+})";
+
+class Program : public testing::Test {
+protected:
+    ~Program() override {
+        if (process_.state() != QProcess::NotRunning) {
+            process_.kill();
+            process_.waitForFinished(kLimitMs);
+        }
+    }
+
+    QString file(const char* name, const std::string& text) {
+        const QString path = folder_.filePath(name);
+        std::ofstream(path.toStdString()) << text;
+        return path;
+    }
+
+    void start(const QStringList& arguments) {
+        process_.start(AC500_SIM_PROGRAM, arguments);
+        ASSERT_TRUE(process_.waitForStarted(kLimitMs)) << process_.errorString().toStdString();
+    }
+
+    // The next line of the output, without its end.
+    std::string line() {
+        while (!process_.canReadLine() && process_.waitForReadyRead(kLimitMs)) {
+        }
+        return process_.readLine().trimmed().toStdString();
+    }
+
+    int exitCode() {
+        process_.waitForFinished(kLimitMs);
+        EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
+        return process_.exitCode();
+    }
+
+    std::string errors() { return process_.readAllStandardError().toStdString(); }
+
+    // Starts with a good plant on a free port and takes both first lines.
+    void startServing(const QStringList& more = {}) {
+        start(QStringList{"--symbols", file("plant.json", kPlant), "--port", "0"} + more);
+        const std::string first = line();
+        ASSERT_THAT(first, StartsWith("ac500-sim: listening on 127.0.0.1:"));
+        port_ = static_cast<std::uint16_t>(std::stoi(first.substr(first.rfind(':') + 1)));
+        EXPECT_THAT(line(), HasSubstr("1 areas, 1 tags, 0 signals"));
+    }
+
+    QTemporaryDir folder_;
+    QProcess process_;
+    std::uint16_t port_ = 0;
+};
+
+TEST_F(Program, ServesUntilItIsTerminatedAndSumsUp) {
+    startServing();
+    {
+        RawClient client(port_);
+        EXPECT_EQ(client.handshake().size(), 4U);
+    }
+    process_.terminate();
+    EXPECT_EQ(line(),
+              "ac500-sim: ended after 1 connections, 2 requests (1 hello, 1 symbols, 0 read, 0 write, 0 other), "
+              "0 refused, 0 faults");
+    EXPECT_EQ(exitCode(), 0);
+    EXPECT_THAT(errors(), HasSubstr("ac500-sim: client 1: connected from 127.0.0.1:"));
+}
+
+TEST_F(Program, AnInterruptEndsItToo) {
+    startServing({"--quiet"});
+    ::kill(static_cast<pid_t>(process_.processId()), SIGINT);
+    EXPECT_THAT(line(), StartsWith("ac500-sim: ended after 0 connections"));
+    EXPECT_EQ(exitCode(), 0);
+    EXPECT_EQ(errors(), "");
+}
+
+TEST_F(Program, EndsByItselfAfterItsTime) {
+    startServing({"--run-seconds", "0.2"});
+    EXPECT_EQ(exitCode(), 0);
+}
+
+TEST_F(Program, TellsOfFaultsAndWithVerboseOfEveryRequest) {
+    startServing({"--verbose", "--fault", "status:at=1,service=hello"});
+    {
+        RawClient client(port_);
+        EXPECT_EQ(hex(client.ask(helloRequest()).substr(0, 8)), "BB BB 00 00 00 C8 0F 01");
+    }
+    process_.terminate();
+    EXPECT_EQ(exitCode(), 0);
+    const std::string told = errors();
+    EXPECT_THAT(told, HasSubstr("client 1: hello: 0 items, reply of 206 bytes\n"));
+    EXPECT_THAT(told, HasSubstr("client 1: fault status on a reply to hello\n"));
+    EXPECT_THAT(told, HasSubstr("client 1: disconnected\n"));
+}
+
+TEST_F(Program, WrongUsageIsOne) {
+    start({"--nonsense"});
+    EXPECT_EQ(exitCode(), 1);
+    EXPECT_THAT(errors(), HasSubstr("--help"));
+}
+
+TEST_F(Program, AnUnreadableSymbolFileIsTwo) {
+    start({"--symbols", folder_.filePath("missing.json"), "--port", "0"});
+    EXPECT_EQ(exitCode(), 2);
+    EXPECT_THAT(errors(), HasSubstr("missing.json"));
+}
+
+TEST_F(Program, AllProblemsOfASymbolFileAreTold) {
+    start({"--symbols", file("bad.json", R"({
+    "format": "ac500-symbols", "version": 1,
+    "areas": [{"number": 1, "name": "memory", "bytes": 16}],
+    "scopes": [{"name": "Main", "variables": [
+        {"name": "a", "type": "WROD", "area": 1, "offset": 0},
+        {"name": "b", "type": "WORD", "area": 2, "offset": 0}]}]
+})"),
+           "--port", "0"});
+    EXPECT_EQ(exitCode(), 2);
+    const std::string told = errors();
+    EXPECT_THAT(told, HasSubstr("bad.json:5:"));
+    EXPECT_THAT(told, HasSubstr("bad.json:6:"));
+}
+
+TEST_F(Program, ReservedNamesInASymbolFileAreTwo) {
+    start({"--symbols", file("nine.json", R"({
+    "format": "ac500-symbols", "version": 1,
+    "areas": [{"number": 9, "name": "mine", "bytes": 16}],
+    "scopes": [{"name": "Main", "variables": [{"name": "a", "type": "WORD", "area": 9, "offset": 0}]}]
+})"),
+           "--port", "0"});
+    EXPECT_EQ(exitCode(), 2);
+    EXPECT_THAT(errors(), HasSubstr("nine.json:3:0: areas: area 9 is reserved for the simulator"));
+}
+
+TEST_F(Program, APortInUseIsThree) {
+    startServing();
+    QProcess second;
+    second.start(AC500_SIM_PROGRAM, {"--symbols", folder_.filePath("plant.json"), "--port", QString::number(port_)});
+    ASSERT_TRUE(second.waitForFinished(kLimitMs));
+    EXPECT_EQ(second.exitCode(), 3);
+    EXPECT_THAT(second.readAllStandardError().toStdString(), HasSubstr("choose another --port, or 0 for a free one"));
+}
+
+TEST_F(Program, AnAddressThatIsNoneIsThree) {
+    start({"--symbols", file("plant.json", kPlant), "--port", "0", "--address", "nowhere"});
+    EXPECT_EQ(exitCode(), 3);
+    EXPECT_THAT(errors(), HasSubstr("\"nowhere\" is no IP address"));
+}
+
+}  // namespace
+}  // namespace ac500::sim
