@@ -286,10 +286,17 @@ void HostSession::failEverything(const Failure& reason) {
 
 void HostSession::giveWorkToDriver(PollLoop& loop) {
     std::optional<std::vector<Tag>> tags;
+    bool isOverdue = false;
+    Failure reason;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         tags.swap(newTags_);
-        writes_.expire(clock_.now(), settings_.writeDeadline, notSent());
+        reason = notSent();
+        writes_.expire(clock_.now(), settings_.writeDeadline, reason);
+        isOverdue = writes_.isOverdue(clock_.now(), settings_.writeDeadline);
+    }
+    if (isOverdue && !loop.isConnected()) {
+        loop.giveUpUrgentWork(reason);
     }
     if (tags) {
         rebuildCyclicList(loop, *tags);

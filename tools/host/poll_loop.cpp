@@ -450,17 +450,19 @@ void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
     listener_.requestAbandoned(request);
 }
 
-void PollLoop::shutDown() {
-    const Failure reason{Layer::Request, "the session was ended"};
-    closeConnection();
-    exchange_.reset();
+void PollLoop::giveUpUrgentWork(const Failure& reason) {
     for (int turn = 0; listener_.hasUrgentWork() && turn < kMostTurnsToGiveUp; ++turn) {
         if (driver_.nextRequest() != nullptr) {
             feedEmptyReply(reason);
         }
     }
-    session_ = session_ == Session::None ? Session::None : Session::Stale;
+}
+
+void PollLoop::shutDown() {
+    closeConnection();
+    exchange_.reset();
     state_ = LoopState::Disconnected;
+    giveUpUrgentWork({Layer::Request, "the session was ended"});
 }
 
 void PollLoop::fail(const Failure& failure) {

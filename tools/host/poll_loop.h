@@ -90,14 +90,18 @@ public:
     // driver is a reason to call earlier.
     Milliseconds step();
 
-    // Closes the connection. With urgent work left it makes the driver give up requests until nothing is left, so that
-    // what was reported as failed is not sent by a later session.
+    // Makes the driver give up requests until no urgent work is left, so that nothing is sent later which was reported as
+    // failed. REQUIRES: not connected.
+    void giveUpUrgentWork(const Failure& reason);
+
+    // Closes the connection and gives up what is left. The loop may not be used afterwards.
     void shutDown();
 
     // The cyclic list was rebuilt and now holds `requests` requests: a new pass begins.
     void cyclicListRebuilt(int requests);
 
     LoopState state() const { return state_; }
+    bool isConnected() const { return connected_; }
     // Connected, and the driver's session belongs to this connection.
     bool isOnline() const { return state_ == LoopState::Exchanging && session_ == Session::Open; }
     // May new work be handed to the driver? Not before its session is open: it drops all pending writes together with a

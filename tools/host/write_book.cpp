@@ -83,6 +83,13 @@ void WriteBook::expire(Time now, Milliseconds limit, const Failure& reason) {
     }
 }
 
+bool WriteBook::isOverdue(Time now, Milliseconds limit) const {
+    return anyWithDriver() &&
+           std::any_of(records_.begin(), records_.end(), [&](const std::pair<const std::int32_t, WriteRecord>& entry) {
+               return isUnderway(entry.second.step) && entry.second.ordered + limit < now;
+           });
+}
+
 const WriteRecord* WriteBook::find(std::int32_t serial) const {
     const auto found = records_.find(serial);
     return found == records_.end() ? nullptr : &found->second;

@@ -71,6 +71,8 @@ public:
     bool anyWithDriver() const { return withDriver_ > 0; }
     // Fails what has waited longer than `limit`.
     void expire(Time now, Milliseconds limit, const Failure& reason);
+    // Is the driver holding a write that was ordered longer than `limit` ago?
+    bool isOverdue(Time now, Milliseconds limit) const;
 
     // Null when the serial does not exist or was forgotten: ended writes are kept for the latest kKeptEnded.
     const WriteRecord* find(std::int32_t serial) const;

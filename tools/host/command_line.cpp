@@ -1,0 +1,171 @@
+#include "tools/host/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <sstream>
+
+#include "tools/host/layer.h"
+
+namespace ac500::host {
+
+namespace {
+
+const char kDescription[] =
+    "Reads, writes and watches variables of an AC500 PLC by name, through the communication driver.";
+
+const char kFooter[] =
+    "Tags:\n"
+    "  Main.motor.speed      a variable\n"
+    "  Main.grid[2,3]        an element of an array\n"
+    "  Main.recipe[1..5]     some elements of a row; Main.recipe: a whole array of one dimension\n"
+    "  Main.flags.b[3]       a bit of a variable; Main.flags.b[0..7]: some of them\n"
+    "\n"
+    "Values:\n"
+    "  TRUE FALSE 1 0        booleans and bits\n"
+    "  -12 0x1F              integers; out of range is an error\n"
+    "  1.5 2e-3              floats\n"
+    "  hello \"hello\"         strings, at most 80 characters\n"
+    "  1,2,3                 elements; strings that hold a comma need quotes\n"
+    "\n"
+    "Exit codes, and the word that a message begins with:\n"
+    "  0            everything was done\n"
+    "  1 usage      the command line or a value is wrong\n"
+    "  2 file       the driver or the symbol file cannot be used\n"
+    "  3 name       a tag does not exist\n"
+    "  4 tcp        there is no connection to the PLC\n"
+    "  5 handshake  the PLC, or what answers in its place, opens no session\n"
+    "  6 request    reading or writing failed\n"
+    "  130          ended by Ctrl-C before it was done\n"
+    "\n"
+    "Examples:\n"
+    "  ac500-host --symbols plant.json tags \"Main.tank*\"\n"
+    "  ac500-host --symbols plant.json --plc 192.168.0.10:1201 read Main.counter\n"
+    "  ac500-host --symbols plant.json write Main.setpoint=21.5 Main.flags.b[3]=1\n"
+    "  ac500-host --symbols plant.json watch --seconds 10 Main.counter \"Main.recipe[1..5]\"\n";
+
+const int kLongestMs = 24 * 60 * 60 * 1000;
+const int kMostRequestWords = 32000;
+const int kMostRetries = 1000;
+
+void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
+    app.add_option("--driver", options.driver,
+                   "The driver library (default: libac500driver.so beside this program, then in ../lib)")
+        ->type_name("PATH");
+    app.add_option("--symbols", options.symbols, "The symbol file, docs/symbol-file.md")->type_name("PATH")->required();
+    app.add_option("--plc", plc, "Where the PLC listens")->type_name("HOST:PORT")->capture_default_str();
+    app.add_option("--timeout", options.timeoutMs, "Longest wait for one reply, and for the connection, in ms")
+        ->type_name("MS")
+        ->check(CLI::Range(1, kLongestMs))
+        ->capture_default_str();
+    app.add_option("--wait", options.waitMs, "How long read, write and status keep trying, in ms")
+        ->type_name("MS")
+        ->check(CLI::Range(1, kLongestMs))
+        ->capture_default_str();
+    app.add_option("--cycle", options.cycleMs, "Time from one pass over all tags to the next, in ms")
+        ->type_name("MS")
+        ->check(CLI::Range(0, kLongestMs))
+        ->capture_default_str();
+    app.add_option("--max-request-words", options.maxRequestWords, "Largest request that the PLC takes, in 16-bit words")
+        ->type_name("N")
+        ->check(CLI::Range(1, kMostRequestWords))
+        ->capture_default_str();
+    app.add_option("--retry-limit", options.retryLimit, "Failed replies before the driver gives a request up")
+        ->type_name("N")
+        ->check(CLI::Range(0, kMostRetries))
+        ->capture_default_str();
+    app.add_flag("--json", options.json, "Output for programs: one JSON document; watch: one JSON object per line");
+    app.add_flag("--simulator", options.simulator, "Add the simulator's own variables: scope Sim");
+    app.add_flag("--verbose", options.verbose, "Tell on stderr what goes wrong on the way, also when it is mended");
+}
+
+struct CommandRow {
+    Command command;
+    const char* name;
+    const char* summary;
+    const char* argument;  // its name in the help text
+    int least;
+    const char* argumentSummary;
+};
+
+const CommandRow kCommands[] = {
+    {Command::Read, "read", "Read variables once and show their values", "TAG", 1, "What to read"},
+    {Command::Write, "write", "Write variables, then read them back and compare", "TAG=VALUE", 1, "What to write"},
+    {Command::Watch, "watch", "Show variables in a live table", "TAG", 1, "What to watch"},
+    {Command::Tags, "tags", "List what can be read; needs neither driver nor PLC", "PATTERN", 0,
+     "Only tags like this; * stands for any characters, ? for one"},
+    {Command::Status, "status", "Try every step up to the first read, and tell how far it gets", nullptr, 0, nullptr},
+};
+
+void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
+    CLI::App* command = app.add_subcommand(row.name, row.summary);
+    command->callback([&options, &row] { options.command = row.command; });
+    if (row.argument != nullptr) {
+        CLI::Option* argument = command->add_option(row.argument, options.arguments, row.argumentSummary);
+        argument->type_name("")->expected(row.least, row.least == 0 ? 1 : 1000000);
+        if (row.least > 0) {
+            argument->required();
+        }
+    }
+    if (row.command == Command::Watch) {
+        command->add_option("--interval", options.intervalMs, "Time between two displays, in ms")
+            ->type_name("MS")
+            ->check(CLI::Range(10, kLongestMs))
+            ->capture_default_str();
+    }
+    if (row.command == Command::Watch || row.command == Command::Status) {
+        command
+            ->add_option("--seconds", options.seconds,
+                         row.command == Command::Watch ? "End after so many seconds (default: with Ctrl-C)"
+                                                       : "Collect statistics for so many seconds after the first read")
+            ->type_name("N")
+            ->check(CLI::Range(0.0, kLongestMs / 1000.0));
+    }
+}
+
+ParsedCommandLine usageError(const std::string& what) {
+    ParsedCommandLine parsed;
+    parsed.exitCode = static_cast<int>(Layer::Usage);
+    parsed.text = "usage: " + what + "; ac500-host --help shows how it is used\n";
+    return parsed;
+}
+
+ParsedCommandLine helpOrError(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() != 0) {
+        return usageError(error.what());
+    }
+    std::ostringstream out;
+    std::ostringstream ignored;
+    app.exit(error, out, ignored);
+    ParsedCommandLine parsed;
+    parsed.text = out.str();
+    return parsed;
+}
+
+}  // namespace
+
+ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
+    Options options;
+    std::string plc = options.plc.text();
+    CLI::App app(kDescription, "ac500-host");
+    app.footer(kFooter);
+    app.require_subcommand(1);
+    app.fallthrough();
+    addConnectionOptions(app, options, plc);
+    for (const CommandRow& row : kCommands) {
+        addCommand(app, row, options);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return helpOrError(app, error);
+    }
+    const std::optional<Endpoint> endpoint = parseEndpoint(plc);
+    if (!endpoint) {
+        return usageError("--plc " + plc + " is no HOST:PORT, e.g. 192.168.0.10:1201");
+    }
+    options.plc = *endpoint;
+    ParsedCommandLine parsed;
+    parsed.options = options;
+    return parsed;
+}
+
+}  // namespace ac500::host

@@ -1,0 +1,45 @@
+// The command line of ac500-host: its options, and what to tell who asks for help or gets them wrong.
+#ifndef AC500_TOOLS_HOST_COMMAND_LINE_H
+#define AC500_TOOLS_HOST_COMMAND_LINE_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/host/transport.h"
+
+namespace ac500::host {
+
+enum class Command { Read, Write, Watch, Tags, Status };
+
+struct Options {
+    Command command = Command::Status;
+    std::vector<std::string> arguments;  // tags, TAG=VALUE texts, or at most one pattern
+
+    std::string driver;  // empty: look in the usual places
+    std::string symbols;
+    Endpoint plc;
+    int timeoutMs = 2000;
+    int cycleMs = 100;
+    int waitMs = 5000;
+    int maxRequestWords = 100;
+    int retryLimit = 2;
+    bool json = false;
+    bool simulator = false;
+    bool verbose = false;
+
+    double seconds = 0;  // watch: 0 is until Ctrl-C
+    int intervalMs = 500;
+};
+
+struct ParsedCommandLine {
+    std::optional<Options> options;  // nothing: print `text` and end with `exitCode`
+    int exitCode = 0;
+    std::string text;
+};
+
+ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
+
+}  // namespace ac500::host
+
+#endif

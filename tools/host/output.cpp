@@ -1,0 +1,189 @@
+#include "tools/host/output.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace ac500::host {
+
+namespace {
+
+std::string boundsText(const std::vector<ArrayDimension>& dimensions) {
+    std::string text;
+    for (const ArrayDimension& dimension : dimensions) {
+        text += fmt::format("{}{}..{}", text.empty() ? "" : ",", dimension.lower, dimension.upper);
+    }
+    return text.empty() ? text : "[" + text + "]";
+}
+
+// Bytes of UTF-8 that do not begin a character.
+bool continuesCharacter(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+std::size_t characters(const std::string& text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return !continuesCharacter(c); }));
+}
+
+template <typename Float>
+Json floatJson(Float value) {
+    return std::isfinite(value) ? Json(value) : Json(fmt::format("{}", value));
+}
+
+Json elementJson(const HostValue& value) {
+    struct Visitor {
+        Json operator()(float v) const { return floatJson(v); }
+        Json operator()(double v) const { return floatJson(v); }
+        Json operator()(bool v) const { return v; }
+        Json operator()(std::int64_t v) const { return v; }
+        Json operator()(std::uint64_t v) const { return v; }
+        Json operator()(const std::string& v) const { return v; }
+    };
+    return std::visit(Visitor(), value);
+}
+
+double milliseconds(Time time) {
+    return static_cast<double>(time.count()) / 1000.0;
+}
+
+}  // namespace
+
+std::string typeText(const Tag& tag) {
+    const std::string name = typeTraits(tag.form.code)->name;
+    const std::string element = tag.form.isBit ? "bit of " + name : name;
+    return tag.isList ? fmt::format("{} x {}", tag.elements, element) : element;
+}
+
+std::string typeText(const Leaf& leaf) {
+    return typeTraits(leaf.code)->name + boundsText(leaf.dimensions) + (leaf.bitAddressable ? " (bits)" : "");
+}
+
+std::string addressText(const Leaf& leaf) {
+    return leaf.code == TypeCode::Bit ? fmt::format("bit {}", leaf.address) : std::to_string(leaf.address);
+}
+
+std::string valueText(const Tag& tag, const TagValue& value) {
+    return value.isKnown ? formatValues(tag.form, value.values) : "?";
+}
+
+std::string ageText(const TagValue& value) {
+    if (!value.age) {
+        return "-";
+    }
+    const double seconds = static_cast<double>(value.age->count()) / 1000.0;
+    return seconds < 100 ? fmt::format("{:.2f} s", seconds) : fmt::format("{:.0f} min", seconds / 60);
+}
+
+Json valueJson(const Tag& tag, const HostValues& values) {
+    if (!tag.isList) {
+        return values.empty() ? Json() : elementJson(values.front());
+    }
+    Json list = Json::array();
+    for (const HostValue& value : values) {
+        list.push_back(elementJson(value));
+    }
+    return list;
+}
+
+Json tagValueJson(const Tag& tag, const TagValue& value) {
+    Json json;
+    json["tag"] = tag.text;
+    json["type"] = typeText(tag);
+    json["value"] = value.isKnown ? valueJson(tag, value.values) : Json();
+    json["state"] = valueStateName(value.state);
+    json["age_ms"] = value.age ? Json(value.age->count()) : Json();
+    if (value.state == ValueState::WriteFailed) {
+        json["failure"] = failureJson(value.failure);
+    }
+    return json;
+}
+
+Json leafJson(const Leaf& leaf) {
+    Json json;
+    json["tag"] = leaf.tag;
+    json["type"] = typeTraits(leaf.code)->name;
+    json["dimensions"] = Json::array();
+    for (const ArrayDimension& dimension : leaf.dimensions) {
+        json["dimensions"].push_back({dimension.lower, dimension.upper});
+    }
+    json["area"] = leaf.area;
+    json["address"] = leaf.address;
+    json["bits"] = leaf.bitAddressable;
+    json["comment"] = leaf.comment;
+    return json;
+}
+
+Json statisticsJson(const Statistics& statistics) {
+    const CycleTimes cycle = statistics.cycleTimes();
+    Json json;
+    json["frames_sent"] = statistics.framesSent;
+    json["frames_good"] = statistics.framesAccepted;
+    json["bytes_sent"] = statistics.bytesSent;
+    json["bytes_received"] = statistics.bytesReceived;
+    json["retries"] = statistics.retries;
+    json["timeouts"] = statistics.timeouts;
+    json["refusals"] = statistics.refusals;
+    json["bad_replies"] = statistics.badReplies;
+    json["given_up"] = statistics.abandoned;
+    json["handshakes"] = statistics.handshakes;
+    json["reconnects"] = statistics.reconnects();
+    json["cycles"] = cycle.cycles;
+    json["cycle_ms"] = {{"min", milliseconds(cycle.minimum)},
+                        {"median", milliseconds(cycle.median)},
+                        {"max", milliseconds(cycle.maximum)}};
+    return json;
+}
+
+Json failureJson(const Failure& failure) {
+    return {{"layer", layerName(failure.layer)}, {"code", static_cast<int>(failure.layer)}, {"message", failure.text}};
+}
+
+std::string statisticsText(const Statistics& statistics) {
+    const CycleTimes cycle = statistics.cycleTimes();
+    return fmt::format(
+        "frames {} sent, {} good; bytes {} sent, {} received; retries {}, timeouts {}, refusals {}, bad replies {}, given "
+        "up {}, reconnects {}\ncycles {}; min {:.1f} ms, median {:.1f} ms, max {:.1f} ms",
+        statistics.framesSent, statistics.framesAccepted, statistics.bytesSent, statistics.bytesReceived,
+        statistics.retries, statistics.timeouts, statistics.refusals, statistics.badReplies, statistics.abandoned,
+        statistics.reconnects(), cycle.cycles, milliseconds(cycle.minimum), milliseconds(cycle.median),
+        milliseconds(cycle.maximum));
+}
+
+std::vector<std::string> alignColumns(const std::vector<std::vector<std::string>>& rows) {
+    std::vector<std::size_t> widths;
+    for (const std::vector<std::string>& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            widths[column] = std::max(widths[column], characters(row[column]));
+        }
+    }
+    std::vector<std::string> lines;
+    for (const std::vector<std::string>& row : rows) {
+        std::string line;
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            const bool isLast = column + 1 == row.size();
+            const std::size_t padding = isLast ? 0 : widths[column] - characters(row[column]) + 2;
+            line += row[column] + std::string(padding, ' ');
+        }
+        lines.push_back(line.substr(0, line.find_last_not_of(' ') + 1));
+    }
+    return lines;
+}
+
+std::string fitWidth(const std::string& line, int width) {
+    const auto most = static_cast<std::size_t>(std::max(1, width));
+    if (characters(line) <= most) {
+        return line;
+    }
+    std::size_t end = 0;
+    for (std::size_t seen = 0; end < line.size(); ++end) {
+        if (!continuesCharacter(line[end]) && ++seen == most) {
+            break;
+        }
+    }
+    return line.substr(0, end) + "~";
+}
+
+}  // namespace ac500::host

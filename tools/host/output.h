@@ -1,0 +1,46 @@
+// What ac500-host shows: values, tags and statistics as text for people and as JSON for programs. Pure functions.
+#ifndef AC500_TOOLS_HOST_OUTPUT_H
+#define AC500_TOOLS_HOST_OUTPUT_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/host/host_session.h"
+
+namespace ac500::host {
+
+// Keys in the order in which they are set.
+using Json = nlohmann::ordered_json;
+
+// "INT", "INT[1..6]", "BIT of WORD".
+std::string typeText(const Tag& tag);
+std::string typeText(const Leaf& leaf);
+// "120", or "bit 21" for a BIT variable.
+std::string addressText(const Leaf& leaf);
+
+// The value, or "?" when it is not known.
+std::string valueText(const Tag& tag, const TagValue& value);
+// "0.12 s", "3 min", or "-" when nothing was received.
+std::string ageText(const TagValue& value);
+
+// A number, boolean, string, or a list of them for a list tag; numbers that JSON cannot hold are strings.
+Json valueJson(const Tag& tag, const HostValues& values);
+// {"tag", "type", "value", "state", "age_ms"}; value and age are null when not known.
+Json tagValueJson(const Tag& tag, const TagValue& value);
+Json leafJson(const Leaf& leaf);
+Json statisticsJson(const Statistics& statistics);
+Json failureJson(const Failure& failure);
+
+// Two lines: "frames 120 sent, 118 good; ..." and the cycle times.
+std::string statisticsText(const Statistics& statistics);
+
+// Columns as wide as their widest cell, two blanks apart; the last column is not padded.
+std::vector<std::string> alignColumns(const std::vector<std::vector<std::string>>& rows);
+
+// Cuts a line of UTF-8 to so many characters; a cut line ends with "~".
+std::string fitWidth(const std::string& line, int width);
+
+}  // namespace ac500::host
+
+#endif

@@ -1,0 +1,184 @@
+#include "tools/host/watch.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <chrono>
+#include <cstdio>
+
+#include "tools/host/output.h"
+#include "tools/host/terminal.h"
+
+namespace ac500::host {
+
+namespace {
+
+const Milliseconds kGlance{50};
+const char kBold[] = "\x1b[1m";
+const char kPlain[] = "\x1b[0m";
+
+// One look at everything that is shown.
+struct Picture {
+    SessionStatus status;
+    std::vector<TagValue> values;
+    Milliseconds elapsed;
+};
+
+std::string timeOfDay() {
+    const auto now = std::chrono::system_clock::now();
+    const auto inSecond = std::chrono::duration_cast<Milliseconds>(now.time_since_epoch()).count() % 1000;
+    return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(std::chrono::system_clock::to_time_t(now)), inSecond);
+}
+
+const char* linkText(const SessionStatus& status) {
+    return status.isOnline ? "online" : loopStateName(status.state);
+}
+
+const char* colorOf(ValueState state) {
+    switch (state) {
+        case ValueState::Fresh:
+            return "\x1b[32m";
+        case ValueState::Stale:
+        case ValueState::WritePending:
+            return "\x1b[33m";
+        case ValueState::WriteFailed:
+            return "\x1b[31m";
+        case ValueState::NeverReceived:
+            return "\x1b[2m";
+    }
+    return kPlain;
+}
+
+std::vector<std::string> rowOf(const Tag& tag, const TagValue& value) {
+    return {tag.text, valueText(tag, value), valueStateName(value.state), ageText(value), value.failure.text};
+}
+
+std::string headline(const Options& options, const Picture& picture) {
+    const Statistics& statistics = picture.status.statistics;
+    const CycleTimes cycle = statistics.cycleTimes();
+    return fmt::format("{}  {}  {:.1f} s  frames {}  retries {}  reconnects {}  cycle {:.1f} ms  (Ctrl-C ends)",
+                       options.plc.text(), linkText(picture.status),
+                       static_cast<double>(picture.elapsed.count()) / 1000.0, statistics.framesSent, statistics.retries,
+                       statistics.reconnects(), static_cast<double>(cycle.median.count()) / 1000.0);
+}
+
+// Rows that do not fit the height are counted instead of shown.
+std::vector<std::string> tableLines(const Options& options, const std::vector<Tag>& tags, const Picture& picture) {
+    const TerminalSize size = terminalSize();
+    std::vector<std::vector<std::string>> rows{{"TAG", "VALUE", "STATE", "AGE", ""}};
+    for (std::size_t i = 0; i < tags.size(); ++i) {
+        rows.push_back(rowOf(tags[i], picture.values[i]));
+    }
+    std::vector<std::string> lines;
+    lines.push_back(kBold + fitWidth(headline(options, picture), size.columns) + kPlain);
+    const std::vector<std::string> table = alignColumns(rows);
+    const std::size_t most = static_cast<std::size_t>(std::max(2, size.rows - 4));
+    for (std::size_t i = 0; i < table.size() && i < most; ++i) {
+        const char* color = i == 0 ? kBold : colorOf(picture.values[i - 1].state);
+        lines.push_back(color + fitWidth(table[i], size.columns) + kPlain);
+    }
+    if (table.size() > most) {
+        lines.push_back(fmt::format("... and {} more", table.size() - most));
+    }
+    const bool tellsFailure = !picture.status.isOnline && picture.status.lastFailure;
+    lines.push_back(
+        tellsFailure ? fitWidth("last failure: " + picture.status.lastFailure->failure.text, size.columns) : "");
+    return lines;
+}
+
+void printLines(const std::vector<Tag>& tags, const Picture& picture) {
+    const std::string time = timeOfDay();
+    for (std::size_t i = 0; i < tags.size(); ++i) {
+        const TagValue& value = picture.values[i];
+        const std::string failure = value.failure.text.empty() ? "" : "  " + value.failure.text;
+        fmt::print("{}  {}  {}  {}  {}{}\n", time, tags[i].text, valueText(tags[i], value), valueStateName(value.state),
+                   ageText(value), failure);
+    }
+    std::fflush(stdout);
+}
+
+void printJsonLine(const std::vector<Tag>& tags, const Picture& picture) {
+    Json json;
+    json["elapsed_ms"] = picture.elapsed.count();
+    json["link"] = linkText(picture.status);
+    json["values"] = Json::array();
+    for (std::size_t i = 0; i < tags.size(); ++i) {
+        json["values"].push_back(tagValueJson(tags[i], picture.values[i]));
+    }
+    fmt::print("{}\n", json.dump(-1, ' ', false, Json::error_handler_t::replace));
+    std::fflush(stdout);
+}
+
+class Watch {
+public:
+    Watch(Workplace& workplace, const std::vector<Tag>& tags)
+        : workplace_(workplace), tags_(tags), received_(tags.size(), false), started_(clock_.now()) {}
+
+    int run() {
+        while (!isOver()) {
+            show();
+            waitForNext();
+        }
+        show();
+        return exitCode();
+    }
+
+private:
+    Milliseconds elapsed() const { return std::chrono::duration_cast<Milliseconds>(clock_.now() - started_); }
+
+    bool isOver() const {
+        const double seconds = workplace_.options().seconds;
+        return wasInterrupted() || (seconds > 0 && static_cast<double>(elapsed().count()) >= seconds * 1000);
+    }
+
+    void show() {
+        Picture picture{workplace_.session().status(), {}, elapsed()};
+        for (std::size_t i = 0; i < tags_.size(); ++i) {
+            picture.values.push_back(workplace_.session().value(tags_[i]));
+            received_[i] = received_[i] || picture.values[i].isKnown;
+        }
+        if (workplace_.options().json) {
+            printJsonLine(tags_, picture);
+        } else if (outputIsTerminal()) {
+            live_.draw(tableLines(workplace_.options(), tags_, picture));
+        } else {
+            printLines(tags_, picture);
+        }
+    }
+
+    void waitForNext() {
+        const Time next = clock_.now() + Milliseconds(workplace_.options().intervalMs);
+        while (!isOver() && clock_.now() < next) {
+            workplace_.tellEvents();
+            const Milliseconds left = std::chrono::ceil<Milliseconds>(next - clock_.now());
+            workplace_.session().waitForChange(std::min(kGlance, std::max(left, Milliseconds(1))));
+        }
+    }
+
+    int exitCode() const {
+        for (std::size_t i = 0; i < tags_.size(); ++i) {
+            if (!received_[i]) {
+                const std::optional<SessionEvent> last = workplace_.session().status().lastFailure;
+                const Failure failure = last ? last->failure : Failure{Layer::Request, "no reply yet"};
+                complain({failure.layer, tags_[i].text + ": never received: " + failure.text});
+                return static_cast<int>(failure.layer);
+            }
+        }
+        return 0;
+    }
+
+    Workplace& workplace_;
+    const std::vector<Tag>& tags_;
+    SteadyClock clock_;
+    std::vector<bool> received_;
+    const Time started_;
+    LiveLines live_;
+};
+
+}  // namespace
+
+int runWatch(Workplace& workplace, const std::vector<Tag>& tags) {
+    return Watch(workplace, tags).run();
+}
+
+}  // namespace ac500::host
