@@ -1,0 +1,158 @@
+# What is installed where, and the Debian packages made of it. scripts/package makes them for each target, and an archive
+# of the same tree to unpack on a panel, with the settings that give the same bytes every time.
+#
+#   Component  Package             Holds
+#   driver     libac500driver      the library
+#   tools      ac500-tools         both programs, their man pages, the symbol file's description and example
+#   dev        libac500driver-dev  headers, pkg-config file, CMake package, documents, the smallest host
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(packaging ${PROJECT_SOURCE_DIR}/packaging)
+set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/ac500driver)
+set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ac500driver)
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The changelog is what the packages' readers see: it opens with the version being built.
+file(STRINGS ${packaging}/changelog changelog_start LIMIT_COUNT 1)
+if(NOT changelog_start MATCHES "^ac500-driver \\(${PROJECT_VERSION}\\) ")
+  message(FATAL_ERROR "packaging/changelog opens with \"${changelog_start}\", but this is version ${PROJECT_VERSION}: "
+                      "write what changed for users at its top")
+endif()
+
+# ac500_compress(OUTPUT INPUT): packs a text as packages want it, without name and time.
+add_custom_target(ac500_compressed ALL)
+function(ac500_compress output input)
+  add_custom_command(OUTPUT ${output} COMMAND gzip -9nc ${input} > ${output} DEPENDS ${input} VERBATIM)
+  string(MAKE_C_IDENTIFIER ${output} name)
+  add_custom_target(${name} DEPENDS ${output})
+  add_dependencies(ac500_compressed ${name})
+endfunction()
+
+# ac500_package_papers(COMPONENT PACKAGE): the texts that every package carries.
+ac500_compress(${CMAKE_BINARY_DIR}/changelog.gz ${packaging}/changelog)
+function(ac500_package_papers component package)
+  install(FILES ${packaging}/copyright ${CMAKE_BINARY_DIR}/changelog.gz
+          DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package} COMPONENT ${component})
+  if(EXISTS ${packaging}/lintian-overrides/${package})
+    install(FILES ${packaging}/lintian-overrides/${package}
+            DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides COMPONENT ${component})
+  endif()
+endfunction()
+
+# ---- driver ----
+install(TARGETS ac500driver EXPORT ac500driver-targets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT driver
+        INCLUDES DESTINATION ${include_dir})
+ac500_package_papers(driver libac500driver)
+
+# ---- tools ----
+if(AC500_BUILD_TOOLS)
+  set(tools_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/ac500-tools)
+  foreach(program ac500-host ac500-sim)
+    install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    ac500_compress(${CMAKE_BINARY_DIR}/${program}.1.gz ${PROJECT_SOURCE_DIR}/docs/man/${program}.1)
+    install(FILES ${CMAKE_BINARY_DIR}/${program}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  endforeach()
+  install(FILES docs/symbol-file.md docs/symbol-file.schema.json DESTINATION ${tools_doc_dir} COMPONENT tools)
+  install(FILES examples/plant.json DESTINATION ${tools_doc_dir}/examples COMPONENT tools)
+  ac500_package_papers(tools ac500-tools)
+endif()
+
+# ---- dev ----
+# host_interface.h and what it includes, in the same folders: includes are relative to the one folder.
+foreach(header
+    core/com_info.h core/communication_protocol.h core/export.h core/host_interface.h
+    protocol/protocol.h
+    symbols/control_information.h symbols/label_type_info.h
+    vars/extend_var.h vars/host_tag.h vars/rw_var.h)
+  get_filename_component(folder ${header} DIRECTORY)
+  install(FILES ${header} DESTINATION ${include_dir}/${folder} COMPONENT dev)
+endforeach()
+
+# The headers show QtCore types, so a host needs the same QtCore.
+if(AC500_QT EQUAL 5)
+  target_link_libraries(ac500driver INTERFACE Qt5::Core)
+  set(qt_pkgconfig Qt5Core)
+  set(qt_dependency "find_dependency(Qt5 5.15 COMPONENTS Core)")
+else()
+  set(qt_pkgconfig QtCore)
+  set(qt_dependency "# Built against a panel SDK's QtCore 4.8, which has no CMake package: link it beside this target.")
+endif()
+file(RELATIVE_PATH prefix_from_pkgconfig /${pkgconfig_dir} /)
+string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
+configure_file(cmake/install/ac500driver.pc.in ${CMAKE_BINARY_DIR}/ac500driver.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/ac500driver.pc DESTINATION ${pkgconfig_dir} COMPONENT dev)
+
+configure_package_config_file(cmake/install/ac500driver-config.cmake.in ${CMAKE_BINARY_DIR}/ac500driver-config.cmake
+                              INSTALL_DESTINATION ${cmake_dir} NO_SET_AND_CHECK_MACRO
+                              NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/ac500driver-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/ac500driver-config.cmake ${CMAKE_BINARY_DIR}/ac500driver-config-version.cmake
+        DESTINATION ${cmake_dir} COMPONENT dev)
+install(EXPORT ac500driver-targets NAMESPACE ac500driver:: DESTINATION ${cmake_dir} COMPONENT dev)
+
+set(dev_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/libac500driver-dev)
+install(DIRECTORY docs/ DESTINATION ${dev_doc_dir} COMPONENT dev
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.schema.json" PATTERN man EXCLUDE)
+install(FILES examples/README.md examples/CMakeLists.txt examples/minimal_host.cpp
+        DESTINATION ${dev_doc_dir}/examples COMPONENT dev)
+ac500_package_papers(dev libac500driver-dev)
+
+# ---- packages ----
+set(CPACK_PACKAGE_NAME ac500-driver)
+set(CPACK_PACKAGE_VENDOR "AC500 driver developers")
+set(CPACK_PACKAGE_CONTACT "AC500 driver developers <maintainers@example.org>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each component opens its description with its own
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_GENERATOR DEB)
+
+if(AC500_TARGET_ARCH)
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${AC500_TARGET_ARCH})  # else dpkg's own
+endif()
+
+# A native package: this project makes it, nobody else's packaging comes on top, so the version has no revision.
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_DRIVER_PACKAGE_NAME libac500driver)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ac500-tools)
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libac500driver-dev)
+set(CPACK_DEBIAN_DRIVER_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DRIVER_PACKAGE_CONTROL_EXTRA ${packaging}/triggers)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+# Written down, not asked of dpkg-shlibdeps, which knows nothing of a sysroot: one list for native and cross builds.
+file(STRINGS ${packaging}/depends depends REGEX "^[^#]")
+foreach(component DRIVER TOOLS DEV)
+  set(lines ${depends})
+  list(FILTER lines INCLUDE REGEX "^${CPACK_DEBIAN_${component}_PACKAGE_NAME}: ")
+  string(REGEX REPLACE "^[^:]*: " "" CPACK_DEBIAN_${component}_PACKAGE_DEPENDS "${lines}")
+  string(REPLACE "\${version}" ${PROJECT_VERSION}
+         CPACK_DEBIAN_${component}_PACKAGE_DEPENDS "${CPACK_DEBIAN_${component}_PACKAGE_DEPENDS}")
+endforeach()
+
+set(CPACK_DEBIAN_DRIVER_DESCRIPTION [[communication driver for AC500 PLCs
+A library that an operator-panel runtime loads to read and write the variables
+of an ABB AC500 PLC (CODESYS V2 runtime, Ethernet TCP) by their names.
+
+It merges cyclic reads into few requests, queues writes with priority and
+fairness, retries and gives up, keeps an image of PLC memory and converts
+values both ways. It does no network I/O: the host owns the connection and
+asks for the next frame.]])
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION [[reference host and simulated PLC for the AC500 driver
+Two programs around libac500driver: ac500-host reads, writes and watches the
+variables of an AC500 PLC from a terminal, and ac500-sim simulates such a PLC,
+with signals that move and faults on demand.
+
+Both read the same symbol file, a JSON description of the PLC's variables.]])
+set(CPACK_DEBIAN_DEV_DESCRIPTION [[communication driver for AC500 PLCs - development files
+What the author of an operator-panel runtime needs to use libac500driver:
+the header of its interface, a pkg-config file, a CMake package, the documents
+and the smallest complete host as an example.]])
+
+include(CPack)
