@@ -2,6 +2,7 @@
 #include <array>
 
 #include "tests/support/driver_test.h"
+#include "tests/support/plant_symbols.h"
 
 using namespace ac500::test;
 
@@ -147,6 +148,51 @@ TEST_F(SettingsWordsTest, StationIdIsTheWordAtSeventyTwo) {
     nextFrame();
     answer(writeReply());
     EXPECT_THAT(callbackDiary, ::testing::ElementsAre("varDone(1072, 21, 22, 1)"));
+}
+
+// The words that shape a written value: a text of six characters, written as it is.
+class WriteSettingsWordsTest : public SettingsWordsTest {
+protected:
+    WriteSettingsWordsTest() {
+        QList<Label_Type_Info> symbols = {scope("Main", {variable("text", 10, {1, 8})})};
+        PassVarName_2(&symbols);
+        wordAt(16) = 100;
+        wordAt(64) = 2;
+        SetComInfo(record(words));
+    }
+
+    // Returns the number of pending writes.
+    static quint32 writeText() {
+        QString label = "Main.text";
+        QString argument;
+        QByteArray in = "ABCDEF";
+        return SetRegisterData(&label, 0, &argument, 0, &in, 3, 21, 22);
+    }
+};
+
+TEST_F(WriteSettingsWordsTest, LargestRequestIsTheWordAtSixteen) {
+    wordAt(16) = 2;
+    EXPECT_EQ(writeText(), 2u);
+    EXPECT_EQ(PLC_driver.writeList.at(0).data, QByteArray("ABCD"));
+    EXPECT_EQ(PLC_driver.writeList.at(1).data, QByteArray("EF"));
+}
+
+TEST_F(WriteSettingsWordsTest, CarriedWordsAreThoseAtTwentyFourFiftySixAndSixty) {
+    ASSERT_EQ(writeText(), 1u);
+    EXPECT_EQ(PLC_driver.writeList.at(0).comWord, 1024);
+    EXPECT_EQ(PLC_driver.writeList.at(0).aux3, 1056);
+    EXPECT_EQ(PLC_driver.writeList.at(0).aux4, 1060);
+}
+
+TEST_F(WriteSettingsWordsTest, AccessModeIsTheWordAtSixtyFour) {
+    wordAt(64) = 1;
+    EXPECT_EQ(writeText(), 0u);
+    EXPECT_EQ(image(1, 8, 6), "41 42 43 44 45 46");
+}
+
+TEST_F(WriteSettingsWordsTest, WritingAValueChangesNoWord) {
+    writeText();
+    EXPECT_THAT(changedOffsets(words), ::testing::ElementsAre(16, 40, 52, 64));
 }
 
 class CallbackRegistrationTest : public DriverTest {};

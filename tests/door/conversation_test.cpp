@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/door/loaded_driver.h"
-#include "tests/door/plant_symbols.h"
 #include "tests/support/callback_diary.h"
+#include "tests/support/plant_symbols.h"
 #include "tests/support/records.h"
 #include "tests/support/wire.h"
 

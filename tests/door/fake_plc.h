@@ -33,7 +33,13 @@ public:
         }
     }
 
-    char byteAt(int area, int address) { return memory[{area, address}]; }
+    QByteArray memoryAt(int area, int address, int size) {
+        QByteArray data;
+        for (int i = 0; i < size; ++i) {
+            data += memory[{area, address + i}];
+        }
+        return data;
+    }
 
 private:
     static int number(const QByteArray& frame, int position, int size) {
@@ -44,21 +50,14 @@ private:
         QByteArray payload = bytes("00 00 00 00 00 00");
         int position = 12;
         for (int items = number(request, 8, 4); items > 0; --items, position += 10) {
-            payload += '\xFF' + memoryAt(number(request, position, 2), number(request, position + 2, 4),
-                                         number(request, position + 6, 4));
+            payload += '\xFF' + readAt(number(request, position, 2), number(request, position + 2, 4),
+                                       number(request, position + 6, 4));
         }
         return envelope(payload);
     }
 
-    QByteArray memoryAt(int area, int address, int size) {
-        if (area == kHeartbeatArea) {
-            return QByteArray(size, ++heartbeat);
-        }
-        QByteArray data;
-        for (int i = 0; i < size; ++i) {
-            data += byteAt(area, address + i);
-        }
-        return data;
+    QByteArray readAt(int area, int address, int size) {
+        return area == kHeartbeatArea ? QByteArray(size, ++heartbeat) : memoryAt(area, address, size);
     }
 
     QByteArray answerWrite(const QByteArray& request) {

@@ -8,8 +8,8 @@
 
 #include "tests/door/fake_plc.h"
 #include "tests/door/loaded_driver.h"
-#include "tests/door/plant_symbols.h"
 #include "tests/support/callback_diary.h"
+#include "tests/support/plant_symbols.h"
 #include "tests/support/records.h"
 
 using namespace ac500::test;
@@ -79,10 +79,9 @@ TEST_F(ThreadsTest, LastValueOfEveryTagArrivesAndNoValueIsTorn) {
     for (std::thread* thread : {&one, &two, &three, &loop}) {
         thread->join();
     }
-    // 400 is 0190.
-    EXPECT_EQ(hex({1, plc.byteAt(1, 0)}) + " " + hex({1, plc.byteAt(1, 1)}), "01 90");
-    EXPECT_EQ(hex({1, plc.byteAt(1, 2)}) + " " + hex({1, plc.byteAt(1, 3)}), "01 90");
-    EXPECT_EQ(hex({1, plc.byteAt(1, 6)}) + " " + hex({1, plc.byteAt(1, 7)}), "01 90");
+    EXPECT_EQ(hex(plc.memoryAt(1, 0, 2)), "01 90");  // 400, big-endian
+    EXPECT_EQ(hex(plc.memoryAt(1, 2, 2)), "01 90");
+    EXPECT_EQ(hex(plc.memoryAt(1, 4, 4)), "00 00 01 90");
     EXPECT_EQ(hex(driver.value("Main.three", 2)), "90 01 00 00");
     EXPECT_EQ(tornValues, 0);
 }

@@ -1,6 +1,6 @@
 // Symbol records of a small plant, as a host decodes them from the PLC's symbol file.
-#ifndef AC500_TESTS_DOOR_PLANT_SYMBOLS_H
-#define AC500_TESTS_DOOR_PLANT_SYMBOLS_H
+#ifndef AC500_TESTS_SUPPORT_PLANT_SYMBOLS_H
+#define AC500_TESTS_SUPPORT_PLANT_SYMBOLS_H
 
 #include <QtCore/QList>
 
