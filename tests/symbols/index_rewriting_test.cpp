@@ -84,8 +84,8 @@ TEST_F(IndexRewriting, PlaceholderAndPlus) {
         {"nothing on the right", "Main.vector[%%+]", 3, "0: Main.vector[3]"},
         {"nothing on the left", "Main.vector[+%%]", 3, "0: Main.vector[3]"},
         {"a word on the right counts as zero", "Main.vector[%%+x]", 3, "0: Main.vector[3]"},
-        {"a second plus is not read", "Main.vector[%%+1+1]", 1, "0: Main.vector[2]"},
-        {"two numbers on the left, only the first is read", "Main.vector[1+1+%%]", 1, "0: Main.vector[2]"},
+        {"a second plus is not read", "Main.vector[%%+1+2]", 1, "0: Main.vector[2]"},
+        {"two numbers on the left, only the first is read", "Main.vector[1+2+%%]", 1, "0: Main.vector[2]"},
         {"placeholder on both sides counts once", "Main.vector[%%+%%]", 2, "0: Main.vector[2]"},
     };
     expectRows(rows);

@@ -214,6 +214,14 @@ TEST_F(ReadingValues, SmallestCountConvertsNothing) {
     expectReads("Main.value", {1, 2, 3, 10, 13, 19}, {{INT_MIN, "1: "}});
 }
 
+TEST_F(ReadingValues, CountWhoseBytesWrapConvertsNothing) {
+    for (int code : {2, 3, 4, 5, 7, 10, 11, 14, 15, 16, 17}) {
+        expectReads("Main.value", {code}, {{INT_MAX, "1: "}});
+        expectReads("Main.value[1]", {code}, {{INT_MAX, "1: "}}, {10, 0, 4});
+    }
+    EXPECT_EQ(read("Main.ghost", INT_MAX), "0: ") << "2 x 2147483647 is -2 in 32 bits";
+}
+
 TEST_F(ReadingValues, StructureDoesNotResolve) {
     loadMain({ofStructure(variable("motor", 0, 100), motorType())});
     EXPECT_EQ(read("Main.motor", 2), "0: 00 00 00 00");
