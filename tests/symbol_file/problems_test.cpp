@@ -408,7 +408,10 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, Problems,
-    testing::Values(Finding{"byte_order_mark",
+    testing::Values(Finding{"byte_order_mark_at_the_problem",
+                            {R"(1:1: is an array; write an object with "$schema", "format", "version", )"
+                             R"("description", "areas", "types", "scopes", "simulation")"}},
+                    Finding{"byte_order_mark",
                             {R"(11:51: scopes[0].variables[0].area: there is no area 2; add it to "areas" or )"
                              R"(correct this)"}},
                     Finding{"tabs",
@@ -448,6 +451,8 @@ TEST_P(SyntaxProblem, IsReportedAloneWhereTheTextGoesWrong) {
 INSTANTIATE_TEST_SUITE_P(Texts, SyntaxProblem,
                          testing::Values(Finding{"empty", {"1:1: this is not valid JSON: "}},
                                          Finding{"syntax_comma_missing", {"4:3: this is not valid JSON: "}},
+                                         Finding{"syntax_comma_missing_between_numbers",
+                                                 {"1:4: this is not valid JSON: "}},
                                          Finding{"syntax_comma_too_many", {"12:7: this is not valid JSON: "}},
                                          Finding{"syntax_comment", {"1:1: this is not valid JSON: "}},
                                          Finding{"syntax_end_missing", {"15:1: this is not valid JSON: "}},

@@ -178,8 +178,7 @@ bool StructureTypes::link(Declaration* declaration, ProblemList* problems) const
 std::int64_t StructureTypes::countLeaves(const Variable& variable) const {
     if (!variable.structure)
         return 1;
-    const std::int64_t inner = entries_[byName_.at(variable.structure->name)].leaves;
-    return std::min(inner * countElements(variable.dimensions), kMaxLeaves + 1);
+    return entries_[byName_.at(variable.structure->name)].leaves * countElements(variable.dimensions);
 }
 
 std::vector<std::shared_ptr<const StructType>> StructureTypes::all() const {

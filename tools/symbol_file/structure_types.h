@@ -26,7 +26,7 @@ public:
     // known.
     bool link(Declaration* declaration, ProblemList* problems) const;
 
-    // Leaves that a linked variable stands for (see Leaf), counted no further than one beyond kMaxLeaves.
+    // Leaves that a linked variable stands for (see Leaf); right up to kMaxLeaves, beyond it just larger.
     std::int64_t countLeaves(const Variable& variable) const;
 
     // The types that could be built, in file order.
@@ -41,7 +41,7 @@ private:
         std::size_t waitingFor = 0;      // members whose structure type is not resolved yet
         std::vector<std::size_t> users;  // entries with a member of this type, once per member
         int level = 1;                   // 1: no structure inside
-        std::int64_t leaves = 0;
+        std::int64_t leaves = 0;         // no further than one beyond kMaxLeaves
         std::shared_ptr<const StructType> built;
     };
 
