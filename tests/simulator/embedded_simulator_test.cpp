@@ -56,6 +56,17 @@ TEST(EmbeddedSimulator, RestartGivesNewSessionBytes) {
     EXPECT_NE(again.handshake(), end);
 }
 
+TEST(EmbeddedSimulator, InjectedFaultsHaveTheirCountAndService) {
+    EmbeddedSimulator plc(smallPlant());
+    RawClient client(plc.port());
+    plc.inject({FaultKind::Status, 0}, 2, Service::SymbolFile);
+    const auto statusOf = [](const Bytes& reply) { return hex(reply.substr(6, 2)); };
+    EXPECT_EQ(statusOf(client.ask(helloRequest())), "00 00");
+    EXPECT_EQ(statusOf(client.ask(symbolsRequest())), "0F 01");
+    EXPECT_EQ(statusOf(client.ask(symbolsRequest())), "0F 01");
+    EXPECT_EQ(statusOf(client.ask(symbolsRequest())), "00 00");
+}
+
 TEST(EmbeddedSimulator, TheClockIsTheCallers) {
     std::atomic<std::int64_t> nowMs{1000};
     TcpSettings settings;

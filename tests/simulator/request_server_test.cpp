@@ -296,6 +296,14 @@ TEST_F(RequestServerTest, CountZeroArmsOneReplyAndTheServiceIsKept) {
     EXPECT_EQ(answered.armed->service, Service::Write);
 }
 
+TEST_F(RequestServerTest, HalfOfFaultKindArmsAsWell) {
+    // area 9, offset 1, size 1: the low byte of the kind, 4 (truncate)
+    const Reply answered =
+        answer(raw("BB BB 00 00 00 15 3C 00 00 00 00 01 00 09 00 00 00 01 00 00 00 01 04 44 33 22 11"));
+    ASSERT_TRUE(answered.armed);
+    EXPECT_EQ(answered.armed->fault.kind, FaultKind::Truncate);
+}
+
 TEST_F(RequestServerTest, WritingTheOtherVariablesArmsNothing) {
     // area 9, offset 2, size 2, count 5
     const Reply answered =
@@ -327,6 +335,11 @@ TEST_F(RequestServerTest, TheSimulatorsOwnCountersAreReadOnly) {
     EXPECT_EQ(reply("BB BB 00 00 00 16 3C 00 00 00 00 01 00 09 00 00 00 0B 00 00 00 02 00 07 44 33 22 11"),
               "BB BB 00 00 00 02 03 04");
     EXPECT_EQ(memoryAt(9, 20, 4), "00 00 00 00");
+    // offset 39, size 1: the last byte; offset 12, size 1: the first
+    EXPECT_EQ(reply("BB BB 00 00 00 15 3C 00 00 00 00 01 00 09 00 00 00 27 00 00 00 01 07 44 33 22 11"),
+              "BB BB 00 00 00 02 03 04");
+    EXPECT_EQ(reply("BB BB 00 00 00 15 3C 00 00 00 00 01 00 09 00 00 00 0C 00 00 00 01 07 44 33 22 11"),
+              "BB BB 00 00 00 02 03 04");
 }
 
 }  // namespace

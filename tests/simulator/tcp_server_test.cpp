@@ -233,6 +233,13 @@ TEST_F(TcpServerTest, GarbageIsAnsweredAndTheConnectionEnds) {
     EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
 }
 
+TEST_F(TcpServerTest, UnreadGarbageDoesNotTurnTheEndIntoAReset) {
+    RawClient hostile(plc_.port());
+    hostile.send(Bytes(400000, 'x'));  // more than the server takes in before it refuses
+    EXPECT_EQ(hex(hostile.receive(8, 5000)), "BB BB 00 00 00 02 01 01");
+    EXPECT_EQ(hostile.waitForEnd(), End::Closed);
+}
+
 TEST_F(TcpServerTest, AGarbageFloodIsCutOff) {
     RawClient hostile(plc_.port());
     const Bytes garbage(64 * 1024, 'x');
@@ -276,7 +283,9 @@ TEST_F(TcpServerTest, ConnectionsBeyondTheLimitAreClosedAndTheOthersServed) {
     }
     int served = 0;
     for (RawClient& member : crowd) {
-        served += hex(member.ask(readMode(end_), 3000)) == kModeReply ? 1 : 0;
+        const Bytes reply = member.ask(readMode(end_), 3000);
+        ASSERT_TRUE(!reply.empty() || member.waitForEnd(0) != End::Open) << "neither served nor closed";
+        served += hex(reply) == kModeReply ? 1 : 0;
     }
     EXPECT_EQ(served, 63) << "64 clients, one of them the fixture's";
     EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
