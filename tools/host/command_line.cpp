@@ -64,7 +64,8 @@ void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
         ->type_name("MS")
         ->check(CLI::Range(0, kLongestMs))
         ->capture_default_str();
-    app.add_option("--max-request-words", options.maxRequestWords, "Largest request that the PLC takes, in 16-bit words")
+    app.add_option("--max-request-words", options.maxRequestWords,
+                   "Largest request that the PLC takes, in 16-bit words")
         ->type_name("N")
         ->check(CLI::Range(1, kMostRequestWords))
         ->capture_default_str();

@@ -167,8 +167,7 @@ bool hasReadBackEnded(HostSession& session, const WriteOrder& order) {
 
 template <typename HasEnded>
 bool allEnded(HostSession& session, const std::vector<WriteOrder>& orders, HasEnded hasEnded) {
-    return std::all_of(orders.begin(), orders.end(),
-                       [&](const WriteOrder& order) { return hasEnded(session, order); });
+    return std::all_of(orders.begin(), orders.end(), [&](const WriteOrder& order) { return hasEnded(session, order); });
 }
 
 void collectOutcomes(HostSession& session, std::vector<WriteOrder>* orders) {

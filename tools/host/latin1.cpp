@@ -50,7 +50,7 @@ std::optional<std::string> toLatin1(const std::string& utf8) {
 
 std::string fromLatin1(const QByteArray& bytes) {
     const int end = bytes.indexOf('\0');
-    return QString::fromLatin1(bytes.left(end)).toStdString();
+    return QString::fromLatin1(end < 0 ? bytes : bytes.left(end)).toStdString();
 }
 
 std::string quote(const std::string& text) {

@@ -143,7 +143,8 @@ Json failureJson(const Failure& failure) {
 std::string statisticsText(const Statistics& statistics) {
     const CycleTimes cycle = statistics.cycleTimes();
     return fmt::format(
-        "frames {} sent, {} good; bytes {} sent, {} received; retries {}, timeouts {}, refusals {}, bad replies {}, given "
+        "frames {} sent, {} good; bytes {} sent, {} received; retries {}, timeouts {}, refusals {}, bad replies {}, "
+        "given "
         "up {}, reconnects {}\ncycles {}; min {:.1f} ms, median {:.1f} ms, max {:.1f} ms",
         statistics.framesSent, statistics.framesAccepted, statistics.bytesSent, statistics.bytesReceived,
         statistics.retries, statistics.timeouts, statistics.refusals, statistics.badReplies, statistics.abandoned,

@@ -174,7 +174,7 @@ std::optional<Tag> TagTable::single(const std::string& text, std::string* error)
     Element element;
     std::string reason;
     if (!findElement(file_, text, &element, &reason)) {
-        *error = fmt::format("{}: {}{}", text, reason, suggestions(text));
+        *error = reason + suggestions(text);
         return std::nullopt;
     }
     Tag tag;
@@ -191,7 +191,7 @@ std::optional<Tag> TagTable::range(const std::string& text, const Range& range, 
     Element last;
     std::string reason;
     if (!findElement(file_, range.first, &first, &reason) || !findElement(file_, range.last, &last, &reason)) {
-        *error = fmt::format("{}: {}{}", text, reason, suggestions(text));
+        *error = reason + suggestions(text);
         return std::nullopt;
     }
     Tag tag;
@@ -227,7 +227,7 @@ std::string TagTable::suggestions(const std::string& text) const {
     for (const std::string& name : nearNames(withoutIndices(text), names, 3)) {
         list += (list.empty() ? "" : ", ") + name;
     }
-    return list.empty() ? "; \"tags\" lists what there is" : "; did you mean " + list + "?";
+    return list.empty() ? "; \"tags\" lists what there is" : "; near names: " + list;
 }
 
 bool matchesPattern(const std::string& pattern, const std::string& text) {

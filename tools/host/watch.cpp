@@ -81,8 +81,8 @@ std::vector<std::string> tableLines(const Options& options, const std::vector<Ta
         lines.push_back(fmt::format("... and {} more", table.size() - most));
     }
     const bool tellsFailure = !picture.status.isOnline && picture.status.lastFailure;
-    lines.push_back(
-        tellsFailure ? fitWidth("last failure: " + picture.status.lastFailure->failure.text, size.columns) : "");
+    lines.push_back(tellsFailure ? fitWidth("last failure: " + picture.status.lastFailure->failure.text, size.columns)
+                                 : "");
     return lines;
 }
 

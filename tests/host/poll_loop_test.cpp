@@ -1,0 +1,532 @@
+#include "tools/host/poll_loop.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/host/fakes.h"
+
+namespace ac500::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class Listener : public LoopListener {
+public:
+    void replyAccepted(const RequestFrame& request, const QByteArray&) override {
+        story.push_back(std::string("accepted ") + serviceName(request.service));
+    }
+    void variableReported(const VariableReport& report) override {
+        story.push_back("reported " + std::to_string(report.id.hostId) + "/" + std::to_string(report.id.hostSubId) +
+                        (report.success ? " good" : " bad"));
+    }
+    void requestAbandoned(const AbandonedRequest& request) override {
+        abandoned.push_back(request);
+        urgent = false;
+    }
+    void failed(const Failure& failure) override {
+        failures.push_back(std::string(layerName(failure.layer)) + ": " + failure.text);
+    }
+    bool hasUrgentWork() const override { return urgent; }
+
+    std::vector<std::string> story;
+    std::vector<AbandonedRequest> abandoned;
+    std::vector<std::string> failures;
+    bool urgent = false;
+};
+
+class PollLoopTest : public testing::Test {
+protected:
+    void makeLoop(const LoopSettings& settings) {
+        loop_ = std::make_unique<PollLoop>(PollLoop::Parts{driver_.functions, reports_, transport_, clock_, listener_},
+                                           settings);
+    }
+
+    void SetUp() override {
+        transport_.answer = [](const QByteArray& frame) { return goodReply(frame); };
+        makeLoop(LoopSettings());
+    }
+
+    static QByteArray goodReply(const QByteArray& frame) {
+        switch (parseRequest(frame).service) {
+            case Service::OpenSession:
+                return openSessionReply();
+            case Service::SymbolFile:
+                return symbolFileReply();
+            case Service::Read:
+                return readReply();
+            case Service::Write:
+                return writeReply();
+        }
+        return {};
+    }
+
+    // Steps, and waits as long as the loop says, until `isDone`.
+    template <typename Condition>
+    void stepUntil(Condition isDone) {
+        for (int i = 0; i < 5000 && !isDone(); ++i) {
+            clock_.advance(loop_->step());
+        }
+        EXPECT_TRUE(isDone());
+    }
+    void steps(int count) {
+        for (int i = 0; i < count; ++i) {
+            clock_.advance(loop_->step());
+        }
+    }
+
+    // Connected, handshake done, nothing queued.
+    void goOnline() {
+        driver_.offerHandshake();
+        stepUntil([this] { return loop_->isOnline(); });
+        driver_.diary.clear();
+        transport_.sent.clear();
+    }
+    bool isAwaiting(const QByteArray& frame) const {
+        return !transport_.sent.empty() &&
+               transport_.sent.back() == std::to_string(transport_.connections) + ": " + frame.toHex().toStdString();
+    }
+    // Sends `frame` and stops before its reply is looked at.
+    void sendUnanswered(const QByteArray& frame) {
+        transport_.answer = nullptr;
+        driver_.offer(frame);
+        stepUntil([&] { return isAwaiting(frame); });
+    }
+
+    FakeClock clock_;
+    FakeDriver driver_;
+    FakeTransport transport_{clock_};
+    DriverReports reports_{driver_.functions};
+    Listener listener_;
+    std::unique_ptr<PollLoop> loop_;
+};
+
+TEST_F(PollLoopTest, OpensASessionAndMeasuresEachReplyBeforeItIsProcessed) {
+    driver_.offerHandshake();
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_THAT(driver_.diary, ElementsAre("ask", "measure 206", "process 206", "ask", "measure 36", "process 36",
+                                           "ask", "measure 15", "process 15"));
+    EXPECT_TRUE(loop_->isOnline());
+    EXPECT_THAT(listener_.story, ElementsAre("accepted read"));
+    EXPECT_EQ(loop_->statistics().framesSent, 3);
+    EXPECT_EQ(loop_->statistics().framesAccepted, 3);
+    EXPECT_EQ(loop_->statistics().bytesSent, 20 + 23 + 26);
+    EXPECT_EQ(loop_->statistics().bytesReceived, 206 + 36 + 15);
+    EXPECT_EQ(loop_->statistics().handshakes, 1);
+}
+
+TEST_F(PollLoopTest, AFrameThatWasMeasuredBeforeIsOnlyProcessed) {
+    goOnline();
+    driver_.offer(readFrame());
+    driver_.processStatuses = {0, 1};
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_THAT(driver_.diary, ElementsAre("ask", "measure 15", "process 15", "ask", "process 15"));
+    EXPECT_EQ(loop_->statistics().retries, 1);
+}
+
+TEST_F(PollLoopTest, AReplyInSingleBytesIsHandedOverOnceItIsWhole) {
+    goOnline();
+    sendUnanswered(readFrame());
+    for (const char byte : readReply()) {
+        EXPECT_THAT(driver_.diary, ElementsAre("ask"));
+        transport_.incoming.push_back(QByteArray(1, byte));
+        steps(1);
+    }
+    EXPECT_THAT(driver_.diary, ElementsAre("ask", "measure 15", "process 15"));
+}
+
+TEST_F(PollLoopTest, ADriverWithNothingToSendIsAskedAgainSoon) {
+    steps(2);
+    EXPECT_EQ(loop_->state(), LoopState::Exchanging);
+    EXPECT_EQ(loop_->step(), Milliseconds(5));
+    EXPECT_THAT(transport_.sent, IsEmpty());
+}
+
+TEST_F(PollLoopTest, AReplyThatDoesNotComeEndsTheConnectionAndIsFedAsEmptyUntilGivenUp) {
+    goOnline();
+    sendUnanswered(readFrame());
+    stepUntil([this] { return loop_->state() == LoopState::GivingUp; });
+    EXPECT_EQ(transport_.closes, 1);
+    EXPECT_THAT(
+        listener_.failures,
+        ElementsAre("request: read of 1 item(s), the first in area 1 at 8, 2 bytes: no reply within 2000 ms; the "
+                    "connection is dropped"));
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(driver_.diary, ElementsAre("ask", "ask", "empty", "ask", "empty", "ask", "empty"));
+    ASSERT_THAT(listener_.abandoned, SizeIs(1));
+    EXPECT_EQ(listener_.abandoned[0].kind, RequestKind::CyclicRead);
+    EXPECT_EQ(listener_.abandoned[0].status, 41);
+    EXPECT_THAT(listener_.abandoned[0].reason.text, HasSubstr("no reply within 2000 ms"));
+    EXPECT_EQ(loop_->statistics().timeouts, 1);
+    EXPECT_EQ(loop_->statistics().abandoned, 1);
+}
+
+TEST_F(PollLoopTest, ALateReplyIsNeverReadBecauseItsConnectionIsGone) {
+    goOnline();
+    sendUnanswered(readFrame());
+    stepUntil([this] { return loop_->state() == LoopState::GivingUp; });
+    transport_.incoming.push_back(readReply());
+    transport_.answer = [](const QByteArray& frame) { return goodReply(frame); };
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    driver_.offerHandshake();
+    driver_.offer(readFrame(16));
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_EQ(transport_.connections, 2);
+    EXPECT_THAT(listener_.story, ElementsAre("accepted read"));
+    EXPECT_EQ(loop_->statistics().badReplies, 0);
+}
+
+TEST_F(PollLoopTest, PartOfAReplyIsTold) {
+    goOnline();
+    sendUnanswered(readFrame());
+    transport_.incoming.push_back(readReply().left(9));
+    stepUntil([this] { return loop_->state() == LoopState::GivingUp; });
+    EXPECT_THAT(listener_.failures[0], HasSubstr("9 of 15 bytes within 2000 ms"));
+}
+
+TEST_F(PollLoopTest, ARefusedRequestIsSentAgainOnTheSameConnectionUnmeasured) {
+    goOnline();
+    int refusals = 2;
+    transport_.answer = [&](const QByteArray& frame) { return refusals-- > 0 ? refusal() : goodReply(frame); };
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_THAT(driver_.diary, ElementsAre("ask", "empty", "ask", "empty", "ask", "measure 15", "process 15"));
+    EXPECT_EQ(transport_.connections, 1);
+    EXPECT_EQ(transport_.closes, 0);
+    EXPECT_THAT(listener_.failures[0], HasSubstr("the PLC refused it with status word 0x0003"));
+    EXPECT_EQ(loop_->statistics().refusals, 2);
+    EXPECT_EQ(loop_->statistics().retries, 2);
+}
+
+TEST_F(PollLoopTest, ARequestThatIsRefusedAlwaysIsGivenUpAndTheConnectionKept) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return refusal(); };
+    driver_.offer(readFrame());
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.abandoned, SizeIs(1));
+    transport_.answer = [](const QByteArray& frame) { return goodReply(frame); };
+    goOnline();
+    EXPECT_EQ(transport_.connections, 1);
+}
+
+TEST_F(PollLoopTest, AReadReplyOfAnotherLengthNeverReachesTheDriver) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return replyOf(10); };
+    driver_.offer(readFrame());
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(driver_.diary, ElementsAre("ask", "ask", "empty", "ask", "empty", "ask", "empty"));
+    EXPECT_THAT(listener_.failures[0], HasSubstr("the reply should have 15 bytes and has 16"));
+    EXPECT_EQ(transport_.closes, 1);
+    EXPECT_EQ(loop_->statistics().badReplies, 1);
+}
+
+TEST_F(PollLoopTest, AnotherMagicEndsTheConnectionWithoutWaitingForMore) {
+    steps(2);
+    transport_.answer = [](const QByteArray&) { return QByteArray("HTTP/1.1 400 Bad Request"); };
+    driver_.offerHandshake();
+    const Time before = clock_.now();
+    stepUntil([this] { return loop_->state() == LoopState::GivingUp; });
+    EXPECT_LT(clock_.now() - before, Milliseconds(100));
+    EXPECT_THAT(listener_.failures[0],
+                HasSubstr("handshake: open session request: the reply begins with 4854 instead"));
+}
+
+TEST_F(PollLoopTest, BytesBehindAReplyEndTheConnectionAndTheReplyIsNotTrusted) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return readReply() + readReply(); };
+    driver_.offer(readFrame());
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.story, IsEmpty());
+    EXPECT_THAT(listener_.failures[0], HasSubstr("15 bytes more than a reply arrived; the connection is dropped"));
+    EXPECT_EQ(transport_.closes, 1);
+}
+
+TEST_F(PollLoopTest, BytesBeforeARequestEndTheConnectionAndNothingIsSent) {
+    goOnline();
+    transport_.incoming.push_back(readReply());
+    driver_.offer(readFrame());
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(transport_.sent, IsEmpty());
+    EXPECT_THAT(listener_.story, IsEmpty());
+    EXPECT_THAT(listener_.failures[0], HasSubstr("15 bytes arrived that nobody asked for"));
+}
+
+TEST_F(PollLoopTest, BytesWhileNothingIsToBeSentEndTheConnectionToo) {
+    goOnline();
+    transport_.incoming.push_back("x");
+    stepUntil([this] { return transport_.closes == 1; });
+    EXPECT_THAT(listener_.failures[0], HasSubstr("1 bytes arrived that nobody asked for"));
+}
+
+TEST_F(PollLoopTest, ALinkLostInIdleTimeMakesTheDriverGiveUpItsNextRequest) {
+    goOnline();
+    transport_.closedByPeer = true;
+    driver_.offer(readFrame());
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(transport_.sent, IsEmpty());
+    EXPECT_THAT(listener_.abandoned, SizeIs(1));
+    EXPECT_THAT(listener_.failures, ElementsAre("tcp: the connection was lost: closed by the peer"));
+}
+
+TEST_F(PollLoopTest, ALinkLostWithNothingToSendIsRememberedForTheNextRequest) {
+    goOnline();
+    transport_.closedByPeer = true;
+    stepUntil([this] { return transport_.connections == 2 && loop_->state() == LoopState::Exchanging; });
+    EXPECT_THAT(listener_.abandoned, IsEmpty());
+    // The driver still believes in its session: this frame carries session bytes of the first connection.
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_THAT(transport_.sent, IsEmpty());
+    EXPECT_THAT(listener_.abandoned, SizeIs(1));
+    goOnline();
+    EXPECT_EQ(transport_.connections, 2);
+}
+
+TEST_F(PollLoopTest, TheFirstFrameOnAConnectionOpensASessionWhateverTheDriverBelieves) {
+    // As after an earlier user of the library.
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_THAT(transport_.sent, IsEmpty());
+    EXPECT_THAT(listener_.abandoned, SizeIs(1));
+}
+
+TEST_F(PollLoopTest, HalfAHandshakeIsNotContinuedOnAnotherConnection) {
+    driver_.offerHandshake();
+    stepUntil([this] { return isAwaiting(symbolFileFrame()); });
+    transport_.incoming.clear();
+    transport_.closedByPeer = true;
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_TRUE(driver_.frames.empty());
+    goOnline();
+    EXPECT_EQ(transport_.connections, 2);
+}
+
+TEST_F(PollLoopTest, AnUnansweredFirstFrameCountsAsOneFailureAndIsOfferedAgain) {
+    transport_.answer = nullptr;
+    driver_.offerHandshake();
+    for (int attempt = 1; attempt <= 2; ++attempt) {
+        stepUntil([&] { return transport_.closes == attempt && loop_->state() == LoopState::BackingOff; });
+        EXPECT_EQ(driver_.failures, attempt);
+    }
+    stepUntil([this] { return listener_.abandoned.size() == 1; });
+    EXPECT_EQ(transport_.connections, 3);
+    EXPECT_THAT(listener_.failures[0], HasSubstr("handshake: open session request: no reply within 2000 ms"));
+}
+
+TEST_F(PollLoopTest, ARejectedHandshakeEndsTheConnectionAndSaysWhatWasExpected) {
+    driver_.offerHandshake();
+    driver_.processStatuses = {201};
+    transport_.answer = [](const QByteArray&) { return replyOf(199); };
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_EQ(transport_.closes, 1);
+    EXPECT_THAT(listener_.failures, ElementsAre(HasSubstr("has 205 bytes, at least 206 were expected")));
+    EXPECT_THAT(listener_.abandoned, IsEmpty());
+}
+
+TEST_F(PollLoopTest, BackOffDoublesUpToItsLimitAndAGoodDataReplyResetsIt) {
+    transport_.connectResult = {ConnectStatus::Failed, "Connection refused"};
+    std::vector<int> pauses;
+    for (int i = 0; i < 8; ++i) {
+        steps(2);
+        ASSERT_EQ(loop_->state(), LoopState::BackingOff);
+        const Milliseconds pause = loop_->step();
+        pauses.push_back(static_cast<int>(pause.count()));
+        clock_.advance(pause);
+        steps(1);
+    }
+    EXPECT_THAT(pauses, ElementsAre(100, 200, 400, 800, 1600, 3200, 5000, 5000));
+    EXPECT_THAT(listener_.failures[0],
+                "tcp: no connection to 127.0.0.1:1201: Connection refused; is the PLC on, and are "
+                "address and port right?");
+    transport_.connectResult = {ConnectStatus::Connected, {}};
+    goOnline();
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    transport_.closedByPeer = true;
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_EQ(loop_->step(), Milliseconds(100));
+}
+
+TEST_F(PollLoopTest, AHandshakeAloneDoesNotResetTheBackOff) {
+    transport_.connectResult = {ConnectStatus::Failed, "Connection refused"};
+    stepUntil([this] { return transport_.connections == 4; });
+    transport_.connectResult = {ConnectStatus::Connected, {}};
+    goOnline();
+    transport_.closedByPeer = true;
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_EQ(loop_->step(), Milliseconds(800));
+}
+
+TEST_F(PollLoopTest, AConnectionThatIsNotAcceptedInTimeIsAbandoned) {
+    transport_.connectResult = {ConnectStatus::InProgress, {}};
+    const Time before = clock_.now();
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_EQ(clock_.now() - before, Milliseconds(3000));
+    EXPECT_THAT(listener_.failures[0], HasSubstr("tcp: no connection to 127.0.0.1:1201 within 3000 ms"));
+}
+
+TEST_F(PollLoopTest, AFailedSendLosesTheConnection) {
+    goOnline();
+    transport_.sendFails = true;
+    driver_.offer(readFrame());
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.failures[0], HasSubstr("the connection was lost while it was sent"));
+    EXPECT_THAT(listener_.abandoned, SizeIs(1));
+}
+
+TEST_F(PollLoopTest, ReportsOfAnAcceptedReplyComeAfterIt) {
+    goOnline();
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    driver_.reports = {{{kWriteHostId, 5}, true}};
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_THAT(listener_.story, ElementsAre("accepted write", "reported 1/5 good"));
+}
+
+TEST_F(PollLoopTest, AnAbandonedWriteCarriesItsReports) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return refusal(); };
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    driver_.reports = {{{kWriteHostId, 5}, false}};
+    driver_.abandonStatus = 43;
+    stepUntil([this] { return !listener_.abandoned.empty(); });
+    EXPECT_EQ(listener_.abandoned[0].kind, RequestKind::Write);
+    EXPECT_EQ(listener_.abandoned[0].status, 43);
+    ASSERT_THAT(listener_.abandoned[0].reports, SizeIs(1));
+    EXPECT_EQ(listener_.abandoned[0].reports[0].id.hostSubId, 5);
+    EXPECT_THAT(listener_.story, IsEmpty());
+}
+
+TEST_F(PollLoopTest, AnAbandonedOneShotReadIsToldFromACyclicOne) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return refusal(); };
+    driver_.offer(readFrame(), {kOnceReadHostId, 9});
+    stepUntil([this] { return !listener_.abandoned.empty(); });
+    EXPECT_EQ(listener_.abandoned[0].kind, RequestKind::OnceRead);
+}
+
+TEST_F(PollLoopTest, WorkIsTakenOnceTheSessionIsOpenOrTheDriverHasNothingElse) {
+    EXPECT_FALSE(loop_->takesWork());
+    steps(2);
+    EXPECT_FALSE(loop_->takesWork());
+    steps(1);
+    EXPECT_TRUE(loop_->takesWork()) << "an idle driver opens no session unless it gets work";
+    driver_.offerHandshake();
+    steps(1);
+    EXPECT_FALSE(loop_->takesWork());
+    stepUntil([this] { return loop_->isOnline(); });
+    EXPECT_TRUE(loop_->takesWork());
+    transport_.closedByPeer = true;
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_FALSE(loop_->takesWork());
+}
+
+TEST_F(PollLoopTest, PassesKeepTheirCycle) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    driver_.offer(readFrame());
+    const Time start = clock_.now();
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_LT(clock_.now() - start, Milliseconds(10));
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_GE(clock_.now() - start, Milliseconds(100));
+    EXPECT_LT(clock_.now() - start, Milliseconds(110));
+    EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 2);
+}
+
+TEST_F(PollLoopTest, APassOfSeveralRequestsIsNotInterrupted) {
+    goOnline();
+    loop_->cyclicListRebuilt(2);
+    const Time start = clock_.now();
+    driver_.offer(readFrame());
+    driver_.offer(readFrame(16));
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_LT(clock_.now() - start, Milliseconds(10));
+    EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 1);
+}
+
+TEST_F(PollLoopTest, UrgentWorkDoesNotWaitForTheNextPass) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    const Time start = clock_.now();
+    listener_.urgent = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_LT(clock_.now() - start, Milliseconds(10));
+}
+
+TEST_F(PollLoopTest, ARetryDoesNotWaitForTheNextPass) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    bool refused = false;
+    transport_.answer = [&](const QByteArray& frame) {
+        const bool first = !refused;
+        refused = true;
+        return first ? refusal() : goodReply(frame);
+    };
+    const Time start = clock_.now();
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_LT(clock_.now() - start, Milliseconds(10));
+}
+
+TEST_F(PollLoopTest, TheEndGivesUpUrgentWork) {
+    goOnline();
+    listener_.urgent = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    loop_->shutDown();
+    ASSERT_THAT(listener_.abandoned, SizeIs(1));
+    EXPECT_EQ(listener_.abandoned[0].kind, RequestKind::Write);
+    EXPECT_EQ(transport_.closes, 1);
+    EXPECT_EQ(loop_->state(), LoopState::Disconnected);
+}
+
+TEST_F(PollLoopTest, TheEndWithoutUrgentWorkAsksNothing) {
+    goOnline();
+    driver_.offer(readFrame());
+    loop_->shutDown();
+    EXPECT_THAT(driver_.diary, IsEmpty());
+}
+
+TEST_F(PollLoopTest, ADriverThatNeverGivesUpDoesNotHoldTheEndForEver) {
+    goOnline();
+    listener_.urgent = true;
+    driver_.retryLimit = 1000000;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    loop_->shutDown();
+    EXPECT_EQ(loop_->state(), LoopState::Disconnected);
+}
+
+TEST_F(PollLoopTest, WithoutTheGuardALateReplyIsTakenForTheNextRequest) {
+    LoopSettings settings;
+    settings.guardValues = false;
+    makeLoop(settings);
+    goOnline();
+    sendUnanswered(readFrame());
+    stepUntil([this] { return driver_.failures == 1; });
+    transport_.incoming.push_back(readReply());
+    transport_.incoming.push_back(readReply());
+    driver_.offer(readFrame(16));
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_EQ(transport_.connections, 1);
+    EXPECT_THAT(listener_.story, ElementsAre("accepted read", "accepted read"));
+}
+
+TEST(DriverReports, OneCollectorAtATime) {
+    FakeDriver driver;
+    auto first = std::make_unique<DriverReports>(driver.functions);
+    EXPECT_TRUE(first->isActive());
+    const DriverReports second(driver.functions);
+    EXPECT_FALSE(second.isActive());
+    first.reset();
+    const DriverReports third(driver.functions);
+    EXPECT_TRUE(third.isActive());
+}
+
+}  // namespace
+}  // namespace ac500::host

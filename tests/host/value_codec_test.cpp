@@ -1,0 +1,206 @@
+#include "tools/host/value_codec.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/host/bytes.h"
+#include "tools/host/latin1.h"
+
+namespace ac500::host {
+namespace {
+
+const ValueForm kBool{TypeCode::Bool, false};
+const ValueForm kSint{TypeCode::Sint, false};
+const ValueForm kInt{TypeCode::Int, false};
+const ValueForm kDint{TypeCode::Dint, false};
+const ValueForm kReal{TypeCode::Real, false};
+const ValueForm kLreal{TypeCode::Lreal, false};
+const ValueForm kString{TypeCode::String, false};
+const ValueForm kWord{TypeCode::Word, false};
+const ValueForm kBitOfWord{TypeCode::Word, true};
+
+// The text that one value of a type is shown as after it was parsed, or "refused: ..." with the reason.
+std::string reparsed(TypeCode code, const std::string& text) {
+    std::string error;
+    const std::optional<HostValues> values = parseValues({code, false}, 1, text, &error);
+    return values ? formatValues({code, false}, *values) : "refused: " + error;
+}
+
+QByteArray encoded(ValueForm form, int elements, const std::string& text) {
+    std::string error;
+    const std::optional<HostValues> values = parseValues(form, elements, text, &error);
+    EXPECT_TRUE(values) << error;
+    return values ? encodeForWrite(form, *values) : QByteArray();
+}
+
+TEST(ValueCodec, LargestAndSmallestIntegersOfEveryType) {
+    struct Row {
+        TypeCode code;
+        const char* smallest;
+        const char* tooSmall;
+        const char* largest;
+        const char* tooLarge;
+    };
+    const Row rows[] = {
+        {TypeCode::Sint, "-128", "-129", "127", "128"},
+        {TypeCode::Int, "-32768", "-32769", "32767", "32768"},
+        {TypeCode::Uint, "0", "-1", "65535", "65536"},
+        {TypeCode::Dint, "-2147483648", "-2147483649", "2147483647", "2147483648"},
+        {TypeCode::Udint, "0", "-1", "4294967295", "4294967296"},
+        {TypeCode::Lint, "-9223372036854775808", "-9223372036854775809", "9223372036854775807", "9223372036854775808"},
+        {TypeCode::Usint, "0", "-1", "255", "256"},
+        {TypeCode::Ulint, "0", "-1", "18446744073709551615", "18446744073709551616"},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(reparsed(row.code, row.smallest), row.smallest);
+        EXPECT_EQ(reparsed(row.code, row.largest), row.largest);
+        EXPECT_EQ(reparsed(row.code, row.tooSmall).substr(0, 8), "refused:") << row.tooSmall;
+        EXPECT_EQ(reparsed(row.code, row.tooLarge).substr(0, 8), "refused:") << row.tooLarge;
+    }
+}
+
+TEST(ValueCodec, BitStringsAreShownInHexadecimal) {
+    EXPECT_EQ(reparsed(TypeCode::Byte, "10"), "0x0A");
+    EXPECT_EQ(reparsed(TypeCode::Word, "0xbeef"), "0xBEEF");
+    EXPECT_EQ(reparsed(TypeCode::Dword, "255"), "0x000000FF");
+    EXPECT_EQ(reparsed(TypeCode::Lword, "0xFFFFFFFFFFFFFFFF"), "0xFFFFFFFFFFFFFFFF");
+    EXPECT_EQ(reparsed(TypeCode::Byte, "0x100").substr(0, 8), "refused:");
+}
+
+TEST(ValueCodec, ARangeErrorTellsTheRange) {
+    EXPECT_EQ(reparsed(TypeCode::Int, "40000"), "refused: 40000 is out of range; INT goes from -32768 to 32767");
+    EXPECT_EQ(reparsed(TypeCode::Uint, "-1"), "refused: -1 is out of range; UINT goes from 0 to 65535");
+}
+
+TEST(ValueCodec, WhatIsNoNumberIsRefused) {
+    for (const char* text : {"", "x", "1.5", "1 2", "0x", "0xG", "--1", "12a"}) {
+        EXPECT_EQ(reparsed(TypeCode::Int, text).substr(0, 8), "refused:") << text;
+    }
+    for (const char* text : {"", "x", "1,5", "1.5.2"}) {
+        EXPECT_EQ(reparsed(TypeCode::Real, text).substr(0, 8), "refused:") << text;
+    }
+}
+
+TEST(ValueCodec, BooleansInFourSpellings) {
+    EXPECT_EQ(reparsed(TypeCode::Bool, "TRUE"), "TRUE");
+    EXPECT_EQ(reparsed(TypeCode::Bool, "true"), "TRUE");
+    EXPECT_EQ(reparsed(TypeCode::Bool, "1"), "TRUE");
+    EXPECT_EQ(reparsed(TypeCode::Bool, "0"), "FALSE");
+    EXPECT_EQ(reparsed(TypeCode::Bool, "False"), "FALSE");
+    EXPECT_EQ(reparsed(TypeCode::Bit, "TRUE"), "1");
+    EXPECT_EQ(reparsed(TypeCode::Bool, "2").substr(0, 8), "refused:");
+}
+
+TEST(ValueCodec, FloatsAreShownInTheirShortestExactForm) {
+    EXPECT_EQ(reparsed(TypeCode::Real, "0.1"), "0.1");
+    EXPECT_EQ(reparsed(TypeCode::Real, "-21.5"), "-21.5");
+    EXPECT_EQ(reparsed(TypeCode::Real, "16777217"), "16777216");
+    EXPECT_EQ(reparsed(TypeCode::Lreal, "0.30000000000000004"), "0.30000000000000004");
+    EXPECT_EQ(reparsed(TypeCode::Lreal, "+2e-3"), "0.002");
+    EXPECT_EQ(reparsed(TypeCode::Real, "1e39").substr(0, 8), "refused:");
+    EXPECT_EQ(reparsed(TypeCode::Real, "nan"), "nan");
+}
+
+TEST(ValueCodec, StringsWithAndWithoutQuotes) {
+    EXPECT_EQ(reparsed(TypeCode::String, "hello world"), "\"hello world\"");
+    EXPECT_EQ(reparsed(TypeCode::String, "\"a, \\\"b\\\" \\\\\""), "\"a, \\\"b\\\" \\\\\"");
+    EXPECT_EQ(reparsed(TypeCode::String, ""), "\"\"");
+    EXPECT_EQ(reparsed(TypeCode::String, "\"open").substr(0, 8), "refused:");
+    EXPECT_EQ(reparsed(TypeCode::String, "\"a\"b").substr(0, 8), "refused:");
+    EXPECT_EQ(reparsed(TypeCode::String, "\"\\q\"").substr(0, 8), "refused:");
+    EXPECT_EQ(reparsed(TypeCode::String, "\"\\x0a\""), "\"\\x0a\"");
+    EXPECT_EQ(reparsed(TypeCode::String, "\"\\x0\"").substr(0, 8), "refused:");
+}
+
+TEST(ValueCodec, AStringOf80CharactersFitsAndOneOf81DoesNot) {
+    EXPECT_EQ(reparsed(TypeCode::String, std::string(80, 'x')), "\"" + std::string(80, 'x') + "\"");
+    EXPECT_EQ(reparsed(TypeCode::String, std::string(81, 'x')),
+              "refused: the string has 81 characters; a PLC string takes at most 80");
+    // 80 characters of Latin-1 are 160 bytes of UTF-8.
+    std::string umlauts;
+    for (int i = 0; i < 80; ++i) {
+        umlauts += "ä";
+    }
+    EXPECT_EQ(reparsed(TypeCode::String, umlauts), "\"" + umlauts + "\"");
+}
+
+TEST(ValueCodec, CharactersBeyondLatin1AreRefused) {
+    EXPECT_EQ(reparsed(TypeCode::String, "5 €").substr(0, 8), "refused:");
+}
+
+TEST(ValueCodec, ListsNeedAsManyValuesAsElements) {
+    std::string error;
+    EXPECT_TRUE(parseValues(kInt, 3, "1, 2 ,3", &error));
+    EXPECT_FALSE(parseValues(kInt, 3, "1,2", &error));
+    EXPECT_EQ(error, "3 values are needed, separated by commas; 2 given");
+    const std::optional<HostValues> strings = parseValues(kString, 2, "\"a,b\",c", &error);
+    ASSERT_TRUE(strings);
+    EXPECT_EQ(formatValues(kString, *strings), "\"a,b\", \"c\"");
+}
+
+TEST(ValueCodec, HostFormatForWriting) {
+    EXPECT_EQ(encoded(kBool, 3, "1,0,TRUE"), hex("01 00 01"));
+    // 8-bit values take a word each, only its low byte counts
+    EXPECT_EQ(encoded(kSint, 3, "1,-2,3"), hex("0100 FEFF 0300"));
+    EXPECT_EQ(encoded(kInt, 2, "4660,-2"), hex("3412 FEFF"));
+    EXPECT_EQ(encoded(kDint, 1, "0x12345678"), hex("78563412"));
+    EXPECT_EQ(encoded(kReal, 1, "1.5"), hex("0000C03F"));
+    EXPECT_EQ(encoded(kLreal, 1, "-2"), hex("00000000000000C0"));
+    EXPECT_EQ(encoded(kBitOfWord, 1, "1"), hex("01"));
+}
+
+TEST(ValueCodec, StringsCarryATerminatorAndFillWholeWords) {
+    EXPECT_EQ(encoded(kString, 1, "ab"), hex("6162 0000"));
+    EXPECT_EQ(encoded(kString, 1, "abc"), hex("6162 6300"));
+    EXPECT_EQ(encoded(kString, 1, ""), hex("0000"));
+    EXPECT_EQ(encoded(kString, 1, "Ä"), hex("C400"));
+    EXPECT_EQ(encoded(kString, 1, std::string(80, 'x')), QByteArray(80, 'x'));
+    EXPECT_EQ(encoded(kString, 1, std::string(79, 'x')), QByteArray(79, 'x') + '\0');
+    EXPECT_EQ(countForWrite(kString, encoded(kString, 1, "abc")), 2);
+}
+
+TEST(ValueCodec, HostFormatForReading) {
+    EXPECT_EQ(formatValues(kBool, decodeRead(kBool, hex("01 00"), 2)), "TRUE, FALSE");
+    // packed one per byte; the second half of the result stays zero
+    EXPECT_EQ(formatValues(kSint, decodeRead(kSint, hex("01 FE 03 00 00 00"), 3)), "1, -2, 3");
+    EXPECT_EQ(formatValues(kInt, decodeRead(kInt, hex("3412 FEFF"), 2)), "4660, -2");
+    EXPECT_EQ(formatValues(kDint, decodeRead(kDint, hex("FEFFFFFF"), 1)), "-2");
+    EXPECT_EQ(formatValues(kReal, decodeRead(kReal, hex("0000C03F"), 1)), "1.5");
+    EXPECT_EQ(formatValues(kLreal, decodeRead(kLreal, hex("00000000000000C0"), 1)), "-2");
+    EXPECT_EQ(formatValues(kString, decodeRead(kString, hex("4142 00") + QByteArray(77, 'z'), 1)), "\"AB\"");
+    EXPECT_EQ(formatValues(kBitOfWord, decodeRead(kBitOfWord, hex("01 00"), 2)), "1, 0");
+}
+
+TEST(ValueCodec, ElementsBeyondTheBytesAreLeftOut) {
+    EXPECT_EQ(decodeRead(kDint, hex("01000000 0200"), 2).size(), 1u);
+    EXPECT_EQ(decodeRead(kWord, QByteArray(), 1).size(), 0u);
+}
+
+TEST(ValueCodec, CountsAreWordsExceptForBooleansAndBytes) {
+    EXPECT_EQ(countPerElement(kBool), 1);
+    EXPECT_EQ(countPerElement(kSint), 1);
+    EXPECT_EQ(countPerElement(kInt), 1);
+    EXPECT_EQ(countPerElement(kDint), 2);
+    EXPECT_EQ(countPerElement(kLreal), 4);
+    EXPECT_EQ(countPerElement(kString), 40);
+    EXPECT_EQ(countPerElement(kBitOfWord), 1);
+}
+
+TEST(ValueCodec, ANanEqualsItselfAndZeroDoesNotEqualMinusZero) {
+    EXPECT_TRUE(sameValues({std::nanf("")}, {std::nanf("")}));
+    EXPECT_FALSE(sameValues({0.0F}, {-0.0F}));
+    EXPECT_TRUE(sameValues({std::string("a")}, {std::string("a")}));
+    EXPECT_FALSE(sameValues({std::string("a")}, {std::string("b")}));
+    EXPECT_FALSE(sameValues({true}, {true, false}));
+}
+
+TEST(Latin1, BytesAboveAsciiBecomeUtf8AndBack) {
+    EXPECT_EQ(fromLatin1(hex("47 72 FC DF 65 00 41")), "Grüße");
+    EXPECT_EQ(toLatin1("Grüße"), std::optional<std::string>("Gr\xFC\xDF"
+                                                            "e"));
+    EXPECT_EQ(fromLatin1(hex("4142")), "AB");
+}
+
+}  // namespace
+}  // namespace ac500::host
