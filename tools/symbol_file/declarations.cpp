@@ -205,7 +205,7 @@ bool isName(const std::string& text) {
 }
 
 std::optional<std::string> readName(const std::optional<JsonNode>& node, ProblemList* problems) {
-    const auto text = readText(node, problems);
+    auto text = readText(node, problems);
     if (!text || isName(*text))
         return text;
     problems->add(*node, quoted(*text) + " is no name; " + kNameRule);

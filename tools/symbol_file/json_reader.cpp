@@ -83,7 +83,7 @@ std::vector<Problem> ProblemList::inLineOrder() const {
     return sorted;
 }
 
-ObjectReader::ObjectReader(JsonNode node, std::vector<std::string> keys, ProblemList* problems)
+ObjectReader::ObjectReader(JsonNode node, const std::vector<std::string>& keys, ProblemList* problems)
     : node_(std::move(node)), problems_(problems) {
     if (isObject()) {
         checkKeys(keys);

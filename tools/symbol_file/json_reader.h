@@ -38,7 +38,7 @@ private:
 // One object whose keys are known. Construction reports a value that is no object, unknown keys and duplicate keys.
 class ObjectReader {
 public:
-    ObjectReader(JsonNode node, std::vector<std::string> keys, ProblemList* problems);
+    ObjectReader(JsonNode node, const std::vector<std::string>& keys, ProblemList* problems);
 
     const JsonNode& node() const { return node_; }
     bool isObject() const { return node_.value->kind == JsonValue::Kind::Object; }

@@ -68,6 +68,7 @@ const Named* findByName(const std::vector<Named>& list, const std::string& name)
 template <typename Named>
 std::string closeTo(const std::string& name, const std::vector<Named>& list) {
     std::vector<std::string> names;
+    names.reserve(list.size());
     for (const Named& candidate : list)
         names.push_back(candidate.name);
     return suggestion(name, names, "list the tags to see what there is");
@@ -207,6 +208,7 @@ struct Place {
 template <typename Visitor>
 void forEachElement(const std::vector<ArrayDimension>& dimensions, Visitor visit) {
     std::vector<int> index;
+    index.reserve(dimensions.size());
     for (const ArrayDimension& dimension : dimensions)
         index.push_back(dimension.lower);
     const std::int64_t count = countElements(dimensions);
