@@ -44,7 +44,7 @@ TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
     };
     const Row rows[] = {
         {{}, "--symbols is required"},
-        {{"--symbols", "p", "--port", "65536"}, "--port"},
+        {{"--symbols", "p", "--port", "65536"}, "--port: Value 65536 not in range 0 to 65535"},
         {{"--symbols", "p", "--port", "-1"}, "--port"},
         {{"--symbols", "p", "--seed", "x"}, "--seed"},
         {{"--symbols", "p", "--run-seconds", "-1"}, "--run-seconds"},

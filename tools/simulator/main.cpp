@@ -59,20 +59,22 @@ EventSink eventSink(const Options& options) {
     };
 }
 
+std::string counted(std::size_t count, const char* what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
 std::string servingLine(const Options& options, const SymbolFile& file) {
-    return fmt::format(
-        "serving {}: {} areas, {} tags, {} signals, and the simulator's own {} in area {}; seed {}, {} "
-        "fault rules",
-        options.symbols, file.areas.size(), listLeaves(file).size(), file.signals.size(), kReservedScope, kReservedArea,
-        options.seed, options.faults.size());
+    return fmt::format("serving {}: {}, {}, {}; {} in area {} is the simulator's own; seed {}, {}", options.symbols,
+                       counted(file.areas.size(), "area"), counted(listLeaves(file).size(), "tag"),
+                       counted(file.signals.size(), "signal"), kReservedScope, kReservedArea, options.seed,
+                       counted(options.faults.size(), "fault rule"));
 }
 
 std::string summaryLine(const Counters& counters) {
-    return fmt::format(
-        "ended after {} connections, {} requests ({} hello, {} symbols, {} read, {} write, {} other), {} "
-        "refused, {} faults",
-        counters.connections, counters.requests(), counters.hello, counters.symbols, counters.reads, counters.writes,
-        counters.others, counters.refused, counters.faults);
+    return fmt::format("ended after {}, {} ({} hello, {} symbols, {} read, {} write, {} other), {} refused, {}",
+                       counted(counters.connections, "connection"), counted(counters.requests(), "request"),
+                       counters.hello, counters.symbols, counters.reads, counters.writes, counters.others,
+                       counters.refused, counted(counters.faults, "fault"));
 }
 
 void runUntilEnd(QCoreApplication& application, int signalFile, double runSeconds) {

@@ -24,20 +24,31 @@ constexpr const char* kReservedHelp =
 // CLI11 keeps what it parses into here.
 struct Raw {
     Options options;
+    int port = 1201;
     std::vector<std::string> rules;
 };
 
 void declare(CLI::App& app, Raw& raw) {
     Options& options = raw.options;
-    app.add_option("--symbols", options.symbols, "symbol file (JSON): areas, variables, signals")->required();
-    app.add_option("--port", options.port, "TCP port; 0 picks a free one")->capture_default_str();
-    app.add_option("--address", options.address, "address to listen on; the service has no protection of any kind")
+    app.add_option("--symbols", options.symbols, "symbol file (JSON): areas, variables, signals")
+        ->required()
+        ->type_name("FILE");
+    app.add_option("--port", raw.port, "TCP port; 0 picks a free one")
+        ->check(CLI::Range(0, 65535).description(""))
+        ->type_name("N")
+        ->capture_default_str();
+    app.add_option("--address", options.address, "address to listen on; nothing protects the memory that is served")
+        ->type_name("IP")
         ->capture_default_str();
     app.add_option("--seed", options.seed, "seed of session bytes, random walks and fault rates")
+        ->type_name("N")
         ->capture_default_str();
-    app.add_option("--fault", raw.rules, "fault rule, may be repeated; see below")->allow_extra_args(false);
+    app.add_option("--fault", raw.rules, "fault rule, may be repeated; see below")
+        ->allow_extra_args(false)
+        ->type_name("RULE");
     app.add_option("--run-seconds", options.runSeconds, "end by itself after so many seconds")
-        ->check(CLI::Range(0.0, 1e6));
+        ->check(CLI::Range(0.0, 1e6).description(""))
+        ->type_name("S");
     CLI::Option* quiet = app.add_flag("--quiet", options.quiet, "no events on the error output");
     app.add_flag("--verbose", options.verbose, "every request on the error output")->excludes(quiet);
     app.footer("\n" + faultRuleHelp() + "\n" + kReservedHelp);
@@ -58,6 +69,7 @@ ParsedOptions withRules(Raw raw) {
         }
         raw.options.faults.push_back(parsed.rule);
     }
+    raw.options.port = static_cast<std::uint16_t>(raw.port);
     ParsedOptions parsed;
     parsed.run = true;
     parsed.options = raw.options;

@@ -14,13 +14,20 @@ namespace {
 
 constexpr qint64 kReadBufferBytes = 64 * 1024;
 
+bool isData(std::uint8_t serviceCode) {
+    return serviceCode == static_cast<std::uint8_t>(Service::Read) ||
+           serviceCode == static_cast<std::uint8_t>(Service::Write);
+}
+
 std::string describe(const Exchange& exchange) {
-    if (exchange.status != Status::Good) {
-        return fmt::format("request of service 0x{:02X} refused: {} (0x{:04X})", exchange.serviceCode,
-                           statusText(exchange.status), static_cast<unsigned>(exchange.status));
-    }
-    return fmt::format("{}: {} items, reply of {} bytes", serviceName(exchange.serviceCode), exchange.items,
-                       exchange.replyBytes);
+    const std::string name = serviceName(exchange.serviceCode);
+    const std::string items = isData(exchange.serviceCode) ? fmt::format(" of {} item(s)", exchange.items) : "";
+    return fmt::format("{}{}, reply of {} bytes", name, items, exchange.replyBytes);
+}
+
+std::string describeRefusal(const Exchange& exchange) {
+    return fmt::format("request of service 0x{:02X} refused: {} (status 0x{:04X})", exchange.serviceCode,
+                       statusText(exchange.status), static_cast<unsigned>(exchange.status));
 }
 
 std::string describe(const Fault& fault) {
@@ -203,11 +210,12 @@ void TcpConnection::ended() {
 }
 
 void TcpConnection::tell(const Exchange& exchange) const {
-    const std::string client = fmt::format("client {}: ", number_);
-    server_.tell(EventLevel::Detail, client + describe(exchange));
+    if (exchange.status != Status::Good) {
+        return note(describeRefusal(exchange));
+    }
+    server_.tell(EventLevel::Detail, fmt::format("client {}: {}", number_, describe(exchange)));
     if (exchange.fault.kind != FaultKind::None) {
-        server_.tell(EventLevel::Note, client + "fault " + describe(exchange.fault) + " on a reply to " +
-                                           serviceName(exchange.serviceCode));
+        note("fault " + describe(exchange.fault) + " on a reply to " + serviceName(exchange.serviceCode));
     }
 }
 

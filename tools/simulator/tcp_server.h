@@ -28,7 +28,7 @@ using Clock = std::function<std::int64_t()>;
 Clock steadyClock();
 
 enum class EventLevel {
-    Note,    // connections, faults
+    Note,    // connections, faults, refused requests
     Detail,  // every request
 };
 using EventSink = std::function<void(EventLevel, const std::string&)>;
