@@ -5,5 +5,6 @@
 option(AC500_STATIC_RUNTIME "Link libstdc++ and libgcc into the driver, for panels with old ones or none" OFF)
 
 if(AC500_STATIC_RUNTIME)
+  target_sources(ac500driver PRIVATE ${CMAKE_CURRENT_LIST_DIR}/single_threaded.cpp)
   target_link_options(ac500driver PRIVATE -static-libstdc++ -static-libgcc)
 endif()

@@ -6,6 +6,7 @@
 #define AC500_TESTS_LAYOUT_RECORD_LAYOUT_H
 
 #include <cstddef>
+#include <ostream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -108,6 +109,11 @@ struct Record {
     std::size_t size;  // on this target
     std::vector<Field> fields;
 };
+
+// How GoogleTest names a record in its messages.
+inline void PrintTo(const Record& record, std::ostream* out) {
+    *out << record.name;
+}
 
 struct Layout {
     std::vector<std::size_t> offsets;
