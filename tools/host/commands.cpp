@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include <chrono>
 #include <cstdio>
 
@@ -125,6 +127,7 @@ struct WriteOrder {
     HostValues values;
     std::int32_t serial = 0;
     std::int32_t readBack = 0;
+    std::string readBackFailure = "no answer in time";
     Failure failure;
     std::optional<TagValue> inPlc;  // as it was read back
 };
@@ -160,14 +163,14 @@ bool hasWriteEnded(HostSession& session, const WriteOrder& order) {
     return !record || hasEnded(record->step);
 }
 
-bool hasReadBackEnded(HostSession& session, const WriteOrder& order) {
+// A reading that failed is ordered again: the link may have been lost after the write.
+bool wasReadBack(HostSession& session, WriteOrder& order) {
     const std::optional<OnceReadRecord> record = session.onceReadRecord(order.readBack);
-    return !record || record->step == ReadStep::Succeeded || record->step == ReadStep::Failed;
-}
-
-template <typename HasEnded>
-bool allEnded(HostSession& session, const std::vector<WriteOrder>& orders, HasEnded hasEnded) {
-    return std::all_of(orders.begin(), orders.end(), [&](const WriteOrder& order) { return hasEnded(session, order); });
+    if (record && record->step == ReadStep::Failed) {
+        order.readBackFailure = record->failure.text;
+        order.readBack = session.readOnce(order.tag);
+    }
+    return record && record->step == ReadStep::Succeeded;
 }
 
 void collectOutcomes(HostSession& session, std::vector<WriteOrder>* orders) {
@@ -180,11 +183,9 @@ void collectOutcomes(HostSession& session, std::vector<WriteOrder>* orders) {
 }
 
 void compareWithPlc(HostSession& session, WriteOrder* order) {
-    const std::optional<OnceReadRecord> read = session.onceReadRecord(order->readBack);
-    if (!read || read->step != ReadStep::Succeeded) {
-        const std::string why = read && read->step == ReadStep::Failed ? read->failure.text : "no answer in time";
-        order->failure = {Layer::Request,
-                          fmt::format("{}: written, but it could not be read back: {}", order->tag.text, why)};
+    if (!wasReadBack(session, *order)) {
+        order->failure = {Layer::Request, fmt::format("{}: written, but it could not be read back: {}", order->tag.text,
+                                                      order->readBackFailure)};
         return;
     }
     order->inPlc = session.value(order->tag);
@@ -203,7 +204,11 @@ void write(Workplace& workplace, std::vector<WriteOrder>* orders) {
     for (WriteOrder& order : *orders) {
         order.serial = session.write(order.tag, order.values);
     }
-    if (!waitUntil(workplace, 2 * wait, [&] { return allEnded(session, *orders, hasWriteEnded); })) {
+    const auto allEnded = [&] {
+        return std::all_of(orders->begin(), orders->end(),
+                           [&](const WriteOrder& order) { return hasWriteEnded(session, order); });
+    };
+    if (!waitUntil(workplace, 2 * wait, allEnded)) {
         session.stop();
     }
     collectOutcomes(session, orders);
@@ -211,15 +216,19 @@ void write(Workplace& workplace, std::vector<WriteOrder>* orders) {
 
 void readBack(Workplace& workplace, std::vector<WriteOrder>* orders) {
     HostSession& session = workplace.session();
-    for (WriteOrder& order : *orders) {
-        order.readBack = order.failure.layer == Layer::None ? session.readOnce(order.tag) : 0;
-    }
-    waitUntil(workplace, Milliseconds(workplace.options().waitMs),
-              [&] { return allEnded(session, *orders, hasReadBackEnded); });
+    std::vector<WriteOrder*> written;
     for (WriteOrder& order : *orders) {
         if (order.failure.layer == Layer::None) {
-            compareWithPlc(session, &order);
+            order.readBack = session.readOnce(order.tag);
+            written.push_back(&order);
         }
+    }
+    waitUntil(workplace, Milliseconds(workplace.options().waitMs), [&] {
+        return std::all_of(written.begin(), written.end(),
+                           [&](WriteOrder* order) { return wasReadBack(session, *order); });
+    });
+    for (WriteOrder* order : written) {
+        compareWithPlc(session, order);
     }
 }
 

@@ -1,0 +1,379 @@
+// The programs as a user runs them: exit codes and messages by layer, output for people and for programs.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <QtCore/QFile>
+#include <QtCore/QProcess>
+#include <QtCore/QTemporaryDir>
+#include <QtNetwork/QTcpServer>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using nlohmann::json;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+const int kPatienceMs = 60000;
+
+struct Outcome {
+    int exitCode = -1;
+    std::string out;
+    std::string error;
+};
+
+QStringList listOf(const std::vector<std::string>& texts) {
+    QStringList list;
+    for (const std::string& text : texts) {
+        list << QString::fromStdString(text);
+    }
+    return list;
+}
+
+class CommandLineTest : public testing::Test {
+protected:
+    void TearDown() override {
+        if (simulator_.state() != QProcess::NotRunning) {
+            simulator_.terminate();
+            EXPECT_TRUE(simulator_.waitForFinished(kPatienceMs));
+        }
+    }
+
+    void startSimulator(const std::vector<std::string>& options = {}) {
+        QStringList arguments = listOf({"--symbols", AC500_PLANT, "--port", "0", "--quiet"});
+        arguments += listOf(options);
+        simulator_.start(AC500_SIMULATOR, arguments);
+        ASSERT_TRUE(simulator_.waitForReadyRead(kPatienceMs)) << simulator_.readAllStandardError().toStdString();
+        const QByteArray line = simulator_.readLine().trimmed();
+        plc_ = line.mid(line.lastIndexOf(' ') + 1).toStdString();
+        ASSERT_THAT(plc_, MatchesRegex("127\\.0\\.0\\.1:[0-9]+"));
+    }
+
+    std::vector<std::string> usual() const {
+        return {"--driver", AC500_DRIVER, "--symbols", AC500_PLANT, "--plc", plc_};
+    }
+
+    static Outcome runHost(const std::vector<std::string>& arguments) {
+        QProcess process;
+        process.start(AC500_HOST, listOf(arguments));
+        EXPECT_TRUE(process.waitForFinished(kPatienceMs));
+        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                process.readAllStandardOutput().toStdString(), process.readAllStandardError().toStdString()};
+    }
+
+    // With driver, symbols and PLC.
+    Outcome host(const std::vector<std::string>& arguments) const {
+        std::vector<std::string> all = usual();
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return runHost(all);
+    }
+
+    QProcess simulator_;
+    std::string plc_ = "127.0.0.1:1";  // nobody listens there
+};
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Results
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(CommandLineTest, ReadShowsTagsAndValues) {
+    startSimulator();
+    const Outcome outcome = host({"read", "Main.batch_name", "Main.setpoint"});
+    EXPECT_EQ(outcome.out, "Main.batch_name  \"BATCH-0001\"\nMain.setpoint    100\n");
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_EQ(outcome.exitCode, 0);
+}
+
+TEST_F(CommandLineTest, ReadAsJson) {
+    startSimulator();
+    const Outcome outcome = host({"read", "--json", "Main.setpoint", "Main.recipe[2..3]", "Main.batch_name"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
+    const json document = json::parse(outcome.out);
+    ASSERT_EQ(document["values"].size(), 3u);
+    EXPECT_EQ(document["values"][0]["tag"], "Main.setpoint");
+    EXPECT_EQ(document["values"][0]["type"], "REAL");
+    EXPECT_EQ(document["values"][0]["value"], 100.0);
+    EXPECT_EQ(document["values"][0]["state"], "fresh");
+    EXPECT_TRUE(document["values"][0]["age_ms"].is_number());
+    EXPECT_TRUE(document["values"][1]["value"].is_array());
+    EXPECT_EQ(document["values"][1]["value"].size(), 2u);
+    EXPECT_EQ(document["values"][2]["value"], "BATCH-0001");
+}
+
+TEST_F(CommandLineTest, WriteShowsWhatThePlcHasAfterwards) {
+    startSimulator();
+    const Outcome outcome = host({"write", "Main.setpoint=21.5", "Main.recipe[1..3]=-1,2,0x10", "Main.flags.b[3]=1",
+                                  "Main.batch_name=Grüße, 7", "Main.night_switch=1"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(outcome.out,
+              "Main.setpoint      21.5\n"
+              "Main.recipe[1..3]  -1, 2, 16\n"
+              "Main.flags.b[3]    1\n"
+              "Main.batch_name    \"Grüße, 7\"\n"
+              "Main.night_switch  1\n");
+    EXPECT_EQ(host({"read", "Main.setpoint"}).out, "Main.setpoint  21.5\n");
+}
+
+TEST_F(CommandLineTest, WriteAsJson) {
+    startSimulator();
+    const Outcome outcome = host({"write", "--json", "Main.setpoint=21.5"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(json::parse(outcome.out),
+              json::parse(R"({"writes":[{"tag":"Main.setpoint","written":21.5,"ok":true,"read_back":21.5}]})"));
+}
+
+TEST_F(CommandLineTest, AValueThatThePlcChangesAtOnceIsReportedAsAMismatch) {
+    startSimulator();
+    // A signal of the simulator drives this one.
+    const Outcome outcome = host({"write", "Main.counter=60000"});
+    EXPECT_EQ(outcome.exitCode, 6);
+    EXPECT_THAT(outcome.error, StartsWith("request: Main.counter: 60000 was written, but the PLC has "));
+}
+
+TEST_F(CommandLineTest, TagsNeedsNeitherDriverNorPlc) {
+    const Outcome outcome = runHost({"--symbols", AC500_PLANT, "tags", "main.re*"});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.out,
+              "TAG          TYPE        AREA  ADDRESS  COMMENT\n"
+              "Main.recipe  INT[1..10]  1     92       quick recipe of the panel\n"
+              "Main.reset   BIT         3     bit 2    push-button\n"
+              "2 of 573 tags\n");
+}
+
+TEST_F(CommandLineTest, TagsAsJson) {
+    const Outcome outcome = runHost({"--symbols", AC500_PLANT, "--json", "tags", "Main.recipe"});
+    EXPECT_EQ(json::parse(outcome.out), json::parse(R"({"tags":[{"tag":"Main.recipe","type":"INT","dimensions":[[1,10]],
+        "area":1,"address":92,"bits":false,"comment":"quick recipe of the panel"}]})"));
+}
+
+TEST_F(CommandLineTest, TheSimulatorsOwnVariablesOnRequest) {
+    startSimulator();
+    EXPECT_EQ(host({"read", "Sim.boot_count"}).exitCode, 3);
+    const Outcome outcome = host({"--simulator", "read", "Sim.boot_count"});
+    EXPECT_EQ(outcome.out, "Sim.boot_count  1\n") << outcome.error;
+}
+
+TEST_F(CommandLineTest, AFaultProvokedFromTheCommandLineIsSurvived) {
+    startSimulator();
+    // The first reset meets the reading back of this write.
+    const Outcome provoked = host({"--simulator", "--verbose", "write", "Sim.fault_count=2", "Sim.fault_kind=9"});
+    EXPECT_EQ(provoked.exitCode, 0) << provoked.error;
+    EXPECT_THAT(provoked.error, HasSubstr("the connection was lost"));
+    EXPECT_EQ(host({"read", "Main.setpoint"}).out, "Main.setpoint  100\n");
+    EXPECT_EQ(host({"--simulator", "read", "Sim.faults_done"}).out, "Sim.faults_done  2\n");
+}
+
+TEST_F(CommandLineTest, WatchPrintsPlainLinesWhenNobodyIsLooking) {
+    startSimulator();
+    const Outcome outcome = host({"watch", "--seconds", "1.2", "--interval", "300", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_THAT(outcome.out, HasSubstr("  Main.setpoint  100  fresh  "));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("\x1b")));
+    EXPECT_GE(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 4);
+}
+
+TEST_F(CommandLineTest, WatchAsJsonIsOneObjectPerLine) {
+    startSimulator();
+    const Outcome outcome = host({"watch", "--json", "--seconds", "1", "--interval", "200", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    const QStringList lines = QString::fromStdString(outcome.out).split('\n', Qt::SkipEmptyParts);
+    ASSERT_GE(lines.size(), 4);
+    const json last = json::parse(lines.last().toStdString());
+    EXPECT_EQ(last["link"], "online");
+    EXPECT_EQ(last["values"][0]["value"], 100.0);
+    EXPECT_EQ(last["values"][0]["state"], "fresh");
+}
+
+TEST_F(CommandLineTest, WatchEndsCleanlyWithCtrlC) {
+    startSimulator();
+    QProcess process;
+    QStringList arguments = listOf(usual());
+    arguments << "watch"
+              << "--interval"
+              << "100"
+              << "Main.setpoint";
+    process.start(AC500_HOST, arguments);
+    std::string out;
+    while (out.find("fresh") == std::string::npos && process.waitForReadyRead(kPatienceMs)) {
+        out += process.readAllStandardOutput().toStdString();
+    }
+    ASSERT_EQ(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
+    EXPECT_TRUE(process.waitForFinished(kPatienceMs));
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 0);
+}
+
+TEST_F(CommandLineTest, ReadEndedByCtrlCSaysSoInItsExitCode) {
+    QProcess process;
+    QStringList arguments = listOf(usual());
+    arguments << "--wait"
+              << "50000"
+              << "--verbose"
+              << "read"
+              << "Main.setpoint";
+    process.start(AC500_HOST, arguments);
+    process.setReadChannel(QProcess::StandardError);
+    ASSERT_TRUE(process.waitForReadyRead(kPatienceMs));
+    ASSERT_EQ(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
+    EXPECT_TRUE(process.waitForFinished(kPatienceMs));
+    EXPECT_EQ(process.exitCode(), 130);
+}
+
+TEST_F(CommandLineTest, StatusTellsEveryStep) {
+    startSimulator();
+    const Outcome outcome = host({"status"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_THAT(outcome.out,
+                AllOf(HasSubstr("plant.json: 573 tags"), HasSubstr("ok  driver "),
+                      HasSubstr("tcp        ok  connected to " + plc_), HasSubstr("handshake  ok  session opened"),
+                      HasSubstr("request    ok  Main.counter = "), HasSubstr("retries 0"), HasSubstr("median")));
+}
+
+TEST_F(CommandLineTest, StatusAsJson) {
+    startSimulator();
+    const json document = json::parse(host({"status", "--json"}).out);
+    ASSERT_EQ(document["steps"].size(), 5u);
+    EXPECT_EQ(document["steps"][4]["step"], "request");
+    EXPECT_EQ(document["steps"][4]["ok"], true);
+    EXPECT_GE(document["statistics"]["frames_sent"], 3);
+    EXPECT_EQ(document["statistics"]["timeouts"], 0);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Failures, layer by layer
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(CommandLineTest, HelpListsCommandsAndExitCodes) {
+    const Outcome outcome = runHost({"--help"});
+    EXPECT_EQ(outcome.exitCode, 0);
+    for (const char* part :
+         {"read", "write", "watch", "tags", "status", "5 handshake", "--max-request-words", "--json"}) {
+        EXPECT_THAT(outcome.out, HasSubstr(part));
+    }
+}
+
+TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
+    const std::vector<std::vector<std::string>> wrong = {
+        {},
+        {"frobnicate"},
+        {"read", "Main.counter"},  // no symbol file
+        {"--symbols", AC500_PLANT, "read"},
+        {"--symbols", AC500_PLANT, "--plc", "nowhere:0", "read", "Main.counter"},
+        {"--symbols", AC500_PLANT, "--timeout", "0", "read", "Main.counter"},
+        {"--symbols", AC500_PLANT, "--retry-limit", "-1", "read", "Main.counter"},
+        {"--symbols", AC500_PLANT, "write", "Main.counter"},
+        {"--symbols", AC500_PLANT, "write", "Main.counter=65536"},
+        {"--symbols", AC500_PLANT, "write", "Main.recipe[1..3]=1,2"},
+    };
+    for (const std::vector<std::string>& arguments : wrong) {
+        const Outcome outcome = runHost(arguments);
+        EXPECT_EQ(outcome.exitCode, 1) << outcome.error;
+        EXPECT_THAT(outcome.error, StartsWith("usage: "));
+        EXPECT_EQ(outcome.out, "");
+    }
+    EXPECT_EQ(runHost({"--symbols", AC500_PLANT, "write", "Main.counter=65536"}).error,
+              "usage: Main.counter: 65536 is out of range; UINT goes from 0 to 65535\n");
+}
+
+TEST_F(CommandLineTest, AMissingSymbolFileHasCodeTwo) {
+    const Outcome outcome = runHost({"--symbols", "/nowhere/plant.json", "tags"});
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_THAT(outcome.error, AllOf(StartsWith("file: "), HasSubstr("/nowhere/plant.json")));
+}
+
+TEST_F(CommandLineTest, ABrokenSymbolFileTellsTheLine) {
+    QTemporaryDir folder;
+    const QString name = folder.filePath("broken.json");
+    QFile broken(name);
+    ASSERT_TRUE(broken.open(QIODevice::WriteOnly));
+    broken.write("{\n  \"format\": \"ac500-symbols\",\n  \"version\": 2\n}\n");
+    broken.close();
+    const Outcome outcome = runHost({"--symbols", name.toStdString(), "tags"});
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_THAT(outcome.error, AllOf(StartsWith("file: "), HasSubstr("broken.json:3:")));
+}
+
+TEST_F(CommandLineTest, AMissingDriverHasCodeTwo) {
+    const Outcome outcome =
+        runHost({"--driver", "/nowhere/libac500driver.so", "--symbols", AC500_PLANT, "read", "Main.counter"});
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_THAT(outcome.error, AllOf(StartsWith("file: "), HasSubstr("/nowhere/libac500driver.so")));
+}
+
+TEST_F(CommandLineTest, ALibraryThatIsNoDriverIsNamedWithWhatItLacks) {
+    const Outcome outcome = runHost({"--driver", "libm.so.6", "--symbols", AC500_PLANT, "read", "Main.counter"});
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_THAT(outcome.error, HasSubstr("libm.so.6: has no entry point \"SetComInfo\""));
+}
+
+TEST_F(CommandLineTest, AnUnknownTagHasCodeThreeAndNearNames) {
+    const Outcome outcome = host({"read", "Main.setpont"});
+    EXPECT_EQ(outcome.exitCode, 3);
+    EXPECT_THAT(outcome.error, AllOf(StartsWith("name: "), HasSubstr("Main.setpont"), HasSubstr("Main.setpoint")));
+    EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(CommandLineTest, ErrorsAreJsonTooWhenAskedFor) {
+    const Outcome outcome = host({"--json", "read", "Main.setpont"});
+    const json document = json::parse(outcome.out);
+    EXPECT_EQ(document["error"]["layer"], "name");
+    EXPECT_EQ(document["error"]["code"], 3);
+}
+
+TEST_F(CommandLineTest, NobodyListeningHasCodeFour) {
+    for (const char* command : {"read", "status", "write"}) {
+        std::vector<std::string> arguments{"--wait", "300", command};
+        if (std::string(command) != "status") {
+            arguments.push_back(std::string(command) == "read" ? "Main.setpoint" : "Main.setpoint=1");
+        }
+        const Outcome outcome = host(arguments);
+        EXPECT_EQ(outcome.exitCode, 4) << command << ": " << outcome.error;
+        EXPECT_THAT(outcome.error, AllOf(StartsWith("tcp: "), HasSubstr("127.0.0.1:1"))) << command;
+    }
+    const Outcome watch = host({"watch", "--seconds", "0.3", "Main.setpoint"});
+    EXPECT_EQ(watch.exitCode, 4);
+    EXPECT_THAT(watch.out, HasSubstr("Main.setpoint  ?  never received  -"));
+}
+
+TEST_F(CommandLineTest, APeerThatDoesNotAnswerHasCodeFive) {
+    QTcpServer mute;
+    ASSERT_TRUE(mute.listen(QHostAddress::LocalHost, 0));
+    plc_ = "127.0.0.1:" + std::to_string(mute.serverPort());
+    const Outcome outcome = host({"--wait", "600", "--timeout", "200", "read", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 5);
+    EXPECT_THAT(outcome.error, AllOf(StartsWith("handshake: "), HasSubstr("no reply within 200 ms")));
+}
+
+TEST_F(CommandLineTest, APlcThatRefusesEveryReadHasCodeSix) {
+    startSimulator({"--fault", "status:value=3,service=read"});
+    const Outcome outcome = host({"--wait", "500", "read", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 6);
+    EXPECT_THAT(outcome.error, AllOf(StartsWith("request: Main.setpoint: not received within 500 ms"),
+                                     HasSubstr("status word 0x0003")));
+    const Outcome status = host({"--wait", "500", "status"});
+    EXPECT_EQ(status.exitCode, 6);
+    EXPECT_THAT(status.out, AllOf(HasSubstr("handshake  ok"), HasSubstr("request    failed")));
+}
+
+TEST_F(CommandLineTest, AFailedWriteHasCodeSixAndNamesEachTag) {
+    startSimulator({"--fault", "status:value=3,service=write"});
+    const Outcome outcome = host({"--wait", "3000", "write", "Main.setpoint=1", "Main.enable=1"});
+    EXPECT_EQ(outcome.exitCode, 6);
+    EXPECT_THAT(outcome.error, AllOf(HasSubstr("request: Main.setpoint: "), HasSubstr("request: Main.enable: "),
+                                     HasSubstr("status word 0x0003")));
+    EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(CommandLineTest, AValueComesThroughOnALinkThatFailsNowAndThen) {
+    startSimulator({"--fault", "reset:every=4"});
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(host({"read", "Main.setpoint"}).out, "Main.setpoint  100\n");
+    }
+}
+
+}  // namespace
