@@ -14,6 +14,7 @@ namespace ac500::host {
 namespace {
 
 const Milliseconds kGlance{50};
+const Milliseconds kFailureShown{10000};
 const char kBold[] = "\x1b[1m";
 const char kPlain[] = "\x1b[0m";
 
@@ -22,6 +23,7 @@ struct Picture {
     SessionStatus status;
     std::vector<TagValue> values;
     Milliseconds elapsed;
+    Time now;
 };
 
 std::string timeOfDay() {
@@ -62,6 +64,16 @@ std::string headline(const Options& options, const Picture& picture) {
                        statistics.reconnects(), static_cast<double>(cycle.median.count()) / 1000.0);
 }
 
+// What went wrong last, while it matters and for some time after.
+std::string failureLine(const Picture& picture) {
+    const std::optional<SessionEvent>& last = picture.status.lastFailure;
+    if (!last || (picture.status.isOnline && picture.now - last->time > kFailureShown)) {
+        return std::string();
+    }
+    const double age = static_cast<double>((picture.now - last->time).count()) / 1e6;
+    return fmt::format("{:.1f} s ago: {}: {}", age, layerName(last->failure.layer), last->failure.text);
+}
+
 // Rows that do not fit the height are counted instead of shown.
 std::vector<std::string> tableLines(const Options& options, const std::vector<Tag>& tags, const Picture& picture) {
     const TerminalSize size = terminalSize();
@@ -80,9 +92,7 @@ std::vector<std::string> tableLines(const Options& options, const std::vector<Ta
     if (table.size() > most) {
         lines.push_back(fmt::format("... and {} more", table.size() - most));
     }
-    const bool tellsFailure = !picture.status.isOnline && picture.status.lastFailure;
-    lines.push_back(tellsFailure ? fitWidth("last failure: " + picture.status.lastFailure->failure.text, size.columns)
-                                 : "");
+    lines.push_back(fitWidth(failureLine(picture), size.columns));
     return lines;
 }
 
@@ -132,7 +142,7 @@ private:
     }
 
     void show() {
-        Picture picture{workplace_.session().status(), {}, elapsed()};
+        Picture picture{workplace_.session().status(), {}, elapsed(), clock_.now()};
         for (std::size_t i = 0; i < tags_.size(); ++i) {
             picture.values.push_back(workplace_.session().value(tags_[i]));
             received_[i] = received_[i] || picture.values[i].isKnown;
