@@ -15,11 +15,11 @@ bool PlcMemory::contains(const ByteRange& range) const {
 }
 
 Bytes PlcMemory::read(const ByteRange& range) const {
-    return areas_.at(range.area).substr(range.offset, range.size);
+    return areas_.at(range.area).substr(static_cast<std::size_t>(range.offset), static_cast<std::size_t>(range.size));
 }
 
 void PlcMemory::write(int area, std::uint64_t offset, const Bytes& bytes) {
-    areas_.at(area).replace(offset, bytes.size(), bytes);
+    areas_.at(area).replace(static_cast<std::size_t>(offset), bytes.size(), bytes);
 }
 
 ByteRange PlcMemory::wordOfBit(int area, std::uint64_t bitAddress) {

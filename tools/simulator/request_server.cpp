@@ -157,7 +157,7 @@ Bytes reservedBlockAfter(const PlcMemory& memory, const Items& items) {
     Bytes block = memory.read({kReservedArea, 0, reserved::kAreaBytes});
     for (const auto& item : items) {
         if (item.range.area == kReservedArea) {
-            block.replace(item.range.offset, item.data.size(), item.data);
+            block.replace(static_cast<std::size_t>(item.range.offset), item.data.size(), item.data);
         }
     }
     return block;
@@ -291,9 +291,10 @@ bool RequestServer::parseWriteItems(const Bytes& request, std::vector<Item>* ite
         if (range.size > end - at) {
             return false;
         }
-        const bool bit = range.size == 1 && bits_.isBitWrite(range.area, range.offset);
-        items->push_back({range, request.substr(at, range.size), bit});
-        at += range.size;
+        const auto dataBytes = static_cast<std::size_t>(range.size);
+        const bool bit = dataBytes == 1 && bits_.isBitWrite(range.area, range.offset);
+        items->push_back({range, request.substr(at, dataBytes), bit});
+        at += dataBytes;
     }
     return items->size() == count && at == end;
 }
