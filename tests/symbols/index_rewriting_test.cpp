@@ -168,6 +168,8 @@ TEST_F(IndexRewriting, CarryRunsThroughThreeDimensions) {
 TEST_F(IndexRewriting, FewerItemsThanDimensionsUseTheInnermostBounds) {
     EXPECT_EQ(rewrite("Main.grid[%%]", 2), "0: Main.grid[2]");
     EXPECT_EQ(rewrite("Main.grid[%%]", 3), "1: Main.grid[%%]");
+    loadMain({asArray(variable("offset", 3, 0), {10, 5, 9, 1, 4})});
+    EXPECT_EQ(rewrite("Main.offset[%%]", 2), "0: Main.offset[3]");
 }
 
 TEST_F(IndexRewriting, ReachesThroughStructures) {

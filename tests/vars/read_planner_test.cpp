@@ -178,6 +178,12 @@ TEST_F(ReadPlanner, TwoAreasAreNotMerged) {
     EXPECT_EQ(requestText(PLC_driver.readList), "1@0+8, 2@4+6");
 }
 
+TEST_F(ReadPlanner, FirstVariableOfALaterListStartsARunOfItsOwn) {
+    merge(variablesOf(1, {{0, 4}}), 20);
+    merge(variablesOf(1, {{6, 2}, {8, 2}}), 20);
+    EXPECT_EQ(requestText(PLC_driver.readList), "1@0+4, 1@6+4");
+}
+
 TEST_F(ReadPlanner, LeadingVariableOfSizeZeroDoesNotMergeTheNextAreaIntoTheLast) {
     merge(variablesOf(1, {{0, 4}}), 20);
     merge(variablesOf(2, {{0, 0}, {6, 2}, {10, 2}}), 20);
