@@ -386,6 +386,15 @@ TEST_F(SchedulerTest, NegativeSizesOfReadsNeverOverflowTheBatch) {
     }
 }
 
+TEST_F(SchedulerTest, NegativeSizeMakesNoRoomForOthers) {
+    addReads({-1000, 798, 798});
+    EXPECT_EQ(nextBatchCount(), 1);  // 1 + 799 is 800
+    PLC_driver.frameList.clear();
+    addWrites({0, 780});
+    PLC_driver.writeList[0].size = -1000;
+    EXPECT_EQ(nextBatchCount(), 1);  // 10 + 790 is 800
+}
+
 TEST_F(SchedulerTest, HugeSizesOfReadsNeverOverflowTheBatch) {
     for (int i = 0; i < 300; ++i) {
         addReads({2147483647});
