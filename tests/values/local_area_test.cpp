@@ -211,6 +211,10 @@ TEST_F(WrittenVariables, BytesThatTheDataLacksBecomeZero) {
     var.size = 4;
     mirror(var);
     EXPECT_EQ(image(3, 100, 5), "12 34 00 00 75");
+    var.size = 1000;
+    mirror(var);
+    EXPECT_EQ(image(3, 100, 5), "12 34 00 00 00");
+    EXPECT_EQ(image(3, 1098, 3), "00 00 --");
 }
 
 TEST_F(WrittenVariables, SizeOfZeroOrLessStoresNothing) {

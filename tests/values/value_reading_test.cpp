@@ -409,10 +409,19 @@ TEST_F(SingleBits, LeavePresentBytesBehindAnAbsentOneAlone) {
 }
 
 TEST_F(SingleBits, BeyondTheWidthInsertNothing) {
+    forgetImage();
     loadMain({withBits(variable("word", 16, 10), 16)});
     read("Main.word.b[16]", 4);
     read("Main.word.b[-1]", 4);
-    EXPECT_EQ(image(1, 10, 2), "-- --");
+    EXPECT_TRUE(PLC_driver.localValues.isEmpty());
+}
+
+TEST_F(SingleBits, RunOverTheWidthTouchesNoOtherByte) {
+    forgetImage();
+    loadMain({withBits(variable("word", 16, 10), 16)});
+    EXPECT_EQ(read("Main.word.b[12]", 40).size(), 2 + 3u * 40) << "the result, and a blank and two digits a byte";
+    EXPECT_EQ(image(1, 10, 2), "00 --");
+    EXPECT_EQ(PLC_driver.localValues.size(), 1);
 }
 
 class AbsentBytes : public ValueTest {};

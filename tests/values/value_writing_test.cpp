@@ -623,6 +623,12 @@ TEST_F(WritingSingleBits, ThroughAPlaceholder) {
     EXPECT_EQ(takeWrites(), "1@10: 10 34");
 }
 
+TEST_F(WritingSingleBits, ReadTheImageUnderItsLock) {
+    loadMain({withBits(variable("word", 16, 10), 16)});
+    EXPECT_TRUE(waitsFor(PLC_driver.localAreaMutex, [] { write("Main.word.b[9]", "01", 1); }));
+    EXPECT_EQ(takeWrites(), "1@10: 02 00");
+}
+
 // quirk 28
 TEST_F(WriteTargets, AddressesFromTheUpperHalfAreMirroredWhereReadersDoNotLook) {
     settings.accessMode = 0;
