@@ -19,7 +19,7 @@ protected:
     static void expectNotRewritten(const char* tag, int argument) {
         QString name = tag;
         EXPECT_NE(get_label_address_info(name, argument), 0) << tag << " with " << argument;
-        EXPECT_EQ(name, tag);
+        EXPECT_EQ(name.toStdString(), tag);
     }
 };
 
