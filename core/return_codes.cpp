@@ -1,6 +1,7 @@
 #include "core/return_codes.h"
 
 #include "core/host_interface.h"
+#include "protocol/bytes.h"
 
 using namespace ac500;
 
@@ -43,5 +44,5 @@ int GetDriverReturnValue(int outcome) noexcept {
 int SwitchErrorReturn(int base) noexcept {
     const QList<Protocol>& frames = PLC_driver.frameList;
     const int hostId = frames.isEmpty() ? 0 : frames.first().var.hostId;
-    return base + hostIdInCode(hostId) + 1;
+    return wrapAdd(base, hostIdInCode(hostId) + 1);
 }
