@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QtCore/QProcess>
-
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -14,6 +12,7 @@
 #include <vector>
 
 #include "tests/door/loaded_driver.h"
+#include "tests/support/child_process.h"
 
 using namespace ac500::test;
 using ::testing::AnyOf;
@@ -33,11 +32,13 @@ std::vector<std::string> linesOf(std::istream& text) {
 }
 
 // What a program of the build tools prints about the library.
-std::vector<std::string> report(const char* program, QStringList arguments) {
-    QProcess process;
-    process.start(program, arguments << QString::fromStdString(driverPath()));
-    EXPECT_TRUE(process.waitForFinished() && process.exitCode() == 0) << program << " failed";
-    std::istringstream text(process.readAllStandardOutput().toStdString());
+std::vector<std::string> report(const char* program, std::vector<std::string> arguments) {
+    const int limitMs = 30000;
+    arguments.push_back(driverPath());
+    ChildProcess process;
+    EXPECT_TRUE(process.start(program, arguments) && process.waitForEnd(limitMs) && process.exitCode() == 0)
+        << program << " failed: " << process.takeErrors();
+    std::istringstream text(process.takeOutput());
     return linesOf(text);
 }
 

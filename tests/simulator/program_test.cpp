@@ -9,10 +9,11 @@
 #include <memory>
 #include <vector>
 
-#include <QtCore/QProcess>
+#include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
 
 #include "tests/simulator/raw_client.h"
+#include "tests/support/child_process.h"
 
 namespace ac500::sim {
 namespace {
@@ -28,40 +29,33 @@ const char* const kPlant = R"({
     "scopes": [{"name": "Main", "variables": [{"name": "count", "type": "WORD", "area": 1, "offset": 0}]}]
 })";
 
+std::vector<std::string> plain(const QStringList& texts) {
+    std::vector<std::string> result;
+    for (const QString& text : texts) {
+        result.push_back(text.toStdString());
+    }
+    return result;
+}
+
 class Program : public testing::Test {
 protected:
-    ~Program() override {
-        if (process_.state() != QProcess::NotRunning) {
-            process_.kill();
-            process_.waitForFinished(kLimitMs);
-        }
-    }
-
     QString file(const char* name, const std::string& text) {
         const QString path = folder_.filePath(name);
         std::ofstream(path.toStdString()) << text;
         return path;
     }
 
-    void start(const QStringList& arguments) {
-        process_.start(AC500_SIM_PROGRAM, arguments);
-        ASSERT_TRUE(process_.waitForStarted(kLimitMs)) << process_.errorString().toStdString();
-    }
+    void start(const QStringList& arguments) { ASSERT_TRUE(process_.start(AC500_SIM_PROGRAM, plain(arguments))); }
 
     // The next line of the output, without its end.
-    std::string line() {
-        while (!process_.canReadLine() && process_.waitForReadyRead(kLimitMs)) {
-        }
-        return process_.readLine().trimmed().toStdString();
-    }
+    std::string line() { return process_.takeLine(kLimitMs); }
 
     int exitCode() {
-        process_.waitForFinished(kLimitMs);
-        EXPECT_EQ(process_.exitStatus(), QProcess::NormalExit);
+        EXPECT_TRUE(process_.waitForEnd(kLimitMs));
         return process_.exitCode();
     }
 
-    std::string errors() { return process_.readAllStandardError().toStdString(); }
+    std::string errors() { return process_.takeErrors(); }
 
     // Starts with a good plant on a free port and takes both first lines.
     void startServing(const QStringList& more = {}) {
@@ -73,7 +67,7 @@ protected:
     }
 
     QTemporaryDir folder_;
-    QProcess process_;
+    test::ChildProcess process_;
     std::uint16_t port_ = 0;
 };
 
@@ -83,7 +77,7 @@ TEST_F(Program, ServesUntilItIsTerminatedAndSumsUp) {
         RawClient client(port_);
         EXPECT_EQ(client.handshake().size(), 4U);
     }
-    process_.terminate();
+    process_.sendSignal(SIGTERM);
     EXPECT_EQ(line(),
               "ac500-sim: ended after 1 connection, 2 requests (1 hello, 1 symbols, 0 read, 0 write, 0 other), "
               "0 refused, 0 faults");
@@ -93,8 +87,7 @@ TEST_F(Program, ServesUntilItIsTerminatedAndSumsUp) {
 
 TEST_F(Program, AnInterruptEndsItToo) {
     startServing({"--quiet"});
-    ASSERT_GT(process_.processId(), 0) << "0 would interrupt this test's own process group";
-    ::kill(static_cast<pid_t>(process_.processId()), SIGINT);
+    process_.sendSignal(SIGINT);
     EXPECT_THAT(line(), StartsWith("ac500-sim: ended after 0 connections"));
     EXPECT_EQ(exitCode(), 0);
     EXPECT_EQ(errors(), "");
@@ -111,7 +104,7 @@ TEST_F(Program, TellsOfFaultsAndWithVerboseOfEveryRequest) {
         RawClient client(port_);
         EXPECT_EQ(hex(client.ask(helloRequest()).substr(0, 8)), "BB BB 00 00 00 C8 0F 01");
     }
-    process_.terminate();
+    process_.sendSignal(SIGTERM);
     EXPECT_EQ(exitCode(), 0);
     const std::string told = errors();
     EXPECT_THAT(told, HasSubstr("client 1: hello, reply of 206 bytes\n"));
@@ -159,11 +152,12 @@ TEST_F(Program, ReservedNamesInASymbolFileAreTwo) {
 
 TEST_F(Program, APortInUseIsThree) {
     startServing();
-    QProcess second;
-    second.start(AC500_SIM_PROGRAM, {"--symbols", folder_.filePath("plant.json"), "--port", QString::number(port_)});
-    ASSERT_TRUE(second.waitForFinished(kLimitMs));
+    test::ChildProcess second;
+    second.start(AC500_SIM_PROGRAM,
+                 plain({"--symbols", folder_.filePath("plant.json"), "--port", QString::number(port_)}));
+    ASSERT_TRUE(second.waitForEnd(kLimitMs));
     EXPECT_EQ(second.exitCode(), 3);
-    EXPECT_THAT(second.readAllStandardError().toStdString(), HasSubstr("choose another --port, or 0 for a free one"));
+    EXPECT_THAT(second.takeErrors(), HasSubstr("choose another --port, or 0 for a free one"));
 }
 
 TEST_F(Program, AnAddressThatIsNoneIsThree) {
