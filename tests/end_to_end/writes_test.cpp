@@ -148,20 +148,38 @@ TEST_F(WritesTest, AtTheEndOfTheSessionEveryPendingWriteFails) {
 }
 
 TEST_F(WritesTest, WhatFailedWithASessionIsNotSentByTheNext) {
+    settings.loop.replyTimeout = host::Milliseconds(5000);
     begin({"Main.bool"});
     read("Main.bool");
-    plc.inject({sim::FaultKind::Silence, 0}, 1000, sim::Service::Read);
-    EXPECT_TRUE(eventually([&] { return !session->status().isOnline; }));
+    plc.inject({sim::FaultKind::Delay, 2000}, 1, sim::Service::Read);
+    EXPECT_TRUE(eventually([&] { return plc.counters().faults == 1; }));
     const std::int32_t serial = order("Main.int", "99");
+    EXPECT_TRUE(eventually([&] { return stepOf(serial) == WriteStep::WithDriver; }));
     session->stop();
     EXPECT_EQ(stepOf(serial), WriteStep::Failed);
     session.reset();
-    plc.inject({sim::FaultKind::None, 0}, 0);
     plc.write(1, 4, bytesOf("00 01"));
     begin({"Main.int"});
     EXPECT_EQ(read("Main.int"), "1");
-    EXPECT_EQ(inPlc(1, 4, 2), "00 01");
     EXPECT_EQ(plc.counters().writes, 0u);
+}
+
+TEST_F(WritesTest, AFailedWriteLeavesNoValueUntilThePlcWasReadAgain) {
+    settings.retryLimit = 0;
+    plc.write(1, 4, bytesOf("00 07"));
+    begin({"Main.int"});
+    EXPECT_EQ(read("Main.int"), "7");
+    // From the write on nothing is answered: the driver's image holds the 5, and nobody knows what the PLC has.
+    plc.inject({sim::FaultKind::Silence, 0}, 1000, sim::Service::Write);
+    const std::int32_t serial = order("Main.int", "5");
+    EXPECT_TRUE(eventually([&] { return plc.counters().faults > 0; }));
+    plc.inject({sim::FaultKind::Silence, 0}, 1000);
+    EXPECT_TRUE(eventually([&] { return stepOf(serial) == WriteStep::Failed; }));
+    EXPECT_EQ(stateOf("Main.int"), host::ValueState::WriteFailed);
+    EXPECT_FALSE(session->value(tag("Main.int")).isKnown);
+    plc.inject({sim::FaultKind::None, 0}, 0);
+    EXPECT_TRUE(eventually([&] { return session->value(tag("Main.int")).isKnown; })) << lastFailure();
+    EXPECT_EQ(session->value(tag("Main.int")).values, host::HostValues{std::int64_t{5}});
 }
 
 TEST_F(WritesTest, AWrittenValueIsPendingUntilThePlcWasReadAgain) {

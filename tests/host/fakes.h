@@ -111,6 +111,7 @@ private:
 
     RW_VAR* take(const QByteArray& reply, int received) {
         if (frames.empty()) {
+            diary.push_back("nothing is queued");
             return answer(1);
         }
         result_ = frames.front().var;
