@@ -40,9 +40,9 @@ FittedIndex carryOver(qint32 value, qint32 lower, qint32 upper) {
 // when the element lies beyond the array or the bounds do not fit the items.
 QString concreteIndexList(const Label_Type_Info& record, QString indexList, int argument) {
     const QStringList items = indexList.remove(QLatin1Char(' ')).split(QLatin1Char(','));
-    const int outermost = record.dimensions - items.size();
-    if (record.dimensions < 1 || outermost < 0 || !hasBoundsFor(record.arrayBounds, record.dimensions))
+    if (record.dimensions < items.size() || !hasBoundsFor(record.arrayBounds, record.dimensions))
         return QString();
+    const int outermost = record.dimensions - items.size();
 
     QStringList output;
     qint32 carry = 0;

@@ -47,7 +47,7 @@ QByteArray readBitAddressed(const ControlInformationM& info, int count, ByteImag
 QByteArray readPackedBytes(const ControlInformationM& info, int count, ByteImage& image) {
     QByteArray out = zeroWords(count);
     const ImageKey key = readKey(info.area, info.address);
-    const int elements = convertedElements(info, count);
+    const int elements = convertedElements(info, qMin(count, out.size()));  // bytes of a huge count wrap
     for (int i = 0; i < elements; ++i)
         out[i] = static_cast<char>(image.byte(key + static_cast<quint32>(i)));
     return out;
