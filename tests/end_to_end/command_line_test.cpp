@@ -4,14 +4,16 @@
 #include <signal.h>
 
 #include <QtCore/QFile>
-#include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
 #include <QtNetwork/QTcpServer>
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/child_process.h"
+
 namespace {
 
+using ac500::test::ChildProcess;
 using nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;
@@ -27,55 +29,44 @@ struct Outcome {
     std::string error;
 };
 
-QStringList listOf(const std::vector<std::string>& texts) {
-    QStringList list;
-    for (const std::string& text : texts) {
-        list << QString::fromStdString(text);
-    }
-    return list;
+using Texts = std::vector<std::string>;
+
+Texts operator+(Texts texts, const Texts& more) {
+    texts.insert(texts.end(), more.begin(), more.end());
+    return texts;
 }
 
 class CommandLineTest : public testing::Test {
 protected:
     void TearDown() override {
-        if (simulator_.state() != QProcess::NotRunning) {
-            simulator_.terminate();
-            EXPECT_TRUE(simulator_.waitForFinished(kPatienceMs));
+        if (simulator_.isRunning()) {
+            simulator_.sendSignal(SIGTERM);
+            EXPECT_TRUE(simulator_.waitForEnd(kPatienceMs));
         }
     }
 
-    void startSimulator(const std::vector<std::string>& options = {}) {
-        QStringList arguments = listOf({"--symbols", AC500_PLANT, "--port", "0", "--quiet"});
-        arguments += listOf(options);
-        simulator_.start(AC500_SIMULATOR, arguments);
-        ASSERT_TRUE(simulator_.waitForReadyRead(kPatienceMs)) << simulator_.readAllStandardError().toStdString();
-        const QByteArray line = simulator_.readLine().trimmed();
-        plc_ = line.mid(line.lastIndexOf(' ') + 1).toStdString();
-        ASSERT_THAT(plc_, MatchesRegex("127\\.0\\.0\\.1:[0-9]+"));
+    void startSimulator(const Texts& options = {}) {
+        const Texts arguments{"--symbols", AC500_PLANT, "--port", "0", "--quiet"};
+        ASSERT_TRUE(simulator_.start(AC500_SIMULATOR, arguments + options));
+        const std::string line = simulator_.takeLine(kPatienceMs);
+        plc_ = line.substr(line.rfind(' ') + 1);
+        ASSERT_THAT(plc_, MatchesRegex("127\\.0\\.0\\.1:[0-9]+")) << simulator_.takeErrors();
     }
 
-    std::vector<std::string> usual() const {
-        return {"--driver", AC500_DRIVER, "--symbols", AC500_PLANT, "--plc", plc_};
-    }
+    Texts usual() const { return {"--driver", AC500_DRIVER, "--symbols", AC500_PLANT, "--plc", plc_}; }
 
-    static Outcome runHost(const std::vector<std::string>& arguments) { return run(AC500_HOST, arguments); }
+    static Outcome runHost(const Texts& arguments) { return run(AC500_HOST, arguments); }
 
-    static Outcome run(const char* program, const std::vector<std::string>& arguments) {
-        QProcess process;
-        process.start(program, listOf(arguments));
-        EXPECT_TRUE(process.waitForFinished(kPatienceMs));
-        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                process.readAllStandardOutput().toStdString(), process.readAllStandardError().toStdString()};
+    static Outcome run(const char* program, const Texts& arguments) {
+        ChildProcess process;
+        EXPECT_TRUE(process.start(program, arguments) && process.waitForEnd(kPatienceMs));
+        return {process.exitCode(), process.takeOutput(), process.takeErrors()};
     }
 
     // With driver, symbols and PLC.
-    Outcome host(const std::vector<std::string>& arguments) const {
-        std::vector<std::string> all = usual();
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        return runHost(all);
-    }
+    Outcome host(const Texts& arguments) const { return runHost(usual() + arguments); }
 
-    QProcess simulator_;
+    ChildProcess simulator_;
     std::string plc_ = "127.0.0.1:1";  // nobody listens there
 };
 
@@ -192,36 +183,24 @@ TEST_F(CommandLineTest, WatchAsJsonIsOneObjectPerLine) {
 
 TEST_F(CommandLineTest, WatchEndsCleanlyWithCtrlC) {
     startSimulator();
-    QProcess process;
-    QStringList arguments = listOf(usual());
-    arguments << "watch"
-              << "--interval"
-              << "100"
-              << "Main.setpoint";
-    process.start(AC500_HOST, arguments);
-    std::string out;
-    while (out.find("fresh") == std::string::npos && process.waitForReadyRead(kPatienceMs)) {
-        out += process.readAllStandardOutput().toStdString();
-    }
-    ASSERT_EQ(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
-    EXPECT_TRUE(process.waitForFinished(kPatienceMs));
-    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    ChildProcess process;
+    ASSERT_TRUE(process.start(AC500_HOST, usual() + Texts{"watch", "--interval", "100", "Main.setpoint"}));
+    std::string line;
+    do {
+        line = process.takeLine(kPatienceMs);
+    } while (!line.empty() && line.find("fresh") == std::string::npos);
+    EXPECT_THAT(line, HasSubstr("fresh"));
+    ASSERT_TRUE(process.sendSignal(SIGINT));
+    EXPECT_TRUE(process.waitForEnd(kPatienceMs));
     EXPECT_EQ(process.exitCode(), 0);
 }
 
 TEST_F(CommandLineTest, ReadEndedByCtrlCSaysSoInItsExitCode) {
-    QProcess process;
-    QStringList arguments = listOf(usual());
-    arguments << "--wait"
-              << "50000"
-              << "--verbose"
-              << "read"
-              << "Main.setpoint";
-    process.start(AC500_HOST, arguments);
-    process.setReadChannel(QProcess::StandardError);
-    ASSERT_TRUE(process.waitForReadyRead(kPatienceMs));
-    ASSERT_EQ(::kill(static_cast<pid_t>(process.processId()), SIGINT), 0);
-    EXPECT_TRUE(process.waitForFinished(kPatienceMs));
+    ChildProcess process;
+    ASSERT_TRUE(process.start(AC500_HOST, usual() + Texts{"--wait", "50000", "--verbose", "read", "Main.setpoint"}));
+    ASSERT_TRUE(process.waitForOutput(kPatienceMs));
+    ASSERT_TRUE(process.sendSignal(SIGINT));
+    EXPECT_TRUE(process.waitForEnd(kPatienceMs));
     EXPECT_EQ(process.exitCode(), 130);
 }
 
@@ -271,7 +250,7 @@ TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
         {"--symbols", AC500_PLANT, "write", "Main.counter=65536"},
         {"--symbols", AC500_PLANT, "write", "Main.recipe[1..3]=1,2"},
     };
-    for (const std::vector<std::string>& arguments : wrong) {
+    for (const Texts& arguments : wrong) {
         const Outcome outcome = runHost(arguments);
         EXPECT_EQ(outcome.exitCode, 1) << outcome.error;
         EXPECT_THAT(outcome.error, StartsWith("usage: "));
