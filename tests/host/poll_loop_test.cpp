@@ -306,6 +306,16 @@ TEST_F(PollLoopTest, HalfAHandshakeIsNotContinuedOnAnotherConnection) {
     EXPECT_EQ(transport_.connections, 2);
 }
 
+TEST_F(PollLoopTest, ALinkLostBetweenTheFramesOfTheHandshakeStartsItAgain) {
+    driver_.offerHandshake();
+    stepUntil([this] { return driver_.frames.size() == 1; });
+    transport_.closedByPeer = true;
+    stepUntil([this] { return transport_.connections == 2 && loop_->state() == LoopState::Exchanging; });
+    steps(3);
+    EXPECT_TRUE(driver_.frames.empty());
+    EXPECT_THAT(transport_.sent, SizeIs(1)) << "the second frame was sent on a connection without the first";
+}
+
 TEST_F(PollLoopTest, AnUnansweredFirstFrameCountsAsOneFailureAndIsOfferedAgain) {
     transport_.answer = nullptr;
     driver_.offerHandshake();

@@ -131,6 +131,8 @@ Milliseconds PollLoop::continueConnecting() {
         assembler_.clear();
         connected_ = true;
         driverIsIdle_ = false;
+        // Whatever the driver believes, it is about an earlier connection until it opens a session on this one.
+        session_ = Session::Stale;
         ++statistics_.connections;
         state_ = LoopState::Exchanging;
     } else if (result.status == ConnectStatus::Failed) {
