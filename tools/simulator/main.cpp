@@ -59,7 +59,7 @@ EventSink eventSink(const Options& options) {
     };
 }
 
-std::string counted(std::size_t count, const char* what) {
+std::string counted(std::uint64_t count, const char* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
