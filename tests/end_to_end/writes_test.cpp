@@ -147,6 +147,20 @@ TEST_F(WritesTest, AtTheEndOfTheSessionEveryPendingWriteFails) {
     EXPECT_EQ(stepOf(tooLate), WriteStep::Failed);
 }
 
+TEST_F(WritesTest, AtTheEndOfTheSessionABitWriteThatIsStillReadingFails) {
+    settings.loop.replyTimeout = host::Milliseconds(5000);
+    begin({"Main.bool"});
+    read("Main.bool");
+    plc.inject({sim::FaultKind::Delay, 2000}, 1, sim::Service::Read);
+    EXPECT_TRUE(eventually([&] { return plc.counters().faults == 1; }));
+    const std::int32_t bit = order("Main.word.b[3]", "1");
+    EXPECT_TRUE(eventually([&] { return stepOf(bit) == WriteStep::ReadingFirst; }));
+    session->stop();
+    EXPECT_EQ(stepOf(bit), WriteStep::Failed);
+    EXPECT_EQ(failureOf(bit).find("not sent: "), 0u) << failureOf(bit);
+    EXPECT_EQ(plc.counters().writes, 0u);
+}
+
 TEST_F(WritesTest, WhatFailedWithASessionIsNotSentByTheNext) {
     settings.loop.replyTimeout = host::Milliseconds(5000);
     begin({"Main.bool"});
