@@ -121,13 +121,17 @@ TEST_F(WritesTest, WithoutALinkAWriteFailsAfterItsDeadlineAndIsNotSentLater) {
 
 TEST_F(WritesTest, WritesThatTheDriverHoldsWhenTheLinkGoesForGoodFailAfterTheirDeadline) {
     settings.writeDeadline = host::Milliseconds(500);
+    settings.loop.replyTimeout = host::Milliseconds(5000);
     begin({"Main.bool"});
     read("Main.bool");
-    plc.inject({sim::FaultKind::Silence, 0}, 1000);
+    // The link goes while a cyclic read is in flight: that one is given up, and the writes stay with the driver.
+    plc.inject({sim::FaultKind::Delay, 3000}, 1, sim::Service::Read);
+    EXPECT_TRUE(eventually([&] { return plc.counters().faults == 1; }));
     const std::vector<std::int32_t> serials = orderMany(100);
-    EXPECT_TRUE(eventually([&] { return countOf(serials, WriteStep::WithDriver) > 0; }));
+    EXPECT_TRUE(eventually([&] { return countOf(serials, WriteStep::WithDriver) == 100; }));
     plc.stop();
     EXPECT_TRUE(eventually([&] { return countOf(serials, WriteStep::Failed) == 100; }));
+    EXPECT_NE(failureOf(serials[0]).find("no connection to"), std::string::npos) << failureOf(serials[0]);
 }
 
 TEST_F(WritesTest, AtTheEndOfTheSessionEveryPendingWriteFails) {

@@ -131,7 +131,7 @@ Milliseconds PollLoop::continueConnecting() {
         assembler_.clear();
         connected_ = true;
         driverIsIdle_ = false;
-        // Whatever the driver believes, it is about an earlier connection until it opens a session on this one.
+        // A session of the last connection, half of one, or one of an earlier user of the library.
         session_ = Session::Stale;
         ++statistics_.connections;
         state_ = LoopState::Exchanging;
@@ -341,13 +341,11 @@ void PollLoop::handOver(const RequestFrame& request, QByteArray reply) {
 
 void PollLoop::accepted(const RequestFrame& request, const QByteArray& reply) {
     ++statistics_.framesAccepted;
-    if (request.service == Service::OpenSession) {
-        session_ = Session::Opening;
-        return;
-    }
     if (request.service == Service::SymbolFile) {
         session_ = Session::Open;
         ++statistics_.handshakes;
+    }
+    if (isHandshake(request.service)) {
         return;
     }
     nextBackOff_ = settings_.firstBackOff;
@@ -389,7 +387,7 @@ void PollLoop::connectionLost(const Failure& reason) {
     closeConnection();
     mustFeed_ = exchange_.has_value();
     exchange_.reset();
-    if (session_ == Session::Opening || session_ == Session::Open) {
+    if (session_ == Session::Open) {
         session_ = Session::Stale;
     }
     if (mustFeed_ || session_ == Session::Stale) {

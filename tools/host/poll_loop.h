@@ -113,10 +113,9 @@ private:
     // What the driver believes about its session with the PLC. Session bytes belong to a connection and to a run of the
     // PLC, so a session that outlives its connection must be ended before the next request.
     enum class Session {
-        None,     // its next frame opens a session
-        Opening,  // the first frame of the handshake was answered on this connection
-        Open,     // both were
-        Stale,    // it believes in a session (or half of one) of an earlier connection
+        None,   // not open; on a connection: its next frame is one of the handshake
+        Open,   // the handshake was completed on this connection
+        Stale,  // whatever it believes is about an earlier connection
     };
 
     struct Exchange {
@@ -162,8 +161,7 @@ private:
     const LoopSettings settings_;
 
     LoopState state_ = LoopState::Disconnected;
-    // The library may have been used before this loop began: what it believes is unknown.
-    Session session_ = Session::Stale;
+    Session session_ = Session::None;
     std::optional<Exchange> exchange_;
     ReplyAssembler assembler_;
     Time connectDeadline_{0};
