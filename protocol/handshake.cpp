@@ -1,6 +1,7 @@
 // The two fixed requests that open a connection, and what their replies must be. docs/wire-format.md shows all four.
 #include "core/host_interface.h"
 #include "protocol/envelope.h"
+#include "protocol/request_record.h"
 
 using namespace ac500;
 
@@ -23,12 +24,8 @@ enum HandshakeResult {
 };
 
 void queueHandshakeFrame(const char* hexText, const RW_VAR& var) {
-    Protocol request = Protocol();
-    request.frame = QByteArray::fromHex(hexText);
-    request.frameLength = request.frame.size();
-    request.replyLength = -1;
+    Protocol request = requestRecord(QByteArray::fromHex(hexText), var);
     request.minReplyLength = kEnvelopeBytes;
-    request.var = var;
     PLC_driver.frameList.append(request);
     PLC_driver.comInfo->frameTotal += 1;
 }

@@ -1,7 +1,7 @@
 #include "services/request_queue.h"
 
 #include "core/communication_protocol.h"
-#include "protocol/reply_step.h"
+#include "protocol/request_record.h"
 
 namespace ac500 {
 
@@ -13,12 +13,8 @@ RequestContent batchContent() {
 void queueRequest(const QByteArray& frame, ReplyDataOffset replyDataOffset, const RW_VAR& var) {
     if (frame.isEmpty())
         return;
-    Protocol request = Protocol();
-    request.frame = frame;
-    request.frameLength = frame.size();
-    request.replyLength = kNotMeasured;
+    Protocol request = requestRecord(frame, var);
     request.replyDataOffset = replyDataOffset;
-    request.var = var;
     PLC_driver.frameList.append(request);
     PLC_driver.comInfo->frameDone = 0;
     PLC_driver.comInfo->frameTotal = 1;
