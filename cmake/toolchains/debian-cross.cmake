@@ -8,8 +8,9 @@ set(CMAKE_SYSROOT ${AC500_ROOT}/build/sysroot/${AC500_TARGET_ARCH})
 
 set(CMAKE_C_COMPILER ${AC500_TARGET_TRIPLET}-gcc)
 set(CMAKE_CXX_COMPILER ${AC500_TARGET_TRIPLET}-g++)
-# Leak detection stops the program with ptrace, which qemu-user does not offer.
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${CMAKE_SYSROOT} -E ASAN_OPTIONS=detect_leaks=0)
+# Leak detection stops the program with ptrace, which qemu-user does not offer. The sanitizer reads its options from the
+# environment of the emulator, not from the emulated one.
+set(CMAKE_CROSSCOMPILING_EMULATOR env ASAN_OPTIONS=detect_leaks=0 qemu-arm -L ${CMAKE_SYSROOT})
 
 set(CMAKE_FIND_ROOT_PATH ${CMAKE_SYSROOT})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
