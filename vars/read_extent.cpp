@@ -13,7 +13,7 @@ enum { kBitsPerWord = 16, kBytesPerWord = 2 };
 
 int elementCount(const ControlInformationM& info, ValueGroup group, int requested) {
     if (info.isArray != 0)
-        return qMin(requested, info.arrayCount);
+        return qMin(requested, info.arrayCount);  // of strings too, though they count words (quirk 35)
     return group == kText ? requested : 1;
 }
 

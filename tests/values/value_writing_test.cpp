@@ -89,6 +89,7 @@ TEST_F(WritingValues, StringKeepsItsOrderAndTheHostsCount) {
                   {"count whose bytes wrap writes nothing", "41 42", INT_MAX, ""}});
 }
 
+// quirk 35
 TEST_F(WritingValues, StringInAnArrayIsLimitedByTheArraysExtent) {
     expectWrites("Main.value[1]", kStringCodes,
                  {{"four words into an array of three", kTwentyBytes, 4, "1@181: 01 02 03 04 05 06"}}, {10, 0, 3});

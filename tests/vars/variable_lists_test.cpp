@@ -206,6 +206,7 @@ TEST_F(OneShotReads, CountWhoseBytesWrapReadsNothing) {
     EXPECT_EQ(planned("Main.text", INT_MAX), "") << "2 x 2147483647 is -2 in 32 bits";
 }
 
+// quirk 35
 TEST_F(OneShotReads, StringInAnArrayIsLimitedByTheArraysExtent) {
     loadMain({asArray(variable("texts", 10, 700), {10, 0, 3})});
     EXPECT_EQ(planned("Main.texts[1]", 40), "1@781+6");
