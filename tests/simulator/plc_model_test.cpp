@@ -147,6 +147,8 @@ TEST(PlcModel, AFaultMeetsTheReplyAfterTheArmingWrite) {
     EXPECT_TRUE(model.serve(readMode(end)).delivery.steps.empty());
     EXPECT_EQ(model.serve(readMode(end)).delivery.steps.size(), 1U);
     EXPECT_EQ(model.counters().faults, 2U);
+    EXPECT_EQ(model.counters().faultsByKind.at(static_cast<std::size_t>(FaultKind::Silence)), 2U);
+    EXPECT_EQ(model.counters().faultsByKind.at(static_cast<std::size_t>(FaultKind::None)), 0U);
 }
 
 TEST(PlcModel, WritingKindZeroDisarms) {

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "tests/simulator/support.h"
+#include "tools/simulator/pattern.h"
 
 namespace ac500::sim {
 namespace {
@@ -123,6 +124,15 @@ TEST_F(SignalGeneratorTest, EchoRepeatsWhatIsInItsSource) {
     memory_.write(1, 0, raw("12 34"));
     generator.advance(1, memory_);
     EXPECT_EQ(word(4), "12 34");
+}
+
+TEST_F(SignalGeneratorTest, PatternTakesTheGenerationOfTheTime) {
+    SignalGenerator generator({{signal(Signal::Kind::Pattern, 0, 0, 200), intAt(2), Element()}}, 1);
+    generator.advance(599, memory_);
+    EXPECT_EQ(memory_.read({1, 2, 2}), patternBytes(intAt(2), 2));
+    generator.advance(600, memory_);
+    EXPECT_EQ(memory_.read({1, 2, 2}), patternBytes(intAt(2), 3));
+    EXPECT_NE(patternBytes(intAt(2), 2), patternBytes(intAt(2), 3));
 }
 
 TEST_F(SignalGeneratorTest, AChainOfEchoesArrivesInOneAdvanceInAnyOrder) {

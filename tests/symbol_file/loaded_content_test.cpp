@@ -66,7 +66,7 @@ std::string number(double value) {
 }
 
 std::string text(const Signal& signal) {
-    const char* const kinds[] = {"constant", "counter", "ramp", "sine", "square", "random-walk", "echo"};
+    const char* const kinds[] = {"constant", "counter", "ramp", "sine", "square", "random-walk", "echo", "pattern"};
     return signal.tag + " " + kinds[static_cast<int>(signal.kind)] + " " + number(signal.minimum) + " to " +
            number(signal.maximum) + " by " + number(signal.step) + " in " + std::to_string(signal.periodMs) + " of <" +
            signal.source + "> line " + std::to_string(signal.line);
@@ -87,23 +87,25 @@ TEST(LoadedSignals, HaveWhatTheFileSaysAndElseTheDefaults) {
                             "Main.row[-2] sine 0. to 5. by 1. in 1 of <> line 36",                           //
                             "Main.bit square 0. to 1. by 1. in 1000 of <> line 37",                          //
                             "Main.row[2] random-walk -10. to 10. by 0.5 in 1000 of <> line 38",              //
-                            "Main.double echo 0. to 0. by 1. in 1000 of <Main.real> line 39"));
+                            "Main.double echo 0. to 0. by 1. in 1000 of <Main.real> line 39",                //
+                            "Main.row[0] pattern 0. to 0. by 1. in 250 of <> line 40",                       //
+                            "Main.title pattern 0. to 0. by 1. in 1000 of <> line 41"));
 }
 
 TEST(LoadedInitialValues, AreTextInOneSpelling) {
     std::vector<std::string> values;
     for (const InitialValue& value : loadGood(AC500_TEST_DATA "/signals.json").initialValues)
         values.push_back(value.tag + " = " + value.text + " line " + std::to_string(value.line));
-    EXPECT_THAT(values, ElementsAre("Main.on = TRUE line 42",                       //
-                                    "Main.bit = FALSE line 43",                     //
-                                    "Main.small = -128 line 44",                    //
-                                    "Main.word = 65535 line 45",                    //
-                                    "Main.long = -9223372036854775808 line 46",     //
-                                    "Main.natural = 18446744073709551615 line 47",  //
-                                    "Main.real = 2.50e1 line 48",                   //
-                                    "Main.row[0] = 12 line 49",                     //
-                                    "Main.title = hello line 50",                   //
-                                    "Main.code = 4711 line 51"));
+    EXPECT_THAT(values, ElementsAre("Main.on = TRUE line 44",                       //
+                                    "Main.bit = FALSE line 45",                     //
+                                    "Main.small = -128 line 46",                    //
+                                    "Main.word = 65535 line 47",                    //
+                                    "Main.long = -9223372036854775808 line 48",     //
+                                    "Main.natural = 18446744073709551615 line 49",  //
+                                    "Main.real = 2.50e1 line 50",                   //
+                                    "Main.row[0] = 12 line 51",                     //
+                                    "Main.title = hello line 52",                   //
+                                    "Main.code = 4711 line 53"));
 }
 
 }  // namespace

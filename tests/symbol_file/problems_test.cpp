@@ -290,8 +290,8 @@ INSTANTIATE_TEST_SUITE_P(
                 {R"(20:7: simulation.signals[0]: echoes form a circle (Main.level < Main.grid[1] < )"
                  R"(Main.counter < Main.level); give one of them another signal)"}},
         Finding{"echo_of_a_string",
-                {R"(20:57: simulation.signals[0].source: is a string; signals drive and repeat numbers )"
-                 R"(and booleans only)"}},
+                {R"(20:57: simulation.signals[0].source: is a string; signals but "pattern" drive and )"
+                 R"(repeat numbers and booleans only)"}},
         Finding{"echo_of_itself",
                 {R"(20:7: simulation.signals[0]: echoes form a circle (Main.level < Main.level); give )"
                  R"(one of them another signal)"}},
@@ -316,7 +316,7 @@ INSTANTIATE_TEST_SUITE_P(
                  R"("ramp"?)"}},
         Finding{"signal_kind_unknown",
                 {R"(20:39: simulation.signals[0].signal: unknown kind of signal "sawtooth"; use )"
-                 R"(constant, counter, ramp, sine, square, random-walk or echo)"}},
+                 R"(constant, counter, ramp, sine, square, random-walk, echo or pattern)"}},
         Finding{"signal_maximum_missing", {R"(20:7: simulation.signals[0]: "max" is missing; give the largest value)"}},
         Finding{"signal_maximum_of_a_float_counter_missing",
                 {R"(20:7: simulation.signals[0]: "max" is missing; give the largest value)"}},
@@ -351,8 +351,8 @@ INSTANTIATE_TEST_SUITE_P(
                 {R"(20:15: simulation.signals[0].tag: names a single bit of a variable; name the whole )"
                  R"(variable)"}},
         Finding{"signal_tag_of_a_string",
-                {R"(20:15: simulation.signals[0].tag: is a string; signals drive and repeat numbers and )"
-                 R"(booleans only)"}},
+                {R"(20:15: simulation.signals[0].tag: is a string; signals but "pattern" drive and )"
+                 R"(repeat numbers and booleans only)"}},
         Finding{"signal_tag_of_an_array",
                 {R"(20:15: simulation.signals[0].tag: "Main.grid": "grid" is the array [1..2]; add an )"
                  R"(index)"}},

@@ -3,6 +3,7 @@
 #ifndef AC500_TOOLS_SIMULATOR_FAULT_RULE_H
 #define AC500_TOOLS_SIMULATOR_FAULT_RULE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,6 +26,8 @@ enum class FaultKind : std::uint16_t {
     Reset = 9,      // the connection is reset instead of a reply
     Restart = 10,   // the PLC restarts instead of a reply: new session bytes, all connections closed, memory kept
 };
+
+constexpr std::size_t kFaultKinds = 11;  // None included
 
 struct FaultTraits {
     FaultKind kind;

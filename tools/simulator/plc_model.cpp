@@ -110,6 +110,7 @@ Exchange PlcModel::serve(const Bytes& request) {
     }
     if (exchange.fault.kind != FaultKind::None) {
         ++counters_.faults;
+        ++counters_.faultsByKind[static_cast<std::size_t>(exchange.fault.kind)];
     }
     if (exchange.fault.kind == FaultKind::Restart) {
         restart();

@@ -4,6 +4,7 @@
 #ifndef AC500_TOOLS_SIMULATOR_PLC_MODEL_H
 #define AC500_TOOLS_SIMULATOR_PLC_MODEL_H
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@ struct Counters {
     std::uint64_t others = 0;   // unknown services and what is no request
     std::uint64_t refused = 0;  // requests answered with a status word of their own (not by a status fault)
     std::uint64_t faults = 0;   // replies that met a fault
+    std::array<std::uint64_t, kFaultKinds> faultsByKind{};  // the same by the number of the kind
 
     std::uint64_t requests() const { return hello + symbols + reads + writes + others; }
 };

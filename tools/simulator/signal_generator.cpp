@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "tools/simulator/pattern.h"
+
 namespace ac500::sim {
 
 namespace {
@@ -80,6 +82,7 @@ double signalValueAt(const Signal& signal, std::int64_t nowMs) {
         case Signal::Kind::RandomWalk:
             return middle(signal);
         case Signal::Kind::Echo:
+        case Signal::Kind::Pattern:
             break;
     }
     return 0;
@@ -103,6 +106,10 @@ void SignalGenerator::advance(std::int64_t nowMs, PlcMemory& memory) {
     const std::int64_t now = std::max<std::int64_t>(nowMs, 0);
     for (std::size_t i = 0; i < wirings_.size(); ++i) {
         const Signal& signal = wirings_[i].signal;
+        if (signal.kind == Signal::Kind::Pattern) {
+            writePattern(memory, wirings_[i].target, static_cast<std::uint64_t>(wholePeriods(signal, now)));
+            continue;
+        }
         const bool walks = signal.kind == Signal::Kind::RandomWalk;
         writeNumber(memory, wirings_[i].target,
                     walks ? walkedValue(signal, walks_[i], now) : signalValueAt(signal, now));

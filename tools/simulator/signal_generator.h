@@ -10,6 +10,7 @@
 //   Square      minimum in the first half of each period, maximum in the second
 //   RandomWalk  starts in the middle; after each whole period it moves by at most `step` either way and stays within
 //               minimum and maximum; depends on the seed, the position in the file and the time, on nothing else
+//   Pattern     the pattern (pattern.h) of the number of whole periods so far
 //   Echo        the value of its source; echoes are written after all other signals, an echo of an echo after that one
 //
 // Knows no clock. Not thread-safe.
@@ -24,7 +25,7 @@
 
 namespace ac500::sim {
 
-// The value of every kind that depends on nothing but time; the middle for RandomWalk, 0 for Echo.
+// The value of every kind that depends on nothing but time; the middle for RandomWalk, 0 for Echo and Pattern.
 double signalValueAt(const Signal& signal, std::int64_t nowMs);
 
 class SignalGenerator {

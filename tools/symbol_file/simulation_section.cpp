@@ -29,6 +29,7 @@ const std::vector<SignalKind>& signalKinds() {
         {Signal::Kind::Square, "square", {"min", "max", "periodMs"}},
         {Signal::Kind::RandomWalk, "random-walk", {"min", "max", "step", "periodMs"}},
         {Signal::Kind::Echo, "echo", {"source"}},
+        {Signal::Kind::Pattern, "pattern", {"periodMs"}},
     };
     return kinds;
 }
@@ -140,7 +141,7 @@ public:
         const std::optional<Element> element = find(node);
         if (!element || !isText(element->code))
             return element;
-        problems_->add(*node, "is a string; signals drive and repeat numbers and booleans only");
+        problems_->add(*node, "is a string; signals but \"pattern\" drive and repeat numbers and booleans only");
         return std::nullopt;
     }
 
@@ -183,7 +184,8 @@ public:
     Signal read() {
         signal_.line = object_.node().line();
         const auto tag = object_.require("tag", "name the variable that the signal drives");
-        target_ = tags_.findNumber(tag);
+        const bool takesStrings = kind_ && kind_->kind == Signal::Kind::Pattern;
+        target_ = takesStrings ? tags_.find(tag) : tags_.findNumber(tag);
         if (tag)
             signal_.tag = tag->value->text;
         if (readKind())
@@ -204,9 +206,10 @@ private:
         if (kind_)
             signal_.kind = kind_->kind;
         else if (name)
-            problems_->add(
-                *node, "unknown kind of signal " + quoted(*name) +
-                           suggestion(*name, names, "use constant, counter, ramp, sine, square, random-walk or echo"));
+            problems_->add(*node,
+                           "unknown kind of signal " + quoted(*name) +
+                               suggestion(*name, names,
+                                          "use constant, counter, ramp, sine, square, random-walk, echo or pattern"));
         return kind_ != nullptr;
     }
 
@@ -215,6 +218,8 @@ private:
             readSource();
         } else if (signal_.kind == Signal::Kind::Constant) {
             readConstant();
+        } else if (signal_.kind == Signal::Kind::Pattern) {
+            readPeriod();
         } else {
             readRange();
             readStep();

@@ -94,13 +94,13 @@ struct Area {
 
 // What the simulator does with one tag over time.
 struct Signal {
-    enum class Kind { Constant, Counter, Ramp, Sine, Square, RandomWalk, Echo };
+    enum class Kind { Constant, Counter, Ramp, Sine, Square, RandomWalk, Echo, Pattern };
     std::string tag;  // a leaf, concrete indices: "Main.tank[2].level"
     Kind kind = Kind::Constant;
     double minimum = 0;  // Constant: the value
     double maximum = 0;
     double step = 1;      // Counter and RandomWalk: per period
-    int periodMs = 1000;  // Counter, RandomWalk: one step; Ramp, Sine, Square: one wave
+    int periodMs = 1000;  // Counter, RandomWalk, Pattern: one step; Ramp, Sine, Square: one wave
     std::string source;   // Echo: the tag it repeats
     int line = 0;
 };
