@@ -1,0 +1,51 @@
+#include "bench/driver_setup.h"
+
+#include "bench/workload.h"
+#include "core/host_interface.h"
+
+namespace ac500::bench {
+
+namespace {
+
+quint32 ignoreVariable(quint32, quint32, quint32, quint32) {
+    return 0;
+}
+
+quint32 ignoreFailure(QList<RW_VAR>*, quint32, quint32) {
+    return 0;
+}
+
+}  // namespace
+
+ComInfo& startDriver() {
+    static ComInfo settings = ComInfo();
+    settings.maxRequestWords = kMaxRequestWords;
+    settings.retryLimit = 2;
+    settings.accessMode = 2;
+    SetComInfo(&settings);
+    RegistCallBackFuncIntf(ignoreVariable, ignoreFailure);
+    FlashLocalRegister(nullptr, nullptr, nullptr);
+    return settings;
+}
+
+ComInfo& startDriver(const Corpus& corpus) {
+    ComInfo& settings = startDriver();
+    QList<Label_Type_Info> symbols = corpus.symbols;
+    PassVarName_2(&symbols);
+    QList<HostTag> tags = hostTags(inOrder(corpus.tags, Order::Random));
+    require(ReCreatReadVarList(&tags) > 0, "the driver took no tag");
+    return settings;
+}
+
+void fillImage(const Corpus& corpus) {
+    RW_VAR all = RW_VAR();
+    all.area = kArea;
+    all.dataType = kUnsignedInt;
+    all.size = corpus.areaBytes;
+    for (int address = 0; address < corpus.areaBytes; ++address) {
+        all.data.append(memoryByte(address));
+    }
+    WriteDataToLocal(&all);
+}
+
+}  // namespace ac500::bench

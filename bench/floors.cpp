@@ -1,0 +1,227 @@
+#include "bench/floors.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include <QtCore/QMutexLocker>
+#include <QtCore/QStringList>
+
+#include "bench/driver_setup.h"
+#include "protocol/bytes.h"
+
+namespace ac500::bench {
+
+namespace {
+
+constexpr int kVariableBytes = 2;
+
+QHash<QString, int> startBytesByName(const Corpus& corpus) {
+    QHash<QString, int> result;
+    result.reserve(static_cast<int>(corpus.tags.size()));
+    for (const CorpusTag& tag : corpus.tags) {
+        result.insert(separateCopy(tag.name), tag.startByte);
+    }
+    return result;
+}
+
+bool startsBefore(const RW_VAR& a, const RW_VAR& b) {
+    return a.offset < b.offset;
+}
+
+// Offsets in frames.
+enum { kHeaderBytes = 12, kItemBytes = 10, kSessionBytes = 4, kEnvelopeBytes = 6, kReplyItemsAt = 12 };
+
+bool isComplete(const QByteArray& reply) {
+    return reply.size() >= kEnvelopeBytes && reply.size() == kEnvelopeBytes + getU16(reply.constData() + 4);
+}
+
+}  // namespace
+
+ReadFloor::ReadFloor(const Corpus& corpus) : startBytes_(startBytesByName(corpus)) {
+    for (int address = 0; address < corpus.areaBytes; ++address) {
+        memory_.push_back(memoryByte(address));
+    }
+}
+
+bool ReadFloor::read(const QString& name, char* value) {
+    const auto found = startBytes_.constFind(name);
+    if (found == startBytes_.constEnd()) {
+        return false;
+    }
+    QMutexLocker lock(&mutex_);
+    const char* bytes = memory_.data() + found.value();
+    value[0] = bytes[1];
+    value[1] = bytes[0];
+    return true;
+}
+
+ResolutionFloor::Node ResolutionFloor::nodeOf(const Label_Type_Info& record) {
+    Node node;
+    node.offset = record.offset;
+    node.dataType = record.type & 0xFF;
+    node.area = record.areaList.value(0);
+    if (!record.elementType.isEmpty()) {
+        const Label_Type_Info& structure = record.elementType.first();
+        node.members.reserve(structure.members.size());
+        for (const Label_Type_Info& member : structure.members) {
+            node.members.insert(separateCopy(member.name), nodeOf(member));
+        }
+    }
+    return node;
+}
+
+ResolutionFloor::ResolutionFloor(const Corpus& corpus) {
+    for (const Label_Type_Info& scope : corpus.symbols) {
+        scopes_.insert(separateCopy(scope.name), nodeOf(scope));
+    }
+}
+
+bool ResolutionFloor::resolve(const QString& name, ControlInformationM& info) const {
+    const QStringList parts = name.split(QLatin1Char('.'));
+    const QHash<QString, Node>* level = &scopes_;
+    const Node* node = nullptr;
+    for (const QString& part : parts) {
+        const auto found = level->constFind(part);
+        if (found == level->constEnd()) {
+            return false;
+        }
+        node = &found.value();
+        info.address += node->offset;
+        info.area |= node->area;
+        level = &node->members;
+    }
+    info.dataType = node->dataType;
+    return true;
+}
+
+RebuildFloor::RebuildFloor(const Corpus& corpus) : startBytes_(startBytesByName(corpus)) {}
+
+int RebuildFloor::rebuild(const QList<HostTag>& tags) {
+    std::vector<RW_VAR> records;
+    records.reserve(static_cast<std::size_t>(tags.size()));
+    for (const HostTag& tag : tags) {
+        const auto found = startBytes_.constFind(tag.tagName);
+        if (found == startBytes_.constEnd()) {
+            continue;
+        }
+        RW_VAR var = RW_VAR();
+        var.hostSubId = -1;
+        var.labelName = tag.tagName;
+        var.labelArg = tag.argument;
+        var.dataType = kUnsignedInt;
+        var.offset = found.value();
+        var.size = kVariableBytes;
+        var.area = kArea;
+        records.push_back(std::move(var));
+    }
+    std::stable_sort(records.begin(), records.end(), startsBefore);
+
+    requests_ = QList<RW_VAR>();
+    for (const RW_VAR& var : records) {
+        if (requests_.isEmpty() || var.offset >= requests_.last().offset + kMaxRequestBytes) {
+            requests_.append(var);
+            continue;
+        }
+        RW_VAR& group = requests_.last();
+        const int end = var.offset + var.size;
+        if (end > group.offset + kMaxRequestBytes) {  // the variable crosses the limit: its end opens a request
+            RW_VAR rest = group;
+            rest.offset = group.offset + kMaxRequestBytes;
+            rest.size = end - rest.offset;
+            group.size = kMaxRequestBytes;
+            requests_.append(rest);
+        } else if (end > group.offset + group.size) {
+            group.size = end - group.offset;
+        }
+    }
+    return requests_.size();
+}
+
+void sortFloor(QList<RW_VAR>& list) {
+    std::stable_sort(list.begin(), list.end(), startsBefore);
+}
+
+CycleFloor::CycleFloor(const QList<RW_VAR>& readList, const quint8* sessionBytes)
+    : readList_(readList), result_(RW_VAR()) {
+    std::memcpy(sessionBytes_, sessionBytes, sizeof sessionBytes_);
+}
+
+Protocol* CycleFloor::nextRequest() {
+    if (!frames_.isEmpty()) {
+        return &frames_.first();
+    }
+    QMutexLocker lock(&listMutex_);
+    if (readList_.isEmpty()) {
+        return nullptr;
+    }
+    const int limit = std::min<int>(readList_.size(), kMostEntries);
+    batch_[0] = readList_.at(0);
+    batchCount_ = 1;
+    for (int cost = batch_[0].size + 1; batchCount_ < limit; ++batchCount_) {
+        cost += readList_.at(batchCount_).size + 1;
+        if (cost >= kByteBudget) {
+            break;
+        }
+        batch_[batchCount_] = readList_.at(batchCount_);
+    }
+
+    QByteArray frame(kHeaderBytes + batchCount_ * kItemBytes + kSessionBytes, '\0');
+    char* next = frame.data();
+    putU16(next, 0xBBBB);
+    putU16(next + 4, static_cast<quint16>(frame.size() - kEnvelopeBytes));
+    next[6] = 0x2E;
+    putU32(next + 8, static_cast<quint32>(batchCount_));
+    next += kHeaderBytes;
+    for (int i = 0; i < batchCount_; ++i, next += kItemBytes) {
+        putU16(next, static_cast<quint16>(batch_[i].area));
+        putU32(next + 2, static_cast<quint32>(batch_[i].offset));
+        putU32(next + 6, static_cast<quint32>(batch_[i].size));
+    }
+    std::memcpy(next, sessionBytes_, sizeof sessionBytes_);
+
+    Protocol request = Protocol();
+    request.frame = frame;
+    request.frameLength = frame.size();
+    request.replyLength = -1;
+    request.replyDataOffset = kReplyItemsAt;
+    request.var = batch_[0];
+    frames_.append(request);
+    return &frames_.first();
+}
+
+int CycleFloor::takeReply(QByteArray* reply, int received) {
+    Protocol& head = frames_.first();
+    result_ = head.var;
+    if (head.replyLength == -1) {
+        if (!isComplete(*reply)) {
+            return 0;
+        }
+        head.replyLength = reply->size();
+        return 1;
+    }
+    if (!isComplete(*reply) || received != head.replyLength || getU16(reply->constData() + kEnvelopeBytes) != 0) {
+        return 0;
+    }
+    {
+        QMutexLocker lock(&imageMutex_);
+        const char* next = reply->constData() + head.replyDataOffset;
+        const char* end = reply->constData() + reply->size();
+        for (int i = 0; i < batchCount_; ++i) {
+            const RW_VAR& item = batch_[i];
+            const quint64 key =
+                static_cast<quint64>(static_cast<quint32>(item.area)) << 32 | static_cast<quint32>(item.offset);
+            ++next;  // lead byte
+            for (int k = 0; k < item.size; ++k) {
+                image_.insert(key + static_cast<quint32>(k), next < end ? *next++ : '\0');
+            }
+        }
+    }
+    QMutexLocker lock(&listMutex_);
+    frames_.removeFirst();
+    for (int i = 0; i < batchCount_; ++i) {
+        readList_.move(0, readList_.size() - 1);
+    }
+    return 1;
+}
+
+}  // namespace ac500::bench

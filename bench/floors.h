@@ -1,0 +1,101 @@
+// The floors: what each job costs at least, when it is written straight down with QtCore's and the standard library's
+// containers by somebody who needs none of the driver's generality. They do the whole job on the same input and hand
+// over the same result, and each is checked against the driver's before it is measured.
+//
+// What a floor leaves out, and the driver cannot: errors, arrays, bits, placeholders, other types, symbol records that
+// contradict themselves, more than one area, changes by another thread. So a ratio of 1 is out of reach where the goal
+// is not 1, and the goals are the price that generality may have.
+#ifndef AC500_BENCH_FLOORS_H
+#define AC500_BENCH_FLOORS_H
+
+#include <vector>
+
+#include <QtCore/QHash>
+#include <QtCore/QList>
+#include <QtCore/QMutex>
+#include <QtCore/QString>
+
+#include "bench/corpus.h"
+#include "protocol/protocol.h"
+#include "symbols/control_information.h"
+#include "vars/rw_var.h"
+
+namespace ac500::bench {
+
+// Reading one 16-bit value by name: one look-up of the whole name, one mutex that nobody else wants, two bytes out of
+// a flat array.
+class ReadFloor {
+public:
+    explicit ReadFloor(const Corpus& corpus);
+    // Stores the value in host order; false for an unknown name.
+    bool read(const QString& name, char* value);
+
+private:
+    QHash<QString, int> startBytes_;
+    std::vector<char> memory_;
+    QMutex mutex_;
+};
+
+// Resolving a name: split it at the dots, one hash look-up per component. The hashes stand ready, while the driver's
+// figure includes handing the symbols over and whatever it derives from them.
+class ResolutionFloor {
+public:
+    explicit ResolutionFloor(const Corpus& corpus);
+    bool resolve(const QString& name, ControlInformationM& info) const;
+
+private:
+    struct Node {
+        int offset = 0;
+        int dataType = 0;
+        int area = 0;
+        QHash<QString, Node> members;
+    };
+    static Node nodeOf(const Label_Type_Info& record);
+
+    QHash<QString, Node> scopes_;
+};
+
+// Rebuilding the cyclic list: per tag one look-up of the whole name and one record built, then one std::stable_sort and
+// one pass that merges.
+class RebuildFloor {
+public:
+    explicit RebuildFloor(const Corpus& corpus);
+    int rebuild(const QList<HostTag>& tags);
+    const QList<RW_VAR>& requests() const { return requests_; }
+
+private:
+    QHash<QString, int> startBytes_;
+    QList<RW_VAR> requests_;
+};
+
+// std::stable_sort of the list as it is.
+void sortFloor(QList<RW_VAR>& list);
+
+// One cycle without a network: choosing a batch, encoding it, measuring the reply, checking it, storing it byte by byte
+// in a QHash, taking the request off the queue and rotating the list. The same records, containers and locks as the
+// driver's contract has; reads alone.
+class CycleFloor {
+public:
+    CycleFloor(const QList<RW_VAR>& readList, const quint8* sessionBytes);
+    Protocol* nextRequest();
+    // To be called twice per reply, as DataCom: measures, then processes. Returns the status.
+    int takeReply(QByteArray* reply, int received);
+    const QHash<quint64, char>& image() const { return image_; }
+
+private:
+    enum { kCapacity = 100, kMostEntries = 79, kByteBudget = 800 };
+
+    QMutex listMutex_;
+    QMutex imageMutex_;
+    QList<RW_VAR> readList_;
+    QList<Protocol> frames_;
+    RW_VAR batch_[kCapacity];
+    int batchCount_ = 0;
+    RW_VAR result_;
+    quint8 sessionBytes_[4];
+    QHash<quint64, char> image_;
+};
+
+}  // namespace ac500::bench
+
+#endif

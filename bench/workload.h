@@ -1,0 +1,69 @@
+// A Workload is one measured piece of work at one size. Floors, the driver and other clients are workloads alike: they
+// are timed by the same loop, counted by the same instrumentation, and pay the same call.
+#ifndef AC500_BENCH_WORKLOAD_H
+#define AC500_BENCH_WORKLOAD_H
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/corpus.h"
+
+namespace ac500::bench {
+
+class Workload {
+public:
+    virtual ~Workload() = default;
+
+    // Brings back the state that run() starts from. Neither timed nor counted.
+    virtual void prepare() {}
+
+    // The measured work.
+    virtual void run() = 0;
+
+    // How many of what the scenario is about (reads, tags, cycles) one run() does.
+    virtual double items() const = 0;
+};
+
+// How a workload's time is measured.
+enum class Clocking {
+    Wall,             // wall clock around run()
+    WallAndOwnClock,  // also the processor time of this process, which other processes (servers) do not add to
+};
+
+// "scenario/case/size/who", e.g. "read/twenty-scopes/1000/driver". `make` builds the workload in a process that has used
+// the driver for nothing else; it checks that the workload's results are right, and ends the program when they are not.
+struct Scenario {
+    std::string name;
+    std::function<std::unique_ptr<Workload>()> make;
+    Clocking clocking = Clocking::Wall;
+};
+
+constexpr int kSizes[] = {100, 1000, 10000};
+
+// "NAME/one-scope/100/floor" and so on: floor and driver over every layout and size.
+template <class Floor, class Driver>
+void addOverCorpora(const std::string& name, std::vector<Scenario>& scenarios) {
+    for (const Layout layout : {Layout::OneScope, Layout::TwentyScopes}) {
+        for (const int size : kSizes) {
+            const std::string stem =
+                name + (layout == Layout::OneScope ? "/one-scope/" : "/twenty-scopes/") + std::to_string(size);
+            scenarios.push_back({stem + "/floor", [=] { return std::make_unique<Floor>(makeCorpus(layout, size)); }});
+            scenarios.push_back({stem + "/driver", [=] { return std::make_unique<Driver>(makeCorpus(layout, size)); }});
+        }
+    }
+}
+
+// One function per source file of scenarios.
+void addReadScenarios(std::vector<Scenario>& scenarios);
+void addResolutionScenarios(std::vector<Scenario>& scenarios);
+void addRebuildScenarios(std::vector<Scenario>& scenarios);
+void addCycleScenarios(std::vector<Scenario>& scenarios);
+
+// Ends the program with a message: a figure for work that was not done would look like a good one.
+void require(bool done, const char* what);
+
+}  // namespace ac500::bench
+
+#endif
