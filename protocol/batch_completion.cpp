@@ -1,6 +1,7 @@
 #include "protocol/batch_completion.h"
 
 #include "core/host_interface.h"
+#include "vars/record_order.h"
 
 namespace ac500 {
 
@@ -50,14 +51,6 @@ void reportFinished(QList<RW_VAR> finished, const QList<RW_VAR>& pending) {
     }
 }
 
-void rotateCyclicList() {
-    QList<RW_VAR>& list = PLC_driver.readList;
-    if (list.isEmpty())
-        return;
-    for (int i = 0; i < PLC_driver.batchCount; ++i)
-        list.move(0, list.size() - 1);
-}
-
 // The list that finished variables are taken out of; null for cyclic reads, which stay.
 QList<RW_VAR>* consumedList() {
     if (PLC_driver.batchKind == kWriteBatch)
@@ -77,7 +70,7 @@ void completeBatch() {
     if (consumed != nullptr)
         reportFinished(takeFinished(*consumed), *consumed);
     else if (PLC_driver.batchKind == kCyclicBatch)
-        rotateCyclicList();
+        rotateLeft(PLC_driver.readList, PLC_driver.batchCount);
 
     if (PLC_driver.commFailed == 0)
         return;

@@ -5,6 +5,7 @@
 #include "symbols/data_types.h"
 #include "symbols/symbol_lookup.h"
 #include "symbols/tag_path.h"
+#include "symbols/tag_resolution.h"
 
 using namespace ac500;
 
@@ -77,14 +78,19 @@ int rewriteBelow(const Label_Type_Info& record, QStringList& parts, int index, i
 
 }  // namespace
 
-int get_label_address_info(QString& tag, int argument) noexcept {
-    FoundVariable found = findVariable(PLC_driver.labelTable, tag);
+int ac500::makeConcrete(QString& tag, int argument, SymbolMemory::Use& memory) {
+    FoundVariable found = findVariable(PLC_driver.labelTable, tag, memory);
     if (found.code != kResolved)
         return found.code;
     const int result = get_label_address_3(*found.variable, found.parts, 1, argument);
     if (result == kResolved)
         tag = found.parts.join(QString(QLatin1Char('.')));
     return result;
+}
+
+int get_label_address_info(QString& tag, int argument) noexcept {
+    SymbolMemory::Use memory(symbolMemory);
+    return makeConcrete(tag, argument, memory);
 }
 
 int get_label_address_3(Label_Type_Info const& record, QStringList& parts, int index, int argument) noexcept {

@@ -5,6 +5,7 @@
 #include "symbols/data_types.h"
 #include "symbols/symbol_lookup.h"
 #include "symbols/tag_path.h"
+#include "symbols/tag_resolution.h"
 
 using namespace ac500;
 
@@ -42,13 +43,18 @@ void addArrayPosition(const ArrayPosition& position, int elementBytes, ControlIn
 
 }  // namespace
 
-int get_label_address_info(QString const& tag, ControlInformationM& info) noexcept {
-    const FoundVariable found = findVariable(PLC_driver.labelTable, tag);
+int ac500::resolveConcreteTag(const QString& tag, ControlInformationM& info, SymbolMemory::Use& memory) {
+    const FoundVariable found = findVariable(PLC_driver.labelTable, tag, memory);
     if (found.code != kResolved)
         return found.code;
     info.area = found.variable->areaList.first();
     info.address = found.variable->offset;
     return get_label_address_1(*found.variable, found.parts, 1, info);
+}
+
+int get_label_address_info(QString const& tag, ControlInformationM& info) noexcept {
+    SymbolMemory::Use memory(symbolMemory);
+    return resolveConcreteTag(tag, info, memory);  // not by recalling: words that are not reached stay the caller's
 }
 
 int get_label_address_1(Label_Type_Info const& record, QStringList const& parts, int index,

@@ -23,21 +23,20 @@ const Label_Type_Info* findMember(const Label_Type_Info& record, const QString& 
     return nullptr;
 }
 
-FoundVariable findVariable(const QHash<QString, Label_Type_Info>& table, const QString& tag) {
+FoundVariable findVariable(const LabelTable& table, const QString& tag, SymbolMemory::Use& memory) {
     if (tag.isEmpty())
         return notFound(kEmptyTag);
     FoundVariable result = {kResolved, nullptr, splitTag(tag)};
     if (result.parts.size() < 2)
         return notFound(kTooFewComponents);
 
-    const QHash<QString, Label_Type_Info>::const_iterator scope =
-        table.constFind(splitComponent(result.parts.at(0)).name);
+    const LabelTable::const_iterator scope = table.constFind(splitComponent(result.parts.at(0)).name);
     if (scope == table.constEnd())
         return notFound(kUnknownScope);
     if (scope.value().elementType.isEmpty())
         return notFound(kNoElementType);
 
-    result.variable = findMember(scope.value().elementType.first(), splitComponent(result.parts.at(1)).name);
+    result.variable = memory.findMember(scope.value().elementType.first(), splitComponent(result.parts.at(1)).name);
     if (result.variable == nullptr)
         return notFound(kNotFound);
     if (result.variable->areaList.isEmpty())

@@ -3,12 +3,12 @@
 #ifndef AC500_SYMBOLS_SYMBOL_LOOKUP_H
 #define AC500_SYMBOLS_SYMBOL_LOOKUP_H
 
-#include <QtCore/QHash>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
 #include "symbols/label_type_info.h"
 #include "symbols/resolution_code.h"
+#include "symbols/symbol_memory.h"
 
 namespace ac500 {
 
@@ -32,7 +32,7 @@ struct FoundVariable {
 };
 
 // The variable of a scope that a tag names: its first two components. Valid as long as the table is not changed.
-FoundVariable findVariable(const QHash<QString, Label_Type_Info>& table, const QString& tag);
+FoundVariable findVariable(const LabelTable& table, const QString& tag, SymbolMemory::Use& memory);
 
 // True when the record's component is the last but one and its bits may be named.
 inline bool mayNameBit(const Label_Type_Info& record, const QStringList& parts, int index) {

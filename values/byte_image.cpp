@@ -33,8 +33,17 @@ quint8 ByteImage::byte(ImageKey key) {
 }
 
 void ByteImage::copyElement(ImageKey key, int width, char* target) {
-    clearUnlessStarted(key, width);
-    for (int i = 0; i < width; ++i)
+    const QHash<quint64, char>& bytes = bytes_;
+    const QHash<quint64, char>::const_iterator first = bytes.constFind(key);
+    if (first == bytes.constEnd()) {
+        for (int i = 0; i < width; ++i) {
+            store(key + static_cast<quint32>(i), 0);
+            target[i] = 0;
+        }
+        return;
+    }
+    target[0] = first.value();
+    for (int i = 1; i < width; ++i)
         target[i] = bytes_[key + static_cast<quint32>(i)];
 }
 
@@ -45,7 +54,7 @@ bool ByteImage::bit(const WordBit& position) {
 }
 
 void ByteImage::store(ImageKey key, char value) {
-    bytes_.insert(key, value);
+    bytes_[key] = value;
 }
 
 void ByteImage::storeBit(const WordBit& position, bool value) {
@@ -56,13 +65,6 @@ void ByteImage::storeBit(const WordBit& position, bool value) {
     putU16(bytes, static_cast<quint16>(word));
     for (int i = 0; i < kWordBytes; ++i)
         store(position.wordKey + static_cast<quint32>(i), bytes[i]);
-}
-
-void ByteImage::clearUnlessStarted(ImageKey key, int width) {
-    if (bytes_.contains(key))
-        return;
-    for (int i = 0; i < width; ++i)
-        store(key + static_cast<quint32>(i), 0);
 }
 
 }  // namespace ac500

@@ -48,8 +48,6 @@ public:
     void storeBit(const WordBit& position, bool value);
 
 private:
-    void clearUnlessStarted(ImageKey key, int width);
-
     QHash<quint64, char>& bytes_;
 };
 

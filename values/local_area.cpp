@@ -41,6 +41,26 @@ void storeItem(const RW_VAR& item, ItemReader& reader, ByteImage& image) {
         image.store(key + static_cast<quint32>(i), reader.takeByte());
 }
 
+// The hash doubles its buckets while the image grows and is left half empty. Once as many bytes were stored without a
+// new one as the image holds, it has stopped growing, and half of the buckets do. Guarded by the image lock.
+class GrowthWatch {
+public:
+    GrowthWatch() : size_(0), storedSinceGrowth_(0) {}
+
+    void stored(QHash<quint64, char>& bytes, qint64 count) {
+        storedSinceGrowth_ = bytes.size() == size_ ? storedSinceGrowth_ + count : 0;
+        size_ = bytes.size();
+        if (storedSinceGrowth_ >= size_ && bytes.capacity() > size_)
+            bytes.squeeze();
+    }
+
+private:
+    int size_;
+    qint64 storedSinceGrowth_;
+};
+
+GrowthWatch growthWatch;
+
 char dataByte(const RW_VAR& var, int index) {
     return index < var.data.size() ? var.data.at(index) : '\0';
 }
@@ -71,8 +91,12 @@ void SaveToLocalDataErea(QByteArray* reply) noexcept {
     const char* bytes = reply->data();  // detaches: the host may share the array with another thread
     ItemReader reader(bytes, reply->size(), PLC_driver.frameList.first().replyDataOffset);
     ByteImage image(PLC_driver.localValues);
-    for (int i = 0; i < PLC_driver.batchCount; ++i)
+    qint64 stored = 0;
+    for (int i = 0; i < PLC_driver.batchCount; ++i) {
         storeItem(PLC_driver.batch[i], reader, image);
+        stored += qMax(PLC_driver.batch[i].size, 0);
+    }
+    growthWatch.stored(PLC_driver.localValues, stored);
 }
 
 void WriteDataToLocal(RW_VAR* var) noexcept {

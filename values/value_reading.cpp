@@ -13,12 +13,14 @@ using namespace ac500;
 
 namespace {
 
-QByteArray zeros(int length) {
-    return QByteArray(notNegative(length), '\0');
+// All of these replace `out`, in place: the host that hands in the same array again spares an allocation.
+void setZeros(QByteArray& out, int length) {
+    out.detach();  // the array may only point at memory of the host's
+    out.fill('\0', notNegative(length));
 }
 
-QByteArray zeroWords(int count) {
-    return zeros(wrapMul(kBytesPerHostWord, count));
+void setZeroWords(QByteArray& out, int count) {
+    setZeros(out, wrapMul(kBytesPerHostWord, count));
 }
 
 // Number of elements that are converted: one, or as many of `requested` as the array row still holds.
@@ -26,90 +28,90 @@ int convertedElements(const ControlInformationM& info, int requested) {
     return info.isArray != 0 ? qMin(requested, info.arrayCount) : qMin(requested, 1);
 }
 
-QByteArray readBooleans(const ControlInformationM& info, int count, ByteImage& image) {
-    QByteArray out = zeros(count);
+void readBooleans(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
+    setZeros(out, count);
+    char* target = out.data();
     const ImageKey key = readKey(info.area, info.address);
     const int elements = convertedElements(info, count);
     for (int i = 0; i < elements; ++i)
-        out[i] = image.byte(key + static_cast<quint32>(i)) != 0 ? 1 : 0;
-    return out;
+        target[i] = image.byte(key + static_cast<quint32>(i)) != 0 ? 1 : 0;
 }
 
-QByteArray readBitAddressed(const ControlInformationM& info, int count, ByteImage& image) {
-    QByteArray out = zeros(count);
+void readBitAddressed(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
+    setZeros(out, count);
+    char* target = out.data();
     const int elements = convertedElements(info, count);
     for (int i = 0; i < elements; ++i)
-        out[i] = image.bit(wordBit(info.area, info.address, i)) ? 1 : 0;
-    return out;
+        target[i] = image.bit(wordBit(info.area, info.address, i)) ? 1 : 0;
 }
 
 // One byte per element, packed: the second half of the output stays 0 (quirk 23).
-QByteArray readPackedBytes(const ControlInformationM& info, int count, ByteImage& image) {
-    QByteArray out = zeroWords(count);
+void readPackedBytes(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
+    setZeroWords(out, count);
+    char* target = out.data();
     const ImageKey key = readKey(info.area, info.address);
     const int elements = convertedElements(info, qMin(count, out.size()));  // bytes of a huge count wrap
     for (int i = 0; i < elements; ++i)
-        out[i] = static_cast<char>(image.byte(key + static_cast<quint32>(i)));
-    return out;
+        target[i] = static_cast<char>(image.byte(key + static_cast<quint32>(i)));
 }
 
-QByteArray readText(const ControlInformationM& info, int count, ByteImage& image) {
-    QByteArray out = zeroWords(count);
+void readText(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
+    setZeroWords(out, count);
+    char* target = out.data();
     const ImageKey key = readKey(info.area, info.address);
     for (int i = 0; i < out.size(); ++i)
-        out[i] = static_cast<char>(image.byte(key + static_cast<quint32>(i)));
-    return out;
+        target[i] = static_cast<char>(image.byte(key + static_cast<quint32>(i)));
 }
 
 // Values of 2, 4 or 8 bytes: big-endian in the image, little-endian for the host.
-QByteArray readWords(const ControlInformationM& info, int count, ByteImage& image) {
+void readWords(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
     const ValueGroup group = dataType(info.dataType).group;
     const int width = valueBytes(group);
     const int requested = valuesInWords(count, group);
-    QByteArray out = zeros(wrapMul(requested, width));
+    setZeros(out, wrapMul(requested, width));
+    char* target = out.data();
     const ImageKey key = readKey(info.area, info.address);
     const int elements = convertedElements(info, qMin(requested, out.size() / width));
     for (int i = 0; i < elements; ++i) {
-        char* element = out.data() + i * width;
+        char* element = target + i * width;
         image.copyElement(key + static_cast<quint32>(i * width), width, element);
         std::reverse(element, element + width);
     }
-    return out;
 }
 
-QByteArray readElements(const ControlInformationM& info, int count, ByteImage& image) {
+void readElements(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
     switch (dataType(info.dataType).group) {
         case kBooleanByte:
-            return readBooleans(info, count, image);
+            return readBooleans(info, count, image, out);
         case k8Bit:
-            return readPackedBytes(info, count, image);
+            return readPackedBytes(info, count, image, out);
         case k16Bit:
         case k32Bit:
         case k64Bit:
-            return readWords(info, count, image);
+            return readWords(info, count, image, out);
         case kText:
-            return readText(info, count, image);
+            return readText(info, count, image, out);
         case kBitAddressedBoolean:
-            return readBitAddressed(info, count, image);
+            return readBitAddressed(info, count, image, out);
         case kNotServed:
             break;
     }
-    return zeroWords(count);
+    setZeroWords(out, count);
 }
 
-QByteArray readBits(const ControlInformationM& info, int count, ByteImage& image) {
-    QByteArray out = zeros(count);
-    const ValueGroup group = dataType(info.dataType).group;
+void readBits(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
+    setZeros(out, count);
     if (info.bitIndex < 0)
-        return out;
+        return;
+    const ValueGroup group = dataType(info.dataType).group;
+    char* target = out.data();
     const ImageKey key = readKey(info.area, info.address);
     const int available = bitWidth(group) - info.bitIndex;
     for (int k = 0; k < count && k < available; ++k) {
         const int bit = info.bitIndex + k;
         const quint8 byte = image.byte(key + static_cast<quint32>(byteOfBit(bit, valueBytes(group))));
-        out[k] = static_cast<char>((byte >> (bit % kBitsPerByte)) & 1);
+        target[k] = static_cast<char>((byte >> (bit % kBitsPerByte)) & 1);
     }
-    return out;
 }
 
 }  // namespace
@@ -117,11 +119,14 @@ QByteArray readBits(const ControlInformationM& info, int count, ByteImage& image
 quint32 GetRegisterData(QString* label, qint32, QString* labelArg, qint32, QByteArray* out, qint32 count) noexcept {
     ControlInformationM info;
     if (resolveTag(*label, *labelArg, info) != kResolved) {
-        *out = zeroWords(count);
+        setZeroWords(*out, count);
         return 0;
     }
     QMutexLocker lock(&PLC_driver.localAreaMutex);
     ByteImage image(PLC_driver.localValues);
-    *out = info.isBit == 1 ? readBits(info, count, image) : readElements(info, count, image);
+    if (info.isBit == 1)
+        readBits(info, count, image, *out);
+    else
+        readElements(info, count, image, *out);
     return 1;
 }

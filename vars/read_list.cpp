@@ -1,6 +1,4 @@
 // Rebuilding the cyclic read list from the host's tags.
-#include <algorithm>
-
 #include <QtCore/QMap>
 #include <QtCore/QMutexLocker>
 
@@ -9,6 +7,7 @@
 #include "symbols/tag_resolution.h"
 #include "vars/read_extent.h"
 #include "vars/read_planner.h"
+#include "vars/record_order.h"
 #include "vars/request_size.h"
 
 using namespace ac500;
@@ -16,10 +15,6 @@ using namespace ac500;
 namespace {
 
 typedef QMap<int, QList<RW_VAR>> AreaLists;
-
-bool startsBefore(const RW_VAR& a, const RW_VAR& b) {
-    return a.offset < b.offset;
-}
 
 RW_VAR cyclicRead(const HostTag& tag, const QString& concreteName, int area, const ReadExtent& extent) {
     const ComInfo& settings = *PLC_driver.comInfo;
@@ -67,9 +62,9 @@ int ReCreatReadVarList(QList<HostTag>* tags) noexcept {
     return PLC_driver.readList.size();
 }
 
-// The name is the host's; sorting thousands of tags must not make the loop wait, so it is a merge sort.
+// The name is the host's; sorting thousands of tags that way would make the loop wait.
 void Bubble_Sort(QList<RW_VAR>* list) noexcept {
-    std::stable_sort(list->begin(), list->end(), startsBefore);
+    sortByOffset(*list);
 }
 
 void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {

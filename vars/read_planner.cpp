@@ -17,8 +17,10 @@ void appendRun(RW_VAR var, int lengthBytes, int maxBytes, QList<RW_VAR>& request
 
 // Grows the last request to `lengthBytes`, continuing in further requests beyond the limit.
 void growLast(int lengthBytes, int maxBytes, QList<RW_VAR>& requests) {
-    if (lengthBytes > 0)
+    if (lengthBytes > maxBytes)
         appendRun(requests.takeLast(), lengthBytes, maxBytes, requests);
+    else if (lengthBytes > 0)
+        requests.last().size = lengthBytes;
 }
 
 }  // namespace

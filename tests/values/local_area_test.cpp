@@ -153,6 +153,30 @@ TEST_F(ReadReplies, FullBatchIsStored) {
     EXPECT_EQ(PLC_driver.localValues.size(), 200);
 }
 
+// 48 to 64 bytes for each byte of the image: half of what the hash adds to that goes when the image has stopped growing.
+TEST_F(ReadReplies, ImageThatStoppedGrowingGivesBackWhatItKeepsInReserve) {
+    const int kRequests = 30;
+    const auto storeAll = [](int first, int requests) {
+        for (int i = first; i < first + requests; ++i) {
+            setBatch({readVar(1, 700 * i, 700)});
+            store(readReply({"A1 A2"}));
+        }
+    };
+    storeAll(0, kRequests);
+    ASSERT_EQ(PLC_driver.localValues.size(), 700 * kRequests);
+    const int whileGrowing = PLC_driver.localValues.capacity();
+    ASSERT_GT(whileGrowing, 700 * kRequests);
+    storeAll(0, kRequests - 1);
+    EXPECT_EQ(PLC_driver.localValues.capacity(), whileGrowing) << "as many bytes as the image holds come first";
+    storeAll(0, 1);
+    EXPECT_LT(PLC_driver.localValues.capacity(), 700 * kRequests);
+    for (int i = 0; i < kRequests; ++i)
+        ASSERT_EQ(image(1, static_cast<quint32>(700 * i), 3), "A1 A2 00") << i;
+    storeAll(kRequests, 1);
+    EXPECT_EQ(PLC_driver.localValues.size(), 700 * (kRequests + 1));
+    EXPECT_EQ(image(1, 700 * kRequests, 2), "A1 A2");
+}
+
 TEST_F(ReadReplies, LeaveTheReplyOfTheHostAlone) {
     setBatch({readVar(1, 100, 2)});
     QByteArray reply = readReply({"A1 A2"});

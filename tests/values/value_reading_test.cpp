@@ -551,6 +551,28 @@ TEST_F(ReadingValues, AreasAreKeptApart) {
     EXPECT_EQ(read("Main.below", 1), "1: B2 B1");
 }
 
+// Arrays of the host that share their bytes or only point at them: the answer replaces the array, not those bytes.
+TEST_F(ReadingValues, LeaveOtherBytesOfTheHostAlone) {
+    loadMain({variable("counter", 3, 100)});
+    QString label = "Main.counter";
+    QString none;
+    const QByteArray shared = "shared";
+    QByteArray out = shared;
+    ASSERT_EQ(GetRegisterData(&label, 0, &none, 0, &out, 3), 1U);
+    EXPECT_EQ(hex(out), "22 11 00 00 00 00");
+    EXPECT_EQ(shared, "shared");
+
+    static const char kFixed[] = "constant memory";
+    out = QByteArray::fromRawData(kFixed, sizeof kFixed);
+    ASSERT_EQ(GetRegisterData(&label, 0, &none, 0, &out, 1), 1U);
+    EXPECT_EQ(hex(out), "22 11");
+    out = QByteArray::fromRawData(kFixed, sizeof kFixed);
+    label = "Main.ghost";
+    ASSERT_EQ(GetRegisterData(&label, 0, &none, 0, &out, 0), 0U);
+    EXPECT_EQ(hex(out), "");
+    EXPECT_STREQ(kFixed, "constant memory");
+}
+
 TEST_F(ReadingValues, ConversionWaitsForTheImageLock) {
     loadMain({variable("counter", 3, 100)});
     EXPECT_TRUE(waitsFor(PLC_driver.localAreaMutex, [] { read("Main.counter", 1); }));

@@ -1,0 +1,61 @@
+// PositionTable finds positions in somebody else's sequence by hash: open addressing over 32-bit positions, so an entry
+// costs 4 to 11 bytes and no allocation of its own. It knows neither keys nor hashes of its entries; its owner compares.
+#ifndef AC500_SYMBOLS_POSITION_TABLE_H
+#define AC500_SYMBOLS_POSITION_TABLE_H
+
+#include <cstddef>
+#include <vector>
+
+#include <QtCore/qglobal.h>
+
+namespace ac500 {
+
+class PositionTable {
+public:
+    // Room for `entries` positions; the table does not grow.
+    explicit PositionTable(std::size_t entries = 0) : shift_(kHashBits - kFewestBits) {
+        while (slotCount() * kMostFullOf < entries * kMostFullPart)
+            --shift_;
+        slots_.assign(slotCount(), kNone);
+    }
+
+    // How many entries fit.
+    std::size_t room() const { return slotCount() * kMostFullOf / kMostFullPart; }
+
+    // REQUIRES: fewer than room() entries were inserted.
+    void insert(quint32 hash, quint32 position) {
+        std::size_t slot = firstSlot(hash);
+        while (slots_[slot] != kNone)
+            slot = nextSlot(slot);
+        slots_[slot] = position;
+    }
+
+    // The earliest inserted of the positions with that hash for which `matches(position)` is true, or kNone. Also asks
+    // about positions of other hashes.
+    template <typename Matches>
+    quint32 find(quint32 hash, const Matches& matches) const {
+        std::size_t slot = firstSlot(hash);
+        while (slots_[slot] != kNone && !matches(slots_[slot]))
+            slot = nextSlot(slot);
+        return slots_[slot];
+    }
+
+    enum : quint32 { kNone = 0xFFFFFFFFU };
+
+private:
+    enum { kHashBits = 32, kFewestBits = 4, kMostFullOf = 3, kMostFullPart = 4 };
+
+    std::size_t slotCount() const { return static_cast<std::size_t>(1) << (kHashBits - shift_); }
+
+    // Spreads the hash over the high bits and takes those: the hashes of texts that end alike differ in few low bits.
+    std::size_t firstSlot(quint32 hash) const { return static_cast<quint32>(hash * 2654435769U) >> shift_; }
+
+    std::size_t nextSlot(std::size_t slot) const { return (slot + 1) & (slotCount() - 1); }
+
+    int shift_;
+    std::vector<quint32> slots_;
+};
+
+}  // namespace ac500
+
+#endif

@@ -1,0 +1,93 @@
+// Changing the order of the variables in a list.
+#include "vars/record_order.h"
+
+#include <algorithm>
+#include <climits>
+#include <random>
+
+#include "tests/support/driver_test.h"
+
+namespace ac500::test {
+namespace {
+
+RW_VAR numbered(int number, qint32 offset) {
+    RW_VAR var = readVar(1, offset, 2);
+    var.hostId = number;
+    var.labelName = QString::number(number);
+    return var;
+}
+
+QList<RW_VAR> numbers(int count) {
+    QList<RW_VAR> list;
+    for (int i = 0; i < count; ++i)
+        list << numbered(i, 0);
+    return list;
+}
+
+// The records by number; "?" behind one whose text does not belong to it.
+std::string order(const QList<RW_VAR>& list) {
+    std::string text;
+    for (const RW_VAR& var : list)
+        text += std::to_string(var.hostId) + (var.labelName == QString::number(var.hostId) ? " " : "? ");
+    return text;
+}
+
+std::string rotated(int size, int count) {
+    QList<RW_VAR> list = numbers(size);
+    rotateLeft(list, count);
+    return order(list);
+}
+
+TEST(RotateLeft, MovesTheFirstEntriesToTheEnd) {
+    EXPECT_EQ(rotated(5, 1), "1 2 3 4 0 ");
+    EXPECT_EQ(rotated(5, 3), "3 4 0 1 2 ");
+    EXPECT_EQ(rotated(2, 1), "1 0 ");
+}
+
+TEST(RotateLeft, GoesRoundMoreThanOnce) {
+    EXPECT_EQ(rotated(5, 5), "0 1 2 3 4 ");
+    EXPECT_EQ(rotated(5, 12), "2 3 4 0 1 ");
+    EXPECT_EQ(rotated(1, 79), "0 ");
+}
+
+TEST(RotateLeft, LeavesListsWithNothingToMove) {
+    EXPECT_EQ(rotated(0, 3), "");
+    EXPECT_EQ(rotated(3, 0), "0 1 2 ");
+    EXPECT_EQ(rotated(3, -1), "0 1 2 ");
+}
+
+TEST(RotateLeft, LeavesACopyOfTheListAsItIs) {
+    QList<RW_VAR> list = numbers(4);
+    const QList<RW_VAR> copy = list;
+    rotateLeft(list, 1);
+    EXPECT_EQ(order(list), "1 2 3 0 ");
+    EXPECT_EQ(order(copy), "0 1 2 3 ");
+}
+
+TEST(SortByOffset, LeavesACopyOfTheListAsItIs) {
+    QList<RW_VAR> list{numbered(0, 9), numbered(1, 4), numbered(2, 7)};
+    const QList<RW_VAR> copy = list;
+    sortByOffset(list);
+    EXPECT_EQ(order(list), "1 2 0 ");
+    EXPECT_EQ(order(copy), "0 1 2 ");
+}
+
+// The standard library's stable sort of the same lists, with many equal and extreme offsets.
+TEST(SortByOffset, SortsRandomListsStably) {
+    std::mt19937 random(20261121);
+    const qint32 extremes[] = {INT_MIN, INT_MIN + 1, -1, 0, 1, INT_MAX - 1, INT_MAX};
+    for (int round = 0; round < 300; ++round) {
+        QList<RW_VAR> list;
+        const int size = static_cast<int>(random() % 60);
+        for (int i = 0; i < size; ++i)
+            list << numbered(i, random() % 3 == 0 ? extremes[random() % 7] : static_cast<qint32>(random() % 20));
+        std::vector<RW_VAR> expected(list.begin(), list.end());
+        std::stable_sort(expected.begin(), expected.end(),
+                         [](const RW_VAR& a, const RW_VAR& b) { return a.offset < b.offset; });
+        sortByOffset(list);
+        ASSERT_EQ(order(list), order(QList<RW_VAR>(expected.begin(), expected.end()))) << "round " << round;
+    }
+}
+
+}  // namespace
+}  // namespace ac500::test
