@@ -1,6 +1,7 @@
-// The benchmark program. scripts/bench runs it, once per scenario and round, pinned to one processor.
+// The benchmark programs, driver_bench and link_bench. scripts/bench runs them, once per scenario and round, pinned to
+// one processor.
 //
-//   driver_bench --benchmark_filter='^read/one-scope/100/driver$'   time one scenario (Google Benchmark's own options)
+//   driver_bench --benchmark_filter='^read/one-scope/100/driver/'   time one scenario (Google Benchmark's own options)
 //   driver_bench --count NAME                                       one run of it under valgrind --tool=callgrind
 //   driver_bench --list                                             the names of all scenarios
 #include <benchmark/benchmark.h>
@@ -19,21 +20,12 @@ namespace ac500::bench {
 
 void require(bool done, const char* what) {
     if (!done) {
-        std::fprintf(stderr, "driver_bench: %s\n", what);
+        std::fprintf(stderr, "benchmark: %s\n", what);
         std::exit(1);
     }
 }
 
 namespace {
-
-std::vector<Scenario> allScenarios() {
-    std::vector<Scenario> scenarios;
-    addReadScenarios(scenarios);
-    addResolutionScenarios(scenarios);
-    addRebuildScenarios(scenarios);
-    addCycleScenarios(scenarios);
-    return scenarios;
-}
 
 // Google Benchmark calls a benchmark several times to find the number of iterations; the workload is made once.
 Workload& workloadOf(const Scenario& scenario) {
@@ -83,7 +75,7 @@ int count(const std::vector<Scenario>& scenarios, const char* name) {
             return 0;
         }
     }
-    std::fprintf(stderr, "driver_bench: no scenario is called %s; --list names them\n", name);
+    std::fprintf(stderr, "benchmark: no scenario is called %s; --list names them\n", name);
     return 2;
 }
 

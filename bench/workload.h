@@ -60,6 +60,11 @@ void addReadScenarios(std::vector<Scenario>& scenarios);
 void addResolutionScenarios(std::vector<Scenario>& scenarios);
 void addRebuildScenarios(std::vector<Scenario>& scenarios);
 void addCycleScenarios(std::vector<Scenario>& scenarios);
+void addLinkScenarios(std::vector<Scenario>& scenarios);
+void addPeerScenarios(std::vector<Scenario>& scenarios);
+
+// What the program at hand measures.
+std::vector<Scenario> allScenarios();
 
 // Ends the program with a message: a figure for work that was not done would look like a good one.
 void require(bool done, const char* what);
