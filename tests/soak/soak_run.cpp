@@ -1,0 +1,447 @@
+#include "tests/soak/soak_run.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+#include <fmt/format.h>
+
+#include "tests/soak/load.h"
+#include "tests/soak/memory_watch.h"
+#include "tools/host/tcp_transport.h"
+#include "tools/simulator/random.h"
+
+namespace ac500::soak {
+
+namespace {
+
+using host::Milliseconds;
+using host::Time;
+
+const int kStatusFaults = static_cast<int>(sim::FaultKind::Status);
+const double kShortestWithWarmUp = 30;  // seconds of run
+const std::int64_t kWarmUpOrders = 1100;
+const std::size_t kWarmUpEvents = 1100;
+const Milliseconds kWarmUpLimit{20000};
+const Milliseconds kDrainLimit{40000};
+const Milliseconds kSettleLimit{15000};
+const Milliseconds kStatusEvery{10000};
+
+void print(const std::string& line) {
+    fmt::print("{}\n", line);
+    std::fflush(stdout);
+}
+
+std::vector<WatchedTag> watchedTags(const Plant& plant, const host::TagTable& table) {
+    std::vector<WatchedTag> tags;
+    for (const PlantTag& tag : plant.tags) {
+        std::string error;
+        const std::optional<host::Tag> found = table.find(tag.text, &error);
+        if (!found) {
+            throw std::runtime_error(error);
+        }
+        tags.push_back({tag, TagShape(table.file(), *found)});
+    }
+    return tags;
+}
+
+std::unique_ptr<host::DriverLibrary> loadDriver(const std::string& path) {
+    std::string error;
+    std::unique_ptr<host::DriverLibrary> driver =
+        path.empty() ? host::DriverLibrary::loadFirst(host::defaultDriverPaths(), &error)
+                     : host::DriverLibrary::load(path, &error);
+    if (driver == nullptr) {
+        throw std::runtime_error(error);
+    }
+    return driver;
+}
+
+host::SessionSettings sessionSettings(std::uint16_t port) {
+    host::SessionSettings settings;
+    settings.loop.plc.port = port;
+    settings.loop.replyTimeout = Milliseconds(400);
+    settings.loop.cycle = Milliseconds(100);
+    settings.loop.firstBackOff = Milliseconds(20);
+    settings.loop.longestBackOff = Milliseconds(400);
+    settings.writeDeadline = Milliseconds(3000);
+    return settings;
+}
+
+double processorSeconds() {
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+class SoakRun {
+public:
+    explicit SoakRun(const SoakOptions& options)
+        : options_(options),
+          random_(options.seed),
+          epoch_(clock_.now()),
+          plant_(makePlant(options.seed)),
+          table_(plant_.file),
+          tags_(watchedTags(plant_, table_)),
+          findings_([this] { return elapsed(); }, print),
+          plc_(options.seed, epoch_.count() * 1000),
+          driver_(loadDriver(options.driver)),
+          functions_(book_.watch(driver_->functions())),
+          ledger_(tags_.size()),
+          session_({functions_, table_, clock_,
+                    [this] {
+                        return std::make_unique<LoggedTransport>(std::make_unique<host::TcpTransport>(), log_, clock_);
+                    }},
+                   sessionSettings(plc_.port())),
+          check_({tags_, session_, clock_, epoch_, log_, ledger_, findings_}) {}
+
+    ~SoakRun() {
+        stopping_ = true;
+        if (checker_.joinable()) {
+            checker_.join();
+        }
+    }
+    SoakRun(const SoakRun&) = delete;
+    SoakRun& operator=(const SoakRun&) = delete;
+
+    int run() {
+        print(fmt::format("soak: {} tags ({} written), seed {}, {} s", tags_.size(), writtenTags(), options_.seed,
+                          options_.seconds));
+        begin();
+        if (options_.seconds >= kShortestWithWarmUp) {
+            warmUp();
+        }
+        while (elapsed() < options_.seconds && !findings_.areEnough()) {
+            round();
+        }
+        end();
+        report();
+        return findings_.count() == 0 ? 0 : 1;
+    }
+
+private:
+    double elapsed() const { return std::chrono::duration<double>(clock_.now() - epoch_).count(); }
+
+    std::size_t writtenTags() const {
+        return static_cast<std::size_t>(
+            std::count_if(tags_.begin(), tags_.end(), [](const WatchedTag& tag) { return tag.plant.isWritten; }));
+    }
+
+    std::uint64_t below(std::uint64_t end) { return random_.next() % end; }
+
+    // Two limits, in milliseconds; short runs take the first.
+    Milliseconds between(int shortest, int longest) {
+        const int limit = options_.seconds < kShortestWithWarmUp ? shortest : longest;
+        return Milliseconds(shortest + static_cast<int>(below(static_cast<std::uint64_t>(limit - shortest + 1))));
+    }
+
+    void begin() {
+        plc_.start();
+        std::string error;
+        if (!session_.start(&error)) {
+            throw std::runtime_error(error);
+        }
+        std::vector<host::Tag> polled;
+        for (const WatchedTag& tag : tags_) {
+            if (!session_.driverKnows(tag.shape.tag(), &error)) {
+                throw std::runtime_error(error);
+            }
+            polled.push_back(tag.shape.tag());
+        }
+        session_.poll(polled);
+        load_ = std::make_unique<Load>(Load::Parts{tags_, session_, clock_, book_, ledger_, findings_}, random_.next());
+        checker_ = std::thread([this] { keepChecking(); });
+    }
+
+    // Fills everything that keeps the last thousand: writes, reads, events. Status faults fail fastest.
+    void warmUp() {
+        plc_.storm(random_.next(), 4, kStatusFaults);
+        load_->setPace(Pace::Rush);
+        waitUntil(kWarmUpLimit, [this] {
+            const WriteLedger::Counts writes = ledger_.counts();
+            return writes.done + writes.failed >= kWarmUpOrders &&
+                   load_->readsDone() + load_->readsFailed() >= kWarmUpOrders &&
+                   session_.status().events >= kWarmUpEvents;
+        });
+        settle();
+        samples_.clear();
+        print(fmt::format("{:6.1f} s  warmed up: {} events, {} writes, {} reads", elapsed(), session_.status().events,
+                          ledger_.counts().ordered, load_->readsOrdered()));
+    }
+
+    void round() {
+        load_->setPace(Pace::Steady);
+        plc_.storm(random_.next(), 30 + static_cast<int>(below(300)), 0);
+        for (std::uint64_t blows = below(3); blows > 0; --blows) {
+            sleep(between(200, 1500));
+            blow();
+        }
+        sleep(between(300, 2500));
+        settle();
+        load_->setPace(Pace::Steady);
+        sleep(between(200, 2000));
+    }
+
+    // What a fault of a single reply cannot do.
+    void blow() {
+        if (below(3) == 0) {
+            plc_.drop();
+            ++drops_;
+            return;
+        }
+        plc_.kill();
+        sleep(between(5, 1000));
+        plc_.start();
+        plc_.storm(random_.next(), 30 + static_cast<int>(below(300)), 0);
+    }
+
+    // The faults end when nothing is under way, so that the two cycles are cyclic reads and nothing else.
+    void settle() {
+        load_->setPace(Pace::Rest);
+        if (!waitUntil(kDrainLimit, [this] { return load_->isDrained(); })) {
+            findings_.add("orders are still under way long after the last one");
+        }
+        plc_.calm();
+        const Time calm = clock_.now();
+        const std::int64_t cycles = session_.status().statistics.cycleTimes().cycles;
+        if (!waitUntil(kSettleLimit, [&] { return session_.status().statistics.cycleTimes().cycles >= cycles + 2; })) {
+            const host::SessionStatus status = session_.status();
+            findings_.add(fmt::format(
+                "no two cycles within {} s after the last fault; the last failure of the host: {}",
+                kSettleLimit.count() / 1000, status.lastFailure ? status.lastFailure->failure.text : "none"));
+        }
+        const std::lock_guard<std::mutex> lock(checkMutex_);
+        slowestSettling_ = std::max(slowestSettling_, clock_.now() - calm);
+        check_.checkHost(calm);
+        check_.checkPlc(plc_.dump(), calm);
+        ++settlings_;
+        samples_.push_back(sampleMemory(elapsed()));
+    }
+
+    void end() {
+        settle();
+        stopping_ = true;
+        checker_.join();
+        readsDone_ = load_->readsDone();
+        readsFailed_ = load_->readsFailed();
+        load_.reset();
+        statistics_ = session_.status().statistics;
+        counts_ = plc_.counts();
+        session_.stop();
+        takeComplaints();
+        checkTotals();
+        judge();
+    }
+
+    void checkTotals() {
+        const ReportBook::Counts reports = book_.counts();
+        const WriteLedger::Counts writes = ledger_.counts();
+        if (reports.open() != 0 || writes.open() != 0) {
+            findings_.add(
+                fmt::format("{} writes were never ended; {} were never reported", writes.open(), reports.open()));
+        }
+        if (reports.done != writes.done) {
+            findings_.add(fmt::format("the driver reported {} writes done, the host {}", reports.done, writes.done));
+        }
+        if (options_.seconds < kShortestWithWarmUp) {
+            return;
+        }
+        // A run in which little happened proves little.
+        for (std::size_t kind = 1; kind < sim::kFaultKinds; ++kind) {
+            if (counts_.faults[kind] == 0) {
+                findings_.add(fmt::format("no fault of kind {} happened: the run proves nothing about it",
+                                          sim::faultTraits(static_cast<std::uint16_t>(kind))->name));
+            }
+        }
+        if (statistics_.reconnects() == 0 || statistics_.abandoned == 0 || statistics_.retries == 0 ||
+            writes.failed == 0 || writes.confirmed == 0) {
+            findings_.add("no reconnect, retry, given-up request, failed or confirmed write: the run proves nothing");
+        }
+    }
+
+    void judge() {
+        memory_ = judgeMemory(samples_);
+        if (memory_.isJudged && !memory_.isFlat) {
+            findings_.add("memory is not flat: " + memoryText());
+        }
+    }
+
+    std::string memoryText() const {
+        if (!memory_.isJudged) {
+            return "not judged, the run is too short";
+        }
+        return fmt::format(
+            "heap in use grows by {:.1f} KiB between first and last rest ({} allowed), spread {:.1f} "
+            "KiB ({} allowed), resident by {} KiB ({} allowed)",
+            memory_.heapGrowthBytes / 1024, static_cast<int>(kHeapGrowthAllowed / 1024),
+            static_cast<double>(memory_.heapSpreadBytes) / 1024, kHeapSpreadAllowed / 1024,
+            memory_.residentGrowthBytes / 1024, kResidentGrowthAllowed / 1024);
+    }
+
+    // Checker thread
+    void keepChecking() {
+        for (int turn = 0; !stopping_; ++turn) {
+            load_->follow();
+            takeComplaints();
+            if (turn % 8 == 0) {
+                const std::lock_guard<std::mutex> lock(checkMutex_);
+                check_.checkHost(std::nullopt);
+            }
+            if (turn % 16 == 8) {
+                checkPlc();
+            }
+            std::this_thread::sleep_for(Milliseconds(15));
+        }
+    }
+
+    void checkPlc() {
+        try {
+            const Time since = clock_.now();
+            const AreaBytes areas = plc_.dump();
+            const std::lock_guard<std::mutex> lock(checkMutex_);
+            check_.checkPlc(areas, since);
+        } catch (const std::runtime_error& error) {
+            findings_.add(error.what());
+        }
+    }
+
+    void takeComplaints() {
+        for (const std::string& complaint : book_.takeComplaints()) {
+            findings_.add(complaint);
+        }
+    }
+
+    template <typename Condition>
+    bool waitUntil(Milliseconds limit, Condition condition) {
+        const Time deadline = clock_.now() + limit;
+        while (!condition()) {
+            if (clock_.now() >= deadline || findings_.areEnough()) {
+                return findings_.areEnough();
+            }
+            std::this_thread::sleep_for(Milliseconds(5));
+            tellStatus();
+        }
+        return true;
+    }
+
+    void sleep(Milliseconds time) {
+        waitUntil(time, [] { return false; });
+    }
+
+    void tellStatus() {
+        if (clock_.now() < nextStatus_) {
+            return;
+        }
+        nextStatus_ = std::max(nextStatus_, epoch_) + kStatusEvery;
+        const host::Statistics now = session_.status().statistics;
+        const WriteLedger::Counts writes = ledger_.counts();
+        print(fmt::format(
+            "{:6.1f} s  {} frames, {} cycles, {} reconnects, {} retries, {} given up, writes {} done {} "
+            "failed, violations {}, heap {} KiB",
+            elapsed(), now.framesSent, now.cycleTimes().cycles, now.reconnects(), now.retries, now.abandoned,
+            writes.done, writes.failed, findings_.count(), sampleMemory(0).heapBytes / 1024));
+    }
+
+    void report() {
+        std::string table = "| What | Seen |\n| --- | --- |\n";
+        const auto row = [&table](const std::string& what, const std::string& seen) {
+            table += fmt::format("| {} | {} |\n", what, seen);
+        };
+        const WriteLedger::Counts writes = ledger_.counts();
+        const ReportBook::Counts reports = book_.counts();
+        std::string faults;
+        std::uint64_t faultCount = 0;
+        for (std::size_t kind = 1; kind < sim::kFaultKinds; ++kind) {
+            faults += fmt::format("{}{} {}", kind == 1 ? "" : ", ",
+                                  sim::faultTraits(static_cast<std::uint16_t>(kind))->name, counts_.faults[kind]);
+            faultCount += counts_.faults[kind];
+        }
+        row("seed", fmt::format("{}", options_.seed));
+        row("duration", fmt::format("{:.0f} s", elapsed()));
+        row("tags watched", fmt::format("{}, {} of them written", tags_.size(), writtenTags()));
+        row("cycles", fmt::format("{}", statistics_.cycleTimes().cycles));
+        row("frames sent", fmt::format("{}", statistics_.framesSent));
+        row("replies accepted", fmt::format("{}", statistics_.framesAccepted));
+        row("replies that met a fault", fmt::format("{} ({})", faultCount, faults));
+        row("connections dropped, PLC started anew", fmt::format("{}, {}", drops_, plc_.starts() - 1));
+        row("timeouts, refusals, bad replies",
+            fmt::format("{}, {}, {}", statistics_.timeouts, statistics_.refusals, statistics_.badReplies));
+        row("retries, requests given up", fmt::format("{}, {}", statistics_.retries, statistics_.abandoned));
+        row("reconnects, handshakes", fmt::format("{}, {}", statistics_.reconnects(), statistics_.handshakes));
+        row("writes ordered, done, failed", fmt::format("{}, {}, {}", writes.ordered, writes.done, writes.failed));
+        row("writes that the driver got, reported done, reported failed, dropped with others",
+            fmt::format("{}, {}, {}, {}", reports.handedOver, reports.done, reports.failed, reports.dropped));
+        row("done writes found in the PLC, overtaken by a later one",
+            fmt::format("{}, {}", writes.confirmed, writes.overtaken));
+        row("one-shot reads done, failed", fmt::format("{}, {}", readsDone_, readsFailed_));
+        row("values checked", fmt::format("{}", check_.checked()));
+        row("ends of faults after which all values were right within two cycles", fmt::format("{}", settlings_));
+        row("slowest of them", fmt::format("{} ms", slowestSettling_.count() / 1000));
+        row("peak resident memory of the host", fmt::format("{} KiB", peakResidentBytes() / 1024));
+        row("memory after warm-up", memoryText());
+        row("processor time of the host", fmt::format("{:.0f} % of one core", 100 * processorSeconds() / elapsed()));
+        row("violations", fmt::format("{}", findings_.count()));
+        row("verdict", findings_.count() == 0 ? "good" : "BAD");
+        print("\n" + table);
+        if (!options_.report.empty()) {
+            std::ofstream(options_.report) << table;
+        }
+        if (findings_.count() != 0) {
+            print(fmt::format("soak: violated; again with: scripts/soak {:.2g} {}", options_.seconds / 60,
+                              options_.seed));
+        }
+    }
+
+    const SoakOptions options_;
+    sim::Random random_;
+    host::SteadyClock clock_;
+    const Time epoch_;
+    const Plant plant_;
+    const host::TagTable table_;
+    const std::vector<WatchedTag> tags_;
+    Findings findings_;
+    PlcProcess plc_;
+    std::unique_ptr<host::DriverLibrary> driver_;
+    ReportBook book_;
+    const host::DriverFunctions functions_;
+    ExchangeLog log_;
+    WriteLedger ledger_;
+    host::HostSession session_;
+    std::mutex checkMutex_;
+    ValueCheck check_;  // checkMutex_
+    std::unique_ptr<Load> load_;
+    std::thread checker_;
+    std::atomic<bool> stopping_{false};
+
+    std::vector<MemorySample> samples_;
+    MemoryVerdict memory_;
+    host::Statistics statistics_;
+    PlcCounts counts_;
+    std::int64_t drops_ = 0;
+    std::int64_t settlings_ = 0;
+    Time slowestSettling_{0};
+    Time nextStatus_{0};
+    std::int64_t readsDone_ = 0;
+    std::int64_t readsFailed_ = 0;
+};
+
+}  // namespace
+
+int runSoak(const SoakOptions& options) {
+    try {
+        return SoakRun(options).run();
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "soak: {}\n", error.what());
+        return 2;
+    }
+}
+
+}  // namespace ac500::soak
