@@ -222,7 +222,7 @@ template <class Link>
 void add(const char* who, int size, std::vector<Scenario>& scenarios) {
     scenarios.push_back({"link/twenty-scopes/" + std::to_string(size) + "/" + who,
                          [=] { return std::make_unique<Link>(makeCorpus(Layout::TwentyScopes, size)); },
-                         Clocking::WallAndOwnClock});
+                         Clocking::Wall});
 }
 
 }  // namespace

@@ -61,6 +61,7 @@ public:
         list_.detach();
     }
 
+    bool needsPreparation() const override { return true; }
     double items() const override { return unsorted_.size(); }
 
 protected:

@@ -36,6 +36,8 @@ public:
         require(get_label_address_info(constant(list_.front().name), info) != 0, "the driver did not forget");
     }
 
+    bool needsPreparation() const override { return true; }
+
     void run() override {
         PassVarName_2(&symbols_);
         for (const CorpusTag& tag : list_) {

@@ -16,8 +16,10 @@ class Workload {
 public:
     virtual ~Workload() = default;
 
-    // Brings back the state that run() starts from. Neither timed nor counted.
+    // Brings back the state that run() starts from. Neither timed nor counted. A workload that overrides it says so in
+    // needsPreparation; others are run several times in a row.
     virtual void prepare() {}
+    virtual bool needsPreparation() const { return false; }
 
     // The measured work.
     virtual void run() = 0;
@@ -28,8 +30,8 @@ public:
 
 // How a workload's time is measured.
 enum class Clocking {
-    Wall,             // wall clock around run()
-    WallAndOwnClock,  // also the processor time of this process, which other processes (servers) do not add to
+    Thread,  // processor time of the thread: what other programs do meanwhile does not count
+    Wall,    // wall clock; beside it the processor time of this process, which servers do not add to
 };
 
 // "scenario/case/size/who", e.g. "read/twenty-scopes/1000/driver". `make` builds the workload in a process that has used
@@ -37,7 +39,7 @@ enum class Clocking {
 struct Scenario {
     std::string name;
     std::function<std::unique_ptr<Workload>()> make;
-    Clocking clocking = Clocking::Wall;
+    Clocking clocking = Clocking::Thread;
 };
 
 constexpr int kSizes[] = {100, 1000, 10000};
