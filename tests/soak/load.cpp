@@ -131,6 +131,7 @@ void Load::followWrites() {
             parts_.ledger.ended(write, false, now);
         } else if (host::hasEnded(record->step)) {
             checkFate(write, *record);
+            writeTexts_.add(record->failure.text.size());
             parts_.ledger.ended(write, record->step == host::WriteStep::Succeeded, record->ended);
         } else if (now - write.ordered > kPatience) {
             parts_.findings.add(fmt::format("write {} of {} has not ended in {} s; to the driver's reports it is {}",
@@ -161,6 +162,7 @@ void Load::followReads() {
             parts_.findings.add(fmt::format("one-shot read {} of {} is forgotten", read.serial, name));
         } else if (record->step == host::ReadStep::Succeeded) {
             ++readsDone_;
+            readTexts_.add(0);
             return true;
         } else if (record->step != host::ReadStep::Failed && now - read.ordered > kPatience) {
             parts_.findings.add(
@@ -169,6 +171,7 @@ void Load::followReads() {
             return false;
         }
         ++readsFailed_;
+        readTexts_.add(record ? record->failure.text.size() : 0);
         return true;
     };
     openReads_.erase(std::remove_if(openReads_.begin(), openReads_.end(), isOver), openReads_.end());

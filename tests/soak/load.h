@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/soak/findings.h"
+#include "tests/soak/memory_watch.h"
 #include "tests/soak/report_book.h"
 #include "tests/soak/value_check.h"
 #include "tests/soak/write_ledger.h"
@@ -47,6 +48,8 @@ public:
     void follow();
     // Is nothing under way? Counts orders of a thread that has not noticed the rest yet.
     bool isDrained() const;
+    // Heap that the host uses for the texts of the failures among the last thousand writes and reads.
+    std::int64_t rememberedBytes() const { return writeTexts_.bytes() + readTexts_.bytes(); }
     std::int64_t readsOrdered() const { return readsOrdered_; }
     std::int64_t readsDone() const { return readsDone_; }
     std::int64_t readsFailed() const { return readsFailed_; }
@@ -73,6 +76,8 @@ private:
     std::atomic<std::int64_t> readsOrdered_{0};
     std::atomic<std::int64_t> readsDone_{0};
     std::atomic<std::int64_t> readsFailed_{0};
+    TextTally writeTexts_;
+    TextTally readTexts_;
     mutable std::mutex mutex_;
     std::vector<OpenRead> openReads_;
     std::vector<std::thread> threads_;

@@ -52,6 +52,21 @@ std::int64_t peakResidentBytes() {
     return statusBytes("VmHWM:");
 }
 
+std::int64_t textBytes(std::size_t characters) {
+    if (characters <= std::string().capacity()) {
+        return 0;
+    }
+    const std::size_t unit = 2 * sizeof(std::size_t);
+    return static_cast<std::int64_t>((characters + 1 + sizeof(std::size_t) + unit - 1) / unit * unit);
+}
+
+void TextTally::add(std::size_t characters) {
+    std::int64_t& place = lengths_[next_];
+    next_ = (next_ + 1) % lengths_.size();
+    bytes_ += textBytes(characters) - place;
+    place = textBytes(characters);
+}
+
 MemoryVerdict judgeMemory(const std::vector<MemorySample>& samples) {
     MemoryVerdict verdict;
     if (samples.size() < kFewestSamples || samples.back().seconds - samples.front().seconds < kShortestSeconds) {
