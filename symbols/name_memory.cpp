@@ -2,6 +2,23 @@
 
 namespace ac500 {
 
+namespace {
+
+// False for a string that only points at a text of somebody else's, which may change or go.
+bool ownsText(QString tag) {
+#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
+    return tag.capacity() > 0;
+#else
+    return tag.data_ptr()->data == tag.data_ptr()->array;
+#endif
+}
+
+QString ownText(const QString& tag) {
+    return ownsText(tag) ? tag : QString(tag.constData(), tag.size());
+}
+
+}  // namespace
+
 bool NameMemory::recall(const HashedTag& tag, ControlInformationM& info) const {
     const quint32 position = positions_.find(
         tag.hash, [&](quint32 i) { return answers_[i].hash == tag.hash && answers_[i].tag == tag.text; });
@@ -26,7 +43,7 @@ bool NameMemory::recall(const HashedTag& tag, ControlInformationM& info) const {
 
 void NameMemory::remember(const HashedTag& tag, const ControlInformationM& info) {
     makeRoom();
-    const Answer answer = {tag.text, tag.hash, info.dataType, info.address, info.area, addDetails(info)};
+    const Answer answer = {ownText(tag.text), tag.hash, info.dataType, info.address, info.area, addDetails(info)};
     positions_.insert(answer.hash, static_cast<quint32>(answers_.size()));
     answers_.push_back(answer);
 }

@@ -1,5 +1,7 @@
 #include "values/byte_image.h"
 
+#include <algorithm>
+
 #include "protocol/bytes.h"
 
 namespace ac500 {
@@ -36,10 +38,8 @@ void ByteImage::copyElement(ImageKey key, int width, char* target) {
     const QHash<quint64, char>& bytes = bytes_;
     const QHash<quint64, char>::const_iterator first = bytes.constFind(key);
     if (first == bytes.constEnd()) {
-        for (int i = 0; i < width; ++i) {
-            store(key + static_cast<quint32>(i), 0);
-            target[i] = 0;
-        }
+        storeZeros(key, width);
+        std::fill(target, target + width, '\0');
         return;
     }
     target[0] = first.value();
@@ -53,8 +53,14 @@ bool ByteImage::bit(const WordBit& position) {
     return ((getU16(word) >> position.bit) & 1) != 0;
 }
 
-void ByteImage::store(ImageKey key, char value) {
-    bytes_[key] = value;
+void ByteImage::store(ImageKey key, const char* source, int count) {
+    for (int i = 0; i < count; ++i)
+        bytes_[key + static_cast<quint32>(i)] = source[i];
+}
+
+void ByteImage::storeZeros(ImageKey key, int count) {
+    for (int i = 0; i < count; ++i)
+        bytes_[key + static_cast<quint32>(i)] = 0;
 }
 
 void ByteImage::storeBit(const WordBit& position, bool value) {
@@ -63,8 +69,7 @@ void ByteImage::storeBit(const WordBit& position, bool value) {
     const int mask = 1 << position.bit;
     const int word = value ? getU16(bytes) | mask : getU16(bytes) & ~mask;
     putU16(bytes, static_cast<quint16>(word));
-    for (int i = 0; i < kWordBytes; ++i)
-        store(position.wordKey + static_cast<quint32>(i), bytes[i]);
+    store(position.wordKey, bytes, kWordBytes);
 }
 
 }  // namespace ac500

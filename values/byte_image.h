@@ -42,7 +42,9 @@ public:
 
     bool bit(const WordBit& position);
 
-    void store(ImageKey key, char value);
+    // Stores under `key` and the keys that follow it.
+    void store(ImageKey key, const char* source, int count);
+    void storeZeros(ImageKey key, int count);
 
     // Changes one bit of a word; a word whose first byte was never received is cleared before (quirk 27).
     void storeBit(const WordBit& position, bool value);

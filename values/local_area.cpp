@@ -14,7 +14,7 @@ void* RWI;
 
 namespace {
 
-// Walks the item data of a read reply. Bytes that the reply does not hold read as 0 (quirk 26).
+// Walks the item data of a read reply.
 class ItemReader {
 public:
     ItemReader(const char* bytes, int size, int firstLeadByte) : bytes_(bytes), size_(size), next_(firstLeadByte) {}
@@ -22,10 +22,16 @@ public:
     // Every item starts with one byte that carries no data.
     void skipLeadByte() { ++next_; }
 
-    char takeByte() {
-        if (next_ < 0 || next_ >= size_)
-            return 0;
-        return bytes_[next_++];
+    // How many of the next `wanted` bytes the reply holds.
+    int available(int wanted) const {
+        return next_ < 0 || next_ >= size_ ? 0 : static_cast<int>(qMin<qint64>(qMax(wanted, 0), size_ - next_));
+    }
+
+    // REQUIRES: available(count) is count.
+    const char* take(int count) {
+        const char* taken = bytes_ + next_;
+        next_ += count;
+        return taken;
     }
 
 private:
@@ -34,11 +40,14 @@ private:
     qint64 next_;
 };
 
+// Bytes that the reply does not hold become 0 (quirk 26).
 void storeItem(const RW_VAR& item, ItemReader& reader, ByteImage& image) {
     const ImageKey key = storeKey(item.area, item.offset);
     reader.skipLeadByte();
-    for (int i = 0; i < item.size; ++i)
-        image.store(key + static_cast<quint32>(i), reader.takeByte());
+    const int delivered = reader.available(item.size);
+    if (delivered > 0)
+        image.store(key, reader.take(delivered), delivered);
+    image.storeZeros(key + static_cast<quint32>(delivered), item.size - delivered);
 }
 
 // The hash doubles its buckets while the image grows and is left half empty. Once as many bytes were stored without a
@@ -67,8 +76,9 @@ char dataByte(const RW_VAR& var, int index) {
 
 void storeBytes(const RW_VAR& var, ByteImage& image) {
     const ImageKey key = storeKey(var.area, var.offset);
-    for (int i = 0; i < var.size; ++i)
-        image.store(key + static_cast<quint32>(i), dataByte(var, i));
+    const int given = qMin(qMax(var.size, 0), var.data.size());
+    image.store(key, var.data.constData(), given);
+    image.storeZeros(key + static_cast<quint32>(given), var.size - given);
 }
 
 void storeBits(const RW_VAR& var, ByteImage& image) {

@@ -65,11 +65,15 @@ void sortByOffset(QList<RW_VAR>& list) {
 }
 
 void rotateLeft(QList<RW_VAR>& list, int count) {
+    enum { kFewMoves = 12 };  // each shifts all pointers at once, which beats exchanging all of them
     if (list.isEmpty() || count <= 0)
         return;
     const int first = count % list.size();
-    if (first == 0)
+    if (first <= kFewMoves) {
+        for (int i = 0; i < first; ++i)
+            list.move(0, list.size() - 1);
         return;
+    }
     reverse(list, 0, first);
     reverse(list, first, list.size());
     reverse(list, 0, list.size());
