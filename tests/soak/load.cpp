@@ -26,7 +26,7 @@ public:
     std::size_t draw() {
         if (next_ == 0) {
             for (std::size_t i = cards_.size(); i > 1; --i) {
-                std::swap(cards_[i - 1], cards_[random_.next() % i]);
+                std::swap(cards_[i - 1], cards_[static_cast<std::size_t>(random_.next() % i)]);
             }
         }
         const std::size_t card = cards_[next_];

@@ -158,7 +158,7 @@ private:
 
     void shuffle() {
         for (std::size_t i = wishes_.size(); i > 1; --i) {
-            std::swap(wishes_[i - 1], wishes_[below(i)]);
+            std::swap(wishes_[i - 1], wishes_[static_cast<std::size_t>(below(i))]);
         }
     }
 

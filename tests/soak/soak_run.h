@@ -3,6 +3,9 @@
 // It goes in rounds. In a storm the PLC misbehaves, drops connections and is started anew, while writes and one-shot
 // reads are ordered and every value is checked. Then the load is held back until nothing is under way, the faults end,
 // and two cycles later all values must be right; memory is looked at; a quiet time with load and without faults follows.
+//
+// The seed fixes the plant, the order of the orders and the sequence of the faults; which reply meets a fault is up to
+// the machine's timing, so a run with the same seed is alike and not the same.
 #ifndef AC500_TESTS_SOAK_SOAK_RUN_H
 #define AC500_TESTS_SOAK_SOAK_RUN_H
 

@@ -64,8 +64,10 @@ private:
         std::array<Attempt, kKept> attempts;  // by generation, modulo kKept: memory that does not grow
         std::uint64_t newest = 0;
         std::uint64_t oldest() const { return newest < kKept ? 0 : newest - kKept + 1; }
-        Attempt& at(std::uint64_t generation) { return attempts[generation % kKept]; }
-        const Attempt& at(std::uint64_t generation) const { return attempts[generation % kKept]; }
+        Attempt& at(std::uint64_t generation) { return attempts[static_cast<std::size_t>(generation % kKept)]; }
+        const Attempt& at(std::uint64_t generation) const {
+            return attempts[static_cast<std::size_t>(generation % kKept)];
+        }
     };
 
     static std::uint64_t newestDone(const TagHistory& tag, host::Time since);
