@@ -1,7 +1,7 @@
 // What a client sends and receives in some whole cycles of the driver's list, to be played again and again.
 //
-// The list is rotated by each request, and its length need not be a multiple of the entries per request. So one cycle is
-// no whole number of requests: a script holds the requests from one state of the list until the same state comes again.
+// The list is rotated by each request, and its length need not be a multiple of the entries per request. So one cycle
+// is no whole number of requests: a script holds the requests from one state of the list until that state comes again.
 #ifndef AC500_BENCH_CYCLE_SCRIPT_H
 #define AC500_BENCH_CYCLE_SCRIPT_H
 

@@ -1,6 +1,6 @@
-// Cycles over TCP on loopback: the driver over blocking sockets, a panel's turn, the reference host's loop, and the floor,
-// which sends the very bytes of the driver's requests over raw sockets and reads the replies. All four talk to the same
-// kind of server, TinyPlc, in a process of its own.
+// Cycles over TCP on loopback: the driver over blocking sockets, a panel's turn, the reference host's loop, and the
+// floor, which sends the very bytes of the driver's requests over raw sockets and reads the replies. All four talk to
+// the same kind of server, TinyPlc, in a process of its own.
 #include <array>
 
 #include "bench/cycle_script.h"

@@ -3,8 +3,8 @@
 //
 // Modbus reads at most 125 registers with one request, and a user of either library groups tags by hand. The grouping
 // here does what a sensible user does: in the order of addresses, across the gaps of 1 or 2 registers, until a request
-// is full. Fewer requests cannot cover these tags. libmodbus asks one request at a time; Qt's client is given all
-// requests of a cycle at once, which is faster for it than one after the other.
+// is full. Fewer requests cannot cover these tags. libmodbus asks one request at a time; Qt's client takes all requests
+// of a cycle at once and sends them without waiting for replies in between.
 #include <modbus/modbus.h>
 
 #include <QtCore/QCoreApplication>

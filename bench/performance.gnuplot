@@ -1,5 +1,5 @@
-# Cost per tag against the number of tags, floor and driver, one picture per scenario. scripts/bench sets `data` (blocks of
-# "tags nanoseconds": scenario by scenario, layout by layout, floor before driver) and `output_file`.
+# Cost per tag against the number of tags, floor and driver, one picture per scenario. scripts/bench sets `data` (blocks
+# of "tags nanoseconds": scenario by scenario, layout by layout, floor before driver) and `output_file`.
 set terminal svg size 960,760 font "sans-serif,13" background "white"
 set output output_file
 set logscale xy

@@ -1,5 +1,5 @@
-// Rebuilding the cyclic list of tags that the driver has seen before, as a host does when the operator turns a page; and
-// the sort alone.
+// Rebuilding the cyclic list of tags that the driver has seen before, as a host does when the operator turns a page;
+// and the sort alone.
 #include <algorithm>
 
 #include "bench/driver_setup.h"

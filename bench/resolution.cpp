@@ -1,5 +1,5 @@
-// The first resolution of every tag, from handing the symbols over to the last tag resolved: whatever the driver derives
-// from the symbols, early or late, is within.
+// The first resolution of every tag, from handing the symbols over to the last tag resolved: whatever the driver
+// derives from the symbols, early or late, is within.
 #include "bench/driver_setup.h"
 #include "bench/floors.h"
 #include "bench/workload.h"

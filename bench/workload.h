@@ -34,8 +34,8 @@ enum class Clocking {
     Wall,    // wall clock; beside it the processor time of this process, which servers do not add to
 };
 
-// "scenario/case/size/who", e.g. "read/twenty-scopes/1000/driver". `make` builds the workload in a process that has used
-// the driver for nothing else; it checks that the workload's results are right, and ends the program when they are not.
+// "scenario/case/size/who", e.g. "read/twenty-scopes/1000/driver". `make` builds the workload in a process that has
+// used the driver for nothing else; it checks that the results are right, and ends the program when they are not.
 struct Scenario {
     std::string name;
     std::function<std::unique_ptr<Workload>()> make;
