@@ -98,6 +98,22 @@ TEST(HostileFile, MayHideControlCharactersInNames) {
                             "underscores, and no digit in front"));
 }
 
+TEST(HostileFile, MayHideDeleteAndC1ControlsInNames) {
+    EXPECT_THAT(problemsIn(fileWith("",
+                                    "{\"name\": \"a\x7F\xC2\x9B"
+                                    "2J\xC3\xA4\", \"type\": \"INT\", \"area\": 1, \"offset\": 0}")),
+                ElementsAre("5:10: scopes[0].variables[0].name: \"a??2J\xC3\xA4\" is no name; use letters, digits and "
+                            "underscores, and no digit in front"));
+}
+
+TEST(HostileFile, MayHideControlCharactersInSyntaxErrors) {
+    for (const char* hidden : {"\x7F", "\x1B", "\xC2\x9B"}) {
+        const std::vector<std::string> problems = problemsIn("{\"a\": \"b\"" + std::string(hidden) + " 1}");
+        ASSERT_EQ(problems.size(), 1u);
+        EXPECT_EQ(problems[0].find(hidden), std::string::npos) << problems[0];
+    }
+}
+
 // S1 holds S2 holds S3 ..., `levels` in all, outermost first; each takes 2 bytes.
 std::string chainOfStructures(int levels) {
     std::string types;

@@ -200,10 +200,7 @@ std::string quoted(const std::string& text) {
     std::size_t end = kMaxShown;
     while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
         ++end;  // whole characters only
-    std::string shown = end >= text.size() ? text : text.substr(0, end) + "...";
-    std::replace_if(
-        shown.begin(), shown.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }, '?');
-    return "\"" + shown + "\"";
+    return "\"" + withoutControls(end >= text.size() ? text : text.substr(0, end) + "...") + "\"";
 }
 
 std::string nearest(const std::string& text, const std::vector<std::string>& candidates) {

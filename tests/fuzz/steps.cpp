@@ -1,0 +1,45 @@
+#include "tests/fuzz/steps.h"
+
+#include "protocol/bytes.h"
+
+namespace ac500::fuzz {
+
+namespace {
+
+const int kHelloPayload = 200;
+const int kSymbolPayload = 30;
+const int kReadHeadPayload = 6;
+
+std::string envelope(const std::string& payload) {
+    std::string reply("\xBB\xBB\0\0\0\0", 6);
+    putU16(&reply[4], static_cast<quint16>(payload.size()));
+    return reply + payload;
+}
+
+std::string readPayload(const QByteArray& frame, char fill) {
+    std::string payload(kReadHeadPayload, '\0');
+    for (int at = 12; at + 14 <= frame.size(); at += 10) {
+        payload += std::string(1 + getU32(frame.constData() + at + 6), fill);
+    }
+    return payload;
+}
+
+}  // namespace
+
+std::string goodReplyTo(const Protocol* request, char fill) {
+    if (request == nullptr) {
+        return std::string();
+    }
+    switch (byteAt(request->frame.constData(), 6)) {
+        case 0x01:
+            return envelope(std::string(kHelloPayload, fill));
+        case 0x31:
+            return envelope(std::string(kSymbolPayload, fill));
+        case 0x2E:
+            return envelope(readPayload(request->frame, fill));
+        default:
+            return envelope(std::string(2, '\0'));
+    }
+}
+
+}  // namespace ac500::fuzz
