@@ -1,5 +1,5 @@
-// One cycle of the list without a network: for each request ComCommunication and both calls of DataCom, with replies that
-// are prepared.
+// One cycle of the list without a network: for each request ComCommunication and both calls of DataCom. The replies are
+// prepared.
 #include "bench/cycle_script.h"
 #include "bench/driver_setup.h"
 #include "bench/floors.h"
