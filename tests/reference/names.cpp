@@ -138,7 +138,7 @@ int rewriteIndexList(const Symbol& symbol, const std::string& indexList, std::in
         }
         const std::int64_t span = std::int64_t{value} - lower;
         const std::int64_t extent = std::int64_t{upper} - lower;
-        if (extent <= 0 || span != wrapped(span) || extent != wrapped(extent)) {
+        if (extent == 0 || span != wrapped(span) || extent != wrapped(extent)) {
             throw LeftOpen();
         }
         if (i == 0) {
