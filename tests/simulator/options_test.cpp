@@ -20,12 +20,32 @@ TEST(Options, TheSymbolFileIsAllThatIsNeeded) {
     EXPECT_FALSE(parsed.options.quiet);
     EXPECT_FALSE(parsed.options.verbose);
     EXPECT_EQ(parsed.options.runSeconds, 0);
+    EXPECT_EQ(parsed.options.limits.maxClients, 64);
+    EXPECT_EQ(parsed.options.limits.requestMs, 10000);
+    EXPECT_EQ(parsed.options.limits.idleMs, 10000);
 }
 
 TEST(Options, EveryOptionArrives) {
-    const ParsedOptions parsed =
-        parseOptions({"--port", "0", "--address", "127.0.0.2", "--seed", "18446744073709551615", "--fault",
-                      "reset:every=50", "--verbose", "--fault", "silence:at=3", "--run-seconds", "2.5", "--symbols=p"});
+    const ParsedOptions parsed = parseOptions({"--port",
+                                               "0",
+                                               "--address",
+                                               "127.0.0.2",
+                                               "--seed",
+                                               "18446744073709551615",
+                                               "--fault",
+                                               "reset:every=50",
+                                               "--verbose",
+                                               "--fault",
+                                               "silence:at=3",
+                                               "--run-seconds",
+                                               "2.5",
+                                               "--symbols=p",
+                                               "--max-clients",
+                                               "7",
+                                               "--request-seconds",
+                                               "0.25",
+                                               "--idle-seconds",
+                                               "3"});
     ASSERT_TRUE(parsed.run) << parsed.text;
     EXPECT_EQ(parsed.options.port, 0);
     EXPECT_EQ(parsed.options.address, "127.0.0.2");
@@ -35,6 +55,9 @@ TEST(Options, EveryOptionArrives) {
     EXPECT_EQ(parsed.options.faults[1].fault.kind, FaultKind::Silence);
     EXPECT_TRUE(parsed.options.verbose);
     EXPECT_EQ(parsed.options.runSeconds, 2.5);
+    EXPECT_EQ(parsed.options.limits.maxClients, 7);
+    EXPECT_EQ(parsed.options.limits.requestMs, 250);
+    EXPECT_EQ(parsed.options.limits.idleMs, 3000);
 }
 
 TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
@@ -48,6 +71,9 @@ TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
         {{"--symbols", "p", "--port", "-1"}, "--port"},
         {{"--symbols", "p", "--seed", "x"}, "--seed"},
         {{"--symbols", "p", "--run-seconds", "-1"}, "--run-seconds"},
+        {{"--symbols", "p", "--max-clients", "0"}, "--max-clients"},
+        {{"--symbols", "p", "--request-seconds", "0"}, "--request-seconds"},
+        {{"--symbols", "p", "--idle-seconds", "-1"}, "--idle-seconds"},
         {{"--symbols", "p", "--quiet", "--verbose"}, "excludes"},
         {{"--symbols", "p", "--turbo"}, "--turbo"},
         {{"--symbols", "p", "stray"}, "stray"},

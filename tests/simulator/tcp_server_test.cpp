@@ -162,8 +162,9 @@ TEST_F(TcpServerTest, FragmentsComeOneByOne) {
     plc_.inject({FaultKind::Fragments, 10});
     const auto start = std::chrono::steady_clock::now();
     client_.send(readMode(end_));
-    EXPECT_EQ(client_.receive(100, 65).size() < 14, true) << "not all at once";
-    client_.receive(100, 500);
+    const Bytes first = client_.receive(14, 65);
+    EXPECT_LT(first.size(), 14U) << "not all at once";
+    EXPECT_EQ(hex(first + client_.receive(14 - first.size())), kModeReply);
     EXPECT_GE(elapsedMs(start), 125) << "13 pauses of 10 ms";
     plc_.inject({FaultKind::Fragments, 10});
     EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
@@ -281,6 +282,9 @@ TEST_F(TcpServerTest, ConnectionsBeyondTheLimitAreClosedAndTheOthersServed) {
         crowd.emplace_back(plc_.port());
         EXPECT_TRUE(crowd.back().connected());
     }
+    while (plc_.counters().connections < 201) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     int served = 0;
     for (RawClient& member : crowd) {
         const Bytes reply = member.ask(readMode(end_), 3000);
@@ -289,7 +293,6 @@ TEST_F(TcpServerTest, ConnectionsBeyondTheLimitAreClosedAndTheOthersServed) {
     }
     EXPECT_EQ(served, 63) << "64 clients, one of them the fixture's";
     EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
-    EXPECT_EQ(plc_.counters().connections, 64U);
     crowd.clear();
     // Places are free again once the server has noticed.
     Bytes reply;

@@ -27,6 +27,9 @@ public:
 
     bool isRunning() const { return id_ > 0; }
 
+    // REQUIRES: isRunning()
+    pid_t id() const { return id_; }
+
     // Sends a signal. REQUIRES: isRunning()
     bool sendSignal(int number);
 

@@ -114,6 +114,7 @@ int serve(QCoreApplication& application, const Options& options, const SymbolFil
     std::mutex modelMutex;
     TcpSettings settings;
     settings.events = eventSink(options);
+    settings.limits = options.limits;
     TcpServer server(model, modelMutex, settings);
     const int signalFile = blockSignals();
     if (!listen(server, options)) {

@@ -26,7 +26,15 @@ struct Raw {
     Options options;
     int port = 1201;
     std::vector<std::string> rules;
+    double requestSeconds = TcpLimits().requestMs / 1000.0;
+    double idleSeconds = TcpLimits().idleMs / 1000.0;
 };
+
+constexpr double kLongestSeconds = 1e6;
+
+int milliseconds(double seconds) {
+    return static_cast<int>(seconds * 1000);
+}
 
 void declare(CLI::App& app, Raw& raw) {
     Options& options = raw.options;
@@ -47,8 +55,21 @@ void declare(CLI::App& app, Raw& raw) {
         ->allow_extra_args(false)
         ->type_name("RULE");
     app.add_option("--run-seconds", options.runSeconds, "end by itself after so many seconds")
-        ->check(CLI::Range(0.0, 1e6).description(""))
+        ->check(CLI::Range(0.0, kLongestSeconds).description(""))
         ->type_name("S");
+    app.add_option("--max-clients", options.limits.maxClients, "clients at a time")
+        ->check(CLI::Range(1, 1000).description(""))
+        ->type_name("N")
+        ->capture_default_str();
+    app.add_option("--request-seconds", raw.requestSeconds, "time for a whole request from its first byte")
+        ->check(CLI::Range(0.001, kLongestSeconds).description(""))
+        ->type_name("S")
+        ->capture_default_str();
+    app.add_option("--idle-seconds", raw.idleSeconds,
+                   "with all places taken, a client that has asked nothing for so long makes place for another")
+        ->check(CLI::Range(0.0, kLongestSeconds).description(""))
+        ->type_name("S")
+        ->capture_default_str();
     CLI::Option* quiet = app.add_flag("--quiet", options.quiet, "no events on the error output");
     app.add_flag("--verbose", options.verbose, "every request on the error output")->excludes(quiet);
     app.footer("\n" + faultRuleHelp() + "\n" + kReservedHelp);
@@ -70,6 +91,8 @@ ParsedOptions withRules(Raw raw) {
         raw.options.faults.push_back(parsed.rule);
     }
     raw.options.port = static_cast<std::uint16_t>(raw.port);
+    raw.options.limits.requestMs = milliseconds(raw.requestSeconds);
+    raw.options.limits.idleMs = milliseconds(raw.idleSeconds);
     ParsedOptions parsed;
     parsed.run = true;
     parsed.options = raw.options;

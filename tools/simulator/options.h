@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/simulator/fault_rule.h"
+#include "tools/simulator/tcp_limits.h"
 
 namespace ac500::sim {
 
@@ -18,6 +19,7 @@ struct Options {
     std::uint16_t port = 1201;  // 0: any free one
     std::uint64_t seed = 1;
     std::vector<FaultRule> faults;
+    TcpLimits limits;
     bool quiet = false;
     bool verbose = false;
     double runSeconds = 0;  // 0: until a signal comes

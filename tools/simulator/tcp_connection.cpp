@@ -47,12 +47,23 @@ TcpConnection::TcpConnection(TcpServer& server, QTcpSocket* socket, int number)
     socket_->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     connect(socket_, &QTcpSocket::readyRead, this, &TcpConnection::takeRequests);
     connect(socket_, &QTcpSocket::disconnected, this, &TcpConnection::ended);
+    requestTimer_.setSingleShot(true);
+    connect(&requestTimer_, &QTimer::timeout, this, [this] {
+        note(fmt::format("half a request after {} ms: closed", server_.settings_.limits.requestMs));
+        close();
+    });
     note("connected from " + (socket_->peerAddress().toString() + ':').toStdString() +
          std::to_string(socket_->peerPort()));
 }
 
 void TcpConnection::close() {
     socket_->abort();
+    ended();
+}
+
+void TcpConnection::giveWay() {
+    note(lastGoodMs_ ? "has asked nothing for long: makes place for another" : "never asked: makes place for another");
+    close();
 }
 
 // Lingering for 0 seconds makes the kernel send a reset instead of an orderly end.
@@ -67,16 +78,29 @@ void TcpConnection::takeRequests() {
     if (state_ == State::Farewell) {
         socket_->readAll();
     }
-    while (state_ == State::Serving && lateReplies_ < server_.settings_.limits.maxLateReplies) {
+    while (mayTakeRequest()) {
         Bytes request;
         const FrameSplitter::Result result = splitter_.next(&request);
         if (result != FrameSplitter::Result::NeedMore) {
+            requestTimer_.stop();
             handle(result, request);
         } else if (socket_->bytesAvailable() > 0) {
             readSome();
         } else {
-            return;
+            return watchUnfinishedRequest();
         }
+    }
+}
+
+bool TcpConnection::mayTakeRequest() const {
+    const TcpLimits& limits = server_.settings_.limits;
+    return state_ == State::Serving && lateReplies_ < limits.maxLateReplies && lateBytes_ <= limits.maxLateBytes;
+}
+
+// Bytes that come later do not give it more time.
+void TcpConnection::watchUnfinishedRequest() {
+    if (!splitter_.isEmpty() && !requestTimer_.isActive()) {
+        requestTimer_.start(server_.settings_.limits.requestMs);
     }
 }
 
@@ -104,8 +128,15 @@ void TcpConnection::start(Exchange exchange) {
     tell(exchange);
     const auto progress = std::make_shared<Progress>();
     progress->delivery = std::move(exchange.delivery);
+    for (const DeliveryStep& step : progress->delivery.steps) {
+        progress->bytes += static_cast<std::int64_t>(step.bytes.size());
+    }
+    if (exchange.status == Status::Good) {
+        lastGoodMs_ = server_.settings_.clock();
+    }
     if (progress->delivery.overtakable) {
         ++lateReplies_;
+        lateBytes_ += progress->bytes;
     } else {
         state_ = State::Delivering;
     }
@@ -139,6 +170,7 @@ void TcpConnection::wait(const std::shared_ptr<Progress>& progress, int delayMs)
 void TcpConnection::finish(const Progress& progress) {
     if (progress.delivery.overtakable) {
         --lateReplies_;
+        lateBytes_ -= progress.bytes;
     } else {
         state_ = State::Serving;
         midReply_ = false;
@@ -204,6 +236,7 @@ void TcpConnection::ended() {
         return;
     }
     state_ = State::Ended;
+    requestTimer_.stop();
     note("disconnected");
     server_.forget(this);
     deleteLater();

@@ -3,9 +3,12 @@
 #ifndef AC500_TOOLS_SIMULATOR_TCP_CONNECTION_H
 #define AC500_TOOLS_SIMULATOR_TCP_CONNECTION_H
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 #include <QtCore/QObject>
+#include <QtCore/QTimer>
 #include <QtNetwork/QTcpSocket>
 
 #include "tools/simulator/tcp_server.h"
@@ -23,6 +26,12 @@ public:
     // Ends the connection with a reset.
     void reset();
 
+    // The same as close(), for the sake of a newcomer.
+    void giveWay();
+
+    // When the last request came that was not refused, by the server's clock; nothing before the first.
+    std::optional<std::int64_t> lastGoodMs() const { return lastGoodMs_; }
+
 private:
     // What the connection is doing with what comes in.
     enum class State {
@@ -36,10 +45,13 @@ private:
     struct Progress {
         Delivery delivery;
         std::size_t next = 0;
+        std::int64_t bytes = 0;
     };
 
     void takeRequests();
+    bool mayTakeRequest() const;
     void readSome();
+    void watchUnfinishedRequest();
     void handle(FrameSplitter::Result result, const Bytes& request);
     void start(Exchange exchange);
     void proceed(const std::shared_ptr<Progress>& progress);
@@ -59,8 +71,11 @@ private:
     const int number_;
     State state_ = State::Serving;
     int lateReplies_ = 0;
+    std::int64_t lateBytes_ = 0;
+    std::optional<std::int64_t> lastGoodMs_;
     bool midReply_ = false;  // the delivery under way has sent some of its steps
     FrameSplitter splitter_;
+    QTimer requestTimer_;  // runs while there is an unfinished request, since its first byte
 };
 
 }  // namespace ac500::sim

@@ -1,10 +1,14 @@
 #include "tools/simulator/tcp_server.h"
 
+#include <algorithm>
 #include <chrono>
+#include <optional>
+#include <tuple>
 #include <utility>
-#include <vector>
 
 #include <sys/socket.h>
+
+#include <QtNetwork/QNetworkProxy>
 
 #include "tools/simulator/tcp_connection.h"
 
@@ -30,6 +34,7 @@ TcpServer::TcpServer(PlcModel& model, std::mutex& modelMutex, TcpSettings settin
       startMs_(settings_.clock()),
       server_(this),
       ticker_(this) {
+    server_.setProxy(QNetworkProxy::NoProxy);
     connect(&server_, &QTcpServer::newConnection, this, &TcpServer::acceptPending);
     connect(&ticker_, &QTimer::timeout, this, &TcpServer::advance);
 }
@@ -73,9 +78,9 @@ void TcpServer::acceptPending() {
 }
 
 void TcpServer::accept(QTcpSocket* socket) {
-    if (static_cast<int>(connections_.size()) >= settings_.limits.maxClients) {
-        tell(EventLevel::Note,
-             "a connection is closed at once: there are " + std::to_string(connections_.size()) + " clients already");
+    if (!makePlace()) {
+        tell(EventLevel::Note, "a connection is closed at once: there are " + std::to_string(connections_.size()) +
+                                   " clients already, and all of them ask");
         socket->abort();
         socket->deleteLater();
         return;
@@ -88,6 +93,36 @@ void TcpServer::accept(QTcpSocket* socket) {
     auto* connection = new TcpConnection(*this, socket, lastNumber_);
     connection->setParent(this);
     connections_.emplace(connection, lastNumber_);
+}
+
+// False: every client is worth more than a newcomer.
+bool TcpServer::makePlace() {
+    if (static_cast<int>(connections_.size()) < settings_.limits.maxClients) {
+        return true;
+    }
+    TcpConnection* const leaving = mostDispensable();
+    if (leaving == nullptr) {
+        return false;
+    }
+    leaving->giveWay();
+    return true;
+}
+
+// Null: all clients have asked something good within the idle time.
+TcpConnection* TcpServer::mostDispensable() const {
+    const auto isBefore = [](const auto& a, const auto& b) {
+        const auto rank = [](const auto& entry) {
+            return std::make_tuple(entry.first->lastGoodMs().has_value(), entry.first->lastGoodMs(), entry.second);
+        };
+        return rank(a) < rank(b);
+    };
+    const auto first = std::min_element(connections_.begin(), connections_.end(), isBefore);
+    if (first == connections_.end()) {
+        return nullptr;
+    }
+    const std::optional<std::int64_t> lastGoodMs = first->first->lastGoodMs();
+    const bool mayGo = !lastGoodMs || settings_.clock() - *lastGoodMs >= settings_.limits.idleMs;
+    return mayGo ? first->first : nullptr;
 }
 
 void TcpServer::forget(TcpConnection* connection) {

@@ -4,8 +4,9 @@
 // Lives in one thread with a Qt event loop; every function is to be called from that thread. The model is shared: each
 // use of it happens under the lock that the caller handed in.
 //
-// Hostile clients cost bounded memory: per connection at most one unfinished request, one socket read buffer and
-// maxUnsentBytes of replies; requests behind an unfinished delivery wait in the client's own send buffer.
+// Hostile clients cost bounded memory: per connection at most one unfinished request, one socket read buffer,
+// maxUnsentBytes of replies and maxLateBytes of late ones, each exceeded by one reply at most; requests behind an
+// unfinished delivery wait in the client's own send buffer. And they cost the others no service: see TcpLimits.
 #ifndef AC500_TOOLS_SIMULATOR_TCP_SERVER_H
 #define AC500_TOOLS_SIMULATOR_TCP_SERVER_H
 
@@ -20,6 +21,7 @@
 #include <QtNetwork/QTcpServer>
 
 #include "tools/simulator/plc_model.h"
+#include "tools/simulator/tcp_limits.h"
 
 namespace ac500::sim {
 
@@ -32,13 +34,6 @@ enum class EventLevel {
     Detail,  // every request
 };
 using EventSink = std::function<void(EventLevel, const std::string&)>;
-
-struct TcpLimits {
-    int maxClients = 64;                  // further connections are accepted and closed at once
-    qint64 maxUnsentBytes = 1024 * 1024;  // a client that lets more replies pile up is reset
-    int maxLateReplies = 64;              // pending late replies of one client; its next request waits beyond
-    int farewellMs = 1000;                // how long a client that is to be closed may take to end its side
-};
 
 struct TcpSettings {
     TcpLimits limits;
@@ -70,6 +65,8 @@ private:
 
     void acceptPending();
     void accept(QTcpSocket* socket);
+    bool makePlace();
+    TcpConnection* mostDispensable() const;
     void forget(TcpConnection* connection);
     Exchange serve(const Bytes& request);
     Exchange refuse(Status status);

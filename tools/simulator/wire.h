@@ -63,6 +63,8 @@ class FrameSplitter {
 public:
     enum class Result { NeedMore, Frame, BadMagic, TooLong };
 
+    // No byte of an unfinished request is there.
+    bool isEmpty() const { return buffer_.empty(); }
     // How many bytes append() takes now.
     std::size_t room() const { return kMaxRequestBytes - buffer_.size(); }
     // REQUIRES: size <= room()
