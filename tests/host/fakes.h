@@ -199,6 +199,7 @@ public:
         if (!incoming.empty()) {
             const QByteArray bytes = incoming.front();
             incoming.pop_front();
+            clock_.advance(deliveryTime);
             return {ReceiveStatus::Data, bytes, {}};
         }
         if (closedByPeer) {
@@ -215,6 +216,7 @@ public:
     ConnectResult connectResult{ConnectStatus::Connected, {}};
     std::function<QByteArray(const QByteArray&)> answer;
     std::deque<QByteArray> incoming;
+    Milliseconds deliveryTime{0};  // passes before each of them
     bool closedByPeer = false;
     bool sendFails = false;
     int connections = 0;

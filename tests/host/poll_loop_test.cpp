@@ -236,6 +236,19 @@ TEST_F(PollLoopTest, AnotherMagicEndsTheConnectionWithoutWaitingForMore) {
                 HasSubstr("handshake: open session request: the reply begins with 4854 instead"));
 }
 
+TEST_F(PollLoopTest, ATrickleDoesNotRenewTheTimeOfARequest) {
+    goOnline();
+    sendUnanswered(readFrame());
+    const Time sent = clock_.now();
+    transport_.deliveryTime = Milliseconds(10);
+    transport_.incoming.push_back(hex("BBBB 0000FFFF"));
+    transport_.incoming.insert(transport_.incoming.end(), 65535, QByteArray(1, '\0'));
+    stepUntil([this] { return transport_.closes == 1; });
+    EXPECT_EQ(clock_.now() - sent, Milliseconds(2000));
+    EXPECT_EQ(loop_->statistics().timeouts, 1);
+    EXPECT_THAT(listener_.firstFailure(), HasSubstr("of 65541 bytes within 2000 ms; the connection is dropped"));
+}
+
 TEST_F(PollLoopTest, BytesBehindAReplyEndTheConnectionAndTheReplyIsNotTrusted) {
     goOnline();
     transport_.answer = [](const QByteArray&) { return readReply() + readReply(); };

@@ -202,5 +202,14 @@ TEST(Latin1, BytesAboveAsciiBecomeUtf8AndBack) {
     EXPECT_EQ(fromLatin1(hex("4142")), "AB");
 }
 
+TEST(Quote, WhatATerminalWouldObeyIsShownAsItsCode) {
+    // ESC, DEL, and CSI, which is one character beyond ASCII; its neighbours outside the range stay.
+    EXPECT_EQ(quote(fromLatin1(QByteArray("\x1b[2J\x7f"))), R"("\x1b[2J\x7f")");
+    EXPECT_EQ(quote(fromLatin1(QByteArray("\x80\x9b\x9f"))), R"("\x80\x9b\x9f")");
+    EXPECT_EQ(quote(fromLatin1(QByteArray("\xa0\xe4\xff"))), "\"\u00a0\u00e4\u00ff\"");
+    std::string error;
+    EXPECT_EQ(unquote(R"("\x9b")", &error), fromLatin1(QByteArray("\x9b")));
+}
+
 }  // namespace
 }  // namespace ac500::host

@@ -1,13 +1,17 @@
 #include "tools/host/tcp_transport.h"
 
+#include <QtCore/QDeadlineTimer>
 #include <QtNetwork/QNetworkProxy>
 
 namespace ac500::host {
 
 namespace {
 
-// A request is a few hundred bytes: when the kernel cannot take it in this time, the peer has stopped reading.
+// A request is a few hundred bytes: when the kernel cannot take all of it in this time, the peer has stopped reading.
 const int kSendTimeoutMs = 1000;
+
+// A peer that sends more at once keeps the rest in the kernel's buffers.
+const qint64 kReadBufferBytes = 64 * 1024;
 
 int toInt(Milliseconds time) {
     return static_cast<int>(time.count());
@@ -17,6 +21,7 @@ int toInt(Milliseconds time) {
 
 TcpTransport::TcpTransport() {
     socket_.setProxy(QNetworkProxy::NoProxy);
+    socket_.setReadBufferSize(kReadBufferBytes);
 }
 
 TcpTransport::~TcpTransport() {
@@ -44,8 +49,10 @@ bool TcpTransport::send(const QByteArray& bytes) {
     if (socket_.write(bytes) != bytes.size()) {
         return false;
     }
+    // One time limit for all of it: a peer that takes byte after byte gets no more than one that takes none.
+    const QDeadlineTimer deadline(kSendTimeoutMs);
     while (socket_.bytesToWrite() > 0) {
-        if (!socket_.waitForBytesWritten(kSendTimeoutMs)) {
+        if (!socket_.waitForBytesWritten(static_cast<int>(deadline.remainingTime()))) {
             return false;
         }
     }

@@ -48,9 +48,11 @@ public:
     virtual void connect(const Endpoint& endpoint) = 0;
     // Waits for the connection, at most `timeout`.
     virtual ConnectResult waitConnected(Milliseconds timeout) = 0;
-    // Sends all bytes, or returns false: the connection is gone. False does not say how many bytes got out.
+    // Sends all bytes, or returns false: the connection is gone, or the peer takes nothing any more. False comes within
+    // a limited time, however slowly the peer reads, and does not say how many bytes got out.
     virtual bool send(const QByteArray& bytes) = 0;
-    // Waits for bytes, at most `timeout`; 0 asks for what has arrived already.
+    // Waits for bytes, at most `timeout`; 0 asks for what has arrived already. Yields a limited number of bytes at a time,
+    // however many there are.
     virtual ReceiveResult receive(Milliseconds timeout) = 0;
     // Closes at once; unread bytes are thrown away. Without a connection it does nothing.
     virtual void close() = 0;
