@@ -1,4 +1,5 @@
 // From the outcome of a reply check to the status code that the host sees.
+#include "core/return_codes.h"
 #include "tests/support/driver_test.h"
 
 using namespace ac500::test;
@@ -101,6 +102,21 @@ TEST_F(StatusCodesTest, HeadFrameDecidesWhenSeveralAreQueued) {
     PLC_driver.frameList.append(second);
     EXPECT_EQ(GetDriverReturnValue(1), 14);
     EXPECT_EQ(GetDriverReturnValue(3), 74);
+}
+
+TEST_F(StatusCodesTest, WithoutAQueuedFrameThereIsNoHostIdInTheCode) {
+    PLC_driver.frameList.clear();
+    EXPECT_EQ(GetDriverReturnValue(1), 11);
+    EXPECT_EQ(GetDriverReturnValue(2), 41);
+    EXPECT_EQ(GetDriverReturnValue(3), 71);
+    EXPECT_EQ(SwitchErrorReturn(0), 1);
+}
+
+TEST(AcceptedStatus, IsOneAndAHundredAlone) {
+    EXPECT_TRUE(ac500::isAccepted(1));
+    EXPECT_TRUE(ac500::isAccepted(100));
+    for (int status : {0, 2, -1, 11, 41, 71, 99, 101, 200, 201})
+        EXPECT_FALSE(ac500::isAccepted(status)) << status;
 }
 
 }  // namespace

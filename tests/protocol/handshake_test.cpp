@@ -161,6 +161,14 @@ TEST_F(HandshakeReplyCheckTest, ReplyThatNothingWaitsForGivesOne) {
     EXPECT_THAT(sessionBytes(), ElementsAre(0x51, 0x52, 0x53, 0x54));
 }
 
+TEST_F(HandshakeReplyCheckTest, ReplyWithoutAQueuedFrameGivesOne) {
+    PLC_driver.frameList.clear();
+    EXPECT_EQ(check(0, zeroReply(200)), 1);
+    EXPECT_EQ(check(1, secondHandshakeReply("11 22 33 44")), 1);
+    EXPECT_EQ(check(0, QByteArray()), 1);
+    EXPECT_THAT(sessionBytes(), ElementsAre(0x51, 0x52, 0x53, 0x54));
+}
+
 TEST_F(HandshakeReplyCheckTest, ShortReplyThatNothingWaitsForGivesEight) {
     EXPECT_EQ(check(2, QByteArray(5, '\0')), 8);
 }

@@ -237,6 +237,16 @@ TEST_F(ResponseTest, ReplyThatBecameIncompleteIsSeventyOneWhateverTheHostId) {
     EXPECT_EQ(dataCom(bytes(kGoodReadReply).left(16)), 71);
 }
 
+TEST_F(ResponseTest, FrameThatExpectsNoReplyIsDoneWithAnIncompleteOne) {
+    for (const char* reply : {"", "BB BB 00"}) {
+        requestWrite();
+        PLC_driver.frameList[0].replyLength = 0;
+        EXPECT_EQ(dataCom(bytes(reply)), 1) << reply;
+        EXPECT_TRUE(PLC_driver.frameList.isEmpty()) << reply;
+        EXPECT_TRUE(PLC_driver.writeList.isEmpty()) << reply;
+    }
+}
+
 TEST_F(ResponseTest, EmptyReplyAfterMeasuringIsSeventyOne) {
     settings.retryLimit = 0;
     requestRead(3);
@@ -367,6 +377,13 @@ TEST_F(ReplyJudgementTest, UnmeasuredFrameTakesAnyReceivedLength) {
 TEST_F(ReplyJudgementTest, ReplyThatFailsItsCheck) {
     EXPECT_EQ(judge(8, "BB BB 00 00 00 02 00 05", 8), 14);
     EXPECT_EQ(judge(8, "BB BB 00 00 00 03 00 00", 8), 14);
+    EXPECT_TRUE(PLC_driver.localValues.isEmpty());
+}
+
+TEST_F(ReplyJudgementTest, WithoutAQueuedFrameNoReplyIsGood) {
+    PLC_driver.frameList.clear();
+    QByteArray reply = bytes(kGoodReadReply);
+    EXPECT_EQ(DealDataOfLocalArea(&reply, 17), 11);
     EXPECT_TRUE(PLC_driver.localValues.isEmpty());
 }
 

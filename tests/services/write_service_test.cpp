@@ -240,6 +240,20 @@ TEST_F(WriteServiceTest, EncodingAloneMirrorsNothing) {
     EXPECT_TRUE(PLC_driver.localValues.isEmpty());
 }
 
+// Sizes without sense: the frame would not fit into a byte array.
+TEST_F(WriteServiceTest, FrameBeyondAGibibyteIsNotQueued) {
+    RW_VAR var = labelledVar();
+    settings.frameTotal = 7;
+    settings.frameDone = 7;
+    fillBatch({sized(writeVar(1, 8, "12 34"), 0x40000000)});
+    WriteAnalog(&var);
+    fillBatch({sized(writeVar(1, 8, "12 34"), 0x20000000), sized(writeVar(1, 8, "12 34"), 0x20000000)});
+    WriteAnalog(&var);
+    EXPECT_TRUE(PLC_driver.frameList.isEmpty());
+    EXPECT_EQ(settings.frameTotal, 7);
+    EXPECT_EQ(settings.frameDone, 7);
+}
+
 TEST_F(WriteServiceTest, NothingElseChanges) {
     fillBatch({writeVar(1, 8, "12 34")});
     RW_VAR var = labelledVar();

@@ -272,6 +272,7 @@ TEST_F(IndexRewriting, StructureRecordIsEnteredWithTheComponentThatNamesItsMembe
 TEST_F(IndexRewriting, ComponentIndexPastTheEndFails) {
     QStringList parts{"Main", "vector[%%]"};
     EXPECT_EQ(get_label_address_3(asArray(variable("vector", 3, 0), {10, 0, 5}), parts, 2, 1), 1);
+    EXPECT_EQ(get_label_address_3(asArray(variable("vector", 3, 0), {10, 0, 5}), parts, -1, 1), 1);
     EXPECT_EQ(parts, (QStringList{"Main", "vector[%%]"}));
 }
 

@@ -376,6 +376,7 @@ TEST_F(LabelResolution, ArrayFlagIsHandledBeforeTheStructureFlag) {
 TEST_F(LabelResolution, ComponentIndexPastTheEndFails) {
     const Label_Type_Info record = variable("counter", 3, 4);
     ControlInformationM info = ControlInformationM();
+    EXPECT_EQ(get_label_address_1(record, {"Main", "counter"}, -1, info), 1);
     EXPECT_EQ(get_label_address_1(record, {"Main", "counter"}, 2, info), 1);
     EXPECT_EQ(get_label_address_1(record, {}, 0, info), 1);
     EXPECT_EQ(resolvedText(1, info), "1: type 0, area 0, address 0");
@@ -494,6 +495,12 @@ TEST(BitNumberCheck, LooksOnlyAtTheLastComponentBehindTheVariable) {
     get_label_address_2(flags, {"Main", "flags", "b[6]"}, 1, info);
     EXPECT_EQ(info.isBit, 1);
     EXPECT_EQ(info.bitIndex, 6);
+}
+
+TEST(BitNumberCheck, NeedsAComponent) {
+    ControlInformationM info = ControlInformationM();
+    get_label_address_2(variable("flags", 3 | kBitAddressableFlag, 0), {}, -2, info);
+    EXPECT_EQ(info.isBit, 0);
 }
 
 TEST(BitNumberCheck, NeedsTheFlag) {

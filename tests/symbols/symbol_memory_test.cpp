@@ -116,6 +116,20 @@ TEST_F(SymbolMemory, RemembersNoNameThatStaysATemplate) {
     EXPECT_EQ(placeOf("Main.a%%b[2]"), "unknown") << "a fixed index in a template is refused";
 }
 
+// The host may let a string point at a buffer of its own, and use the buffer for another name afterwards.
+TEST_F(SymbolMemory, KeepsNoTextThatIsOnlyPointedAt) {
+    QString buffer = "Main.counter";
+    QString none;
+    QByteArray out;
+    {
+        QString label = QString::fromRawData(buffer.constData(), buffer.size());
+        ASSERT_EQ(GetRegisterData(&label, 0, &none, 0, &out, 1), 1U);
+    }
+    std::fill(buffer.begin(), buffer.end(), QLatin1Char('x'));
+    EXPECT_EQ(placeOf("xxxxxxxxxxxx"), "unknown");
+    EXPECT_EQ(placeOf("Main.counter"), "1:10");
+}
+
 TEST_F(SymbolMemory, KeepsBitsAndArrayPositionsApart) {
     Label_Type_Info flags = variable("flags", 16, 30);
     flags.type |= kBitAddressableFlag;
@@ -204,6 +218,16 @@ TEST_F(SymbolMemory, AnswersAlikeWhileItIsInUse) {
     EXPECT_EQ(placeOf("Main.values[1]"), "unknown");
     mainVariable(0).offset = 30;
     EXPECT_EQ(placeOf("Main.counter"), "1:30");
+}
+
+TEST_F(SymbolMemory, FollowsRecordsThatAreLoadedWhileItIsInUse) {
+    ASSERT_EQ(placeOf("Main.counter"), "1:10");
+    {
+        const ac500::SymbolMemory::Use elsewhere(symbolMemory);
+        load({scope("Main", {variable("counter", 16, 50)})});
+        EXPECT_EQ(placeOf("Main.counter"), "1:50");
+    }
+    EXPECT_EQ(placeOf("Main.counter"), "1:50");
 }
 
 TEST_F(SymbolMemory, AnswersSeveralThreadsAlike) {

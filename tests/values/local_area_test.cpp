@@ -137,6 +137,22 @@ TEST_F(ReadReplies, EmptyBatchNeedsNoFrame) {
     EXPECT_TRUE(PLC_driver.localValues.isEmpty());
 }
 
+TEST_F(ReadReplies, BatchWithoutAFrameTouchesNothing) {
+    setBatch({readVar(1, 100, 2)});
+    PLC_driver.frameList.clear();
+    store(readReply({"A1 A2"}));
+    EXPECT_TRUE(PLC_driver.localValues.isEmpty());
+}
+
+TEST_F(ReadReplies, NothingIsReadBeforeTheReply) {
+    for (int dataOffset : {-2, -100, INT_MIN}) {
+        setBatch({readVar(1, 100, 2)}, dataOffset);
+        setImage(1, 100, "71 72");
+        store(bytes("01 02 03 04"));
+        EXPECT_EQ(image(1, 100, 2), "00 00") << dataOffset;
+    }
+}
+
 TEST_F(ReadReplies, FullBatchIsStored) {
     std::vector<RW_VAR> items;
     QByteArray reply = bytes("BB BB 00 00 01 36 00 00 11 22 33 44");
@@ -315,6 +331,15 @@ TEST_F(WrittenVariables, AnyNonZeroByteSetsABit) {
     setImage(3, 0, "00 00");
     mirror(bits(3, 4, "80"));
     EXPECT_EQ(image(3, 0, 2), "00 10");
+}
+
+TEST_F(WrittenVariables, BitsThatTheDataLacksAreCleared) {
+    setImage(3, 100, "FF FF");
+    RW_VAR var = writeVar(3, 800, "01 00");
+    var.dataType = 13;
+    var.size = 4;
+    mirror(var);
+    EXPECT_EQ(image(3, 100, 2), "FF F1");
 }
 
 TEST_F(WrittenVariables, RunsOfBitsCrossWords) {

@@ -135,6 +135,7 @@ TEST_F(ReadPlanner, OffsetsWrapAtThirtyTwoBits) {
                      {{INT_MAX - 9, 4}, {INT_MAX - 1, 4}},
                      "1@2147483638+4, 1@2147483646+4"},
                     {"smallest offsets", {{INT_MIN, 4}, {INT_MIN + 8, 4}}, "1@-2147483648+12"},
+                    {"a length beyond the range adds nothing", {{-10, 5}, {-8, INT_MAX}}, "1@-10+5"},
                 });
 }
 

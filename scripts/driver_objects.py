@@ -1,0 +1,86 @@
+"""Compiles the driver's sources in ways that no preset does, and links the release preset's own tests with them.
+
+For scripts/coverage and scripts/mutate. Only the driver differs from what the suite runs, so the objects of the tests,
+which take most of the time, are those of the release build, and so are the driver's compiler options apart from
+optimisation, debug information and warnings.
+"""
+import json
+import shlex
+import subprocess
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+FOLDERS = ("core", "protocol", "services", "symbols", "values", "vars")
+PROGRAMS = ("core_test", "debug_log_test", "protocol_test", "services_test", "symbols_test", "values_test", "vars_test")
+CLANG = "clang++-19"
+NICE = ("nice", "-n", "5")
+
+
+class CommandFailed(Exception):
+    """A command that should have worked did not; the text is what it said."""
+
+
+def run(*command, **options):
+    """Answers what the command printed."""
+    done = subprocess.run([str(part) for part in command], capture_output=True, text=True, **options)
+    if done.returncode != 0:
+        raise CommandFailed(f"{command[0]} answered {done.returncode}: {(done.stderr or done.stdout).strip()[-4000:]}")
+    return done.stdout
+
+
+def libraries():
+    return shlex.split(run("pkg-config", "--libs", "Qt5Core", "gmock", "gtest_main"))
+
+
+class TestBuild:
+    """A built folder of the release preset: where the objects of the tests are, and how the driver was compiled."""
+
+    def __init__(self, folder):
+        self.folder = Path(folder).resolve()
+        self._commands = {}
+        for entry in json.loads((self.folder / "compile_commands.json").read_text()):
+            if "/ac500_core.dir/" in entry["command"]:
+                self._commands[str(Path(entry["file"]).relative_to(ROOT))] = shlex.split(entry["command"])
+        if not self._commands:
+            raise CommandFailed(f"{folder}/compile_commands.json knows no source of the driver: build release first")
+
+    def sources(self):
+        """The driver's sources, relative to the root."""
+        return sorted(self._commands)
+
+    def options(self, source, root=ROOT):
+        """Defines, include folders and language of a source; the project's own headers are taken from `root`."""
+        kept = []
+        words = iter(self._commands[source][1:])
+        for word in words:
+            if word in ("-o", "-c"):
+                next(words)
+            elif word == "-isystem":
+                kept += [word, next(words)]
+            elif word == f"-I{ROOT}":
+                kept.append(f"-I{root}")
+            elif word.startswith(("-D", "-U", "-I", "-f", "-std=")):
+                kept.append(word)
+        return kept
+
+    def test_objects(self, program):
+        folder = self.folder / "tests" / program.removesuffix("_test")
+        if program == "debug_log_test":
+            folder = self.folder / "tests" / "core"
+        objects = sorted((folder / "CMakeFiles" / f"{program}.dir").glob("*.o"))
+        if not objects:
+            raise CommandFailed(f"{folder} holds no object of {program}: build release first")
+        return objects
+
+
+def release_build():
+    """Brings the release build of the tests up to date."""
+    subprocess.run([str(ROOT / "scripts/build"), "release", *PROGRAMS], check=True, cwd=ROOT)
+    return TestBuild(ROOT / "build/release")
+
+
+def for_each(jobs, work, items):
+    """Does `work` on every item, so many at a time; the first failure is raised when all have come to an end."""
+    with ThreadPoolExecutor(jobs) as pool:
+        return list(pool.map(work, items))
