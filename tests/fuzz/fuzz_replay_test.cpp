@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,13 @@ struct Target {
     const char* name;
     int (*run)(const std::uint8_t* data, std::size_t size);
 };
+
+void PrintTo(const Target& target, std::ostream* out) {
+    *out << target.name;
+}
+
+// The test of beginnings takes inputs up to this length, until it has seen so many beginnings.
+enum { kLongestCut = 200, kMostBeginnings = 500 };
 
 const Target kTargets[] = {
 #define AC500_FUZZ_TARGET(name) {#name, fuzz_##name},
@@ -65,7 +73,7 @@ TEST_P(FuzzReplay, HoldsForEveryBeginningOfItsShortestInputs) {
     int replayed = 0;
     for (const std::filesystem::path& file : corpusOf(GetParam())) {
         const std::vector<std::uint8_t> content = contentOf(file);
-        if (content.size() > 64 || replayed > 500) {
+        if (content.size() > kLongestCut || replayed > kMostBeginnings) {
             continue;
         }
         std::fprintf(stderr, "replaying beginnings of %s\n", file.c_str());
