@@ -72,6 +72,7 @@ void checkLastWritten(const PlcModel& model, const Bytes& request) {
         at = dataAt + static_cast<std::size_t>(last.size);
     }
     FUZZ_CHECK(at == request.size() - kSessionBytes);
+    FUZZ_CHECK(last.area != kReservedArea || last.offset + last.size <= reserved::kFirstReadOnly);
     if (dataAt != 0 && last.area != 3) {
         FUZZ_CHECK(model.memory().read(last) == request.substr(dataAt, static_cast<std::size_t>(last.size)));
     }
