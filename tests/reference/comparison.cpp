@@ -169,9 +169,10 @@ std::string hexText(const std::string& bytes) {
 
 std::string toText(const reference::Variable& v) {
     return "{id " + std::to_string(v.hostId) + "/" + std::to_string(v.hostSubId) + ", write " +
-           std::to_string(v.writeFlag) + ", name \"" + v.labelName + "\" arg \"" + v.labelArg + "\", type " +
-           std::to_string(v.dataType) + ", area " + std::to_string(v.area) + ", offset " + std::to_string(v.offset) +
-           ", size " + std::to_string(v.size) + ", data " + hexText(v.data) + "}";
+           std::to_string(v.writeFlag) + ", aux " + std::to_string(v.aux3) + "/" + std::to_string(v.aux4) +
+           ", name \"" + v.labelName + "\" arg \"" + v.labelArg + "\", type " + std::to_string(v.dataType) + ", area " +
+           std::to_string(v.area) + ", offset " + std::to_string(v.offset) + ", size " + std::to_string(v.size) +
+           ", data " + hexText(v.data) + "}";
 }
 
 std::string toText(const reference::Symbol& symbol) {

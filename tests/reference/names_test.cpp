@@ -66,7 +66,10 @@ private:
     void load(Choices& choices) {
         const std::string scope = choices.of(kScopeNames);
         std::vector<Symbol>& variables = variables_[scope];
-        variables.insert(variables.begin(), randomSymbol(choices, choices.of(kVariableNames), 2));
+        // Names repeat, so that of several variables the first must be found; also among many.
+        for (int i = choices.oneIn(4) ? 7 : 1; i > 0; --i) {
+            variables.insert(variables.begin(), randomSymbol(choices, choices.of(kVariableNames), 2));
+        }
         std::vector<Symbol> list{scopeOf(scope, variables)};
         if (choices.oneIn(20)) {
             list[0].elementType.clear();
@@ -83,6 +86,7 @@ private:
     void tag(Choices& choices) {
         const std::string scope = choices.of(kScopeNames);
         const std::vector<Symbol>& variables = variables_[scope];
+        manyVariables_ = variables.size() > 8;
         Symbol variable;
         variable.name = "none";
         if (!variables.empty()) {
@@ -112,6 +116,9 @@ private:
             comparePlaces(driver, place);
         });
         figures_.reached(nameOfResolution(code));
+        if (code == 0 && manyVariables_) {
+            figures_.reached("found among many variables");
+        }
         if (code == 0 && place.isBit == 1) {
             figures_.reached("bit of a variable resolved");
         }
@@ -194,6 +201,7 @@ private:
     std::map<std::string, std::vector<Symbol>> variables_;
     std::string log_;
     int steps_ = 0;
+    bool manyVariables_ = false;
 };
 
 TEST(Reference, Names) {
@@ -219,6 +227,7 @@ TEST(Reference, Names) {
                    "resolution code 11",
                    "resolution code 12",
                    "bit of a variable resolved",
+                   "found among many variables",
                    "array element resolved",
                    "resolution left open",
                    "name rewritten",

@@ -251,16 +251,54 @@ private:
         }
     }
 
+    // The last one-shot read once more, with at most one field changed: some make another request of it, some do not.
+    Variable almostTheSame(Choices& choices) {
+        Variable variable = lastOnce_;
+        switch (choices.below(8)) {
+            default:
+                break;
+            case 1:
+                variable.hostId += 1;
+                break;
+            case 2:
+                variable.hostSubId += 1;
+                break;
+            case 3:
+                variable.aux4 += 1;
+                break;
+            case 4:
+                variable.aux3 += 1;
+                break;
+            case 5:
+                variable.writeFlag ^= 1;
+                break;
+            case 6:
+                variable.size += 1;
+                break;
+            case 7:
+                settings_.at(24) += 1;
+                driverSettings_.comWord += 1;
+                log_ += "comWord + 1\n";
+                break;
+        }
+        return variable;
+    }
+
     void readOnce(Choices& choices) {
         if (tags_.empty()) {
             return;
         }
-        const Tag& tag = choices.of(tags_);
         Variable variable;
-        variable.hostId = choices.below(3);
-        variable.hostSubId = choices.below(3);
-        variable.labelName = tag.name;
-        variable.size = tag.count;
+        if (!lastOnce_.labelName.empty() && choices.oneIn(2)) {
+            variable = almostTheSame(choices);
+        } else {
+            const Tag& tag = choices.of(tags_);
+            variable.hostId = choices.below(3);
+            variable.hostSubId = choices.below(3);
+            variable.labelName = tag.name;
+            variable.size = choices.oneIn(3) ? choices.below(700) : tag.count;
+        }
+        lastOnce_ = variable;
         log_ += "read once " + toText(variable) + "\n";
         RW_VAR driver = toDriver(variable);
         const int count = AddListOnceReadVar(&driver);
@@ -283,6 +321,7 @@ private:
     std::vector<Symbol> symbols_;
     std::vector<Tag> tags_;
     std::vector<Variable> variables_;
+    Variable lastOnce_;
     std::int32_t area_ = 1;
     std::string log_;
 };
