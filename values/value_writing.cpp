@@ -14,11 +14,12 @@ namespace {
 
 enum { kAccessPlc = 2 };  // ComInfo::accessMode: written values go to the PLC
 
-// A count in words that is limited in elements, on purpose (quirk 24).
+// A count in words that is limited in elements, on purpose (quirk 24). Never negative: the bytes of a row that ends far
+// before it begins would wrap around into gigabytes.
 int elementCount(const ControlInformationM& info, ValueGroup group, int count) {
     if (info.isArray != 0)
-        return qMin(count, info.arrayCount);
-    return group == kText ? count : 1;
+        return notNegative(qMin(count, info.arrayCount));
+    return group == kText ? notNegative(count) : 1;
 }
 
 QByteArray booleanPayload(const QByteArray& in, int elements) {

@@ -213,5 +213,24 @@ TEST_F(ContradictoryRecords, RewritingAtTheEndsOfTheRange) {
     }
 }
 
+// Twice the negative length of the row wraps to 1294967296: as many bytes would be read, or written as zeros.
+TEST_F(ContradictoryRecords, RowFarBelowNoLengthIsNeitherReadNorWritten) {
+    settings.maxRequestWords = 1 << 29;
+    settings.accessMode = 2;
+    for (const int type : {3, 5, 8, 10}) {
+        loadMain({asArray(variable("row", type, 0), {10, 1500000000, 0})});
+        QString label = "Main.row[1500000000]";
+        QString argument;
+        QList<HostTag> tags{HostTag{0, 0, QString(), label, 4}};
+        EXPECT_EQ(ReCreatReadVarList(&tags), 0) << type;
+        RW_VAR var = RW_VAR();
+        var.labelName = label;
+        var.size = 4;
+        EXPECT_EQ(AddListOnceReadVar(&var), 0) << type;
+        QByteArray in(8, '\x11');
+        EXPECT_EQ(SetRegisterData(&label, 0, &argument, 0, &in, 4, 1, 2), 0U) << type;
+    }
+}
+
 }  // namespace
 }  // namespace ac500::test
