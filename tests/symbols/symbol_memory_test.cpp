@@ -41,6 +41,19 @@ TEST_F(SymbolMemory, AnswersAlikeTheFirstAndTheSecondTime) {
     EXPECT_EQ(placeOf("Main.counter"), "1:10");
 }
 
+TEST_F(SymbolMemory, KnowsANameOnceItWasResolved) {
+    const QString name = "Main.counter";
+    ControlInformationM info;
+    {
+        const ac500::SymbolMemory::Use memory(symbolMemory);
+        EXPECT_FALSE(memory.recall(HashedTag(name), info));
+    }
+    ASSERT_EQ(placeOf("Main.counter"), "1:10");
+    const ac500::SymbolMemory::Use memory(symbolMemory);
+    ASSERT_TRUE(memory.recall(HashedTag(name), info));
+    EXPECT_EQ(info.address, 10);
+}
+
 TEST_F(SymbolMemory, FollowsAnOffsetThatIsChangedInTheTable) {
     ASSERT_EQ(placeOf("Main.counter"), "1:10");
     mainVariable(0).offset = 30;

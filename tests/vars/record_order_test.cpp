@@ -50,6 +50,16 @@ TEST(RotateLeft, GoesRoundMoreThanOnce) {
     EXPECT_EQ(rotated(1, 79), "0 ");
 }
 
+TEST(RotateLeft, MovesManyEntriesAsItMovesFew) {
+    for (int size : {13, 14, 20, 31, 79, 200})
+        for (int count = 1; count < 2 * size; ++count) {
+            std::string expected;
+            for (int i = 0; i < size; ++i)
+                expected += std::to_string((i + count) % size) + " ";
+            ASSERT_EQ(rotated(size, count), expected) << count << " of " << size;
+        }
+}
+
 TEST(RotateLeft, LeavesListsWithNothingToMove) {
     EXPECT_EQ(rotated(0, 3), "");
     EXPECT_EQ(rotated(3, 0), "0 1 2 ");
