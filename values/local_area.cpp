@@ -50,25 +50,26 @@ void storeItem(const RW_VAR& item, ItemReader& reader, ByteImage& image) {
     image.storeZeros(key + static_cast<quint32>(delivered), item.size - delivered);
 }
 
-// The hash doubles its buckets while the image grows and is left half empty. Once as many bytes were stored without a
-// new one as the image holds, it has stopped growing, and half of the buckets do. Guarded by the image lock.
-class GrowthWatch {
+// The hash doubles its buckets as the image grows, and keeps up to half of them in reserve. This gives them back, at most
+// once in as many stored bytes as the image holds, so that it costs each of them next to nothing. Guarded by the image
+// lock.
+class BucketReserve {
 public:
-    GrowthWatch() : size_(0), storedSinceGrowth_(0) {}
+    BucketReserve() : storedSince_(0) {}
 
-    void stored(QHash<quint64, char>& bytes, qint64 count) {
-        storedSinceGrowth_ = bytes.size() == size_ ? storedSinceGrowth_ + count : 0;
-        size_ = bytes.size();
-        if (storedSinceGrowth_ >= size_ && bytes.capacity() > size_)
-            bytes.squeeze();
+    void giveBack(QHash<quint64, char>& bytes, qint64 storedNow) {
+        storedSince_ += storedNow;
+        if (storedSince_ < bytes.size() || bytes.capacity() <= bytes.size())
+            return;
+        bytes.squeeze();
+        storedSince_ = 0;
     }
 
 private:
-    int size_;
-    qint64 storedSinceGrowth_;
+    qint64 storedSince_;
 };
 
-GrowthWatch growthWatch;
+BucketReserve bucketReserve;
 
 char dataByte(const RW_VAR& var, int index) {
     return index < var.data.size() ? var.data.at(index) : '\0';
@@ -106,7 +107,7 @@ void SaveToLocalDataErea(QByteArray* reply) noexcept {
         storeItem(PLC_driver.batch[i], reader, image);
         stored += qMax(PLC_driver.batch[i].size, 0);
     }
-    growthWatch.stored(PLC_driver.localValues, stored);
+    bucketReserve.giveBack(PLC_driver.localValues, stored);
 }
 
 void WriteDataToLocal(RW_VAR* var) noexcept {
@@ -116,4 +117,5 @@ void WriteDataToLocal(RW_VAR* var) noexcept {
         storeBits(*var, image);
     else
         storeBytes(*var, image);
+    bucketReserve.giveBack(PLC_driver.localValues, qMax(var->size, 0));
 }

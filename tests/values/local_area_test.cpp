@@ -169,28 +169,29 @@ TEST_F(ReadReplies, FullBatchIsStored) {
     EXPECT_EQ(PLC_driver.localValues.size(), 200);
 }
 
-// 48 to 64 bytes for each byte of the image: half of what the hash adds to that goes when the image has stopped growing.
-TEST_F(ReadReplies, ImageThatStoppedGrowingGivesBackWhatItKeepsInReserve) {
+// 48 to 64 bytes for each byte of the image: half of what the hash adds to 48 goes when the image does not grow any more.
+TEST_F(ReadReplies, ImageGivesBackWhatItsHashKeepsInReserve) {
     const int kRequests = 30;
-    const auto storeAll = [](int first, int requests) {
-        for (int i = first; i < first + requests; ++i) {
-            setBatch({readVar(1, 700 * i, 700)});
-            store(readReply({"A1 A2"}));
-        }
+    const int kBytes = 700;
+    const auto storeAt = [](int i) {
+        setBatch({readVar(1, kBytes * i, kBytes)});
+        store(readReply({"A1 A2"}));
     };
-    storeAll(0, kRequests);
-    ASSERT_EQ(PLC_driver.localValues.size(), 700 * kRequests);
-    const int whileGrowing = PLC_driver.localValues.capacity();
-    ASSERT_GT(whileGrowing, 700 * kRequests);
-    storeAll(0, kRequests - 1);
-    EXPECT_EQ(PLC_driver.localValues.capacity(), whileGrowing) << "as many bytes as the image holds come first";
-    storeAll(0, 1);
-    EXPECT_LT(PLC_driver.localValues.capacity(), 700 * kRequests);
     for (int i = 0; i < kRequests; ++i)
-        ASSERT_EQ(image(1, static_cast<quint32>(700 * i), 3), "A1 A2 00") << i;
-    storeAll(kRequests, 1);
-    EXPECT_EQ(PLC_driver.localValues.size(), 700 * (kRequests + 1));
-    EXPECT_EQ(image(1, 700 * kRequests, 2), "A1 A2");
+        storeAt(i);
+    ASSERT_EQ(PLC_driver.localValues.size(), kBytes * kRequests);
+    ASSERT_GT(PLC_driver.localValues.capacity(), kBytes * kRequests) << "nothing in reserve: nothing to give back";
+    storeAt(0);
+    EXPECT_LT(PLC_driver.localValues.capacity(), kBytes * kRequests);
+    EXPECT_EQ(PLC_driver.localValues.size(), kBytes * kRequests);
+    for (int i = 0; i < kRequests; ++i)
+        ASSERT_EQ(image(1, static_cast<quint32>(kBytes * i), 3), "A1 A2 00") << i;
+
+    // One byte more makes the hash grow again; it is not given back at once, or every new byte would cost a rehash.
+    setBatch({readVar(2, 0, 1)});
+    store(readReply({"B1"}));
+    EXPECT_GT(PLC_driver.localValues.capacity(), kBytes * kRequests);
+    EXPECT_EQ(image(2, 0, 1), "B1");
 }
 
 TEST_F(ReadReplies, LeaveTheReplyOfTheHostAlone) {
@@ -362,6 +363,15 @@ TEST_F(WrittenVariables, AreStoredUnderTheImageLock) {
     EXPECT_TRUE(waitsFor(PLC_driver.localAreaMutex, [] { mirror(writeVar(3, 100, "12")); }));
     EXPECT_TRUE(waitsFor(PLC_driver.localAreaMutex, [] { mirror(bits(3, 0, "01")); }));
     EXPECT_EQ(image(3, 100, 1), "12");
+}
+
+TEST_F(WrittenVariables, ImageGivesBackWhatItsHashKeepsInReserve) {
+    RW_VAR var = writeVar(1, 0, "12 34");
+    var.size = 10000;
+    WriteDataToLocal(&var);
+    EXPECT_EQ(PLC_driver.localValues.size(), 10000);
+    EXPECT_LT(PLC_driver.localValues.capacity(), 10000);
+    EXPECT_EQ(image(1, 0, 3), "12 34 00");
 }
 
 TEST_F(WrittenVariables, LeaveTheRecordAlone) {
