@@ -21,7 +21,7 @@ const char kSmallProgram[] = R"({
 // Replies that come at all come at once, so only what never comes is waited for so long. Programs under the emulator
 // need more time for everything.
 #ifdef AC500_EMULATED
-const int kShortTimeLimitMs = 600;
+const int kShortTimeLimitMs = 400;
 #else
 const int kShortTimeLimitMs = 120;
 #endif
