@@ -92,7 +92,12 @@ private:
         log_ += toText(symbol) + " ";
         const std::vector<Symbol> list{scopeOf("Main", {symbol})};
         QList<Label_Type_Info> driverList = toDriver(list);
-        PassVarName_2(&driverList);
+        if (choices.oneIn(3)) {
+            PLC_driver.labelTable["Main"] = driverList.first();  // what was resolved before counts no more
+            figures_.reached("symbols changed in the driver object");
+        } else {
+            PassVarName_2(&driverList);
+        }
         machine_.loadSymbols(list);
         reference::Place place;
         if (machine_.symbols.resolve(tag, &place) == 0) {
@@ -272,7 +277,8 @@ TEST(Reference, Values) {
             run.run(step);
         }
     };
-    test.states = {"bit beyond the variable",
+    test.states = {"symbols changed in the driver object",
+                   "bit beyond the variable",
                    "bit of a variable",
                    "boolean byte",
                    "8-bit value",
