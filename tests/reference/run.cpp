@@ -51,12 +51,14 @@ bool runRound(const RandomTest& test, std::uint64_t seed, Figures* figures) {
     params.seed = seed;
     params.maxSuccess = kSequencesPerRound;
     params.maxSize = test.longest;
+    std::string lastDifference;
     const auto property = [&] {
         const Sequence sequence = *sequences(test.numbers);
         try {
             test.run(sequence, *figures);
         } catch (const Difference& difference) {
-            RC_FAIL(std::string(difference.what()));
+            lastDifference = difference.what();
+            RC_FAIL(lastDifference);
         } catch (const reference::LeftOpen&) {
             RC_FAIL("the sequence leads where no behaviour is promised");
         }
@@ -71,6 +73,10 @@ bool runRound(const RandomTest& test, std::uint64_t seed, Figures* figures) {
     std::ostringstream text;
     if (result.is<rc::detail::FailureResult>()) {
         const auto& failure = result.get<rc::detail::FailureResult>();
+        if (failure.description.find(lastDifference) == std::string::npos) {
+            text << "The shrunk sequence alone passes: something outlives the driver object. The last difference was:\n"
+                 << lastDifference << "\n";
+        }
         text << failure.description << "\nshrunk in " << failure.reproduce.shrinkPath.size() << " steps\n";
     } else {
         rc::detail::printResultMessage(result, text);
