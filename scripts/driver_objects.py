@@ -4,7 +4,9 @@ For scripts/coverage and scripts/mutate. Only the driver differs from what the s
 which take most of the time, are those of the release build, and so are the driver's compiler options apart from
 optimisation, debug information and warnings.
 """
+import collections
 import json
+import re
 import shlex
 import subprocess
 from concurrent.futures import ThreadPoolExecutor
@@ -38,10 +40,14 @@ class TestBuild:
 
     def __init__(self, folder):
         self.folder = Path(folder).resolve()
-        self._commands = {}
+        self._commands, self._test_commands = {}, {}
         for entry in json.loads((self.folder / "compile_commands.json").read_text()):
-            if "/ac500_core.dir/" in entry["command"]:
-                self._commands[str(Path(entry["file"]).relative_to(ROOT))] = shlex.split(entry["command"])
+            command = shlex.split(entry["command"])
+            program = re.search(r"/CMakeFiles/(\w+)\.dir/", entry["command"])
+            if program and program[1] == "ac500_core":
+                self._commands[str(Path(entry["file"]).relative_to(ROOT))] = command
+            elif program and program[1] in PROGRAMS:
+                self._test_commands[program[1], Path(entry["file"])] = command
         if not self._commands:
             raise CommandFailed(f"{folder}/compile_commands.json knows no source of the driver: build release first")
 
@@ -64,6 +70,20 @@ class TestBuild:
                 kept.append(word)
         return kept
 
+    def tests_of(self, header):
+        """Program to (test source, its object), of the tests that include the header themselves."""
+        found = collections.defaultdict(list)
+        for (program, source), command in self._test_commands.items():
+            if f'#include "{header}"' in source.read_text():
+                found[program].append((source, self.folder / command[command.index("-o") + 1]))
+        return found
+
+    def compile_test(self, program, source, headers, target):
+        """Compiles a test as the release build does, but for the headers that the folder `headers` has."""
+        command = list(self._test_commands[program, source])
+        command[command.index("-o") + 1] = str(target)
+        run(*NICE, command[0], f"-I{headers}", *command[1:], cwd=self.folder, timeout=600)
+
     def test_objects(self, program):
         folder = self.folder / "tests" / program.removesuffix("_test")
         if program == "debug_log_test":
@@ -81,6 +101,9 @@ def release_build():
 
 
 def for_each(jobs, work, items):
-    """Does `work` on every item, so many at a time; the first failure is raised when all have come to an end."""
-    with ThreadPoolExecutor(jobs) as pool:
+    """Does `work` on every item, so many at a time; after a failure or an interruption no further one is begun."""
+    pool = ThreadPoolExecutor(jobs)
+    try:
         return list(pool.map(work, items))
+    finally:
+        pool.shutdown(cancel_futures=True)

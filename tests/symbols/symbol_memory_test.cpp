@@ -98,6 +98,15 @@ TEST_F(SymbolMemory, FollowsRecordsThatAreLoadedAgain) {
     EXPECT_EQ(placeOf("Main.speed"), "unknown");
 }
 
+// A table of thousands of records would be copied once more for every list of the host's.
+TEST_F(SymbolMemory, LeavesTheRecordsWhereTheyAreWhenMoreAreLoaded) {
+    ASSERT_EQ(placeOf("Main.counter"), "1:10");
+    const QHash<QString, Label_Type_Info>& table = PLC_driver.labelTable;
+    const Label_Type_Info* const before = &table.constFind("Main").value();
+    load({scope("Other", {variable("counter", 16, 60)})});
+    EXPECT_EQ(&table.constFind("Main").value(), before);
+}
+
 TEST_F(SymbolMemory, FindsANameThatWasUnknownBefore) {
     ASSERT_EQ(placeOf("Other.counter"), "unknown");
     load({scope("Other", {variable("counter", 16, 60)})});

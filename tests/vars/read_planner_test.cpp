@@ -197,6 +197,12 @@ TEST_F(ReadPlanner, LeadingVariableOfSizeZeroIsNotHeldCoveredByTheLastArea) {
     EXPECT_EQ(requestText(PLC_driver.readList), "1@0+18, 2@6+2");
 }
 
+TEST_F(ReadPlanner, RequestOfSizeZeroThatTheHostAddedGrows) {
+    addRead(readVar(1, 0, 0));
+    merge(variablesOf(1, {{0, 0}, {0, 1}}), 200);
+    EXPECT_EQ(requestText(PLC_driver.readList), "1@0+1");
+}
+
 TEST_F(ReadPlanner, SecondAreaOfSizeZeroOnlyAddsNothing) {
     merge(variablesOf(1, {{0, 4}}), 20);
     merge(variablesOf(2, {{0, 0}, {6, 0}}), 20);
