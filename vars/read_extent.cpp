@@ -11,11 +11,12 @@ namespace {
 
 enum { kBitsPerWord = 16, kBytesPerWord = 2 };
 
-// Never negative: the bytes of a row that ends far before it begins would wrap around into gigabytes.
 int elementCount(const ControlInformationM& info, ValueGroup group, int requested) {
-    if (info.isArray != 0)
-        return qMax(qMin(requested, info.arrayCount), 0);  // of strings too, though they count words (quirk 35)
-    return group == kText ? qMax(requested, 0) : 1;
+    // The bytes of a row that ends farther before it begins would wrap around into gigabytes.
+    enum { kShortestRow = -(1 << 28) };
+    if (info.isArray != 0)  // of strings too, though they count words (quirk 35)
+        return qMin(requested, qMax<int>(info.arrayCount, kShortestRow));
+    return group == kText ? requested : 1;
 }
 
 // Words of the host, rounded up to whole values of `wordsPerValue` words each.

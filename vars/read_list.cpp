@@ -14,32 +14,78 @@ using namespace ac500;
 
 namespace {
 
-typedef QMap<int, QList<RW_VAR>> AreaLists;
+typedef QMap<int, std::vector<ReadRun>> AreaRuns;
 
-RW_VAR cyclicRead(const HostTag& tag, const QString& concreteName, int area, const ReadExtent& extent) {
-    const ComInfo& settings = *PLC_driver.comInfo;
-    RW_VAR var = RW_VAR();
-    var.hostSubId = -1;
-    var.aux3 = settings.aux3;
-    var.aux4 = settings.aux4;
-    var.labelName = concreteName;
-    var.labelArg = tag.argument;
-    var.dataType = extent.dataType;
-    var.offset = extent.startByte;
-    var.comWord = settings.comWord;
-    var.size = extent.lengthBytes;
-    var.area = area;
-    return var;
+struct ResolvedTag {
+    QString concreteName;
+    qint32 area;
+    ReadExtent extent;  // not transferable: the tag is left out
+};
+
+ResolvedTag resolved(const HostTag& tag) {
+    ResolvedTag result = {tag.tagName, 0, {false, 0, 0, 0}};
+    ControlInformationM info;
+    if (resolveTag(result.concreteName, tag.argument, info) == kResolved) {
+        result.area = info.area;
+        result.extent = readExtent(info, tag.count);
+    }
+    return result;
 }
 
-void addTag(const HostTag& tag, AreaLists& areaLists) {
-    QString name = tag.tagName;
-    ControlInformationM info;
-    if (resolveTag(name, tag.argument, info) != kResolved)
-        return;
-    const ReadExtent extent = readExtent(info, tag.count);
-    if (extent.transferable)
-        areaLists[info.area].append(cyclicRead(tag, name, info.area, extent));
+// The host's tags by their position. Resolves a tag again for its record: few tags need one.
+class TagRecords : public RecordSource {
+public:
+    explicit TagRecords(const QList<HostTag>& tags) : tags_(tags) {}
+
+    RW_VAR record(int source) const {
+        const HostTag& tag = tags_.at(source);
+        const ResolvedTag found = resolved(tag);
+        const ComInfo& settings = *PLC_driver.comInfo;
+        RW_VAR var = RW_VAR();
+        var.hostSubId = -1;
+        var.aux3 = settings.aux3;
+        var.aux4 = settings.aux4;
+        var.labelName = found.concreteName;
+        var.labelArg = tag.argument;
+        var.dataType = found.extent.dataType;
+        var.offset = found.extent.startByte;
+        var.comWord = settings.comWord;
+        var.size = found.extent.lengthBytes;
+        var.area = found.area;
+        return var;
+    }
+
+private:
+    const QList<HostTag>& tags_;
+};
+
+// The records of a list by their position.
+class ListRecords : public RecordSource {
+public:
+    explicit ListRecords(const QList<RW_VAR>& list) : list_(list) {}
+
+    RW_VAR record(int source) const { return list_.at(source); }
+
+private:
+    const QList<RW_VAR>& list_;
+};
+
+AreaRuns runsOf(const QList<HostTag>& tags) {
+    AreaRuns areaRuns;
+    for (int i = 0; i < tags.size(); ++i) {
+        const ResolvedTag tag = resolved(tags.at(i));
+        const ReadRun run = {tag.area, tag.extent.startByte, tag.extent.lengthBytes, i};
+        if (tag.extent.transferable)
+            areaRuns[tag.area].push_back(run);
+    }
+    return areaRuns;
+}
+
+void plan(const std::vector<ReadRun>& sorted, int maxBytes, const RecordSource& records) {
+    if (maxBytes == 1)
+        keepLargestPerOffset(sorted, records, PLC_driver.readList);
+    else if (maxBytes > 1)
+        mergeReads(sorted, maxBytes, records, PLC_driver.readList);
 }
 
 }  // namespace
@@ -52,12 +98,10 @@ int ReCreatReadVarList(QList<HostTag>* tags) noexcept {
     PLC_driver.cyclicBatches = 0;
     PLC_driver.comInfo->firstPassDone = 0;
 
-    AreaLists areaLists;
-    for (int i = 0; i < tags->size(); ++i)
-        addTag(tags->at(i), areaLists);
-    for (AreaLists::iterator area = areaLists.begin(); area != areaLists.end(); ++area) {
-        Bubble_Sort(&area.value());
-        BitVarReCreat(&area.value(), maxRequestBytes());
+    AreaRuns areaRuns = runsOf(*tags);
+    for (AreaRuns::iterator area = areaRuns.begin(); area != areaRuns.end(); ++area) {
+        sortByOffset(area.value());
+        plan(area.value(), maxRequestBytes(), TagRecords(*tags));
     }
     return PLC_driver.readList.size();
 }
@@ -68,8 +112,11 @@ void Bubble_Sort(QList<RW_VAR>* list) noexcept {
 }
 
 void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
-    if (maxBytes == 1)
-        keepLargestPerOffset(*list, PLC_driver.readList);
-    else if (maxBytes > 1)
-        mergeReads(*list, maxBytes, PLC_driver.readList);
+    std::vector<ReadRun> runs;
+    runs.reserve(static_cast<std::size_t>(list->size()));
+    for (int i = 0; i < list->size(); ++i) {
+        const ReadRun run = {list->at(i).area, list->at(i).offset, list->at(i).size, i};
+        runs.push_back(run);
+    }
+    plan(runs, maxBytes, ListRecords(*list));
 }

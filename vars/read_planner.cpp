@@ -1,10 +1,16 @@
 #include "vars/read_planner.h"
 
+#include <algorithm>
+
 #include "protocol/bytes.h"
 
 namespace ac500 {
 
 namespace {
+
+bool standsBefore(const ReadRun& a, const ReadRun& b) {
+    return a.offset != b.offset ? a.offset < b.offset : a.source < b.source;
+}
 
 // Appends `var`'s identity for the bytes [var.offset, var.offset + lengthBytes), cut by the limit.
 void appendRun(RW_VAR var, int lengthBytes, int maxBytes, QList<RW_VAR>& requests) {
@@ -25,29 +31,35 @@ void growLast(int lengthBytes, int maxBytes, QList<RW_VAR>& requests) {
 
 }  // namespace
 
-void mergeReads(const QList<RW_VAR>& sorted, int maxBytes, QList<RW_VAR>& requests) {
-    for (int k = 0; k < sorted.size(); ++k) {
-        const RW_VAR& var = sorted.at(k);
+void sortByOffset(std::vector<ReadRun>& runs) {
+    std::sort(runs.begin(), runs.end(), standsBefore);
+}
+
+void mergeReads(const std::vector<ReadRun>& sorted, int maxBytes, const RecordSource& records,
+                QList<RW_VAR>& requests) {
+    for (std::size_t k = 0; k < sorted.size(); ++k) {
+        const ReadRun& run = sorted[k];
         // The group is what the last request covers; a request of another area (or none) is not this area's group.
-        const bool hasGroup = k > 0 && !requests.isEmpty() && requests.last().area == var.area;
-        if (!hasGroup || var.offset >= wrapAdd(requests.last().offset, maxBytes)) {
-            appendRun(var, var.size, maxBytes, requests);
+        const bool hasGroup = k > 0 && !requests.isEmpty() && requests.last().area == run.area;
+        if (!hasGroup || run.offset >= wrapAdd(requests.last().offset, maxBytes)) {
+            if (run.size > 0)
+                appendRun(records.record(run.source), run.size, maxBytes, requests);
             continue;
         }
         const RW_VAR& group = requests.last();
-        const qint32 end = wrapAdd(var.offset, var.size);
+        const qint32 end = wrapAdd(run.offset, run.size);
         if (wrapAdd(group.offset, group.size) < end)
             growLast(wrapSub(end, group.offset), maxBytes, requests);
     }
 }
 
-void keepLargestPerOffset(const QList<RW_VAR>& sorted, QList<RW_VAR>& requests) {
-    for (int k = 0; k < sorted.size(); ++k) {
-        const RW_VAR& var = sorted.at(k);
-        if (k == 0 || var.offset != sorted.at(k - 1).offset)
-            requests.append(var);
-        else if (var.size > requests.last().size)
-            requests.last().size = var.size;
+void keepLargestPerOffset(const std::vector<ReadRun>& sorted, const RecordSource& records, QList<RW_VAR>& requests) {
+    for (std::size_t k = 0; k < sorted.size(); ++k) {
+        const ReadRun& run = sorted[k];
+        if (k == 0 || run.offset != sorted[k - 1].offset)
+            requests.append(records.record(run.source));
+        else if (run.size > requests.last().size)
+            requests.last().size = run.size;
     }
 }
 

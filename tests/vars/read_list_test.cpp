@@ -74,6 +74,13 @@ TEST_F(ReadList, EqualOffsetsKeepTheHostsOrder) {
     EXPECT_EQ(PLC_driver.readList.first().labelName, "Main.twin");
 }
 
+// The end of a negative length lies before its offset: inside the group, which does not grow up to the offset.
+TEST_F(ReadList, TagOfNegativeLengthGrowsNoRequest) {
+    loadMain({variable("byte", 15, 0), variable("text", 10, 2), variable("later", 15, 9)});
+    EXPECT_EQ(rebuilt({tag("Main.byte", 1), tag("Main.text", -3)}), "1@0+1");
+    EXPECT_EQ(rebuilt({tag("Main.text", -3), tag("Main.later", 1)}), "1@9+1");
+}
+
 TEST_F(ReadList, SameTagTwiceIsReadOnce) {
     loadMain({variable("counter", 3, 4)});
     EXPECT_EQ(rebuilt({tag("Main.counter", 1), tag("Main.counter", 1), tag("Main.counter", 9)}), "1@4+2");
