@@ -15,7 +15,6 @@ bool readExtent(const Place& place, std::int32_t wanted, Extent* extent) {
     } else {
         n = 1;
     }
-    n = std::max<std::int64_t>(n, 0);  // less than nothing is nothing
     extent->dataType = code;
     extent->offset = place.address;
     switch (code) {
