@@ -30,7 +30,7 @@ const double kShortestWithEveryFault = 600;
 const std::int64_t kWarmUpOrders = 1100;
 const std::size_t kWarmUpEvents = 1100;
 const Milliseconds kWarmUpLimit{20000};
-const Milliseconds kDrainLimit{40000};
+const Milliseconds kDrainLimit{90000};
 const Milliseconds kQuietDrainLimit{10000};
 const Milliseconds kSettleLimit{15000};
 const Milliseconds kStatusEvery{10000};
