@@ -207,11 +207,11 @@ TEST_F(HostilePlcTest, GarbageBehindAGoodReplyEndsTheConnection) {
 
 // ---- sending
 
-class SlowReaderTest : public PlantTest {
+class TransportTest : public PlantTest {
 protected:
     // How long sending 32 MB takes to fail.
     int failingMs(const HostilePlc::Behaviour& behaviour) {
-        const HostilePlc peer(behaviour, 4096);
+        const HostilePlc peer(behaviour, 64 * 1024);
         host::TcpTransport transport;
         transport.connect({"127.0.0.1", peer.port()});
         EXPECT_EQ(transport.waitConnected(host::Milliseconds(5000)).status, host::ConnectStatus::Connected);
@@ -221,7 +221,7 @@ protected:
     }
 };
 
-TEST_F(SlowReaderTest, APeerThatNeverReadsEndsSending) {
+TEST_F(TransportTest, APeerThatNeverReadsEndsSending) {
     EXPECT_LT(failingMs([](Connection& connection) {
                   while (connection.sleep(20)) {
                   }
@@ -229,13 +229,28 @@ TEST_F(SlowReaderTest, APeerThatNeverReadsEndsSending) {
               1000 + kSlackMs);
 }
 
-TEST_F(SlowReaderTest, APeerThatReadsALittleAtATimeGetsNoMoreTime) {
+TEST_F(TransportTest, APeerThatReadsALittleAtATimeGetsNoMoreTime) {
     EXPECT_LT(failingMs([](Connection& connection) {
-                  // At this pace the whole would take half an hour.
-                  while (connection.take(4096) && connection.sleep(200)) {
+                  // At this pace the whole would take half a minute, with progress several times a second.
+                  while (connection.take(128 * 1024) && connection.sleep(100)) {
                   }
               }),
               1000 + kSlackMs);
+}
+
+// What the kernel has received while the host was busy must not come all at once.
+TEST_F(TransportTest, OnePortionOfAFloodIsBounded) {
+    const HostilePlc peer([](Connection& connection) { connection.send(std::string(16 * 1024 * 1024, '\0')); });
+    host::TcpTransport transport;
+    transport.connect({"127.0.0.1", peer.port()});
+    ASSERT_EQ(transport.waitConnected(host::Milliseconds(5000)).status, host::ConnectStatus::Connected);
+    int largest = 0;
+    for (int i = 0; i < 10; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        largest = std::max(largest, transport.receive(host::Milliseconds(5000)).bytes.size());
+    }
+    EXPECT_GT(largest, 0);
+    EXPECT_LE(largest, 65536);
 }
 
 }  // namespace

@@ -48,6 +48,7 @@ TcpConnection::TcpConnection(TcpServer& server, QTcpSocket* socket, int number)
     connect(socket_, &QTcpSocket::readyRead, this, &TcpConnection::takeRequests);
     connect(socket_, &QTcpSocket::disconnected, this, &TcpConnection::ended);
     requestTimer_.setSingleShot(true);
+    requestTimer_.setTimerType(Qt::PreciseTimer);
     connect(&requestTimer_, &QTimer::timeout, this, [this] {
         note(fmt::format("half a request after {} ms: closed", server_.settings_.limits.requestMs));
         close();
