@@ -209,14 +209,14 @@ TEST_F(HostilePlcTest, GarbageBehindAGoodReplyEndsTheConnection) {
 
 class TransportTest : public PlantTest {
 protected:
-    // How long sending 32 MB takes to fail.
+    // How long sending 64 MB takes to fail.
     int failingMs(const HostilePlc::Behaviour& behaviour) {
         const HostilePlc peer(behaviour, 64 * 1024);
         host::TcpTransport transport;
         transport.connect({"127.0.0.1", peer.port()});
         EXPECT_EQ(transport.waitConnected(host::Milliseconds(5000)).status, host::ConnectStatus::Connected);
         const Moment start = std::chrono::steady_clock::now();
-        EXPECT_FALSE(transport.send(QByteArray(32 * 1024 * 1024, 'x')));
+        EXPECT_FALSE(transport.send(QByteArray(64 * 1024 * 1024, 'x')));
         return elapsedMs(start);
     }
 };
@@ -231,8 +231,8 @@ TEST_F(TransportTest, APeerThatNeverReadsEndsSending) {
 
 TEST_F(TransportTest, APeerThatReadsALittleAtATimeGetsNoMoreTime) {
     EXPECT_LT(failingMs([](Connection& connection) {
-                  // At this pace the whole would take half a minute, with progress several times a second.
-                  while (connection.take(128 * 1024) && connection.sleep(100)) {
+                  // At this pace the whole would take more than ten seconds, with progress several times a second.
+                  while (connection.take(512 * 1024) && connection.sleep(100)) {
                   }
               }),
               1000 + kSlackMs);
