@@ -43,7 +43,7 @@ class TestBuild:
         self._commands, self._test_commands = {}, {}
         for entry in json.loads((self.folder / "compile_commands.json").read_text()):
             command = shlex.split(entry["command"])
-            program = re.search(r"/CMakeFiles/(\w+)\.dir/", entry["command"])
+            program = re.search(r"/CMakeFiles/(\w+)\.dir/", command[command.index("-o") + 1])
             if program and program[1] == "ac500_core":
                 self._commands[str(Path(entry["file"]).relative_to(ROOT))] = command
             elif program and program[1] in PROGRAMS:
@@ -79,10 +79,10 @@ class TestBuild:
         return found
 
     def compile_test(self, program, source, headers, target):
-        """Compiles a test as the release build does, but for the headers that the folder `headers` has."""
-        command = list(self._test_commands[program, source])
+        """Compiles a test as the release build does, but without warnings, and with the headers in `headers`."""
+        command = [word for word in self._test_commands[program, source] if not word.startswith("-W")]
         command[command.index("-o") + 1] = str(target)
-        run(*NICE, command[0], f"-I{headers}", *command[1:], cwd=self.folder, timeout=600)
+        run(*NICE, command[0], "-w", f"-I{headers}", *command[1:], cwd=self.folder, timeout=600)
 
     def test_objects(self, program):
         folder = self.folder / "tests" / program.removesuffix("_test")

@@ -287,6 +287,7 @@ TEST_F(WritingValues, SharedInputOfTheHostStaysAsItIs) {
     SetRegisterData(&label, 0, &argument, 0, &in, 1, 1, 2);
     EXPECT_EQ(hex(shared), "34 12");
     EXPECT_EQ(hex(in), "34 12");
+    EXPECT_TRUE(in.isDetached()) << "another thread may hold the other one";
 }
 
 TEST_F(WritingValues, StringLongerThanARequestIsSentInPieces) {
