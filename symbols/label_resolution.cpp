@@ -112,9 +112,10 @@ int get_label_address_array_memory_index(QString indexList, int dimensions, QLis
     quint32 linear = 0;
     for (int d = 0; d < dimensions; ++d) {
         bool isNumber = false;
-        const qint32 position = wrapSub(texts.at(d).toInt(&isNumber, bounds.first()), lowerBound(bounds, d));
-        if (!isNumber || position < 0)
+        const qint32 number = texts.at(d).toInt(&isNumber, bounds.first());
+        if (!isNumber || number < lowerBound(bounds, d))
             return kBadIndex;
+        const qint32 position = wrapSub(number, lowerBound(bounds, d));
         linear = linear * static_cast<quint32>(extent(bounds, d)) + static_cast<quint32>(position);
     }
     index = linear;

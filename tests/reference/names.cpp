@@ -260,11 +260,11 @@ int arrayPosition(const std::string& indexList, std::int32_t dimensions, const s
             return 3;
         }
         const std::int64_t position = std::int64_t{number} - bounds[2 * d + 1];
-        if (position != wrapped(position)) {
-            throw LeftOpen();
-        }
         if (position < 0) {
             return 3;
+        }
+        if (position != wrapped(position)) {
+            throw LeftOpen();
         }
         positions.push_back(wrapped(position));
         extents.push_back(wrapped(std::int64_t{bounds[2 * d + 2]} - bounds[2 * d + 1]));

@@ -540,6 +540,13 @@ TEST(LinearIndex, FailuresLeaveTheResultsAlone) {
     EXPECT_EQ(linearIndex("3,0", 2, {10, 1, 4, 1, 4}), "3: 7777 to 8888");
 }
 
+// The distance to the bound does not fit 32 bits; the comparison does not depend on it.
+TEST(LinearIndex, IndexFarBelowTheLowerBoundIsRefused) {
+    EXPECT_EQ(linearIndex("-2147483648", 1, {10, 1, 5}), "3: 7777 to 8888");
+    EXPECT_EQ(linearIndex("-2", 1, {10, 2147483647, 5}), "3: 7777 to 8888");
+    EXPECT_EQ(linearIndex("2147483647", 1, {10, -2, 5}), "0: 2147483649 to 2147483656");
+}
+
 TEST(LinearIndex, ExtentOfZeroIsNoFailure) {
     EXPECT_EQ(linearIndex("2", 1, {10, 2, 2}), "0: 0 to 0");
     EXPECT_EQ(linearIndex("5,1", 2, {10, 0, 9, 1, 1}), "0: 0 to 0");
