@@ -237,7 +237,7 @@ TEST_F(HostileClients, ClientsThatAskWithoutAPauseLeaveTheOthersTheirTurn) {
     for (int i = 0; i < 3; ++i) {
         greedy.emplace_back([&] { flood(plc_->port(), readMode(end_), stop); });
     }
-    while (plc_->counters().reads < 1000) {
+    while (plc_->counters().reads < 200) {
         sleepMs(1);
     }
     const std::uint64_t before = plc_->counters().reads;
@@ -247,7 +247,7 @@ TEST_F(HostileClients, ClientsThatAskWithoutAPauseLeaveTheOthersTheirTurn) {
         EXPECT_EQ(ask(*client_), kModeReply);
         longestMs = std::max(longestMs, elapsedMs(asked));
     }
-    EXPECT_GT(plc_->counters().reads - before, 1000U) << "this was no flood";
+    EXPECT_GT(plc_->counters().reads - before, 200U) << "this was no flood";
     stop = true;
     for (std::thread& thread : greedy) {
         thread.join();

@@ -13,6 +13,7 @@ namespace ac500::sim {
 namespace {
 
 constexpr qint64 kReadBufferBytes = 64 * 1024;
+constexpr int kRequestsPerTurn = 16;  // then it is the other clients' turn
 
 bool isData(std::uint8_t serviceCode) {
     return serviceCode == static_cast<std::uint8_t>(Service::Read) ||
@@ -79,17 +80,32 @@ void TcpConnection::takeRequests() {
     if (state_ == State::Farewell) {
         socket_->readAll();
     }
-    while (mayTakeRequest()) {
+    int taken = 0;
+    while (taken < kRequestsPerTurn && mayTakeRequest()) {
         Bytes request;
         const FrameSplitter::Result result = splitter_.next(&request);
         if (result != FrameSplitter::Result::NeedMore) {
             requestTimer_.stop();
             handle(result, request);
+            ++taken;
         } else if (socket_->bytesAvailable() > 0) {
             readSome();
         } else {
             return watchUnfinishedRequest();
         }
+    }
+    if (taken == kRequestsPerTurn) {
+        scheduleTurn();
+    }
+}
+
+void TcpConnection::scheduleTurn() {
+    if (!turnScheduled_) {
+        turnScheduled_ = true;
+        QTimer::singleShot(0, this, [this] {
+            turnScheduled_ = false;
+            takeRequests();
+        });
     }
 }
 
@@ -177,7 +193,7 @@ void TcpConnection::finish(const Progress& progress) {
         midReply_ = false;
     }
     // Not at once: this may be called from takeRequests itself.
-    QTimer::singleShot(0, this, &TcpConnection::takeRequests);
+    scheduleTurn();
 }
 
 bool TcpConnection::performNext(Progress& progress) {

@@ -49,6 +49,7 @@ private:
     };
 
     void takeRequests();
+    void scheduleTurn();
     bool mayTakeRequest() const;
     void readSome();
     void watchUnfinishedRequest();
@@ -73,6 +74,7 @@ private:
     int lateReplies_ = 0;
     std::int64_t lateBytes_ = 0;
     std::optional<std::int64_t> lastGoodMs_;
+    bool turnScheduled_ = false;
     bool midReply_ = false;  // the delivery under way has sent some of its steps
     FrameSplitter splitter_;
     QTimer requestTimer_;  // runs while there is an unfinished request, since its first byte
