@@ -276,6 +276,12 @@ TEST_F(IndexRewriting, ComponentIndexPastTheEndFails) {
     EXPECT_EQ(parts, (QStringList{"Main", "vector[%%]"}));
 }
 
+TEST_F(IndexRewriting, StepTakesTheFirstComponentToo) {
+    QStringList parts{"vector[%%]"};
+    EXPECT_EQ(get_label_address_3(asArray(variable("vector", 3, 0), {10, 0, 5}), parts, 0, 1), 0);
+    EXPECT_EQ(parts, QStringList{"vector[1]"});
+}
+
 TEST_F(IndexRewriting, StepRewritesItsComponentInPlace) {
     QStringList parts{"a", "b[0,%%+1]", "c[%%]"};
     EXPECT_EQ(get_label_address_3(asArray(variable("any", 3, 0), {10, 0, 4, 0, 3}), parts, 1, 2), 0);

@@ -382,6 +382,12 @@ TEST_F(LabelResolution, ComponentIndexPastTheEndFails) {
     EXPECT_EQ(resolvedText(1, info), "1: type 0, area 0, address 0");
 }
 
+TEST_F(LabelResolution, StepTakesTheFirstComponentToo) {
+    ControlInformationM info = ControlInformationM();
+    EXPECT_EQ(get_label_address_1(variable("counter", 3, 4), {"counter"}, 0, info), 0);
+    EXPECT_EQ(info.dataType, 3);
+}
+
 TEST_F(LabelResolution, ScopeWithoutElementTypeFails) {
     load({member("Main", 0x200, 0)});
     EXPECT_EQ(resolve("Main.counter"), "10: type 0, area 0, address 0");

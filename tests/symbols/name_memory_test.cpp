@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace ac500::test {
 namespace {
 
@@ -76,6 +78,20 @@ TEST(NameMemory, TellsNamesOfOneHashApart) {
     ASSERT_TRUE(memory.recall(hashedAs(second, 5), info));
     EXPECT_EQ(info.address, 20);
     EXPECT_FALSE(memory.recall(hashedAs(third, 5), info));
+}
+
+// The host may let a string point at a buffer of its own, and use the buffer for another name afterwards.
+TEST(NameMemory, KeepsNoTextThatIsOnlyPointedAt) {
+    NameMemory memory;
+    QString buffer = "Main.counter";
+    const QString pointer = QString::fromRawData(buffer.constData(), buffer.size());
+    memory.remember(hashedAs(pointer, 5), scalar(10));
+    std::fill(buffer.begin(), buffer.end(), QLatin1Char('x'));
+    const QString other = "xxxxxxxxxxxx";
+    const QString name = "Main.counter";
+    ControlInformationM info;
+    EXPECT_FALSE(memory.recall(hashedAs(other, 5), info));
+    EXPECT_TRUE(memory.recall(hashedAs(name, 5), info));
 }
 
 TEST(NameMemory, KeepsWhatItKnowsWhileItGrows) {
