@@ -1,7 +1,9 @@
-// What a read of a type that cannot be transferred takes. What the others take is in read_list_test.cpp.
+// Reads with nothing to transfer. What the others take is in read_list_test.cpp.
 #include "vars/read_extent.h"
 
 #include <gtest/gtest.h>
+
+#include <climits>
 
 namespace ac500::test {
 namespace {
@@ -17,6 +19,21 @@ TEST(ReadExtent, IsAllZeroForTypesThatAreNotServed) {
         EXPECT_EQ(extent.startByte, 0) << code;
         EXPECT_EQ(extent.lengthBytes, 0) << code;
     }
+}
+
+// Bounds of the host whose upper one lies below the lower one.
+TEST(ReadExtent, RowOfNegativeLengthHasNothingToRead) {
+    for (int code : {1, 2, 3, 5, 8, 10, 13})
+        for (int count : {-100, -(1 << 28), INT_MIN}) {
+            ControlInformationM info = ControlInformationM();
+            info.dataType = code;
+            info.address = 3;
+            info.isArray = 1;
+            info.arrayCount = count;
+            const ReadExtent extent = readExtent(info, 3);
+            EXPECT_TRUE(extent.transferable) << code;
+            EXPECT_LE(extent.lengthBytes, 0) << code << ", " << count;
+        }
 }
 
 }  // namespace
