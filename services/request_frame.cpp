@@ -55,7 +55,7 @@ private:
 qint64 writeFrameBytes(const RequestContent& content) {
     qint64 total = kRequestHeaderBytes + kSessionFieldBytes;
     for (int i = 0; i < content.count; ++i)
-        total += kItemHeadBytes + itemBytes(content.vars[i]);
+        total += static_cast<qint64>(kItemHeadBytes) + itemBytes(content.vars[i]);
     return total;
 }
 

@@ -20,18 +20,19 @@ QString ownText(const QString& tag) {
 }  // namespace
 
 bool NameMemory::recall(const HashedTag& tag, ControlInformationM& info) const {
-    const quint32 position = positions_.find(
-        tag.hash, [&](quint32 i) { return answers_[i].hash == tag.hash && answers_[i].tag == tag.text; });
+    const Answer* answers = answers_.constData();
+    const quint32 position =
+        positions_.find(tag.hash, [&](quint32 i) { return answers[i].hash == tag.hash && answers[i].tag == tag.text; });
     if (position == PositionTable::kNone)
         return false;
 
-    const Answer& answer = answers_[position];
+    const Answer& answer = answers[position];
     info = ControlInformationM();
     info.dataType = answer.dataType;
     info.address = answer.address;
     info.area = answer.area;
     if (answer.details != PositionTable::kNone) {
-        const Details& details = details_[answer.details];
+        const Details& details = details_.at(static_cast<int>(answer.details));
         info.isBit = details.isBit;
         info.bitIndex = details.bitIndex;
         info.isArray = details.isArray;
@@ -45,30 +46,30 @@ void NameMemory::remember(const HashedTag& tag, const ControlInformationM& info)
     makeRoom();
     const Answer answer = {ownText(tag.text), tag.hash, info.dataType, info.address, info.area, addDetails(info)};
     positions_.insert(answer.hash, static_cast<quint32>(answers_.size()));
-    answers_.push_back(answer);
+    answers_.append(answer);
 }
 
 void NameMemory::clear() {
-    answers_.clear();
-    details_.clear();
+    answers_ = QVector<Answer>();
+    details_ = QVector<Details>();
     positions_ = PositionTable();
 }
 
 void NameMemory::makeRoom() {
     if (answers_.size() >= kMostAnswers)
         clear();
-    if (answers_.size() < positions_.room())
+    if (static_cast<std::size_t>(answers_.size()) < positions_.room())
         return;
     positions_ = PositionTable(2 * positions_.room());
-    for (quint32 i = 0; i < answers_.size(); ++i)
-        positions_.insert(answers_[i].hash, i);
+    for (int i = 0; i < answers_.size(); ++i)
+        positions_.insert(answers_.at(i).hash, static_cast<quint32>(i));
 }
 
 quint32 NameMemory::addDetails(const ControlInformationM& info) {
     if (info.isBit == 0 && info.isArray == 0)
         return PositionTable::kNone;
     const Details details = {info.isBit, info.bitIndex, info.isArray, info.arrayIndex, info.arrayCount};
-    details_.push_back(details);
+    details_.append(details);
     return static_cast<quint32>(details_.size() - 1);
 }
 

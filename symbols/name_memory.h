@@ -6,10 +6,9 @@
 #ifndef AC500_SYMBOLS_NAME_MEMORY_H
 #define AC500_SYMBOLS_NAME_MEMORY_H
 
-#include <deque>
-
 #include <QtCore/QHash>
 #include <QtCore/QString>
+#include <QtCore/QVector>
 
 #include "symbols/control_information.h"
 #include "symbols/position_table.h"
@@ -58,8 +57,8 @@ private:
     void makeRoom();
     quint32 addDetails(const ControlInformationM& info);
 
-    std::deque<Answer> answers_;
-    std::deque<Details> details_;
+    QVector<Answer> answers_;
+    QVector<Details> details_;
     PositionTable positions_;  // of answers_
 };
 

@@ -4,9 +4,8 @@
 #define AC500_SYMBOLS_POSITION_TABLE_H
 
 #include <cstddef>
-#include <vector>
 
-#include <QtCore/qglobal.h>
+#include <QtCore/QVector>
 
 namespace ac500 {
 
@@ -16,7 +15,7 @@ public:
     explicit PositionTable(std::size_t entries = 0) : shift_(kHashBits - kFewestBits) {
         while (slotCount() * kMostFullOf < entries * kMostFullPart)
             --shift_;
-        slots_.assign(slotCount(), kNone);
+        slots_.fill(kNone, static_cast<int>(slotCount()));
     }
 
     // How many entries fit.
@@ -24,20 +23,22 @@ public:
 
     // REQUIRES: fewer than room() entries were inserted.
     void insert(quint32 hash, quint32 position) {
+        quint32* slots = slots_.data();
         std::size_t slot = firstSlot(hash);
-        while (slots_[slot] != kNone)
+        while (slots[slot] != kNone)
             slot = nextSlot(slot);
-        slots_[slot] = position;
+        slots[slot] = position;
     }
 
     // The earliest inserted of the positions with that hash for which `matches(position)` is true, or kNone. Also asks
     // about positions of other hashes.
     template <typename Matches>
     quint32 find(quint32 hash, const Matches& matches) const {
+        const quint32* slots = slots_.constData();
         std::size_t slot = firstSlot(hash);
-        while (slots_[slot] != kNone && !matches(slots_[slot]))
+        while (slots[slot] != kNone && !matches(slots[slot]))
             slot = nextSlot(slot);
-        return slots_[slot];
+        return slots[slot];
     }
 
     enum : quint32 { kNone = 0xFFFFFFFFU };
@@ -53,7 +54,7 @@ private:
     std::size_t nextSlot(std::size_t slot) const { return (slot + 1) & (slotCount() - 1); }
 
     int shift_;
-    std::vector<quint32> slots_;
+    QVector<quint32> slots_;
 };
 
 }  // namespace ac500

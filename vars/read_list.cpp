@@ -14,7 +14,7 @@ using namespace ac500;
 
 namespace {
 
-typedef QMap<int, std::vector<ReadRun>> AreaRuns;
+typedef QMap<int, QVector<ReadRun>> AreaRuns;
 
 struct ResolvedTag {
     QString concreteName;
@@ -76,12 +76,12 @@ AreaRuns runsOf(const QList<HostTag>& tags) {
         const ResolvedTag tag = resolved(tags.at(i));
         const ReadRun run = {tag.area, tag.extent.startByte, tag.extent.lengthBytes, i};
         if (tag.extent.transferable)
-            areaRuns[tag.area].push_back(run);
+            areaRuns[tag.area].append(run);
     }
     return areaRuns;
 }
 
-void plan(const std::vector<ReadRun>& sorted, int maxBytes, const RecordSource& records) {
+void plan(const QVector<ReadRun>& sorted, int maxBytes, const RecordSource& records) {
     if (maxBytes == 1)
         keepLargestPerOffset(sorted, records, PLC_driver.readList);
     else if (maxBytes > 1)
@@ -112,11 +112,11 @@ void Bubble_Sort(QList<RW_VAR>* list) noexcept {
 }
 
 void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
-    std::vector<ReadRun> runs;
-    runs.reserve(static_cast<std::size_t>(list->size()));
+    QVector<ReadRun> runs;
+    runs.reserve(list->size());
     for (int i = 0; i < list->size(); ++i) {
         const ReadRun run = {list->at(i).area, list->at(i).offset, list->at(i).size, i};
-        runs.push_back(run);
+        runs.append(run);
     }
     plan(runs, maxBytes, ListRecords(*list));
 }

@@ -31,14 +31,13 @@ void growLast(int lengthBytes, int maxBytes, QList<RW_VAR>& requests) {
 
 }  // namespace
 
-void sortByOffset(std::vector<ReadRun>& runs) {
+void sortByOffset(QVector<ReadRun>& runs) {
     std::sort(runs.begin(), runs.end(), standsBefore);
 }
 
-void mergeReads(const std::vector<ReadRun>& sorted, int maxBytes, const RecordSource& records,
-                QList<RW_VAR>& requests) {
-    for (std::size_t k = 0; k < sorted.size(); ++k) {
-        const ReadRun& run = sorted[k];
+void mergeReads(const QVector<ReadRun>& sorted, int maxBytes, const RecordSource& records, QList<RW_VAR>& requests) {
+    for (int k = 0; k < sorted.size(); ++k) {
+        const ReadRun& run = sorted.at(k);
         // The group is what the last request covers; a request of another area (or none) is not this area's group.
         const bool hasGroup = k > 0 && !requests.isEmpty() && requests.last().area == run.area;
         if (!hasGroup || run.offset >= wrapAdd(requests.last().offset, maxBytes)) {
@@ -53,10 +52,10 @@ void mergeReads(const std::vector<ReadRun>& sorted, int maxBytes, const RecordSo
     }
 }
 
-void keepLargestPerOffset(const std::vector<ReadRun>& sorted, const RecordSource& records, QList<RW_VAR>& requests) {
-    for (std::size_t k = 0; k < sorted.size(); ++k) {
-        const ReadRun& run = sorted[k];
-        if (k == 0 || run.offset != sorted[k - 1].offset)
+void keepLargestPerOffset(const QVector<ReadRun>& sorted, const RecordSource& records, QList<RW_VAR>& requests) {
+    for (int k = 0; k < sorted.size(); ++k) {
+        const ReadRun& run = sorted.at(k);
+        if (k == 0 || run.offset != sorted.at(k - 1).offset)
             requests.append(records.record(run.source));
         else if (run.size > requests.last().size)
             requests.last().size = run.size;

@@ -9,9 +9,8 @@
 #ifndef AC500_VARS_READ_PLANNER_H
 #define AC500_VARS_READ_PLANNER_H
 
-#include <vector>
-
 #include <QtCore/QList>
+#include <QtCore/QVector>
 
 #include "vars/rw_var.h"
 
@@ -35,17 +34,17 @@ public:
 };
 
 // By offset, ascending; runs with equal offsets by their sources.
-void sortByOffset(std::vector<ReadRun>& runs);
+void sortByOffset(QVector<ReadRun>& runs);
 
 // Appends requests of at most `maxBytes` bytes that cover every byte of the runs. A merged request keeps the identity,
 // names and type of the variable that opened its group. Runs of size 0 or less open nothing.
 // REQUIRES: `sorted` holds one area, ascending by offset; maxBytes is at least 2. The last of `requests` may grow when
 // it is of the same area.
-void mergeReads(const std::vector<ReadRun>& sorted, int maxBytes, const RecordSource& records, QList<RW_VAR>& requests);
+void mergeReads(const QVector<ReadRun>& sorted, int maxBytes, const RecordSource& records, QList<RW_VAR>& requests);
 
 // The degenerate limit of one byte: variables stay whole; of those that start at the same byte one request remains,
 // with the largest size.
-void keepLargestPerOffset(const std::vector<ReadRun>& sorted, const RecordSource& records, QList<RW_VAR>& requests);
+void keepLargestPerOffset(const QVector<ReadRun>& sorted, const RecordSource& records, QList<RW_VAR>& requests);
 
 }  // namespace ac500
 

@@ -1,7 +1,8 @@
 #include "vars/record_order.h"
 
 #include <algorithm>
-#include <vector>
+
+#include <QtCore/QVector>
 
 namespace ac500 {
 
@@ -20,11 +21,11 @@ int positionOf(SortKey key) {
     return static_cast<int>(key & (kOneOffset - 1));
 }
 
-std::vector<SortKey> sortKeys(const QList<RW_VAR>& list) {
-    std::vector<SortKey> keys;
-    keys.reserve(static_cast<std::size_t>(list.size()));
+QVector<SortKey> sortKeys(const QList<RW_VAR>& list) {
+    QVector<SortKey> keys;
+    keys.reserve(list.size());
     for (int i = 0; i < list.size(); ++i)
-        keys.push_back(sortKey(list.at(i).offset, i));
+        keys.append(sortKey(list.at(i).offset, i));
     return keys;
 }
 
@@ -45,7 +46,7 @@ void reverse(QList<RW_VAR>& list, int first, int end) {
 }  // namespace
 
 void sortByOffset(QList<RW_VAR>& list) {
-    std::vector<SortKey> keys = sortKeys(list);
+    QVector<SortKey> keys = sortKeys(list);
     if (std::is_sorted(keys.begin(), keys.end()))
         return;
     std::sort(keys.begin(), keys.end());
@@ -53,7 +54,7 @@ void sortByOffset(QList<RW_VAR>& list) {
     for (int start = 0; start < list.size(); ++start) {
         int place = start;
         for (;;) {
-            SortKey& key = keys[static_cast<std::size_t>(place)];
+            SortKey& key = keys[place];
             const int source = positionOf(key);
             key = sortKey(0, place);
             if (source == start)

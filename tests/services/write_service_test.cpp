@@ -249,6 +249,8 @@ TEST_F(WriteServiceTest, FrameBeyondAGibibyteIsNotQueued) {
     WriteAnalog(&var);
     fillBatch({sized(writeVar(1, 8, "12 34"), 0x20000000), sized(writeVar(1, 8, "12 34"), 0x20000000)});
     WriteAnalog(&var);
+    fillBatch({sized(writeVar(1, 8, "12 34"), 0x7FFFFFFF), sized(writeVar(1, 8, "12 34"), 0x7FFFFFFF)});
+    WriteAnalog(&var);
     EXPECT_TRUE(PLC_driver.frameList.isEmpty());
     EXPECT_EQ(settings.frameTotal, 7);
     EXPECT_EQ(settings.frameDone, 7);
