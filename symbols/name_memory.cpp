@@ -63,6 +63,7 @@ void NameMemory::makeRoom() {
     positions_ = PositionTable(2 * positions_.room());
     for (int i = 0; i < answers_.size(); ++i)
         positions_.insert(answers_.at(i).hash, static_cast<quint32>(i));
+    answers_.reserve(static_cast<int>(positions_.room()));  // left alone, it would grow to the next power of two
 }
 
 quint32 NameMemory::addDetails(const ControlInformationM& info) {
