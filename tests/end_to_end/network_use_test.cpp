@@ -67,11 +67,12 @@ protected:
 
     // The trace is whole when it tells of the end of the process.
     static Calls finishedCalls(const std::string& trace, pid_t process) {
-        const std::string end = std::to_string(process) + " +++ exited with";
+        const std::regex end("(^|\n)" + std::to_string(process) +
+                             " +\\+\\+\\+ exited with");  // short numbers are padded
         for (int i = 0; i < kPatienceMs / 10; ++i) {
             std::ifstream file(trace);
             const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-            if (text.find(end) != std::string::npos) {
+            if (std::regex_search(text, end)) {
                 return callsIn(trace);
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
