@@ -162,7 +162,8 @@ TEST(SoakPlant, IsAProgramThatTheSimulatorTakesWithEveryPlaceUnique) {
             std::string error;
             const auto found = table.find(tag.text, &error);
             ASSERT_TRUE(found) << error;
-            for (const Cell& cell : TagShape(table.file(), *found).cells()) {
+            const TagShape shape(table.file(), *found);
+            for (const Cell& cell : shape.cells()) {
                 if (cell.element.bit < 0) {
                     const auto place = sim::patternPlace(cell.element.area, cell.element.address);
                     places.insert({cell.element.code == TypeCode::Bit, place});
