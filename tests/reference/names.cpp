@@ -263,9 +263,6 @@ int arrayPosition(const std::string& indexList, std::int32_t dimensions, const s
         if (position < 0) {
             return 3;
         }
-        if (position != wrapped(position)) {
-            throw LeftOpen();
-        }
         positions.push_back(wrapped(position));
         extents.push_back(wrapped(std::int64_t{bounds[2 * d + 2]} - bounds[2 * d + 1]));
     }
