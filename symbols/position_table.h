@@ -23,22 +23,22 @@ public:
 
     // REQUIRES: fewer than room() entries were inserted.
     void insert(quint32 hash, quint32 position) {
-        quint32* slots = slots_.data();
+        quint32* positions = slots_.data();
         std::size_t slot = firstSlot(hash);
-        while (slots[slot] != kNone)
+        while (positions[slot] != kNone)
             slot = nextSlot(slot);
-        slots[slot] = position;
+        positions[slot] = position;
     }
 
     // The earliest inserted of the positions with that hash for which `matches(position)` is true, or kNone. Also asks
     // about positions of other hashes.
     template <typename Matches>
     quint32 find(quint32 hash, const Matches& matches) const {
-        const quint32* slots = slots_.constData();
+        const quint32* positions = slots_.constData();
         std::size_t slot = firstSlot(hash);
-        while (slots[slot] != kNone && !matches(slots[slot]))
+        while (positions[slot] != kNone && !matches(positions[slot]))
             slot = nextSlot(slot);
-        return slots[slot];
+        return positions[slot];
     }
 
     enum : quint32 { kNone = 0xFFFFFFFFU };
