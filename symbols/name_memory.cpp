@@ -5,11 +5,12 @@ namespace ac500 {
 namespace {
 
 // False for a string that only points at a text of somebody else's, which may change or go.
-bool ownsText(QString tag) {
+bool ownsText(const QString& tag) {
 #if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
     return tag.capacity() > 0;
 #else
-    return tag.data_ptr()->data == tag.data_ptr()->array;
+    QString share = tag;  // data_ptr() is not for constant strings
+    return share.data_ptr()->data == share.data_ptr()->array;
 #endif
 }
 

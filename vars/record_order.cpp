@@ -22,10 +22,10 @@ int positionOf(SortKey key) {
 }
 
 QVector<SortKey> sortKeys(const QList<RW_VAR>& list) {
-    QVector<SortKey> keys;
-    keys.reserve(list.size());
+    QVector<SortKey> keys(list.size());
+    SortKey* key = keys.data();
     for (int i = 0; i < list.size(); ++i)
-        keys.append(sortKey(list.at(i).offset, i));
+        key[i] = sortKey(list.at(i).offset, i);
     return keys;
 }
 
@@ -50,11 +50,12 @@ void sortByOffset(QList<RW_VAR>& list) {
     if (std::is_sorted(keys.begin(), keys.end()))
         return;
     std::sort(keys.begin(), keys.end());
+    SortKey* keyAt = keys.data();
     // Walks every cycle of the permutation once; a key that is done becomes that of the record in its place.
     for (int start = 0; start < list.size(); ++start) {
         int place = start;
         for (;;) {
-            SortKey& key = keys[place];
+            SortKey& key = keyAt[place];
             const int source = positionOf(key);
             key = sortKey(0, place);
             if (source == start)
