@@ -171,12 +171,12 @@ TEST_F(SymbolMemory, KeepsBitsAndArrayPositionsApart) {
 }
 
 TEST_F(SymbolMemory, AnswersRightBeyondTheNamesItHolds) {
-    const int kNames = 70000;
+    const int kNames = 66000;
     load({scope("Main", {asArray(variable("values", 2, 0), {10, 0, kNames})})});
     QString none;
     QByteArray out;
     for (int round = 0; round < 2; ++round)
-        for (int i = 0; i < kNames; ++i) {
+        for (int i = 0; i < kNames; i += round == 0 ? 1 : 50) {
             if (round == 0)
                 PLC_driver.localValues[(Q_UINT64_C(1) << 32) | static_cast<quint64>(i)] = static_cast<char>(i % 251);
             QString tag = QString("Main.values[%1]").arg(i);
