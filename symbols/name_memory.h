@@ -1,8 +1,7 @@
 // NameMemory keeps the answers of name resolution: what a concrete tag name resolved to.
 //
-// Holds some 50 bytes an answer beside the text of the name, which it shares with the host's string (a text
-// that the string only points at is copied). When it is full it
-// forgets all and starts again. Not thread-safe.
+// Holds some 50 bytes an answer beside the text of the name, which it shares with the host's string (a text that the
+// string only points at is copied). When it is full it forgets all and starts again. Not thread-safe.
 #ifndef AC500_SYMBOLS_NAME_MEMORY_H
 #define AC500_SYMBOLS_NAME_MEMORY_H
 
