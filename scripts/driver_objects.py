@@ -35,6 +35,14 @@ def libraries():
     return shlex.split(run("pkg-config", "--libs", "Qt5Core", "gmock", "gtest_main"))
 
 
+def text_of(source):
+    """A test's source; of a unit that includes several, the text of them all."""
+    text = source.read_text()
+    if "Unity" not in source.parts:
+        return text
+    return "".join(Path(path).read_text() for path in re.findall(r'^#include "(.+)"', text, re.MULTILINE))
+
+
 class TestBuild:
     """A built folder of the release preset: where the objects of the tests are, and how the driver was compiled."""
 
@@ -74,7 +82,7 @@ class TestBuild:
         """Program to (test source, its object), of the tests that include the header themselves."""
         found = collections.defaultdict(list)
         for (program, source), command in self._test_commands.items():
-            if f'#include "{header}"' in source.read_text():
+            if f'#include "{header}"' in text_of(source):
                 found[program].append((source, self.folder / command[command.index("-o") + 1]))
         return found
 
@@ -88,7 +96,7 @@ class TestBuild:
         folder = self.folder / "tests" / program.removesuffix("_test")
         if program == "debug_log_test":
             folder = self.folder / "tests" / "core"
-        objects = sorted((folder / "CMakeFiles" / f"{program}.dir").glob("*.o"))
+        objects = sorted((folder / "CMakeFiles" / f"{program}.dir").rglob("*.o"))
         if not objects:
             raise CommandFailed(f"{folder} holds no object of {program}: build release first")
         return objects

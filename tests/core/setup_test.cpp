@@ -2,7 +2,7 @@
 #include <array>
 
 #include "tests/support/driver_test.h"
-#include "tests/support/plant_symbols.h"
+#include "tests/support/label_builders.h"
 
 using namespace ac500::test;
 
@@ -154,7 +154,7 @@ TEST_F(SettingsWordsTest, StationIdIsTheWordAtSeventyTwo) {
 class WriteSettingsWordsTest : public SettingsWordsTest {
 protected:
     WriteSettingsWordsTest() {
-        QList<Label_Type_Info> symbols = {scope("Main", {variable("text", 10, {1, 8})})};
+        QList<Label_Type_Info> symbols = {scope("Main", {variable("text", 10, 8)})};
         PassVarName_2(&symbols);
         wordAt(16) = 100;
         wordAt(64) = 2;

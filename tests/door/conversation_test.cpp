@@ -4,7 +4,7 @@
 
 #include "tests/door/loaded_driver.h"
 #include "tests/support/callback_diary.h"
-#include "tests/support/plant_symbols.h"
+#include "tests/support/label_builders.h"
 #include "tests/support/records.h"
 #include "tests/support/wire.h"
 
@@ -45,7 +45,8 @@ protected:
     // A word, a 32-bit float and a setpoint. The host's list may go after the call.
     void passSymbols() {
         QList<Label_Type_Info> symbols = {scope(
-            "Main", {variable("counter", 3, {2, 16}), variable("level", 7, {2, 20}), variable("setpoint", 4, {1, 8})})};
+            "Main",
+            {inArea(variable("counter", 3, 16), 2), inArea(variable("level", 7, 20), 2), variable("setpoint", 4, 8)})};
         driver.PassVarName_2(&symbols);
     }
 

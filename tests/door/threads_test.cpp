@@ -9,7 +9,7 @@
 #include "tests/door/fake_plc.h"
 #include "tests/door/loaded_driver.h"
 #include "tests/support/callback_diary.h"
-#include "tests/support/plant_symbols.h"
+#include "tests/support/label_builders.h"
 #include "tests/support/records.h"
 
 using namespace ac500::test;
@@ -24,8 +24,8 @@ protected:
         callbackDiary.clear();
         driver.SetComInfo(&settings);
         driver.RegistCallBackFuncIntf(recordVarDone, recordCommFail);
-        QList<Label_Type_Info> symbols = {scope("Main", {variable("beat", 5, {9, 0}), variable("one", 3, {1, 0}),
-                                                         variable("two", 3, {1, 2}), variable("three", 5, {1, 4})})};
+        QList<Label_Type_Info> symbols = {scope("Main", {inArea(variable("beat", 5, 0), 9), variable("one", 3, 0),
+                                                         variable("two", 3, 2), variable("three", 5, 4)})};
         driver.PassVarName_2(&symbols);
         QList<HostTag> tags = {HostTag{0, 0, "", "Main.beat", 2}, HostTag{0, 0, "", "Main.three", 2}};
         driver.ReCreatReadVarList(&tags);

@@ -24,7 +24,7 @@ using testing::HasSubstr;
 using Texts = std::vector<std::string>;
 using Calls = std::set<std::string>;
 
-const int kPatienceMs = 60000;
+const int kTracedMs = 60000;
 
 // The addresses of the internet in the lines of a trace, with the calls that name them: "connect 127.0.0.1:1201".
 //     4711  connect(8, {sa_family=AF_INET, sin_port=htons(1201), sin_addr=inet_addr("127.0.0.1")}, 16) = 0
@@ -69,7 +69,7 @@ protected:
     static Calls finishedCalls(const std::string& trace, pid_t process) {
         const std::regex end("(^|\n)" + std::to_string(process) +
                              " +\\+\\+\\+ exited with");  // short numbers are padded
-        for (int i = 0; i < kPatienceMs / 10; ++i) {
+        for (int i = 0; i < kTracedMs / 10; ++i) {
             std::ifstream file(trace);
             const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
             if (std::regex_search(text, end)) {
@@ -86,7 +86,7 @@ protected:
         Texts arguments{"--symbols", AC500_PLANT, "--port", "0", "--quiet"};
         arguments.insert(arguments.end(), options.begin(), options.end());
         ASSERT_TRUE(simulator_.start("env", traced(AC500_SIMULATOR, trace("simulator"), arguments)));
-        const std::string line = simulator_.takeLine(kPatienceMs);
+        const std::string line = simulator_.takeLine(kTracedMs);
         ASSERT_THAT(line, HasSubstr("listening on ")) << simulator_.takeErrors();
         plc_ = line.substr(line.rfind(' ') + 1);
     }
@@ -94,7 +94,7 @@ protected:
     Calls simulatorCalls() {
         const pid_t process = simulator_.id();
         simulator_.sendSignal(SIGTERM);
-        EXPECT_TRUE(simulator_.waitForEnd(kPatienceMs));
+        EXPECT_TRUE(simulator_.waitForEnd(kTracedMs));
         EXPECT_EQ(simulator_.exitCode(), 0);
         return finishedCalls(trace("simulator"), process);
     }
@@ -106,7 +106,7 @@ protected:
         ChildProcess host;
         EXPECT_TRUE(host.start("env", traced(AC500_HOST, trace("host"), arguments)));
         const pid_t process = host.id();
-        EXPECT_TRUE(host.waitForEnd(kPatienceMs));
+        EXPECT_TRUE(host.waitForEnd(kTracedMs));
         EXPECT_TRUE(exitCode < 0 || host.exitCode() == exitCode) << host.exitCode() << ": " << host.takeErrors();
         return finishedCalls(trace("host"), process);
     }

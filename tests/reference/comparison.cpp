@@ -14,7 +14,7 @@ namespace {
     throw Difference(what + ": the driver has " + driver + ", expected is " + expected);
 }
 
-QList<int> toDriver(const std::vector<std::int32_t>& numbers) {
+QList<int> numbersToDriver(const std::vector<std::int32_t>& numbers) {
     QList<int> list;
     for (const std::int32_t number : numbers) {
         list.append(number);
@@ -133,12 +133,12 @@ Label_Type_Info toDriver(const reference::Symbol& symbol) {
     info.offset = symbol.offset;
     info.dimensions = symbol.dimensions;
     info.memberCount = symbol.memberCount;
-    info.arrayBounds = toDriver(symbol.arrayBounds);
+    info.arrayBounds = numbersToDriver(symbol.arrayBounds);
     info.members = toDriver(symbol.members);
     info.elementType = toDriver(symbol.elementType);
     info.extra1 = 0;
     info.extra2 = 0;
-    info.areaList = toDriver(symbol.areaList);
+    info.areaList = numbersToDriver(symbol.areaList);
     return info;
 }
 

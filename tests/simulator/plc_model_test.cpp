@@ -15,11 +15,6 @@ Bytes requestEnd(PlcModel& model) {
     return {reply[27], reply[26], reply[25], reply[24]};
 }
 
-// Reads area 1, offset 8, size 1: Main.mode.
-Bytes readMode(const Bytes& end) {
-    return raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01") + end;
-}
-
 // Reads Sim.faults_left to Sim.uptime_ms: area 9, offset 12, size 28.
 Bytes readSim(const Bytes& end) {
     return raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 09 00 00 00 0C 00 00 00 1C") + end;

@@ -20,6 +20,11 @@
 
 namespace ac500::sim {
 
+inline int elapsedMs(std::chrono::steady_clock::time_point start) {
+    const auto passed = std::chrono::steady_clock::now() - start;
+    return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
+}
+
 class RawClient {
 public:
     enum class End { Open, Closed, Reset };
@@ -63,7 +68,7 @@ public:
         Bytes received;
         const auto start = std::chrono::steady_clock::now();
         while (received.size() < size && end_ == End::Open) {
-            const int left = limitMs - sinceMs(start);
+            const int left = limitMs - elapsedMs(start);
             if (left <= 0 || !ready(POLLIN, left)) {
                 break;
             }
@@ -91,7 +96,7 @@ public:
     // Waits until the peer ends the connection; bytes that still come are dropped. Open: it did not in time.
     End waitForEnd(int limitMs = kLimitMs) {
         const auto start = std::chrono::steady_clock::now();
-        while (end_ == End::Open && sinceMs(start) < limitMs) {
+        while (end_ == End::Open && elapsedMs(start) < limitMs) {
             receive(65536, 20);
         }
         return end_;
@@ -106,11 +111,6 @@ public:
 
 private:
     static constexpr int kLimitMs = 10000;
-
-    static int sinceMs(std::chrono::steady_clock::time_point start) {
-        const auto passed = std::chrono::steady_clock::now() - start;
-        return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
-    }
 
     bool ready(short events, int limitMs) {
         pollfd entry{socket_, events, 0};

@@ -30,6 +30,13 @@ inline Bytes symbolsRequest() {
     return raw("BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00");
 }
 
+// Reads Main.mode of the small plant below: area 1, offset 8, size 1. `end` is what this connection's requests end with.
+inline Bytes readMode(const Bytes& end) {
+    return raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01") + end;
+}
+// The reply while Main.mode has its initial value.
+const char* const kModeReply = "BB BB 00 00 00 08 00 00 00 00 00 01 00 A5";
+
 // A file that is right; anything else is the test's own mistake.
 inline SymbolFile plant(const std::string& text) {
     LoadedSymbolFile loaded = parseSymbolFile(text);

@@ -17,23 +17,12 @@ namespace {
 
 using End = RawClient::End;
 
-// Reads Main.mode, one byte: area 1, offset 8, size 1. The value is A5 from the start.
-Bytes readMode(const Bytes& end) {
-    return raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01") + end;
-}
-
 // Reads Main.count, two bytes: area 1, offset 0, size 2. The value is 0000 from the start.
 Bytes readCount(const Bytes& end) {
     return raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02") + end;
 }
 
-const char* const kModeReply = "BB BB 00 00 00 08 00 00 00 00 00 01 00 A5";
 const char* const kCountReply = "BB BB 00 00 00 09 00 00 00 00 00 01 00 00 00";
-
-int elapsedMs(std::chrono::steady_clock::time_point start) {
-    const auto passed = std::chrono::steady_clock::now() - start;
-    return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
-}
 
 // A simulator with one client that has done its handshake.
 class TcpServerTest : public testing::Test {

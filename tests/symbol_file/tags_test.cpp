@@ -35,7 +35,7 @@ void PrintTo(const Lookup& lookup, std::ostream* stream) {
     *stream << lookup.tag;
 }
 
-std::string nameOf(const testing::TestParamInfo<Lookup>& info) {
+std::string tagCase(const testing::TestParamInfo<Lookup>& info) {
     return info.param.situation;
 }
 
@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Lookup{"ArrayInAStructure", "Main.pumps[2].hours[-1]", "UINT 1:834 row 3"},
                     Lookup{"StructureInAStructure", "Main.pumps[1].valve[2,5].open", "BOOL 1:811 row 1"},
                     Lookup{"BitOfAMember", "Main.pumps[2].status.b[7]", "BYTE 1:824 row 1 bit 7"}),
-    nameOf);
+    tagCase);
 
 class RefusedTag : public testing::TestWithParam<Lookup> {};
 
@@ -130,7 +130,7 @@ INSTANTIATE_TEST_SUITE_P(
         Lookup{"NegativeBit", "Main.flags.b[-1]", R"("Main.flags.b[-1]": bit -1 lies outside 0..15)"},
         Lookup{"SomethingBehindTheBit", "Main.flags.b[3].x",
                R"("Main.flags.b[3].x": "flags" is a WORD; nothing can follow it, found "b[3]")"}),
-    nameOf);
+    tagCase);
 
 TEST(RefusedTagResult, LeavesTheElementAlone) {
     Element element;

@@ -3,7 +3,7 @@
 #include <climits>
 
 #include "tests/support/driver_test.h"
-#include "tests/symbols/label_builders.h"
+#include "tests/support/label_builders.h"
 #include "tests/symbols/resolved_text.h"
 
 namespace ac500::test {

@@ -2,7 +2,7 @@
 #include <climits>
 
 #include "tests/support/driver_test.h"
-#include "tests/symbols/label_builders.h"
+#include "tests/support/label_builders.h"
 #include "tests/symbols/resolved_text.h"
 
 namespace ac500::test {
@@ -264,14 +264,14 @@ TEST_F(LabelResolution, IndexTextsAreReadInTheNumberBaseOfTheArray) {
     expectRows(rows);
 }
 
-struct TypeRow {
+struct NamedTypeRow {
     const char* type;
     int code;
     const char* element;  // element 3 of an array of 7 at address 1000
     const char* bit;      // bit 5 of a scalar at address 2000 that carries the flag for named bits
 };
 
-const TypeRow kTypes[] = {
+const NamedTypeRow kTypes[] = {
     {"boolean byte", 1, "0: type 1, area 1, address 1003, element 3 of 7", "0: type 1, area 1, address 2000"},
     {"signed 8-bit", 2, "0: type 2, area 1, address 1003, element 3 of 7", "0: type 2, area 1, address 2000, bit 5"},
     {"signed 16-bit", 3, "0: type 3, area 1, address 1006, element 3 of 7", "0: type 3, area 1, address 2000, bit 5"},
@@ -303,14 +303,14 @@ const TypeRow kTypes[] = {
 
 // quirk 21 is the row of each string code: three elements take 243 bytes.
 TEST_F(LabelResolution, ElementSizeOfEveryType) {
-    for (const TypeRow& row : kTypes) {
+    for (const NamedTypeRow& row : kTypes) {
         loadMain({asArray(variable("array", row.code, 1000), {10, 0, 7})});
         EXPECT_EQ(resolve("Main.array[3]"), row.element) << row.type;
     }
 }
 
 TEST_F(LabelResolution, BitNumberCheckOfEveryType) {
-    for (const TypeRow& row : kTypes) {
+    for (const NamedTypeRow& row : kTypes) {
         loadMain({variable("scalar", row.code | kBitAddressableFlag, 2000)});
         EXPECT_EQ(resolve("Main.scalar.b[5]"), row.bit) << row.type;
     }

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "tests/support/driver_test.h"
-#include "tests/symbols/label_builders.h"
+#include "tests/support/label_builders.h"
 
 namespace ac500::test {
 namespace {

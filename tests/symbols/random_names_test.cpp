@@ -3,7 +3,7 @@
 #include <random>
 
 #include "tests/support/driver_test.h"
-#include "tests/symbols/label_builders.h"
+#include "tests/support/label_builders.h"
 #include "tests/symbols/resolved_text.h"
 
 namespace ac500::test {
@@ -11,7 +11,7 @@ namespace {
 
 // Names that resolve or are rewritten; most random texts are one of them with a few places changed, so that they get past
 // the first checks.
-const char* const kNames[] = {
+const char* const kResolvedNames[] = {
     "Main.counter",
     "Main.values[2,3]",
     "Main.vector[1]",
@@ -46,7 +46,7 @@ public:
     int upTo(int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); }
 
     QString next() {
-        QString text = upTo(10) == 0 ? "" : QString::fromUtf8(oneOf(kNames));
+        QString text = upTo(10) == 0 ? "" : QString::fromUtf8(oneOf(kResolvedNames));
         for (int changes = upTo(5); changes > 0; --changes) {
             change(text);
         }

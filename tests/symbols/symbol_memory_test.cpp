@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "tests/support/driver_test.h"
-#include "tests/symbols/label_builders.h"
+#include "tests/support/label_builders.h"
 
 namespace ac500::test {
 namespace {

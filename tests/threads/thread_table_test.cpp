@@ -4,8 +4,8 @@
 #include <set>
 #include <sstream>
 
+#include "tests/support/label_builders.h"
 #include "tests/support/locks.h"
-#include "tests/support/plant_symbols.h"
 #include "tests/threads/plant.h"
 
 namespace ac500::test {
@@ -80,7 +80,7 @@ void setSettings() {
 }
 
 void passOneScope() {
-    QList<Label_Type_Info> list = {scope("Other", {variable("word", 16, {1, 0})})};
+    QList<Label_Type_Info> list = {scope("Other", {variable("word", 16, 0)})};
     PassVarName_2(&list);
 }
 

@@ -10,7 +10,7 @@
 namespace ac500::test {
 namespace {
 
-enum { kRounds = 3000 };
+enum { kWrittenRounds = 3000 };
 
 class ValuesOfSeveralThreads : public ValueTest {
 protected:
@@ -34,7 +34,7 @@ protected:
                 second();
             }
         });
-        for (int round = 0; round < kRounds; ++round) {
+        for (int round = 0; round < kWrittenRounds; ++round) {
             first(round);
         }
         done = true;

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tests/support/driver_test.h"
-#include "tests/symbols/label_builders.h"
+#include "tests/support/label_builders.h"
 
 namespace ac500::test {
 

@@ -2,8 +2,8 @@
 #include <climits>
 
 #include "tests/support/driver_test.h"
+#include "tests/support/label_builders.h"
 #include "tests/support/locks.h"
-#include "tests/symbols/label_builders.h"
 #include "tests/vars/request_text.h"
 #include "tests/vars/type_rows.h"
 

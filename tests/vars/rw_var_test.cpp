@@ -2,7 +2,7 @@
 #include "vars/rw_var.h"
 
 #include "tests/support/driver_test.h"
-#include "tests/symbols/label_builders.h"
+#include "tests/support/label_builders.h"
 
 namespace ac500::test {
 namespace {

@@ -16,8 +16,6 @@ namespace ac500::host {
 
 namespace {
 
-const Milliseconds kGlance{50};  // how often a waiting command looks for Ctrl-C and the deadline
-
 void printLine(const std::string& line) {
     fmt::print("{}\n", line);
 }

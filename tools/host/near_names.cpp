@@ -5,11 +5,11 @@
 
 namespace ac500::host {
 
-namespace {
-
 char folded(char c) {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
+
+namespace {
 
 struct Ranked {
     int distance;

@@ -7,6 +7,9 @@
 
 namespace ac500::host {
 
+// As letters are compared: upper and lower case are the same. ASCII.
+char folded(char c);
+
 // How many letters must be inserted, removed or replaced to turn one into the other; upper and lower case are the same.
 int editDistance(const std::string& a, const std::string& b);
 

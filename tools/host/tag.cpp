@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 
 #include "tools/host/near_names.h"
@@ -66,10 +65,6 @@ void nameByIndex(const std::string& prefix, int first, Tag* tag) {
 
 bool samePosition(const Element& a, const Element& b) {
     return a.area == b.area && a.address == b.address;
-}
-
-char folded(char c) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
 
 }  // namespace

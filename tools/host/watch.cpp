@@ -13,7 +13,6 @@ namespace ac500::host {
 
 namespace {
 
-const Milliseconds kGlance{50};
 const Milliseconds kFailureShown{10000};
 const char kBold[] = "\x1b[1m";
 const char kPlain[] = "\x1b[0m";

@@ -13,6 +13,8 @@
 
 namespace ac500::host {
 
+const Milliseconds kGlance{50};  // how often a waiting command looks for Ctrl-C and the deadline
+
 // Loads the symbol file that the options name. Null on failure; the failure then lists every problem of the file.
 std::unique_ptr<TagTable> loadTags(const Options& options, Failure* failure);
 

@@ -193,7 +193,7 @@ void UniqueNames::add(const std::string& name, const JsonNode& node, ProblemList
         return;
     const auto inserted = lines_.emplace(name, node.line());
     if (!inserted.second) {
-        problems->add(node, quoted(name) + " is declared in line " + std::to_string(inserted.first->second) +
+        problems->add(node, inQuotes(name) + " is declared in line " + std::to_string(inserted.first->second) +
                                 " already; change or remove one of them");
     }
 }
@@ -208,7 +208,7 @@ std::optional<std::string> readName(const std::optional<JsonNode>& node, Problem
     auto text = readText(node, problems);
     if (!text || isName(*text))
         return text;
-    problems->add(*node, quoted(*text) + " is no name; " + kNameRule);
+    problems->add(*node, inQuotes(*text) + " is no name; " + kNameRule);
     return std::nullopt;
 }
 

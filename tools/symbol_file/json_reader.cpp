@@ -34,7 +34,7 @@ std::string isNot(const JsonValue& value, const std::string& expected) {
 std::string listed(const std::vector<std::string>& names) {
     std::string list;
     for (const std::string& name : names)
-        list += (list.empty() ? "" : ", ") + quoted(name);
+        list += (list.empty() ? "" : ", ") + inQuotes(name);
     return list;
 }
 
@@ -98,9 +98,9 @@ void ObjectReader::checkKeys(const std::vector<std::string>& keys) {
         if (std::find(keys.begin(), keys.end(), member.key) == keys.end()) {
             problems_->addAtKey(
                 node_, member,
-                "unknown key " + quoted(member.key) + suggestion(member.key, keys, "allowed are " + listed(keys)));
+                "unknown key " + inQuotes(member.key) + suggestion(member.key, keys, "allowed are " + listed(keys)));
         } else if (!seen.insert(member.key).second) {
-            problems_->addAtKey(node_, member, "the key " + quoted(member.key) + " occurs twice; remove one");
+            problems_->addAtKey(node_, member, "the key " + inQuotes(member.key) + " occurs twice; remove one");
         }
     }
 }
@@ -116,7 +116,7 @@ std::optional<JsonNode> ObjectReader::find(const std::string& key) const {
 std::optional<JsonNode> ObjectReader::require(const std::string& key, const std::string& remedy) const {
     std::optional<JsonNode> found = find(key);
     if (!found && isObject())
-        problems_->add(node_, quoted(key) + " is missing; " + remedy);
+        problems_->add(node_, inQuotes(key) + " is missing; " + remedy);
     return found;
 }
 
@@ -195,7 +195,7 @@ std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList
     return items;
 }
 
-std::string quoted(const std::string& text) {
+std::string inQuotes(const std::string& text) {
     const std::size_t kMaxShown = 60;
     std::size_t end = kMaxShown;
     while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
@@ -223,7 +223,7 @@ std::string nearest(const std::string& text, const std::vector<std::string>& can
 std::string suggestion(const std::string& text, const std::vector<std::string>& candidates,
                        const std::string& fallback) {
     const std::string candidate = nearest(text, candidates);
-    return candidate.empty() ? "; " + fallback : "; did you mean " + quoted(candidate) + "?";
+    return candidate.empty() ? "; " + fallback : "; did you mean " + inQuotes(candidate) + "?";
 }
 
 }  // namespace ac500

@@ -70,7 +70,7 @@ std::optional<std::int64_t> readInteger(const std::optional<JsonNode>& node, Int
 std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList* problems);
 
 // A text in quotes for a message; long ones are cut, control characters replaced.
-std::string quoted(const std::string& text);
+std::string inQuotes(const std::string& text);
 
 // The candidate that `text` was probably meant to be, or an empty text.
 std::string nearest(const std::string& text, const std::vector<std::string>& candidates);

@@ -207,7 +207,7 @@ private:
             signal_.kind = kind_->kind;
         else if (name)
             problems_->add(*node,
-                           "unknown kind of signal " + quoted(*name) +
+                           "unknown kind of signal " + inQuotes(*name) +
                                suggestion(*name, names,
                                           "use constant, counter, ramp, sine, square, random-walk, echo or pattern"));
         return kind_ != nullptr;
@@ -395,11 +395,11 @@ std::string objection(const std::string& text, TypeCode code) {
         return holdable ? "" : "a string holds at most 80 bytes and no zero byte; shorten it";
     }
     if (isTruth(code))
-        return truthText(text).empty() ? quoted(text) + " is no truth value; write true or false" : "";
+        return truthText(text).empty() ? inQuotes(text) + " is no truth value; write true or false" : "";
     const NumericRange& range = *numericRange(code);
     if (isFloat(code) ? fitsFloat(text, range) : fitsInteger(text, range))
         return "";
-    return quoted(text) + " is no value for " + typeTraits(code)->name + "; write a " +
+    return inQuotes(text) + " is no value for " + typeTraits(code)->name + "; write a " +
            (isFloat(code) ? "number from " : "whole number from ") + rangeText(range);
 }
 

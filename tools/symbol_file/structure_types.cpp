@@ -44,11 +44,11 @@ StructureTypes::StructureTypes(const std::optional<JsonNode>& types, ProblemList
 
 void StructureTypes::readEntry(const JsonNode& types, const JsonMember& member, ProblemList* problems) {
     if (!isName(member.key)) {
-        problems->addAtKey(types, member, quoted(member.key) + " is no name; " + kNameRule);
+        problems->addAtKey(types, member, inQuotes(member.key) + " is no name; " + kNameRule);
     } else if (typeTraits(member.key)) {
-        problems->addAtKey(types, member, quoted(member.key) + " is a built-in type; choose another name");
+        problems->addAtKey(types, member, inQuotes(member.key) + " is a built-in type; choose another name");
     } else if (!byName_.emplace(member.key, entries_.size()).second) {
-        problems->addAtKey(types, member, "the type " + quoted(member.key) + " is declared twice; remove one");
+        problems->addAtKey(types, member, "the type " + inQuotes(member.key) + " is declared twice; remove one");
         return;
     }
     Entry entry;
@@ -170,7 +170,7 @@ bool StructureTypes::link(Declaration* declaration, ProblemList* problems) const
         known.push_back(entry.name);
     const std::string asBuiltIn = typeTraits(upperCase(name)) ? upperCase(name) : name;
     problems->add(declaration->type,
-                  "unknown type " + quoted(name) +
+                  "unknown type " + inQuotes(name) +
                       suggestion(asBuiltIn, known, "use a built-in type or declare it under \"types\""));
     return false;
 }

@@ -52,7 +52,7 @@ private:
         const auto format = root_.require("format", std::string("write \"format\": \"") + kFormat + "\"");
         const auto name = readText(format, &problems_);
         if (name && *name != kFormat)
-            problems_.add(*format, "is " + quoted(*name) + "; write \"" + kFormat + "\"");
+            problems_.add(*format, "is " + inQuotes(*name) + "; write \"" + kFormat + "\"");
         readInteger(root_.require("version", "write \"version\": 1"), {1, 1}, &problems_);
         file_.description = readText(root_.find("description"), &problems_).value_or("");
     }

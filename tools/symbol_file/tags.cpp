@@ -83,19 +83,19 @@ public:
         for (const std::string& part : split(tag_, '.')) {
             components_.push_back(parseComponent(part));
             if (part.find_first_of("[]") != std::string::npos && !components_.back().indexed)
-                return fail(quoted(part) + " has half an index; write it as in NAME[1] or NAME[1,2]");
+                return fail(inQuotes(part) + " has half an index; write it as in NAME[1] or NAME[1,2]");
         }
         if (components_.size() < 2)
             return fail("a tag needs a scope and a variable: write SCOPE.VARIABLE");
         const Component& first = components_.front();
         const Scope* scope = findByName(file_.scopes, first.text);
         if (!scope)
-            return fail("there is no scope " + quoted(first.text) + closeTo(first.name, file_.scopes));
+            return fail("there is no scope " + inQuotes(first.text) + closeTo(first.name, file_.scopes));
         return enterScope(*scope);
     }
 
     const Element& element() const { return element_; }
-    std::string error() const { return quoted(tag_) + ": " + reason_; }
+    std::string error() const { return inQuotes(tag_) + ": " + reason_; }
 
 private:
     bool fail(std::string reason) {
@@ -106,7 +106,7 @@ private:
     bool enterScope(const Scope& scope) {
         const Variable* variable = findByName(scope.variables, components_[1].name);
         if (!variable)
-            return fail("scope " + quoted(scope.name) + " has no variable " + quoted(components_[1].name) +
+            return fail("scope " + inQuotes(scope.name) + " has no variable " + inQuotes(components_[1].name) +
                         closeTo(components_[1].name, scope.variables));
         element_.area = variable->area;
         return descend(*variable);
@@ -119,13 +119,13 @@ private:
             return false;
         while (variable->structure) {
             if (++depth == components_.size())
-                return fail(quoted(variable->name) + " is a structure of type " + quoted(variable->structure->name) +
-                            "; add \".\" and the name of a member");
+                return fail(inQuotes(variable->name) + " is a structure of type " +
+                            inQuotes(variable->structure->name) + "; add \".\" and the name of a member");
             const StructType& type = *variable->structure;
             variable = findByName(type.members, components_[depth].name);
             if (!variable)
-                return fail("structure type " + quoted(type.name) + " has no member " +
-                            quoted(components_[depth].name) + closeTo(components_[depth].name, type.members));
+                return fail("structure type " + inQuotes(type.name) + " has no member " +
+                            inQuotes(components_[depth].name) + closeTo(components_[depth].name, type.members));
             if (!addElement(*variable, components_[depth]))
                 return false;
         }
@@ -151,8 +151,8 @@ private:
     bool checkIndexCount(const Variable& variable, const Component& component) {
         const bool isArray = !variable.dimensions.empty();
         if (!isArray)
-            return component.indexed ? fail(quoted(variable.name) + " is no array; remove the index") : true;
-        const std::string array = quoted(variable.name) + " is the array " + bounds(variable.dimensions);
+            return component.indexed ? fail(inQuotes(variable.name) + " is no array; remove the index") : true;
+        const std::string array = inQuotes(variable.name) + " is the array " + bounds(variable.dimensions);
         if (!component.indexed)
             return fail(array + "; add an index");
         if (component.indices.size() != variable.dimensions.size())
@@ -163,7 +163,7 @@ private:
     bool addIndex(const std::string& text, const ArrayDimension& dimension, std::int64_t* linear) {
         int index = 0;
         if (!parseIndex(text, &index))
-            return fail("index " + quoted(text) + " is no whole number");
+            return fail("index " + inQuotes(text) + " is no whole number");
         if (index < dimension.lower || index > dimension.upper)
             return fail("index " + text + " lies outside " + bounds(dimension));
         *linear = *linear * dimension.count() + (index - dimension.lower);
@@ -177,11 +177,11 @@ private:
             return true;
         const Component& last = components_[depth];
         if (!variable.bitAddressable || depth + 1 != components_.size())
-            return fail(quoted(variable.name) + " is a " + typeTraits(variable.code)->name +
-                        "; nothing can follow it, found " + quoted(last.text));
+            return fail(inQuotes(variable.name) + " is a " + typeTraits(variable.code)->name +
+                        "; nothing can follow it, found " + inQuotes(last.text));
         int bit = 0;
         if (!last.indexed || last.name.empty() || last.indices.size() != 1 || !parseIndex(last.indices[0], &bit))
-            return fail(quoted(last.text) + " names no bit of " + quoted(variable.name) +
+            return fail(inQuotes(last.text) + " names no bit of " + inQuotes(variable.name) +
                         "; write b[0], b[1] and so on");
         const ArrayDimension bits = {0, typeTraits(variable.code)->widthBytes * 8 - 1};
         if (bit < bits.lower || bit > bits.upper)

@@ -1,8 +1,8 @@
 // Builders for symbol records, and the small PLC program whose names most tests resolve.
 //
 // Every builder fills every field of its record: default-constructed ones hold arbitrary integers (quirk 20).
-#ifndef AC500_TESTS_SYMBOLS_LABEL_BUILDERS_H
-#define AC500_TESTS_SYMBOLS_LABEL_BUILDERS_H
+#ifndef AC500_TESTS_SUPPORT_LABEL_BUILDERS_H
+#define AC500_TESTS_SUPPORT_LABEL_BUILDERS_H
 
 #include <QtCore/QList>
 
