@@ -111,6 +111,7 @@ TEST_F(WritingValues, EightBitArrayTakesEverySecondByte) {
                  {{"high bytes are dropped", "01 AA 02 BB 03 CC", 3, "1@101: 01 02 03"},
                   {"last high byte missing", "01 AA 02", 2, "1@101: 01 02"},
                   {"short input", "01 AA", 3, "1@101: 01 00 00"},
+                  {"short input without its last high byte", "11 22 33", 4, "1@101: 11 33 00 00"},
                   {"limited by the extent", "01 00 02 00 03 00 04 00 05 00", 5, "1@101: 01 02 03 04"},
                   {"count of zero", "01 AA", 0, ""}},
                  {10, 0, 4});
