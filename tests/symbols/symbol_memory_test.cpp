@@ -54,6 +54,23 @@ TEST_F(SymbolMemory, KnowsANameOnceItWasResolved) {
     EXPECT_EQ(info.address, 10);
 }
 
+TEST_F(SymbolMemory, HoldsNothingOfATableThatIsGone) {
+    Labels variables;
+    for (int i = 0; i < 20; ++i)  // so many that they get an index
+        variables.append(variable(QByteArray("value" + QByteArray::number(i)).constData(), 16, 2 * i));
+    QString name = QString::fromLatin1("lasting");
+    variables[7].name = name;
+    load({scope("Large", variables)});
+    variables.clear();
+    ASSERT_EQ(placeOf("Large.lasting"), "1:14");
+    ASSERT_FALSE(name.isDetached());
+
+    PLC_driver.labelTable.clear();
+    load({scope("Main", {variable("counter", 16, 10)})});
+    ASSERT_EQ(placeOf("Main.counter"), "1:10");
+    EXPECT_TRUE(name.isDetached());
+}
+
 TEST_F(SymbolMemory, FollowsAnOffsetThatIsChangedInTheTable) {
     ASSERT_EQ(placeOf("Main.counter"), "1:10");
     mainVariable(0).offset = 30;

@@ -75,6 +75,12 @@ TEST_F(ReadReplies, DataOffsetComesFromTheFrameAtTheHead) {
     EXPECT_EQ(image(1, 100, 2), "04 05");
 }
 
+TEST_F(ReadReplies, DataMayBeginWithTheFirstByteAfterAnOffsetBelowZero) {
+    setBatch({readVar(1, 100, 2)}, -1);
+    store(bytes("A1 A2 A3"));
+    EXPECT_EQ(image(1, 100, 2), "A1 A2");
+}
+
 // quirk 26
 TEST_F(ReadReplies, BytesThatWereNotDeliveredBecomeZero) {
     // The reply's bytes from 12 on: skipped, first item (2 bytes), skipped, second item (4 bytes).
