@@ -247,6 +247,13 @@ TEST_F(ResponseTest, FrameThatExpectsNoReplyIsDoneWithAnIncompleteOne) {
     }
 }
 
+TEST_F(ResponseTest, IncompleteReplyOfAFrameMeasuredAsOneByteIsSeventyOne) {
+    settings.retryLimit = 0;
+    requestRead(3);
+    PLC_driver.frameList[0].replyLength = 1;
+    EXPECT_EQ(dataCom(bytes("BB")), 71);
+}
+
 TEST_F(ResponseTest, EmptyReplyAfterMeasuringIsSeventyOne) {
     settings.retryLimit = 0;
     requestRead(3);

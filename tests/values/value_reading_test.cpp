@@ -219,6 +219,7 @@ TEST_F(ReadingValues, CountWhoseBytesWrapConvertsNothing) {
         expectReads("Main.value", {code}, {{INT_MAX, "1: "}});
         expectReads("Main.value[1]", {code}, {{INT_MAX, "1: "}}, {10, 0, 4});
     }
+    expectReads("Main.value[1]", {3}, {{INT_MAX, "1: "}}, {10, 0, 4000});  // more than the host's array has room for
     EXPECT_EQ(read("Main.ghost", INT_MAX), "0: ") << "2 x 2147483647 is -2 in 32 bits";
 }
 
