@@ -543,9 +543,11 @@ TEST_F(ResponseTest, RequestOfSeveralFramesIsDoneWithItsLast) {
     EXPECT_EQ(answer(writeReply()), 1);
     EXPECT_EQ(settings.frameDone, 1);
     EXPECT_EQ(PLC_driver.frameList.size(), 1);
+    EXPECT_EQ(settings.firstPassDone, 0);
     EXPECT_THAT(callbackDiary, IsEmpty());
     EXPECT_EQ(answer(writeReply()), 1);
     EXPECT_EQ(settings.frameDone, 2);
+    EXPECT_EQ(settings.firstPassDone, 1) << "one reply more than the list, which is empty, has entries";
     EXPECT_THAT(callbackDiary, ElementsAre("varDone(7, 21, 22, 1)"));
 }
 
