@@ -186,6 +186,12 @@ TEST_F(ReadList, TypesThatCannotBeTransferredAreLeftOut) {
     }
 }
 
+// Counted as tags without bytes at offset 0, they would let the request before them grow up to there.
+TEST_F(ReadList, WhatIsLeftOutLetsNoRequestGrow) {
+    loadMain({bytesAt("last", 0, -8, 2), inArea(variable("odd", 19, 0), 0)});
+    EXPECT_EQ(rebuilt({tag("Main.last[0]", 2), tag("Main.odd", 1), tag("Main.ghost", 1)}), "0@-8+2");
+}
+
 TEST_F(ReadList, NothingThatCanBeReadGivesAnEmptyList) {
     loadMain({variable("odd", 19, 0)});
     addRead(readVar(1, 0, 2));
