@@ -178,6 +178,7 @@ TEST_F(HandshakeReplyCheckTest, SecondReplyWhoseLengthLiesIsNotReadBeyondItsEnd)
         const QByteArray reply = (bytes("BB BB 00 00 FF FF") + QByteArray(22, '\x77')).left(size);
         EXPECT_THAT(check(1, reply), AnyOf(0, 8, 13)) << size << " bytes";
     }
+    EXPECT_EQ(check(1, bytes("BB BB 00 00 FF FF") + QByteArray(22, '\x77')), 0) << "ends with the session bytes";
 }
 
 // The handshake as the loop runs it, on behalf of a pending cyclic read and a pending write.
