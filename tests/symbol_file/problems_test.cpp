@@ -152,6 +152,8 @@ INSTANTIATE_TEST_SUITE_P(
                 {R"(11:64: scopes[0].variables[0].offset: the variable ends at byte 101, outside the )"
                  R"(100 bytes of area 1; correct the place or the area's "bytes")"}},
         Finding{"variable_type_as_number", {R"(11:35: scopes[0].variables[0].type: is a number; write a string)"}},
+        Finding{"variable_type_empty",
+                {R"(11:35: scopes[0].variables[0].type: is empty; give a type, for example "INT")"}},
         Finding{"variable_type_in_lower_case",
                 {R"(11:35: scopes[0].variables[0].type: unknown type "real"; did you mean "REAL"?)"}},
         Finding{"variable_type_missing",
@@ -243,6 +245,8 @@ INSTANTIATE_TEST_SUITE_P(
         Finding{"member_one_byte_too_far",
                 {R"(10:52: types.Pump.members[1].offset: the member ends at byte 9, outside the 8 bytes )"
                  R"(of its structure; correct the offset or the "size")"}},
+        Finding{"member_type_empty",
+                {R"(10:34: types.Pump.members[1].type: is empty; give a type, for example "INT")"}},
         Finding{"member_type_missing",
                 {R"(10:9: types.Pump.members[1]: "type" is missing; give a type, for example "INT")"}},
         Finding{"member_type_unknown",

@@ -48,10 +48,15 @@ private:
     }
 
     bool takeType() {
-        const auto node = object_.require("type", "give a type, for example \"INT\"");
+        const char* const remedy = "give a type, for example \"INT\"";
+        const auto node = object_.require("type", remedy);
         const auto name = readText(node, problems_);
         if (!name)
             return false;
+        if (name->empty()) {
+            problems_->add(*node, std::string("is empty; ") + remedy);
+            return false;
+        }
         declaration_.type = *node;
         const TypeTraits* traits = typeTraits(*name);
         declaration_.variable.code = traits ? traits->code : TypeCode::Struct;
