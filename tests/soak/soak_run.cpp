@@ -298,9 +298,10 @@ private:
             return "not judged, the run is too short";
         }
         return fmt::format(
-            "heap in use grows by {:.1f} KiB between first and last rest ({} allowed), spread {:.1f} "
+            "heap in use grows by {:.1f} KiB, give or take {:.1f}, between first and last rest ({} allowed), spread "
+            "{:.1f} "
             "KiB ({} allowed), resident by {} KiB ({} allowed)",
-            memory_.heapGrowthBytes / 1024, static_cast<int>(kHeapGrowthAllowed / 1024),
+            memory_.heapGrowthBytes / 1024, memory_.heapGrowthError / 1024, static_cast<int>(kHeapGrowthAllowed / 1024),
             static_cast<double>(memory_.heapSpreadBytes) / 1024, kHeapSpreadAllowed / 1024,
             memory_.residentGrowthBytes / 1024, kResidentGrowthAllowed / 1024);
     }
