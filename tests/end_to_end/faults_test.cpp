@@ -25,7 +25,7 @@ protected:
         settings.maxRequestWords = 200;
         // Byte by byte, 800 bytes take a second and more.
         const bool isSlow = GetParam().fault.kind == sim::FaultKind::Fragments;
-        settings.loop.replyTimeout = host::Milliseconds(isSlow ? 10000 : 200);
+        settings.loop.replyTimeout = host::Milliseconds(isSlow ? 10000 : test::paced(200));
         plc.write(1, 2000, sequence(1000));
         plc.write(1, 4000, sequence(5000));
     }
@@ -118,8 +118,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Meeting{"SilenceAtWrites", {sim::FaultKind::Silence, 0}, sim::Service::Write},
                     Meeting{"SilenceAtTheFirstHandshakeFrame", {sim::FaultKind::Silence, 0}, sim::Service::Hello},
                     Meeting{"SilenceAtTheSecondHandshakeFrame", {sim::FaultKind::Silence, 0}, sim::Service::SymbolFile},
-                    Meeting{"LateReads", {sim::FaultKind::Late, 300}, sim::Service::Read},
-                    Meeting{"LateWrites", {sim::FaultKind::Late, 300}, sim::Service::Write},
+                    Meeting{"LateReads", {sim::FaultKind::Late, test::paced(300)}, sim::Service::Read},
+                    Meeting{"LateWrites", {sim::FaultKind::Late, test::paced(300)}, sim::Service::Write},
                     Meeting{"TruncatedReads", {sim::FaultKind::Truncate, 0}, sim::Service::Read},
                     Meeting{"TruncatedWrites", {sim::FaultKind::Truncate, 3}, sim::Service::Write},
                     Meeting{"TruncatedHandshake", {sim::FaultKind::Truncate, 20}, sim::Service::Hello},

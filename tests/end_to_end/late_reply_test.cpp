@@ -11,7 +11,7 @@ protected:
     // Makes each array a request of its own, of 400 bytes.
     LateReplyTest() {
         settings.maxRequestWords = 200;
-        settings.loop.replyTimeout = host::Milliseconds(150);
+        settings.loop.replyTimeout = host::Milliseconds(test::paced(150));
         settings.loop.cycle = host::Milliseconds(0);
         fill(2000, "04 57");
         fill(4000, "08 ae");
@@ -42,9 +42,9 @@ protected:
         EXPECT_EQ(read("Main.left").substr(0, 10), "1111, 1111");
         EXPECT_EQ(read("Main.right").substr(0, 10), "2222, 2222");
         for (int i = 1; i <= lateReplies; ++i) {
-            plc.inject({sim::FaultKind::Late, 200}, 1, sim::Service::Read);
+            plc.inject({sim::FaultKind::Late, test::paced(200)}, 1, sim::Service::Read);
             EXPECT_TRUE(eventually([&] { return session->status().statistics.timeouts >= i; })) << lastFailure();
-            const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(400);
+            const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(test::paced(400));
             while (std::chrono::steady_clock::now() < end) {
                 if (anyValueIsWrong()) {
                     return true;

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/pace.h"
 #include "tools/host/driver_library.h"
 #include "tools/host/host_session.h"
 #include "tools/host/tcp_transport.h"
@@ -83,7 +84,7 @@ class PlantTest : public testing::Test {
 protected:
     PlantTest() {
         settings.loop.plc.port = plc.port();
-        settings.loop.replyTimeout = host::Milliseconds(400);
+        settings.loop.replyTimeout = host::Milliseconds(test::paced(400));
         settings.loop.cycle = host::Milliseconds(20);
         settings.loop.firstBackOff = host::Milliseconds(20);
         settings.loop.longestBackOff = host::Milliseconds(200);
@@ -117,7 +118,7 @@ protected:
 
     template <typename Condition>
     bool eventually(Condition condition) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (!condition()) {
             if (std::chrono::steady_clock::now() > deadline) {
                 return false;

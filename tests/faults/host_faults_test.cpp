@@ -18,13 +18,8 @@ const char kSmallProgram[] = R"({
     {"name": "setpoint", "type": "WORD", "area": 1, "offset": 16},
     {"name": "valve", "type": "WORD", "area": 1, "offset": 24}]}]})";
 
-// Replies that come at all come at once, so only what never comes is waited for so long. Programs under the emulator
-// need more time for everything.
-#ifdef AC500_EMULATED
-const int kShortTimeLimitMs = 400;
-#else
-const int kShortTimeLimitMs = 120;
-#endif
+// Replies that come at all come at once, so only what never comes is waited for so long.
+const int kShortTimeLimitMs = test::paced(200);
 const int kLongTimeLimitMs = 20000;
 
 bool isTimedOut(Kind fault) {
@@ -91,7 +86,7 @@ std::vector<sim::FaultRule> rulesOf(const HostRow& row) {
 int timeLimitOf(const HostRow& row) {
     const bool waits = isTimedOut(row.fault) || (isRetrying(row.state) && isOfHandshake(row.state));
     // The first handshake reply takes 206 ms byte by byte.
-    const int fragmentsMs = row.fault == Kind::Fragments ? 600 : 0;
+    const int fragmentsMs = row.fault == Kind::Fragments ? test::paced(600) : 0;
     return waits ? kShortTimeLimitMs + fragmentsMs : kLongTimeLimitMs;
 }
 

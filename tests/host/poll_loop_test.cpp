@@ -282,7 +282,8 @@ TEST_F(PollLoopTest, ALinkLostInIdleTimeMakesTheDriverGiveUpItsNextRequest) {
     driver_.offer(readFrame());
     stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
     EXPECT_THAT(transport_.sent, IsEmpty());
-    EXPECT_THAT(listener_.abandoned, SizeIs(1));
+    ASSERT_THAT(listener_.abandoned, SizeIs(1));
+    EXPECT_FALSE(listener_.abandoned[0].wasSent);
     EXPECT_THAT(listener_.failures, ElementsAre("tcp: the connection was lost: closed by the peer"));
 }
 
@@ -418,6 +419,7 @@ TEST_F(PollLoopTest, AnAbandonedWriteCarriesItsReports) {
     stepUntil([this] { return !listener_.abandoned.empty(); });
     EXPECT_EQ(listener_.abandoned[0].kind, RequestKind::Write);
     EXPECT_EQ(listener_.abandoned[0].status, 43);
+    EXPECT_TRUE(listener_.abandoned[0].wasSent);
     ASSERT_THAT(listener_.abandoned[0].reports, SizeIs(1));
     EXPECT_EQ(listener_.abandoned[0].reports[0].id.hostSubId, 5);
     EXPECT_THAT(listener_.story, IsEmpty());
@@ -506,8 +508,66 @@ TEST_F(PollLoopTest, TheEndGivesUpUrgentWork) {
     loop_->shutDown();
     ASSERT_THAT(listener_.abandoned, SizeIs(1));
     EXPECT_EQ(listener_.abandoned[0].kind, RequestKind::Write);
+    EXPECT_FALSE(listener_.abandoned[0].wasSent);
     EXPECT_EQ(transport_.closes, 1);
     EXPECT_EQ(loop_->state(), LoopState::Disconnected);
+}
+
+TEST_F(PollLoopTest, WhatIsGivenUpAtTheEndIsToldFromWhatWasSent) {
+    goOnline();
+    listener_.urgent = true;
+    driver_.retryLimit = 0;
+    transport_.answer = nullptr;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return isAwaiting(writeFrame()); });
+    loop_->shutDown();
+    ASSERT_THAT(listener_.abandoned, SizeIs(1));
+    EXPECT_TRUE(listener_.abandoned[0].wasSent) << "its reply may be on its way";
+}
+
+TEST_F(PollLoopTest, AWriteBehindARequestThatWasAnsweredCountsAsSentOnlyOnceItIs) {
+    goOnline();
+    listener_.urgent = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return driver_.frames.empty(); });
+    driver_.offer(writeFrame(), {kWriteHostId, 6}, 1);
+    loop_->shutDown();
+    ASSERT_THAT(listener_.abandoned, SizeIs(1));
+    EXPECT_FALSE(listener_.abandoned[0].wasSent);
+}
+
+TEST_F(PollLoopTest, AWriteThatWasRefusedOnceStaysSent) {
+    goOnline();
+    listener_.urgent = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    driver_.processStatuses = {0};
+    stepUntil([this] { return driver_.failures == 1; });
+    loop_->shutDown();
+    ASSERT_THAT(listener_.abandoned, SizeIs(1));
+    EXPECT_TRUE(listener_.abandoned[0].wasSent);
+}
+
+TEST_F(PollLoopTest, AfterARejectedHandshakeNothingCountsAsSent) {
+    driver_.offerHandshake();
+    driver_.processStatuses = {201};
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    listener_.urgent = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    loop_->shutDown();
+    ASSERT_THAT(listener_.abandoned, SizeIs(1));
+    EXPECT_FALSE(listener_.abandoned[0].wasSent);
+}
+
+TEST_F(PollLoopTest, AfterAnAbandonedRequestNothingCountsAsSent) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return refusal(); };
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return !listener_.abandoned.empty(); });
+    listener_.urgent = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 6}, 1);
+    loop_->shutDown();
+    ASSERT_THAT(listener_.abandoned, SizeIs(2));
+    EXPECT_FALSE(listener_.abandoned[1].wasSent);
 }
 
 TEST_F(PollLoopTest, TheEndWithoutUrgentWorkAsksNothing) {

@@ -346,7 +346,7 @@ TEST_F(TcpServerTest, RequestsBehindADeliveryWaitInTheClientsOwnBuffer) {
 TEST(TcpServerLimits, PendingLateRepliesAreBounded) {
     TcpSettings settings;
     settings.limits.maxLateReplies = 3;
-    EmbeddedSimulator plc(smallPlant(), {1, {parseFaultRule("late:ms=400,service=read").rule}}, settings);
+    EmbeddedSimulator plc(smallPlant(), {1, {parseFaultRule("late:ms=1000,service=read").rule}}, settings);
     RawClient client(plc.port());
     const Bytes end = client.handshake();
     Bytes requests;
@@ -354,9 +354,17 @@ TEST(TcpServerLimits, PendingLateRepliesAreBounded) {
         requests += readMode(end);
     }
     client.send(requests);
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    EXPECT_EQ(plc.counters().reads, 3U) << "the fourth waits until one of the three has gone out";
-    for (int i = 0; i < 5; ++i) {
+    // What was read before the first reply could be received.
+    std::uint64_t reads = 0;
+    Bytes firstReply;
+    for (int i = 0; i < 1000 && firstReply.empty(); ++i) {
+        const std::uint64_t readsNow = plc.counters().reads;
+        firstReply = client.reply(10);
+        reads = firstReply.empty() ? readsNow : reads;
+    }
+    EXPECT_EQ(reads, 3U) << "the fourth waits until one of the three has gone out";
+    EXPECT_EQ(hex(firstReply), kModeReply);
+    for (int i = 1; i < 5; ++i) {
         EXPECT_EQ(hex(client.reply()), kModeReply);
     }
 }

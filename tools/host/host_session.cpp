@@ -40,6 +40,20 @@ bool isReported(const AbandonedRequest& request, VariableId id) {
                        [id](const VariableReport& report) { return report.id == id; });
 }
 
+// What became of a write that the driver gave up with `request`, reported by it or not.
+std::string fateOf(const AbandonedRequest& request, bool wasReported) {
+    if (!request.wasSent) {
+        return fmt::format("not sent: {} (status {})", request.reason.text, request.status);
+    }
+    const char* fate = wasReported ? "the request failed; the PLC may or may not have it"
+                                   : "dropped by the driver, which gives up all pending writes after a failed one";
+    return fmt::format("{} (status {}: {})", fate, request.status, request.reason.text);
+}
+
+Failure notSent(const Failure& reason) {
+    return {reason.layer, "not sent: " + reason.text};
+}
+
 }  // namespace
 
 const char* valueStateName(ValueState state) {
@@ -273,7 +287,7 @@ bool HostSession::waitForWork(Milliseconds pause) {
 
 void HostSession::failEverything(const Failure& reason) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const Failure notSentReason = notSent();
+    const Failure notSentReason = notSent(whyLinkIsDown());
     for (const WriteStep step : {WriteStep::Waiting, WriteStep::ReadingFirst, WriteStep::WithDriver}) {
         for (const std::int32_t serial : writes_.at(step)) {
             writes_.failed(serial, step == WriteStep::WithDriver ? reason : notSentReason, clock_.now());
@@ -291,8 +305,8 @@ void HostSession::giveWorkToDriver(PollLoop& loop) {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         tags.swap(newTags_);
-        reason = notSent();
-        writes_.expire(clock_.now(), settings_.writeDeadline, reason);
+        reason = whyLinkIsDown();
+        writes_.expire(clock_.now(), settings_.writeDeadline, notSent(reason));
         isOverdue = writes_.isOverdue(clock_.now(), settings_.writeDeadline);
     }
     if (isOverdue && !loop.isConnected()) {
@@ -492,13 +506,8 @@ void HostSession::requestAbandoned(const AbandonedRequest& request) {
 void HostSession::writesAbandoned(const AbandonedRequest& request) {
     const std::lock_guard<std::mutex> lock(mutex_);
     for (const std::int32_t serial : writes_.at(WriteStep::WithDriver)) {
-        const std::string what = isReported(request, {kWriteHostId, serial})
-                                     ? "the request failed; the PLC may or may not have it"
-                                     : "dropped by the driver, which gives up all pending writes after a failed one";
-        writes_.failed(
-            serial,
-            {request.reason.layer, fmt::format("{} (status {}: {})", what, request.status, request.reason.text)},
-            clock_.now());
+        writes_.failed(serial, {request.reason.layer, fateOf(request, isReported(request, {kWriteHostId, serial}))},
+                       clock_.now());
     }
 }
 
@@ -558,11 +567,11 @@ bool HostSession::hasUrgentWork() const {
     return writes_.anyWithDriver() || onceReads_.anyWithDriver();
 }
 
-Failure HostSession::notSent() const {
+Failure HostSession::whyLinkIsDown() const {
     if (!status_.lastFailure) {
-        return {Layer::Request, "not sent: the link to the PLC was not up in time"};
+        return {Layer::Request, "the link to the PLC was not up in time"};
     }
-    return {status_.lastFailure->failure.layer, "not sent: " + status_.lastFailure->failure.text};
+    return status_.lastFailure->failure;
 }
 
 }  // namespace ac500::host

@@ -140,7 +140,7 @@ private:
     void writesAbandoned(const AbandonedRequest& request);
     void onceReadsAbandoned(const AbandonedRequest& request);
     void finishOnceRead(std::int32_t serial, const Failure& failure);
-    Failure notSent() const;  // REQUIRES: mutex_ is held
+    Failure whyLinkIsDown() const;  // REQUIRES: mutex_ is held
 
     // Constant after construction
     const DriverFunctions& driver_;

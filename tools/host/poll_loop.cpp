@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "tools/host/reply_verdict.h"
 
@@ -202,6 +203,7 @@ void PollLoop::sendRequest(Protocol* frame, const RequestFrame& request) {
     }
     statistics_.retries += sendingAgain_ ? 1 : 0;
     sendingAgain_ = false;
+    headWasSent_ = true;
     exchange_ = Exchange{frame, request, clock_.now() + settings_.replyTimeout};
     if (!transport_.send(frame->frame)) {
         connectionLost(failureOf(request, "the connection was lost while it was sent"));
@@ -340,6 +342,7 @@ void PollLoop::handOver(const RequestFrame& request, QByteArray reply) {
 }
 
 void PollLoop::accepted(const RequestFrame& request, const QByteArray& reply) {
+    headWasSent_ = false;
     ++statistics_.framesAccepted;
     if (request.service == Service::SymbolFile) {
         session_ = Session::Open;
@@ -369,6 +372,7 @@ void PollLoop::countPass(const RequestFrame& request) {
 }
 
 void PollLoop::handshakeRejected(const RequestFrame& request, const QByteArray& reply) {
+    headWasSent_ = false;
     ++statistics_.badReplies;
     const int least = request.service == Service::OpenSession ? kOpenSessionReplyBytes : kSymbolFileReplyBytes;
     fail(failureOf(request, fmt::format("the reply has {} bytes, at least {} were expected; is {} a PLC of this kind?",
@@ -446,7 +450,8 @@ void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
     session_ = Session::None;
     sendingAgain_ = false;
     passRunning_ = false;
-    AbandonedRequest request{kindOf(result), result.status, reason, reports_.take()};
+    const bool wasSent = std::exchange(headWasSent_, false);
+    const AbandonedRequest request{kindOf(result), result.status, wasSent, reason, reports_.take()};
     listener_.requestAbandoned(request);
 }
 

@@ -55,6 +55,7 @@ enum class RequestKind { CyclicRead, OnceRead, Write };
 struct AbandonedRequest {
     RequestKind kind = RequestKind::CyclicRead;
     int status = 0;                       // as DataCom returned it, docs/status-codes.md
+    bool wasSent = false;                 // false: the PLC cannot have it
     Failure reason;                       // why this host had no reply to hand over
     std::vector<VariableReport> reports;  // what the driver reported while it gave up; always failures
 };
@@ -170,6 +171,7 @@ private:
     bool connected_ = false;
     bool sendingAgain_ = false;  // the driver keeps a frame that failed and offers it again
     bool driverIsIdle_ = false;  // it had nothing to send when it was last asked
+    bool headWasSent_ = false;   // the request at the head of the driver's queue went out at least once
 
     Failure giveUpReason_;
     bool mustFeed_ = false;  // the request in flight failed: that counts, whatever the driver offers next
