@@ -3,7 +3,6 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <cmath>
 #include <fstream>
 
 namespace ac500::soak {
@@ -25,14 +24,8 @@ std::int64_t statusBytes(const std::string& key) {
     return 0;
 }
 
-// Slope of the least-squares line and its standard error, in bytes per second.
-struct Line {
-    double slope = 0;
-    double slopeError = 0;
-};
-
-// REQUIRES: more than two samples.
-Line lineThrough(const std::vector<MemorySample>& samples) {
+// Slope of the least-squares line, in bytes per second.
+double slope(const std::vector<MemorySample>& samples) {
     const auto count = static_cast<double>(samples.size());
     double time = 0;
     double heap = 0;
@@ -46,15 +39,7 @@ Line lineThrough(const std::vector<MemorySample>& samples) {
         covariance += (sample.seconds - time) * (static_cast<double>(sample.heapBytes) - heap);
         variance += (sample.seconds - time) * (sample.seconds - time);
     }
-    Line line;
-    line.slope = variance > 0 ? covariance / variance : 0;
-    double residual = 0;
-    for (const MemorySample& sample : samples) {
-        const double expected = heap + line.slope * (sample.seconds - time);
-        residual += std::pow(static_cast<double>(sample.heapBytes) - expected, 2);
-    }
-    line.slopeError = variance > 0 ? std::sqrt(residual / (count - 2) / variance) : 0;
-    return line;
+    return variance > 0 ? covariance / variance : 0;
 }
 
 }  // namespace
@@ -91,14 +76,10 @@ MemoryVerdict judgeMemory(const std::vector<MemorySample>& samples) {
         std::minmax_element(samples.begin(), samples.end(),
                             [](const MemorySample& a, const MemorySample& b) { return a.heapBytes < b.heapBytes; });
     verdict.isJudged = true;
-    const Line line = lineThrough(samples);
-    const double seconds = samples.back().seconds - samples.front().seconds;
-    verdict.heapGrowthBytes = line.slope * seconds;
-    verdict.heapGrowthError = line.slopeError * seconds;
+    verdict.heapGrowthBytes = slope(samples) * (samples.back().seconds - samples.front().seconds);
     verdict.heapSpreadBytes = largest->heapBytes - smallest->heapBytes;
     verdict.residentGrowthBytes = samples.back().residentBytes - samples.front().residentBytes;
-    verdict.isFlat = verdict.heapGrowthBytes <= kHeapGrowthAllowed + 3 * verdict.heapGrowthError &&
-                     verdict.heapSpreadBytes <= kHeapSpreadAllowed &&
+    verdict.isFlat = verdict.heapGrowthBytes <= kHeapGrowthAllowed && verdict.heapSpreadBytes <= kHeapSpreadAllowed &&
                      verdict.residentGrowthBytes <= kResidentGrowthAllowed;
     return verdict;
 }

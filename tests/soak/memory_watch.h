@@ -41,14 +41,11 @@ struct MemoryVerdict {
     bool isJudged = false;  // false: too few samples, or too short
     bool isFlat = false;
     double heapGrowthBytes = 0;  // what a straight line through the samples rises over the time between first and last
-    double heapGrowthError = 0;  // the standard error of that: how far noise alone bends the line
     std::int64_t heapSpreadBytes = 0;  // largest less smallest
     std::int64_t residentGrowthBytes = 0;
 };
 
-// Heap in use that may come and go: sockets, tables of the last thousand orders of different size. Growth counts when it
-// exceeds this by three standard errors: in a short run a few samples say little. A run of a minute rises by some 30 KiB
-// (8 of them error), one of an hour by 20: what grows at first does not go on.
+// Heap in use that may come and go: sockets, tables of the last thousand orders of different size.
 constexpr double kHeapGrowthAllowed = 40 * 1024;
 constexpr std::int64_t kHeapSpreadAllowed = 256 * 1024;
 // The allocator keeps pages of its own accord.

@@ -57,7 +57,7 @@ public:
     // What was wrong since the last call.
     std::vector<std::string> takeComplaints();
 
-    static constexpr std::size_t kKeptEnded = 8192;
+    static constexpr std::size_t kKeptEnded = 1000;
 
 private:
     void end(std::int32_t serial, Fate fate);

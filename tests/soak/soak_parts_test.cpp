@@ -282,24 +282,6 @@ TEST(MemoryVerdictTest, NoiseIsFlatAndALeakIsNot) {
     EXPECT_FALSE(judgeMemory(std::vector<MemorySample>(5)).isJudged);
 }
 
-// Twelve samples in 55 seconds, as in a run of one minute; their line rises by 43 KiB, give or take 27.
-TEST(MemoryVerdictTest, FewNoisySamplesAreNoLeakButALeakAmongThemIs) {
-    const int noiseKilobytes[] = {0, 60, 10, 50, 5, 70, 20, 80, 15, 75, 30, 85};
-    for (const int leakKilobytesPerSecond : {0, 3}) {
-        std::vector<MemorySample> noisy;
-        for (const int noise : noiseKilobytes) {
-            const int seconds = 5 * static_cast<int>(noisy.size());
-            noisy.push_back(
-                {static_cast<double>(seconds), 1024 * (3000 + noise + leakKilobytesPerSecond * seconds), 0});
-        }
-        const MemoryVerdict verdict = judgeMemory(noisy);
-        ASSERT_TRUE(verdict.isJudged);
-        EXPECT_GT(verdict.heapGrowthBytes, kHeapGrowthAllowed);
-        EXPECT_LT(verdict.heapSpreadBytes, kHeapSpreadAllowed);
-        EXPECT_EQ(verdict.isFlat, leakKilobytesPerSecond == 0);
-    }
-}
-
 TEST(MemoryVerdictTest, AJumpOfTheHeapAndGrowthOfTheProcessAreNotFlat) {
     std::vector<MemorySample> jumping = samples(0);
     jumping[20].heapBytes += 400 * 1024;

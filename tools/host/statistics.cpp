@@ -7,22 +7,18 @@ namespace ac500::host {
 void Statistics::addCycle(Time duration) {
     minimum_ = cycleCount_ == 0 ? duration : std::min(minimum_, duration);
     maximum_ = std::max(maximum_, duration);
-    if (cycles_.size() < kKeptCycles) {
-        cycles_.push_back(duration);
-    } else {
-        cycles_[static_cast<std::size_t>(cycleCount_) % kKeptCycles] = duration;
-    }
+    cycles_[static_cast<std::size_t>(cycleCount_) % kKeptCycles] = duration;
     ++cycleCount_;
 }
 
 CycleTimes Statistics::cycleTimes() const {
-    CycleTimes times;
-    if (cycles_.empty()) {
-        return times;
+    if (cycleCount_ == 0) {
+        return {};
     }
-    std::vector<Time> sorted = cycles_;
-    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
-    std::nth_element(sorted.begin(), middle, sorted.end());
+    const auto kept = std::min<std::int64_t>(cycleCount_, kKeptCycles);
+    std::array<Time, kKeptCycles> sorted = cycles_;
+    const auto middle = sorted.begin() + kept / 2;
+    std::nth_element(sorted.begin(), middle, sorted.begin() + kept);
     return {minimum_, *middle, maximum_, cycleCount_};
 }
 

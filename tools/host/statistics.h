@@ -2,8 +2,8 @@
 #ifndef AC500_TOOLS_HOST_STATISTICS_H
 #define AC500_TOOLS_HOST_STATISTICS_H
 
+#include <array>
 #include <cstdint>
-#include <vector>
 
 #include "tools/host/clock.h"
 
@@ -37,7 +37,7 @@ struct Statistics {
 
 private:
     static constexpr std::size_t kKeptCycles = 1000;  // the median is that of the last thousand
-    std::vector<Time> cycles_;
+    std::array<Time, kKeptCycles> cycles_{};          // in place: a loop that runs takes no memory for it
     std::int64_t cycleCount_ = 0;
     Time minimum_{0};
     Time maximum_{0};
