@@ -3,6 +3,7 @@
 //
 //   driver_bench --benchmark_filter='^read/one-scope/100/driver/'   time one scenario (Google Benchmark's own options)
 //   driver_bench --count NAME                                       one run of it under valgrind --tool=callgrind
+//   driver_bench --count-misses NAME                                the same, with caches as earlier runs leave them
 //   driver_bench --list                                             the names of all scenarios
 #include <benchmark/benchmark.h>
 #include <valgrind/callgrind.h>
@@ -95,7 +96,11 @@ void measure(benchmark::State& state, const Scenario& scenario) {
     state.counters["median_ns"] = 1e9 * median(seconds);
 }
 
-int count(const std::vector<Scenario>& scenarios, const char* name) {
+// Callgrind's caches are empty when instrumentation starts, so misses are counted by switching the collection alone on
+// and off (--collect-atstart=no).
+enum class Counted { Instructions, Misses };
+
+int count(const std::vector<Scenario>& scenarios, const char* name, Counted counted) {
     for (const Scenario& scenario : scenarios) {
         if (scenario.name == name) {
             const std::unique_ptr<Workload> workload = scenario.make();
@@ -104,9 +109,15 @@ int count(const std::vector<Scenario>& scenarios, const char* name) {
                 workload->run();
             }
             workload->prepare();
-            CALLGRIND_START_INSTRUMENTATION;
-            workload->run();
-            CALLGRIND_STOP_INSTRUMENTATION;
+            if (counted == Counted::Misses) {
+                CALLGRIND_TOGGLE_COLLECT;
+                workload->run();
+                CALLGRIND_TOGGLE_COLLECT;
+            } else {
+                CALLGRIND_START_INSTRUMENTATION;
+                workload->run();
+                CALLGRIND_STOP_INSTRUMENTATION;
+            }
             std::printf("items %.17g\n", workload->items());
             return 0;
         }
@@ -147,7 +158,10 @@ int main(int argc, char** argv) {
     using namespace ac500::bench;
     const std::vector<Scenario> scenarios = allScenarios();
     if (argc == 3 && std::strcmp(argv[1], "--count") == 0) {
-        return count(scenarios, argv[2]);
+        return count(scenarios, argv[2], Counted::Instructions);
+    }
+    if (argc == 3 && std::strcmp(argv[1], "--count-misses") == 0) {
+        return count(scenarios, argv[2], Counted::Misses);
     }
     if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
         return listNames(scenarios);
