@@ -2,6 +2,7 @@
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 #include <atomic>
+#include <future>
 
 #include "tests/end_to_end/plant.h"
 
@@ -96,6 +97,58 @@ TEST_F(LinkTest, NobodyListeningIsAFailureOfTcp) {
     EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
     EXPECT_EQ(session->status().lastFailure->failure.layer, host::Layer::Tcp);
     EXPECT_NE(lastFailure().find("127.0.0.1:" + std::to_string(plc.port())), std::string::npos);
+}
+
+TEST_F(LinkTest, APlcMayBeGivenByItsName) {
+    settings.loop.plc.host = "plc.example";
+    resolver = [](const std::string& name) {
+        EXPECT_EQ(name, "plc.example");
+        return host::NameAnswer{{"127.0.0.1"}, {}};
+    };
+    begin({"Main.int"});
+    EXPECT_EQ(read("Main.int"), "0");
+}
+
+TEST_F(LinkTest, TheAddressesOfANameAreTriedInTurn) {
+    settings.loop.plc.host = "plc.example";
+    resolver = [](const std::string&) { return host::NameAnswer{{"127.0.0.2", "127.0.0.3", "127.0.0.1"}, {}}; };
+    begin({"Main.int"});
+    EXPECT_EQ(read("Main.int"), "0");
+    EXPECT_EQ(session->status().events, 0) << "an address that does not answer is no failure yet: " << lastFailure();
+}
+
+TEST_F(LinkTest, WhenNoAddressOfANameAnswersTheReasonIsThatOfTheLast) {
+    settings.loop.plc.host = "plc.example";
+    resolver = [](const std::string&) { return host::NameAnswer{{"127.0.0.2", "127.0.0.3"}, {}}; };
+    begin({"Main.int"});
+    EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
+    EXPECT_NE(lastFailure().find("no connection to plc.example:" + std::to_string(plc.port()) + ": Connection refused"),
+              std::string::npos)
+        << lastFailure();
+}
+
+TEST_F(LinkTest, ANameThatNobodyKnowsIsAFailureOfTcp) {
+    settings.loop.plc.host = "plc.example";
+    resolver = [](const std::string&) { return host::NameAnswer{{}, "Name or service not known"}; };
+    begin({"Main.int"});
+    EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
+    EXPECT_EQ(session->status().lastFailure->failure.layer, host::Layer::Tcp);
+    EXPECT_NE(lastFailure().find("Name or service not known"), std::string::npos) << lastFailure();
+}
+
+TEST_F(LinkTest, ASystemThatDoesNotAnswerForANameCostsOneTimeLimitAndHoldsNobodyUp) {
+    std::promise<void> atTheEnd;
+    settings.loop.plc.host = "plc.example";
+    settings.loop.connectTimeout = host::Milliseconds(200);
+    resolver = [gate = atTheEnd.get_future().share()](const std::string&) {
+        gate.wait();
+        return host::NameAnswer{{"127.0.0.1"}, {}};
+    };
+    begin({"Main.int"});
+    EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
+    EXPECT_NE(lastFailure().find("within 200 ms"), std::string::npos) << lastFailure();
+    session->stop();
+    atTheEnd.set_value();
 }
 
 // Accepts connections on a free port and answers whatever comes with `answer`.

@@ -98,7 +98,7 @@ protected:
         ASSERT_NE(driver, nullptr) << error;
         session = std::make_unique<host::HostSession>(
             host::HostSession::Parts{driver->functions(), table, clock,
-                                     [] { return std::make_unique<host::TcpTransport>(); }},
+                                     [this] { return std::make_unique<host::TcpTransport>(resolver); }},
             settings);
         ASSERT_TRUE(session->start(&error)) << error;
         std::vector<host::Tag> polled;
@@ -186,6 +186,7 @@ protected:
     const host::TagTable table{file};
     host::SteadyClock clock;
     host::SessionSettings settings;
+    host::NameLookup::Resolver resolver = host::addressesOf;
     std::unique_ptr<host::DriverLibrary> driver;
     std::unique_ptr<host::HostSession> session;  // last: ends before what it uses
 };

@@ -1,7 +1,9 @@
 #include "tools/host/tcp_transport.h"
 
 #include <QtCore/QDeadlineTimer>
+#include <QtNetwork/QHostAddress>
 #include <QtNetwork/QNetworkProxy>
+#include <utility>
 
 namespace ac500::host {
 
@@ -19,7 +21,7 @@ int toInt(Milliseconds time) {
 
 }  // namespace
 
-TcpTransport::TcpTransport() {
+TcpTransport::TcpTransport(NameLookup::Resolver resolver) : lookup_(std::move(resolver)) {
     socket_.setProxy(QNetworkProxy::NoProxy);
     socket_.setReadBufferSize(kReadBufferBytes);
 }
@@ -30,16 +32,51 @@ TcpTransport::~TcpTransport() {
 
 void TcpTransport::connect(const Endpoint& endpoint) {
     close();
-    socket_.connectToHost(QString::fromStdString(endpoint.host), endpoint.port);
+    port_ = endpoint.port;
+    if (QHostAddress(QString::fromStdString(endpoint.host)).isNull()) {
+        lookup_.start(endpoint.host);
+        isLookingUp_ = true;
+    } else {
+        addresses_ = {endpoint.host};
+        tryNextAddress();
+    }
+}
+
+void TcpTransport::tryNextAddress() {
+    const QHostAddress address(QString::fromStdString(addresses_.front()));
+    addresses_.pop_front();
+    socket_.abort();
+    socket_.connectToHost(address, port_);
+}
+
+ConnectResult TcpTransport::waitForName(Milliseconds timeout) {
+    const std::optional<NameAnswer> answer = lookup_.wait(timeout);
+    if (!answer) {
+        return {ConnectStatus::InProgress, {}};
+    }
+    isLookingUp_ = false;
+    if (answer->addresses.empty()) {
+        return {ConnectStatus::Failed, answer->failure};
+    }
+    addresses_.assign(answer->addresses.begin(), answer->addresses.end());
+    tryNextAddress();
+    return {ConnectStatus::InProgress, {}};
 }
 
 ConnectResult TcpTransport::waitConnected(Milliseconds timeout) {
+    if (isLookingUp_) {
+        return waitForName(timeout);
+    }
     if (socket_.state() == QAbstractSocket::ConnectedState || socket_.waitForConnected(toInt(timeout))) {
         socket_.setSocketOption(QAbstractSocket::LowDelayOption, 1);
         return {ConnectStatus::Connected, {}};
     }
     if (socket_.error() == QAbstractSocket::SocketTimeoutError &&
         socket_.state() != QAbstractSocket::UnconnectedState) {
+        return {ConnectStatus::InProgress, {}};
+    }
+    if (!addresses_.empty()) {
+        tryNextAddress();
         return {ConnectStatus::InProgress, {}};
     }
     return {ConnectStatus::Failed, socket_.errorString().toStdString()};
@@ -74,6 +111,8 @@ ReceiveResult TcpTransport::receive(Milliseconds timeout) {
 }
 
 void TcpTransport::close() {
+    isLookingUp_ = false;
+    addresses_.clear();
     socket_.abort();
 }
 

@@ -46,7 +46,7 @@ public:
 
     // Starts connecting; an earlier connection is closed first, and bytes of it are never delivered afterwards.
     virtual void connect(const Endpoint& endpoint) = 0;
-    // Waits for the connection, at most `timeout`.
+    // Waits for the connection, at most `timeout`. Failed is for good; InProgress may come sooner than the time is over.
     virtual ConnectResult waitConnected(Milliseconds timeout) = 0;
     // Sends all bytes, or returns false: the connection is gone, or the peer takes nothing any more. False comes within
     // a limited time, however slowly the peer reads, and does not say how many bytes got out.
