@@ -94,7 +94,7 @@ install(EXPORT ac500driver-targets NAMESPACE ac500driver:: DESTINATION ${cmake_d
 
 set(dev_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/libac500driver-dev)
 install(DIRECTORY docs/ DESTINATION ${dev_doc_dir} COMPONENT dev
-        FILES_MATCHING PATTERN "*.md" PATTERN "*.schema.json" PATTERN man EXCLUDE)
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.schema.json" PATTERN man EXCLUDE)
 install(FILES examples/README.md examples/CMakeLists.txt examples/minimal_host.cpp
         DESTINATION ${dev_doc_dir}/examples COMPONENT dev)
 ac500_package_papers(dev libac500driver-dev)
