@@ -1,5 +1,7 @@
 // Every fault of the simulated PLC in every state of a connection, over TCP: the driver from disk, the reference host,
 // the simulated PLC in a thread of its own.
+#include <mutex>
+
 #include "tests/end_to_end/plant.h"
 #include "tests/faults/host_rows.h"
 
@@ -19,8 +21,57 @@ const char kSmallProgram[] = R"({
     {"name": "valve", "type": "WORD", "area": 1, "offset": 24}]}]})";
 
 // Replies that come at all come at once, so only what never comes is waited for so long.
-const int kShortTimeLimitMs = test::paced(200);
+const int kShortTimeLimitMs = test::paced(300);
 const int kLongTimeLimitMs = 20000;
+
+// What passes from the driver to the host, in words. The driver's functions carry no user pointer.
+class DriverDiary {
+public:
+    // Begins anew. REQUIRES: no session uses an earlier result any more.
+    static host::DriverFunctions watch(const host::DriverFunctions& driver) {
+        text_.clear();
+        driver_ = driver;
+        host::DriverFunctions watched = driver;
+        watched.registerCallbacks = [](VarDoneCallback varDone, CommFailCallback commFail) noexcept {
+            varDone_ = varDone;
+            commFail_ = commFail;
+            driver_.registerCallbacks(
+                [](quint32 station, quint32 hostId, quint32 hostSubId, quint32 outcome) {
+                    write(outcome == 1 ? "done" : outcome == 2 ? "lost" : "?");
+                    return varDone_(station, hostId, hostSubId, outcome);
+                },
+                [](QList<RW_VAR>* list, quint32 hostId, quint32 one) {
+                    write((list->isEmpty() && one == 1 ? "commFail(" : "?(") + std::to_string(hostId) + ")");
+                    return commFail_(list, hostId, one);
+                });
+        };
+        watched.takeReply = [](QByteArray* reply, int received) noexcept {
+            RW_VAR* result = driver_.takeReply(reply, received);
+            if (result->status != 1 && result->status != 100) {
+                write(std::to_string(result->status));
+            }
+            return result;
+        };
+        return watched;
+    }
+
+    static std::string text() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return text_;
+    }
+
+private:
+    static void write(const std::string& word) {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        text_ += (text_.empty() ? "" : " ") + word;
+    }
+
+    static inline host::DriverFunctions driver_;
+    static inline VarDoneCallback varDone_ = nullptr;
+    static inline CommFailCallback commFail_ = nullptr;
+    static inline std::mutex mutex_;
+    static inline std::string text_;
+};
 
 bool isTimedOut(Kind fault) {
     return fault == Kind::Silence || fault == Kind::Late || fault == Kind::Truncate || fault == Kind::Length;
@@ -107,9 +158,9 @@ protected:
         std::string error;
         driver = host::DriverLibrary::load(AC500_DRIVER, &error);
         ASSERT_NE(driver, nullptr) << error;
+        functions = DriverDiary::watch(driver->functions());
         session = std::make_unique<host::HostSession>(
-            host::HostSession::Parts{driver->functions(), table, clock,
-                                     [] { return std::make_unique<host::TcpTransport>(); }},
+            host::HostSession::Parts{functions, table, clock, [] { return std::make_unique<host::TcpTransport>(); }},
             settings);
         ASSERT_TRUE(session->start(&error)) << error;
     }
@@ -200,6 +251,7 @@ protected:
     host::SteadyClock clock;
     host::SessionSettings settings;
     std::unique_ptr<host::DriverLibrary> driver;
+    host::DriverFunctions functions;
     std::unique_ptr<host::HostSession> session;  // last: ends before what it uses
 };
 
@@ -225,6 +277,7 @@ TEST_P(HostFaultsTest, Row) {
         pollThroughTheFault();
     }
     EXPECT_EQ(statistics(), row.statistics);
+    EXPECT_EQ(DriverDiary::text(), row.driver);
     EXPECT_EQ(plc.counters().faults, isRetrying(row.state) ? 2U : 1U);
     EXPECT_EQ(plc.counters().refused, 0U) << "the PLC did not take a request";
 }
