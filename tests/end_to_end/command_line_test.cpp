@@ -162,7 +162,7 @@ TEST_F(CommandLineTest, AFaultProvokedFromTheCommandLineIsSurvived) {
 
 TEST_F(CommandLineTest, WatchPrintsPlainLinesWhenNobodyIsLooking) {
     startSimulator();
-    const Outcome outcome = host({"watch", "--seconds", "1.2", "--interval", "300", "Main.setpoint"});
+    const Outcome outcome = host({"watch", "--seconds", "3", "--interval", "300", "Main.setpoint"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_THAT(outcome.out, HasSubstr("  Main.setpoint  100  fresh  "));
     EXPECT_THAT(outcome.out, Not(HasSubstr("\x1b")));
@@ -171,7 +171,7 @@ TEST_F(CommandLineTest, WatchPrintsPlainLinesWhenNobodyIsLooking) {
 
 TEST_F(CommandLineTest, WatchAsJsonIsOneObjectPerLine) {
     startSimulator();
-    const Outcome outcome = host({"watch", "--json", "--seconds", "1", "--interval", "200", "Main.setpoint"});
+    const Outcome outcome = host({"watch", "--json", "--seconds", "3", "--interval", "300", "Main.setpoint"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     const QStringList lines = QString::fromStdString(outcome.out).split('\n', Qt::SkipEmptyParts);
     ASSERT_GE(lines.size(), 4);
@@ -324,18 +324,18 @@ TEST_F(CommandLineTest, APeerThatDoesNotAnswerHasCodeFive) {
     QTcpServer mute;
     ASSERT_TRUE(mute.listen(QHostAddress::LocalHost, 0));
     plc_ = "127.0.0.1:" + std::to_string(mute.serverPort());
-    const Outcome outcome = host({"--wait", "600", "--timeout", "200", "read", "Main.setpoint"});
+    const Outcome outcome = host({"--wait", "3000", "--timeout", "200", "read", "Main.setpoint"});
     EXPECT_EQ(outcome.exitCode, 5);
     EXPECT_THAT(outcome.error, AllOf(StartsWith("handshake: "), HasSubstr("no reply within 200 ms")));
 }
 
 TEST_F(CommandLineTest, APlcThatRefusesEveryReadHasCodeSix) {
     startSimulator({"--fault", "status:value=3,service=read"});
-    const Outcome outcome = host({"--wait", "500", "read", "Main.setpoint"});
+    const Outcome outcome = host({"--wait", "2000", "read", "Main.setpoint"});
     EXPECT_EQ(outcome.exitCode, 6);
-    EXPECT_THAT(outcome.error, AllOf(StartsWith("request: Main.setpoint: not received within 500 ms"),
+    EXPECT_THAT(outcome.error, AllOf(StartsWith("request: Main.setpoint: not received within 2000 ms"),
                                      HasSubstr("status word 0x0003")));
-    const Outcome status = host({"--wait", "500", "status"});
+    const Outcome status = host({"--wait", "2000", "status"});
     EXPECT_EQ(status.exitCode, 6);
     EXPECT_THAT(status.out, AllOf(HasSubstr("handshake  ok"), HasSubstr("request    failed")));
 }

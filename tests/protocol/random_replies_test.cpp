@@ -3,6 +3,7 @@
 #include <random>
 
 #include "tests/support/driver_test.h"
+#include "tests/support/pace.h"
 
 using namespace ac500::test;
 
@@ -118,7 +119,7 @@ TEST_F(RandomRepliesTest, NeverBreakTheStateOfTheConnection) {
     settings.retryLimit = 3;
     int connections = 0;
     int failures = 0;
-    for (int turn = 0; turn < 20000 && !HasFatalFailure(); ++turn) {
+    for (int turn = 0; turn < rounds(20000) && !HasFatalFailure(); ++turn) {
         SCOPED_TRACE(turn);
         if (pick(3) == 0) {
             addWork();
@@ -134,14 +135,14 @@ TEST_F(RandomRepliesTest, NeverBreakTheStateOfTheConnection) {
             PLC_driver.readList.clear();
         }
     }
-    EXPECT_GT(connections, 100);
-    EXPECT_GT(failures, 100);
+    EXPECT_GT(connections, rounds(100));
+    EXPECT_GT(failures, rounds(100));
 }
 
 TEST_F(RandomRepliesTest, NeverConnectWithoutTwoLargeEnoughReplies) {
     settings.retryLimit = 1000000;
     addRead(readVar(1, 0, 2));
-    for (int turn = 0; turn < 5000; ++turn) {
+    for (int turn = 0; turn < rounds(5000); ++turn) {
         ComCommunication();
         QByteArray tooSmall = envelope(noise(pick(200)));
         DataCom(&tooSmall, tooSmall.size());
@@ -155,7 +156,7 @@ TEST_F(RandomRepliesTest, NeverStoreBytesThatWereNotAskedFor) {
     connectToPlc();
     settings.retryLimit = 1000000;
     addRead(readVar(2, 16, 4));
-    for (int turn = 0; turn < 5000; ++turn) {
+    for (int turn = 0; turn < rounds(5000); ++turn) {
         ComCommunication();
         QByteArray data = reply();
         DataCom(&data, data.size());

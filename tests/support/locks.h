@@ -13,8 +13,13 @@ namespace ac500::test {
 
 // True when `call` does not return while `mutex` is held, and returns once it is released.
 inline bool waitsFor(QMutex& mutex, const std::function<void()>& call) {
+    std::promise<void> started;  // a thread that comes late must not look like one that waits
     mutex.lock();
-    std::future<void> done = std::async(std::launch::async, call);
+    std::future<void> done = std::async(std::launch::async, [&] {
+        started.set_value();
+        call();
+    });
+    started.get_future().wait();
     const bool waited = done.wait_for(std::chrono::milliseconds(100)) == std::future_status::timeout;
     mutex.unlock();
     done.wait();

@@ -4,6 +4,7 @@
 
 #include "tests/support/driver_test.h"
 #include "tests/support/label_builders.h"
+#include "tests/support/pace.h"
 #include "tests/symbols/resolved_text.h"
 
 namespace ac500::test {
@@ -79,13 +80,13 @@ protected:
 TEST_F(RandomNames, ResolveToTheSameAnswerTwiceAndLeaveTheTableAlone) {
     RandomText texts(20240501);
     int resolved = 0;
-    for (int round = 0; round < 20000; ++round) {
+    for (int round = 0; round < rounds(20000); ++round) {
         const QString tag = texts.next();
         const std::string answer = resolve(tag);
         ASSERT_EQ(resolve(tag), answer) << tag.toStdString();
         resolved += answer[0] == '0' ? 1 : 0;
     }
-    EXPECT_GT(resolved, 2000) << "the texts are too wild to test more than the first checks";
+    EXPECT_GT(resolved, rounds(2000)) << "the texts are too wild to test more than the first checks";
     EXPECT_EQ(PLC_driver.labelTable.size(), 1);
     EXPECT_EQ(resolve("Main.motors[2].temps[3]"), "0: type 3, area 1, address 432, element 2 of 4");
 }
@@ -94,7 +95,7 @@ TEST_F(RandomNames, AreRewrittenTheSameWayTwiceAndLeaveTheTableAlone) {
     RandomText texts(20240502);
     const int arguments[] = {0, 1, 2, 3, 4, 7, 100, -1, -100, 2147483647, -2147483647 - 1};
     int rewritten = 0;
-    for (int round = 0; round < 20000; ++round) {
+    for (int round = 0; round < rounds(20000); ++round) {
         const QString tag = texts.next();
         const int argument = arguments[texts.upTo(static_cast<int>(std::size(arguments)))];
         QString first = tag;
@@ -105,14 +106,14 @@ TEST_F(RandomNames, AreRewrittenTheSameWayTwiceAndLeaveTheTableAlone) {
         ASSERT_TRUE(result == 0 || first == tag) << tag.toStdString() << " became " << first.toStdString();
         rewritten += first == tag ? 0 : 1;
     }
-    EXPECT_GT(rewritten, 1000) << "the texts are too wild to test more than the first checks";
+    EXPECT_GT(rewritten, rounds(1000)) << "the texts are too wild to test more than the first checks";
     EXPECT_EQ(PLC_driver.labelTable.size(), 1);
     EXPECT_EQ(resolve("Main.motors[2].temps[3]"), "0: type 3, area 1, address 432, element 2 of 4");
 }
 
 TEST_F(RandomNames, AndArgumentsPassThroughTheWholeInterface) {
     RandomText texts(20240503);
-    for (int round = 0; round < 5000; ++round) {
+    for (int round = 0; round < rounds(5000); ++round) {
         const QString tag = texts.next();
         const int count = texts.upTo(12) - 2;
         QString argument = texts.upTo(2) == 0 ? QString::number(texts.upTo(8)) : texts.next();
@@ -130,7 +131,7 @@ TEST_F(RandomNames, AndArgumentsPassThroughTheWholeInterface) {
 TEST_F(RandomNames, AreRegisteredOrRefusedWithoutHarm) {
     RandomText texts(20240504);
     QList<HostTag> tags;
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < rounds(3000); ++round) {
         tags.append(HostTag{0, 0, texts.next(), texts.next(), texts.upTo(300) - 20});
     }
     const int planned = ReCreatReadVarList(&tags);

@@ -4,6 +4,7 @@
 #include <random>
 
 #include "tests/support/driver_test.h"
+#include "tests/support/pace.h"
 
 namespace ac500::test {
 namespace {
@@ -74,12 +75,13 @@ TEST(BubbleSort, TouchesNoListOfTheDriver) {
 
 enum { kThousandsOfTags = 20000 };
 
-// Sorts, and expects it done within two seconds of processor time, also in the checked build.
+// Sorts, and expects it done within two seconds of processor time, also in the checked build; exchanging neighbours, as
+// the name says, would take minutes.
 void expectSortedQuickly(QList<RW_VAR> list) {
     const std::clock_t start = std::clock();
     Bubble_Sort(&list);
     const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-    EXPECT_LT(seconds, 2.0);
+    EXPECT_LT(seconds, 1e-3 * test::paced(2000));
     ASSERT_EQ(list.size(), kThousandsOfTags);
     for (int i = 1; i < list.size(); ++i) {
         const bool inOrder = list.at(i - 1).offset < list.at(i).offset ||

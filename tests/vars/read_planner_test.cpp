@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tests/support/driver_test.h"
+#include "tests/support/pace.h"
 #include "tests/vars/request_text.h"
 
 namespace ac500::test {
@@ -319,7 +320,7 @@ QList<RW_VAR> randomVariables(std::mt19937& random) {
 
 TEST_F(ReadPlanner, CoversWhatOneReadPerVariableCovers) {
     std::mt19937 random(20240602);
-    for (int round = 0; round < 400; ++round) {
+    for (int round = 0; round < rounds(400); ++round) {
         QList<RW_VAR> variables = randomVariables(random);
         const int maxBytes = between(random, 2, 121);
         SCOPED_TRACE("round " + std::to_string(round) + ", limit " + std::to_string(maxBytes) + ": " +
