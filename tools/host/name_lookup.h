@@ -1,6 +1,6 @@
 // NameLookup asks the system for the addresses of a host name without waiting for it longer than wanted: the system may
 // take many seconds and cannot be told to stop. It is asked in a thread of its own; a lookup that nobody waits for any
-// more ends by itself, and one is under way at a time. Used by one thread.
+// more ends by itself. Used by one thread.
 #ifndef AC500_TOOLS_HOST_NAME_LOOKUP_H
 #define AC500_TOOLS_HOST_NAME_LOOKUP_H
 
