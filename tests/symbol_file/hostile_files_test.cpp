@@ -106,6 +106,23 @@ TEST(HostileFile, MayHideDeleteAndC1ControlsInNames) {
                             "underscores, and no digit in front"));
 }
 
+TEST(HostileFile, MayHideControlCharactersInTheKeysAboveAMistake) {
+    const std::vector<std::string> problems = problemsOfText(
+        fileWith(R"("a\u0000b\u001b[2J": {"size": 2})", R"({"name": "v", "type": "INT", "area": 1, "offset": 0})"));
+    ASSERT_EQ(problems.size(), 2u);
+    EXPECT_THAT(problems[1],
+                testing::EndsWith("types.a?b?[2J: \"members\" is missing; list the members of the structure"));
+}
+
+TEST(HostileFile, MayHaveKeysOfAnyLengthAboveAMistake) {
+    const std::vector<std::string> problems =
+        problemsOfText(fileWith("\"" + std::string(1000000, 'x') + R"(": {"size": 2})",
+                                R"({"name": "v", "type": "INT", "area": 1, "offset": 0})"));
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_THAT(problems[0], testing::EndsWith("types." + std::string(60, 'x') +
+                                               "...: \"members\" is missing; list the members of the structure"));
+}
+
 TEST(HostileFile, MayHideControlCharactersInSyntaxErrors) {
     for (const char* hidden : {"\x7F", "\x1B", "\xC2\x9B"}) {
         const std::vector<std::string> problems = problemsOfText("{\"a\": \"b\"" + std::string(hidden) + " 1}");

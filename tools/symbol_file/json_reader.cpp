@@ -64,7 +64,7 @@ JsonNode JsonNode::item(std::size_t index) const {
 }
 
 JsonNode JsonNode::member(const JsonMember& member) const {
-    return {&member.value, path.empty() ? member.key : path + "." + member.key};
+    return {&member.value, path.empty() ? shown(member.key) : path + "." + shown(member.key)};
 }
 
 void ProblemList::add(const JsonNode& node, const std::string& what) {
@@ -195,12 +195,16 @@ std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList
     return items;
 }
 
-std::string inQuotes(const std::string& text) {
+std::string shown(const std::string& text) {
     const std::size_t kMaxShown = 60;
     std::size_t end = kMaxShown;
     while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
         ++end;  // whole characters only
-    return "\"" + withoutControls(end >= text.size() ? text : text.substr(0, end) + "...") + "\"";
+    return withoutControls(end >= text.size() ? text : text.substr(0, end) + "...");
+}
+
+std::string inQuotes(const std::string& text) {
+    return "\"" + shown(text) + "\"";
 }
 
 std::string nearest(const std::string& text, const std::vector<std::string>& candidates) {

@@ -69,7 +69,9 @@ std::optional<double> readNumber(const std::optional<JsonNode>& node, ProblemLis
 std::optional<std::int64_t> readInteger(const std::optional<JsonNode>& node, IntegerRange range, ProblemList* problems);
 std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList* problems);
 
-// A text in quotes for a message; long ones are cut, control characters replaced.
+// A text for a message: long ones are cut, control characters replaced.
+std::string shown(const std::string& text);
+// The same in quotes.
 std::string inQuotes(const std::string& text);
 
 // The candidate that `text` was probably meant to be, or an empty text.
