@@ -307,13 +307,13 @@ private:
     void judge() {
         memory_ = judgeMemory(samples_);
         if (memory_.isJudged ? !memory_.isFlat : mustJudgeMemory()) {
-            findings_.add("memory is not flat: " + memoryText());
+            findings_.add((memory_.isJudged ? "memory is not flat: " : "memory: ") + memoryText());
         }
     }
 
     std::string memoryText() const {
         if (!memory_.isJudged) {
-            return "not judged, the run is too short";
+            return "not judged, too few moments of rest";
         }
         return fmt::format(
             "heap in use grows by {:.1f} KiB between first and last rest ({} allowed), spread {:.1f} "

@@ -24,6 +24,7 @@ NameAnswer addressesOf(const std::string& name);
 
 class NameLookup {
 public:
+    // Called in a thread of its own that may outlive the NameLookup: it owns, or shares, whatever it uses.
     using Resolver = std::function<NameAnswer(const std::string& name)>;
 
     explicit NameLookup(Resolver resolver = addressesOf) : resolver_(std::move(resolver)) {}

@@ -16,6 +16,7 @@ namespace ac500::host {
 
 class TcpTransport : public Transport {
 public:
+    // `resolver` is asked for what is no address; see NameLookup for the thread that it is called in.
     explicit TcpTransport(NameLookup::Resolver resolver = addressesOf);
     ~TcpTransport() override;
 
