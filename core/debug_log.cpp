@@ -7,8 +7,9 @@
 
 void customMessageHandler(QtMsgType, char const* message) noexcept {
     QFile log(QString::fromLatin1("/tmp/debug.log"));
-    if (!log.open(QIODevice::WriteOnly | QIODevice::Append))
+    if (!log.open(QIODevice::WriteOnly | QIODevice::Append)) {
         return;
+    }
     // Milliseconds without leading zeros (quirk 34); not by the format's "z", which is a fraction of a second since Qt 5.
     const QDateTime now = QDateTime::currentDateTime();
     QByteArray line = now.toString(QString::fromLatin1("yyyy.MM.dd.hh:mm:ss.")).toLatin1();

@@ -5,12 +5,13 @@
 
 void EnableEthernet(int station, int enable) noexcept {
     QMutexLocker lock(&PLC_driver.stationMutex);
-    if (station < 0)
+    if (station < 0) {
         PLC_driver.disabledStations.clear();
-    else if (enable == 0)
+    } else if (enable == 0) {
         PLC_driver.disabledStations.insert(station, 0);
-    else if (enable == 1)
+    } else if (enable == 1) {
         PLC_driver.disabledStations.remove(station);
+    }
 }
 
 void EnCommStation(int station, int enable) noexcept {

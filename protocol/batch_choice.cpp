@@ -16,10 +16,12 @@ qint64 itemCost(const RW_VAR& var, ItemOverhead overhead) {
 }  // namespace
 
 BatchKind nextBatchKind(const PendingWork& work) {
-    if (work.writes && work.writeTurns <= kMaxTurnCounter)
+    if (work.writes && work.writeTurns <= kMaxTurnCounter) {
         return kWriteBatch;
-    if (work.onceReads && work.onceReadTurns <= kMaxTurnCounter)
+    }
+    if (work.onceReads && work.onceReadTurns <= kMaxTurnCounter) {
         return kOnceReadBatch;
+    }
     return work.cyclicReads ? kCyclicBatch : kNoBatchYet;
 }
 
@@ -29,8 +31,9 @@ int batchLength(const QList<RW_VAR>& list, ItemOverhead overhead) {
     int length = 1;
     while (length < limit) {
         cost += itemCost(list.at(length), overhead);
-        if (cost >= kBatchByteBudget)
+        if (cost >= kBatchByteBudget) {
             break;
+        }
         ++length;
     }
     return length;

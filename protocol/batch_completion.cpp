@@ -14,16 +14,20 @@ bool isSameVariable(const RW_VAR& a, const RW_VAR& b) {
 }
 
 bool holds(const QList<RW_VAR>& list, const RW_VAR& variable) {
-    for (int i = 0; i < list.size(); ++i)
-        if (isSameVariable(list.at(i), variable))
+    for (int i = 0; i < list.size(); ++i) {
+        if (isSameVariable(list.at(i), variable)) {
             return true;
+        }
+    }
     return false;
 }
 
 void removeVariable(QList<RW_VAR>& list, const RW_VAR& variable) {
-    for (int i = list.size() - 1; i >= 0; --i)
-        if (isSameVariable(list.at(i), variable))
+    for (int i = list.size() - 1; i >= 0; --i) {
+        if (isSameVariable(list.at(i), variable)) {
             list.removeAt(i);
+        }
+    }
 }
 
 QList<RW_VAR> takeFinished(QList<RW_VAR>& list) {
@@ -44,17 +48,19 @@ void reportFinished(QList<RW_VAR> finished, const QList<RW_VAR>& pending) {
     while (!finished.isEmpty()) {
         const RW_VAR variable = finished.last();
         removeVariable(finished, variable);
-        if (PLC_driver.commFailed != 0)
+        if (PLC_driver.commFailed != 0) {
             report(variable, kFailed);
-        else if (!holds(pending, variable))
+        } else if (!holds(pending, variable)) {
             report(variable, kDone);
+        }
     }
 }
 
 // The list that finished variables are taken out of; null for cyclic reads, which stay.
 QList<RW_VAR>* consumedList() {
-    if (PLC_driver.batchKind == kWriteBatch)
+    if (PLC_driver.batchKind == kWriteBatch) {
         return &PLC_driver.writeList;
+    }
     return PLC_driver.batchKind == kOnceReadBatch ? &PLC_driver.onceReadList : nullptr;
 }
 
@@ -67,16 +73,19 @@ void reportFailure() {
 
 void completeBatch() {
     QList<RW_VAR>* consumed = consumedList();
-    if (consumed != nullptr)
+    if (consumed != nullptr) {
         reportFinished(takeFinished(*consumed), *consumed);
-    else if (PLC_driver.batchKind == kCyclicBatch)
+    } else if (PLC_driver.batchKind == kCyclicBatch) {
         rotateLeft(PLC_driver.readList, PLC_driver.batchCount);
+    }
 
-    if (PLC_driver.commFailed == 0)
+    if (PLC_driver.commFailed == 0) {
         return;
+    }
     reportFailure();
-    if (consumed != nullptr)
+    if (consumed != nullptr) {
         consumed->clear();
+    }
 }
 
 }  // namespace ac500

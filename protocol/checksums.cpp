@@ -6,15 +6,17 @@ namespace {
 
 unsigned int byteSum(const unsigned char* data, int n) {
     unsigned int sum = 0;
-    for (int i = 0; i < n; ++i)
+    for (int i = 0; i < n; ++i) {
         sum += data[i];
+    }
     return sum;
 }
 
 unsigned int crcAfterByte(unsigned int crc, unsigned char byte) {
     crc ^= static_cast<unsigned int>(byte) << 8;
-    for (int bit = 0; bit < 8; ++bit)
+    for (int bit = 0; bit < 8; ++bit) {
         crc = (crc & 0x8000) != 0 ? (crc << 1) ^ 0x1021 : crc << 1;
+    }
     return crc & 0xFFFF;
 }
 
@@ -26,8 +28,9 @@ unsigned int CalSUM(unsigned char* data, unsigned short n) noexcept {
 
 unsigned int CalCRC(unsigned char* data, unsigned short n) noexcept {
     unsigned int crc = 0;
-    for (int i = 0; i < n; ++i)
+    for (int i = 0; i < n; ++i) {
         crc = crcAfterByte(crc, data[i]);
+    }
     return crc;
 }
 
@@ -37,8 +40,9 @@ unsigned int CalLRC(unsigned char* data, unsigned short n) noexcept {
 
 unsigned int CalXOR(unsigned char* data, int n) noexcept {
     unsigned int result = data[0];  // quirk 4
-    for (int i = 1; i < n; ++i)
+    for (int i = 1; i < n; ++i) {
         result ^= data[i];
+    }
     return result;
 }
 
@@ -47,7 +51,8 @@ int DigitalToASCII(int v) noexcept {
 }
 
 int ASCIIToDigital(int c) noexcept {
-    if (c < '0' || c == '@')
+    if (c < '0' || c == '@') {
         return 0;
+    }
     return c < '@' ? c - '0' : c - ('A' - 10);  // quirk 5
 }

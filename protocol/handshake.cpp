@@ -35,10 +35,12 @@ int checkOpenReply(const QByteArray& reply) {
 }
 
 int takeSessionBytes(const QByteArray& reply) {
-    if (payloadLength(reply) < kLeastSymbolFilePayload || reply.size() < kSessionBytesAt + kSessionBytes)
+    if (payloadLength(reply) < kLeastSymbolFilePayload || reply.size() < kSessionBytesAt + kSessionBytes) {
         return kSymbolFileReplyTooSmall;
-    for (int i = 0; i < kSessionBytes; ++i)  // requests carry them in reverse order
+    }
+    for (int i = 0; i < kSessionBytes; ++i) {  // requests carry them in reverse order
         PLC_driver.handshakeBytes[i] = byteAt(reply.constData(), kSessionBytesAt + kSessionBytes - 1 - i);
+    }
     return kHandshakeAccepted;
 }
 
@@ -53,10 +55,12 @@ void handshake_data(RW_VAR* var) noexcept {
 
 int handshake_data_check(QByteArray* reply) noexcept {
     const QList<Protocol>& frames = PLC_driver.frameList;
-    if (frames.isEmpty())
+    if (frames.isEmpty()) {
         return kHandshakeNotExpected;
-    if (reply->size() < qMax<int>(frames.first().minReplyLength, kEnvelopeBytes))
+    }
+    if (reply->size() < qMax<int>(frames.first().minReplyLength, kEnvelopeBytes)) {
         return kHandshakeTooShort;
+    }
     switch (PLC_driver.comInfo->frameDone) {
         case 0:
             return checkOpenReply(*reply);

@@ -22,7 +22,8 @@ int infinite_length_data_reception(QByteArray* reply) noexcept {
 
 int CheckGetData(const QByteArray* reply, int) noexcept {
     const QList<Protocol>& frames = PLC_driver.frameList;
-    if (frames.isEmpty() || !isComplete(*reply) || !hasGoodStatusWord(*reply))
+    if (frames.isEmpty() || !isComplete(*reply) || !hasGoodStatusWord(*reply)) {
         return kBadDataReply;
+    }
     return frames.first().var.writeFlag == 0 ? kGoodReadReply : kGoodWriteReply;
 }

@@ -5,18 +5,21 @@ namespace ac500 {
 namespace {
 
 ReplyStep measuringStep(const ReplySituation& situation) {
-    if (situation.complete)
+    if (situation.complete) {
         return kStoreMeasuredLength;
+    }
     return situation.empty ? kFailEmpty : kKeepReceiving;
 }
 
 }  // namespace
 
 ReplyStep nextReplyStep(const ReplySituation& situation) {
-    if (situation.measuredLength == kNotMeasured)
+    if (situation.measuredLength == kNotMeasured) {
         return measuringStep(situation);
-    if (situation.measuredLength > 0 && !situation.complete)
+    }
+    if (situation.measuredLength > 0 && !situation.complete) {
         return kFailMismatch;
+    }
     return situation.connected ? kProcessData : kProcessHandshake;
 }
 

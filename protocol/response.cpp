@@ -51,8 +51,9 @@ int processHandshakeReply(QByteArray* reply) {
 
 // REQUIRES: the list lock is held.
 void countTowardsFirstPass() {
-    if (PLC_driver.comInfo->firstPassDone != 0)
+    if (PLC_driver.comInfo->firstPassDone != 0) {
         return;
+    }
     PLC_driver.cyclicBatches = wrapAdd(PLC_driver.cyclicBatches, 1);
     if (PLC_driver.cyclicBatches > PLC_driver.readList.size()) {
         PLC_driver.cyclicBatches = 0;
@@ -66,8 +67,9 @@ RequestEnd acceptDataReply(int status) {
     PLC_driver.commFailed = 0;
     info.frameDone = wrapAdd(info.frameDone, 1);
     const RequestEnd end = {status, info.frameDone >= info.frameTotal};
-    if (end.batchDone)
+    if (end.batchDone) {
         countTowardsFirstPass();
+    }
     PLC_driver.frameList.removeFirst();
     return end;
 }
@@ -98,16 +100,18 @@ RequestEnd failOrRetry(int failureStatus) {
 RW_VAR* finishRequest(int status) {
     QMutexLocker lock(&PLC_driver.listMutex);
     const RequestEnd end = isAccepted(status) ? acceptDataReply(status) : failOrRetry(status);
-    if (end.batchDone)
+    if (end.batchDone) {
         completeBatch();
+    }
     return resultWith(end.status);
 }
 
 }  // namespace
 
 RW_VAR* DataCom(QByteArray* reply, int received) noexcept {
-    if (PLC_driver.frameList.isEmpty())
+    if (PLC_driver.frameList.isEmpty()) {
         return resultWith(kStatusAccepted);
+    }
     Protocol& head = PLC_driver.frameList.first();
     passRetValue(head.var, PLC_driver.resultVar);
 
@@ -130,15 +134,19 @@ RW_VAR* DataCom(QByteArray* reply, int received) noexcept {
 }
 
 int DealDataOfLocalArea(QByteArray* reply, int received) noexcept {
-    if (PLC_driver.frameList.isEmpty())
+    if (PLC_driver.frameList.isEmpty()) {
         return GetDriverReturnValue(kReplyRefused);
+    }
     const int measuredLength = PLC_driver.frameList.first().replyLength;
-    if (received == 0 && measuredLength != 0)
+    if (received == 0 && measuredLength != 0) {
         return GetDriverReturnValue(kReplyEmpty);
-    if (measuredLength == 0)
+    }
+    if (measuredLength == 0) {
         return GetDriverReturnValue(kReplyGood);
-    if (measuredLength != received && measuredLength != kNotMeasured)
+    }
+    if (measuredLength != received && measuredLength != kNotMeasured) {
         return GetDriverReturnValue(kReplyLengthDiffers);
+    }
 
     switch (CheckGetData(reply, received)) {
         case 1: {

@@ -21,8 +21,9 @@ PendingWork pendingWork() {
 
 void fillBatch(const QList<RW_VAR>& list, ItemOverhead overhead) {
     const int length = batchLength(list, overhead);
-    for (int i = 0; i < length; ++i)
+    for (int i = 0; i < length; ++i) {
         PLC_driver.batch[i] = list.at(i);
+    }
     PLC_driver.batchCount = length;
 }
 
@@ -71,8 +72,9 @@ RW_VAR startNextBatch() {
 }  // namespace
 
 Protocol* ComCommunication() noexcept {
-    if (!PLC_driver.frameList.isEmpty())
+    if (!PLC_driver.frameList.isEmpty()) {
         return &PLC_driver.frameList.first();
+    }
 
     QMutexLocker lock(&PLC_driver.listMutex);
     PLC_driver.batchCount = 0;

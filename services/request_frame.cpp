@@ -54,8 +54,9 @@ private:
 
 qint64 writeFrameBytes(const RequestContent& content) {
     qint64 total = kRequestHeaderBytes + kSessionFieldBytes;
-    for (int i = 0; i < content.count; ++i)
+    for (int i = 0; i < content.count; ++i) {
         total += static_cast<qint64>(kItemHeadBytes) + itemBytes(content.vars[i]);
+    }
     return total;
 }
 
@@ -64,15 +65,17 @@ qint64 writeFrameBytes(const RequestContent& content) {
 QByteArray encodeReadRequest(const RequestContent& content) {
     const int frameBytes = kRequestHeaderBytes + content.count * kItemHeadBytes + kSessionFieldBytes;
     RequestWriter writer(kReadService, content.count, frameBytes);
-    for (int i = 0; i < content.count; ++i)
+    for (int i = 0; i < content.count; ++i) {
         writer.putItemHead(content.vars[i]);
+    }
     return writer.finish(content.sessionBytes);
 }
 
 QByteArray encodeWriteRequest(const RequestContent& content) {
     const qint64 frameBytes = writeFrameBytes(content);
-    if (frameBytes > std::numeric_limits<qint32>::max() / 2)
+    if (frameBytes > std::numeric_limits<qint32>::max() / 2) {
         return QByteArray();
+    }
     RequestWriter writer(kWriteService, content.count, static_cast<int>(frameBytes));
     for (int i = 0; i < content.count; ++i) {
         writer.putItemHead(content.vars[i]);

@@ -11,8 +11,9 @@ RequestContent batchContent() {
 }
 
 void queueRequest(const QByteArray& frame, ReplyDataOffset replyDataOffset, const RW_VAR& var) {
-    if (frame.isEmpty())
+    if (frame.isEmpty()) {
         return;
+    }
     Protocol request = requestRecord(frame, var);
     request.replyDataOffset = replyDataOffset;
     PLC_driver.frameList.append(request);

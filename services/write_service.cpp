@@ -6,8 +6,9 @@ using namespace ac500;
 
 void WriteRegister(RW_VAR* var) noexcept {
     WriteAnalog(var);
-    if (PLC_driver.commFailed == 0)  // quirk 25
-        WriteDataToLocal(var);       // the first of the batch alone (quirk 29)
+    if (PLC_driver.commFailed == 0) {  // quirk 25
+        WriteDataToLocal(var);         // the first of the batch alone (quirk 29)
+    }
 }
 
 void WriteAnalog(RW_VAR* var) noexcept {

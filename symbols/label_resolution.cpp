@@ -18,16 +18,18 @@ struct ArrayPosition {
 
 int resolveInStructure(const Label_Type_Info& record, const QStringList& parts, int index, ControlInformationM& info) {
     const Label_Type_Info* member = findMember(record, splitComponent(parts.at(index)).name);
-    if (member == nullptr)
+    if (member == nullptr) {
         return kUnknownMember;
+    }
     info.address = wrapAdd(info.address, member->offset);
     return get_label_address_1(*member, parts, index, info);  // the same component (quirk 15)
 }
 
 int resolveStructureVariable(const Label_Type_Info& record, const QStringList& parts, int index,
                              unsigned int arrayIndex, ControlInformationM& info) {
-    if (record.elementType.isEmpty())
+    if (record.elementType.isEmpty()) {
         return kNoElementType;
+    }
     const Label_Type_Info& structure = record.elementType.first();
     info.address = wrapAdd(info.address, wrapMul(structure.offset, static_cast<qint32>(arrayIndex)));
     return get_label_address_1(structure, parts, index + 1, info);
@@ -45,8 +47,9 @@ void addArrayPosition(const ArrayPosition& position, int elementBytes, ControlIn
 
 int ac500::resolveConcreteTag(const QString& tag, ControlInformationM& info, SymbolMemory::Use& memory) {
     const FoundVariable found = findVariable(PLC_driver.labelTable, tag, memory);
-    if (found.code != kResolved)
+    if (found.code != kResolved) {
         return found.code;
+    }
     info.area = found.variable->areaList.first();
     info.address = found.variable->offset;
     return get_label_address_1(*found.variable, found.parts, 1, info);
@@ -59,8 +62,9 @@ int get_label_address_info(QString const& tag, ControlInformationM& info) noexce
 
 int get_label_address_1(Label_Type_Info const& record, QStringList const& parts, int index,
                         ControlInformationM& info) noexcept {
-    if (index < 0 || index >= parts.size())
+    if (index < 0 || index >= parts.size()) {
         return kNotFound;
+    }
     const Component component = splitComponent(parts.at(index));
     int result = component.hasIndexList ? kNotFound : kResolved;  // an index that no array takes up (quirk 18)
 
@@ -68,34 +72,42 @@ int get_label_address_1(Label_Type_Info const& record, QStringList const& parts,
     if (hasFlag(record, kArrayFlag)) {
         result = get_label_address_array_memory_index(component.indexList, record.dimensions, record.arrayBounds,
                                                       position.index, &position.end);
-        if (result != kResolved)
+        if (result != kResolved) {
             return result;
+        }
     }
-    if (hasFlag(record, kStructureFlag))
+    if (hasFlag(record, kStructureFlag)) {
         return resolveInStructure(record, parts, index, info);
-    if (typeCode(record) == kStructureType)
+    }
+    if (typeCode(record) == kStructureType) {
         return resolveStructureVariable(record, parts, index, position.index, info);
+    }
 
     const DataType& type = dataType(typeCode(record));
-    if (type.elementBytes == 0)
+    if (type.elementBytes == 0) {
         return result;
+    }
     info.dataType = typeCode(record);
-    if (type.namesBits)
+    if (type.namesBits) {
         get_label_address_2(record, parts, index, info);
-    if (hasFlag(record, kArrayFlag))
+    }
+    if (hasFlag(record, kArrayFlag)) {
         addArrayPosition(position, type.elementBytes, info);
+    }
     return result;
 }
 
 void get_label_address_2(Label_Type_Info const& record, QStringList const& parts, int index,
                          ControlInformationM& info) noexcept {
-    if (parts.isEmpty() || !mayNameBit(record, parts, index))
+    if (parts.isEmpty() || !mayNameBit(record, parts, index)) {
         return;
+    }
     const QString& last = parts.last();
     const int open = last.lastIndexOf(QLatin1Char('['));
     const int close = last.lastIndexOf(QLatin1Char(']'));
-    if (open < 1 || open >= close)
+    if (open < 1 || open >= close) {
         return;
+    }
     info.isBit = 1;
     info.bitIndex = last.mid(open + 1, close - open - 1).toInt();
 }
@@ -104,17 +116,20 @@ void get_label_address_2(Label_Type_Info const& record, QStringList const& parts
 int get_label_address_array_memory_index(QString indexList, int dimensions, QList<int> const& bounds,
                                          unsigned int& index, unsigned int* end) noexcept {
     const QStringList texts = indexList.split(QLatin1Char(','));
-    if (dimensions < 1 || texts.size() != dimensions)
+    if (dimensions < 1 || texts.size() != dimensions) {
         return kNotFound;
-    if (!hasBoundsFor(bounds, dimensions) || !isNumberBase(bounds.first()))
+    }
+    if (!hasBoundsFor(bounds, dimensions) || !isNumberBase(bounds.first())) {
         return kBadIndex;
+    }
 
     quint32 linear = 0;
     for (int d = 0; d < dimensions; ++d) {
         bool isNumber = false;
         const qint32 number = texts.at(d).toInt(&isNumber, bounds.first());
-        if (!isNumber || number < lowerBound(bounds, d))
+        if (!isNumber || number < lowerBound(bounds, d)) {
             return kBadIndex;
+        }
         const qint32 position = wrapSub(number, lowerBound(bounds, d));
         linear = linear * static_cast<quint32>(extent(bounds, d)) + static_cast<quint32>(position);
     }

@@ -6,8 +6,9 @@ namespace ac500 {
 
 MemberIndex::MemberIndex(const QList<Label_Type_Info>& members)
     : members_(members), positions_(static_cast<std::size_t>(members.size())) {
-    for (int i = 0; i < members_.size(); ++i)
+    for (int i = 0; i < members_.size(); ++i) {
         positions_.insert(qHash(members_.at(i).name), static_cast<quint32>(i));
+    }
 }
 
 quint32 MemberIndex::find(const QString& name) const {
@@ -17,12 +18,14 @@ quint32 MemberIndex::find(const QString& name) const {
 const Label_Type_Info* MemberIndexes::find(const Label_Type_Info& record, const QString& name) {
     enum { kFewMembers = 8 };  // asking each is as fast, and an index costs memory
     const QList<Label_Type_Info>& members = record.members;
-    if (members.size() <= kFewMembers)
+    if (members.size() <= kFewMembers) {
         return findMember(record, name);
+    }
 
     QHash<const Label_Type_Info*, MemberIndex>::const_iterator index = indexes_.constFind(&members.first());
-    if (index == indexes_.constEnd())
+    if (index == indexes_.constEnd()) {
         index = indexes_.insert(&members.first(), MemberIndex(members));
+    }
     const quint32 position = index.value().find(name);
     const bool isSearched = position != PositionTable::kNone && position < record.memberCount;
     return isSearched ? &members.at(static_cast<int>(position)) : nullptr;

@@ -24,8 +24,9 @@ bool NameMemory::recall(const HashedTag& tag, ControlInformationM& info) const {
     const Answer* answers = answers_.constData();
     const quint32 position =
         positions_.find(tag.hash, [&](quint32 i) { return answers[i].hash == tag.hash && answers[i].tag == tag.text; });
-    if (position == PositionTable::kNone)
+    if (position == PositionTable::kNone) {
         return false;
+    }
 
     const Answer& answer = answers[position];
     info = ControlInformationM();
@@ -57,19 +58,23 @@ void NameMemory::clear() {
 }
 
 void NameMemory::makeRoom() {
-    if (answers_.size() >= kMostAnswers)
+    if (answers_.size() >= kMostAnswers) {
         clear();
-    if (static_cast<std::size_t>(answers_.size()) < positions_.room())
+    }
+    if (static_cast<std::size_t>(answers_.size()) < positions_.room()) {
         return;
+    }
     positions_ = PositionTable(2 * positions_.room());
-    for (int i = 0; i < answers_.size(); ++i)
+    for (int i = 0; i < answers_.size(); ++i) {
         positions_.insert(answers_.at(i).hash, static_cast<quint32>(i));
+    }
     answers_.reserve(static_cast<int>(positions_.room()));  // left alone, it would grow to the next power of two
 }
 
 quint32 NameMemory::addDetails(const ControlInformationM& info) {
-    if (info.isBit == 0 && info.isArray == 0)
+    if (info.isBit == 0 && info.isArray == 0) {
         return PositionTable::kNone;
+    }
     const Details details = {info.isBit, info.bitIndex, info.isArray, info.arrayIndex, info.arrayCount};
     details_.append(details);
     return static_cast<quint32>(details_.size() - 1);

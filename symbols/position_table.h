@@ -13,8 +13,9 @@ class PositionTable {
 public:
     // Room for `entries` positions; the table does not grow.
     explicit PositionTable(std::size_t entries = 0) : shift_(kHashBits - kFewestBits) {
-        while (slotCount() * kMostFullOf < entries * kMostFullPart)
+        while (slotCount() * kMostFullOf < entries * kMostFullPart) {
             --shift_;
+        }
         slots_.fill(kNone, static_cast<int>(slotCount()));
     }
 
@@ -25,8 +26,9 @@ public:
     void insert(quint32 hash, quint32 position) {
         quint32* positions = slots_.data();
         std::size_t slot = firstSlot(hash);
-        while (positions[slot] != kNone)
+        while (positions[slot] != kNone) {
             slot = nextSlot(slot);
+        }
         positions[slot] = position;
     }
 
@@ -36,8 +38,9 @@ public:
     quint32 find(quint32 hash, const Matches& matches) const {
         const quint32* positions = slots_.constData();
         std::size_t slot = firstSlot(hash);
-        while (positions[slot] != kNone && !matches(positions[slot]))
+        while (positions[slot] != kNone && !matches(positions[slot])) {
             slot = nextSlot(slot);
+        }
         return positions[slot];
     }
 

@@ -9,13 +9,15 @@ SymbolMemory symbolMemory(PLC_driver.labelTable);
 
 SymbolMemory::Use::Use(SymbolMemory& memory)
     : memory_(memory.inUse_.test_and_set(std::memory_order_acquire) ? nullptr : &memory) {
-    if (memory_ != nullptr)
+    if (memory_ != nullptr) {
         memory_->forgetWhatHasChanged();
+    }
 }
 
 SymbolMemory::Use::~Use() {
-    if (memory_ != nullptr)
+    if (memory_ != nullptr) {
         memory_->inUse_.clear(std::memory_order_release);
+    }
 }
 
 bool SymbolMemory::Use::recall(const HashedTag& tag, ControlInformationM& info) const {
@@ -23,8 +25,9 @@ bool SymbolMemory::Use::recall(const HashedTag& tag, ControlInformationM& info) 
 }
 
 void SymbolMemory::Use::remember(const HashedTag& tag, const ControlInformationM& info) {
-    if (memory_ != nullptr)
+    if (memory_ != nullptr) {
         memory_->names_.remember(tag, info);
+    }
 }
 
 const Label_Type_Info* SymbolMemory::Use::findMember(const Label_Type_Info& record, const QString& name) {
@@ -32,13 +35,15 @@ const Label_Type_Info* SymbolMemory::Use::findMember(const Label_Type_Info& reco
 }
 
 void SymbolMemory::Use::forget() {
-    if (memory_ != nullptr)
+    if (memory_ != nullptr) {
         memory_->forget();
+    }
 }
 
 void SymbolMemory::forgetWhatHasChanged() {
-    if (learntFrom_.isSharedWith(table_))
+    if (learntFrom_.isSharedWith(table_)) {
         return;
+    }
     forget();
     learntFrom_ = table_;
 }

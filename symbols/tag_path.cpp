@@ -16,8 +16,9 @@ Component splitComponent(const QString& component) {
     }
     result.name = component.left(open);
     const int length = component.size() - 1 - (open + 1);
-    if (length > 0)
+    if (length > 0) {
         result.indexList = component.mid(open + 1, length);
+    }
     return result;
 }
 

@@ -43,8 +43,9 @@ void ByteImage::copyElement(ImageKey key, int width, char* target) {
         return;
     }
     target[0] = first.value();
-    for (int i = 1; i < width; ++i)
+    for (int i = 1; i < width; ++i) {
         target[i] = bytes_[key + static_cast<quint32>(i)];
+    }
 }
 
 bool ByteImage::bit(const WordBit& position) {
@@ -54,13 +55,15 @@ bool ByteImage::bit(const WordBit& position) {
 }
 
 void ByteImage::store(ImageKey key, const char* source, int count) {
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         bytes_[key + static_cast<quint32>(i)] = source[i];
+    }
 }
 
 void ByteImage::storeZeros(ImageKey key, int count) {
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         bytes_[key + static_cast<quint32>(i)] = 0;
+    }
 }
 
 void ByteImage::storeBit(const WordBit& position, bool value) {

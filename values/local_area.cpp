@@ -45,8 +45,9 @@ void storeItem(const RW_VAR& item, ItemReader& reader, ByteImage& image) {
     const ImageKey key = storeKey(item.area, item.offset);
     reader.skipLeadByte();
     const int delivered = reader.available(item.size);
-    if (delivered > 0)
+    if (delivered > 0) {
         image.store(key, reader.take(delivered), delivered);
+    }
     image.storeZeros(key + static_cast<quint32>(delivered), item.size - delivered);
 }
 
@@ -59,8 +60,9 @@ public:
 
     void giveBack(QHash<quint64, char>& bytes, qint64 storedNow) {
         storedSince_ += storedNow;
-        if (storedSince_ < bytes.size() || bytes.capacity() <= bytes.size())
+        if (storedSince_ < bytes.size() || bytes.capacity() <= bytes.size()) {
             return;
+        }
         bytes.squeeze();
         storedSince_ = 0;
     }
@@ -83,8 +85,9 @@ void storeBytes(const RW_VAR& var, ByteImage& image) {
 }
 
 void storeBits(const RW_VAR& var, ByteImage& image) {
-    for (int i = 0; i < var.size; ++i)
+    for (int i = 0; i < var.size; ++i) {
         image.storeBit(wordBit(var.area, var.offset, i), dataByte(var, i) != 0);
+    }
 }
 
 }  // namespace
@@ -97,8 +100,9 @@ void** FlashLocalRegister(void* lb, void* lw, void* rwi) noexcept {
 }
 
 void SaveToLocalDataErea(QByteArray* reply) noexcept {
-    if (PLC_driver.batchCount < 1 || PLC_driver.frameList.isEmpty())
+    if (PLC_driver.batchCount < 1 || PLC_driver.frameList.isEmpty()) {
         return;
+    }
     const char* bytes = reply->data();  // detaches: the host may share the array with another thread
     ItemReader reader(bytes, reply->size(), PLC_driver.frameList.first().replyDataOffset);
     ByteImage image(PLC_driver.localValues);
@@ -113,9 +117,10 @@ void SaveToLocalDataErea(QByteArray* reply) noexcept {
 void WriteDataToLocal(RW_VAR* var) noexcept {
     QMutexLocker lock(&PLC_driver.localAreaMutex);
     ByteImage image(PLC_driver.localValues);
-    if (var->dataType == kBitAddressedType)
+    if (var->dataType == kBitAddressedType) {
         storeBits(*var, image);
-    else
+    } else {
         storeBytes(*var, image);
+    }
     bucketReserve.giveBack(PLC_driver.localValues, qMax(var->size, 0));
 }

@@ -33,16 +33,18 @@ void readBooleans(const ControlInformationM& info, int count, ByteImage& image, 
     char* target = out.data();
     const ImageKey key = readKey(info.area, info.address);
     const int elements = convertedElements(info, count);
-    for (int i = 0; i < elements; ++i)
+    for (int i = 0; i < elements; ++i) {
         target[i] = image.byte(key + static_cast<quint32>(i)) != 0 ? 1 : 0;
+    }
 }
 
 void readBitAddressed(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
     setZeros(out, count);
     char* target = out.data();
     const int elements = convertedElements(info, count);
-    for (int i = 0; i < elements; ++i)
+    for (int i = 0; i < elements; ++i) {
         target[i] = image.bit(wordBit(info.area, info.address, i)) ? 1 : 0;
+    }
 }
 
 // One byte per element, packed: the second half of the output stays 0 (quirk 23).
@@ -51,16 +53,18 @@ void readPackedBytes(const ControlInformationM& info, int count, ByteImage& imag
     char* target = out.data();
     const ImageKey key = readKey(info.area, info.address);
     const int elements = convertedElements(info, qMin(count, out.size()));  // bytes of a huge count wrap
-    for (int i = 0; i < elements; ++i)
+    for (int i = 0; i < elements; ++i) {
         target[i] = static_cast<char>(image.byte(key + static_cast<quint32>(i)));
+    }
 }
 
 void readText(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
     setZeroWords(out, count);
     char* target = out.data();
     const ImageKey key = readKey(info.area, info.address);
-    for (int i = 0; i < out.size(); ++i)
+    for (int i = 0; i < out.size(); ++i) {
         target[i] = static_cast<char>(image.byte(key + static_cast<quint32>(i)));
+    }
 }
 
 // Values of 2, 4 or 8 bytes: big-endian in the image, little-endian for the host.
@@ -101,8 +105,9 @@ void readElements(const ControlInformationM& info, int count, ByteImage& image, 
 
 void readBits(const ControlInformationM& info, int count, ByteImage& image, QByteArray& out) {
     setZeros(out, count);
-    if (info.bitIndex < 0)
+    if (info.bitIndex < 0) {
         return;
+    }
     const ValueGroup group = dataType(info.dataType).group;
     char* target = out.data();
     const ImageKey key = readKey(info.area, info.address);
@@ -124,9 +129,10 @@ quint32 GetRegisterData(QString* label, qint32, QString* labelArg, qint32, QByte
     }
     QMutexLocker lock(&PLC_driver.localAreaMutex);
     ByteImage image(PLC_driver.localValues);
-    if (info.isBit == 1)
+    if (info.isBit == 1) {
         readBits(info, count, image, *out);
-    else
+    } else {
         readElements(info, count, image, *out);
+    }
     return 1;
 }

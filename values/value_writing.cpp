@@ -17,29 +17,33 @@ enum { kAccessPlc = 2 };  // ComInfo::accessMode: written values go to the PLC
 // A count in words that is limited in elements, on purpose (quirk 24). Never negative: the bytes of a row that ends far
 // before it begins would wrap around into gigabytes.
 int elementCount(const ControlInformationM& info, ValueGroup group, int count) {
-    if (info.isArray != 0)
+    if (info.isArray != 0) {
         return notNegative(qMin(count, info.arrayCount));
+    }
     return group == kText ? notNegative(count) : 1;
 }
 
 QByteArray booleanPayload(const QByteArray& in, int elements) {
     QByteArray payload(notNegative(elements), '\0');
-    for (int e = 0; e < payload.size() && e < in.size(); ++e)
+    for (int e = 0; e < payload.size() && e < in.size(); ++e) {
         payload[e] = in.at(e) != 0 ? 1 : 0;
+    }
     return payload;
 }
 
 QByteArray lowBytePayload(const QByteArray& in, int elements) {
     QByteArray payload(notNegative(elements), '\0');
-    for (int e = 0; e < payload.size() && e < (in.size() + 1) / kBytesPerHostWord; ++e)
+    for (int e = 0; e < payload.size() && e < (in.size() + 1) / kBytesPerHostWord; ++e) {
         payload[e] = in.at(kBytesPerHostWord * e);  // the high byte is dropped (quirk 23)
+    }
     return payload;
 }
 
 QByteArray textPayload(const QByteArray& in, int words) {
     QByteArray payload(notNegative(wrapMul(kBytesPerHostWord, words)), '\0');
-    for (int i = 0; i < payload.size() && i < in.size(); ++i)
+    for (int i = 0; i < payload.size() && i < in.size(); ++i) {
         payload[i] = in.at(i);
+    }
     return payload;
 }
 
@@ -48,8 +52,9 @@ QByteArray swappedPayload(const QByteArray& in, int words, ValueGroup group) {
     const int width = valueBytes(group);
     QByteArray payload(notNegative(wrapMul(valuesInWords(words, group), width)), '\0');
     const int values = qMin(payload.size(), in.size()) / width;
-    for (int i = 0; i < values * width; ++i)
+    for (int i = 0; i < values * width; ++i) {
         payload[i] = in.at(i / width * width + (width - 1 - i % width));
+    }
     return payload;
 }
 
@@ -82,8 +87,9 @@ QByteArray payloadWithBits(const ControlInformationM& info, const QByteArray& in
         QMutexLocker lock(&PLC_driver.localAreaMutex);
         ByteImage(PLC_driver.localValues).copyElement(readKey(info.area, info.address), payload.size(), payload.data());
     }
-    if (info.bitIndex < 0)
+    if (info.bitIndex < 0) {
         return payload;
+    }
     const int bits = qMin(qMin(count, in.size()), bitWidth(group) - info.bitIndex);
     for (int j = 0; j < bits; ++j) {
         const int bit = info.bitIndex + j;
@@ -108,15 +114,18 @@ int pendingWrites() {
 // Queues the record for the PLC, or stores it in the image alone; while communication has failed, both (quirk 25).
 void deliver(RW_VAR& record) {
     const bool toPlc = PLC_driver.comInfo->accessMode == kAccessPlc;
-    if (toPlc)
+    if (toPlc) {
         AddListWriteVar(&record);
-    if (!toPlc || communicationFailed())
+    }
+    if (!toPlc || communicationFailed()) {
         WriteDataToLocal(&record);
+    }
 }
 
 void deliverPieces(RW_VAR& record, const QByteArray& payload, int maxBytes) {
-    if (maxBytes <= 0)
+    if (maxBytes <= 0) {
         return;
+    }
     for (int position = 0; position < payload.size(); position += record.size) {
         record.data = payload.mid(position, maxBytes);
         record.size = record.data.size();
@@ -126,8 +135,9 @@ void deliverPieces(RW_VAR& record, const QByteArray& payload, int maxBytes) {
 }
 
 void deliverBits(RW_VAR& record, const ControlInformationM& info, const QByteArray& in, int count) {
-    if (bitWidth(dataType(info.dataType).group) == 0)
+    if (bitWidth(dataType(info.dataType).group) == 0) {
         return;
+    }
     record.data = payloadWithBits(info, in, count);
     record.size = record.data.size();
     deliver(record);
@@ -158,16 +168,18 @@ int pieceLimit(const ControlInformationM& info) {
 quint32 SetRegisterData(QString* label, qint32, QString* labelArg, qint32, QByteArray* in, qint32 count, qint32 hostId,
                         qint32 hostSubId) noexcept {
     ControlInformationM info;
-    if (resolveTag(*label, *labelArg, info) != kResolved)
+    if (resolveTag(*label, *labelArg, info) != kResolved) {
         return 0;
+    }
     in->detach();  // the host may share the array with another thread
 
     RW_VAR record = writeRecord(*label, *labelArg, info);
     record.hostId = hostId;
     record.hostSubId = hostSubId;
-    if (info.isBit == 1)
+    if (info.isBit == 1) {
         deliverBits(record, info, *in, count);
-    else
+    } else {
         deliverPieces(record, payloadOf(info, *in, count), pieceLimit(info));
+    }
     return static_cast<quint32>(pendingWrites());
 }

@@ -14,8 +14,9 @@ enum { kBitsPerWord = 16, kBytesPerWord = 2 };
 int elementCount(const ControlInformationM& info, ValueGroup group, int requested) {
     // The bytes of a row that ends farther before it begins would wrap around into gigabytes.
     enum { kShortestRow = -(1 << 28) };
-    if (info.isArray != 0)  // of strings too, though they count words (quirk 35)
+    if (info.isArray != 0) {  // of strings too, though they count words (quirk 35)
         return qMin(requested, qMax<int>(info.arrayCount, kShortestRow));
+    }
     return group == kText ? requested : 1;
 }
 

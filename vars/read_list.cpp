@@ -75,17 +75,19 @@ AreaRuns runsOf(const QList<HostTag>& tags) {
     for (int i = 0; i < tags.size(); ++i) {
         const ResolvedTag tag = resolved(tags.at(i));
         const ReadRun run = {tag.area, tag.extent.startByte, tag.extent.lengthBytes, i};
-        if (tag.extent.transferable)
+        if (tag.extent.transferable) {
             areaRuns[tag.area].append(run);
+        }
     }
     return areaRuns;
 }
 
 void plan(const QVector<ReadRun>& sorted, int maxBytes, const RecordSource& records) {
-    if (maxBytes == 1)
+    if (maxBytes == 1) {
         keepLargestPerOffset(sorted, records, PLC_driver.readList);
-    else if (maxBytes > 1)
+    } else if (maxBytes > 1) {
         mergeReads(sorted, maxBytes, records, PLC_driver.readList);
+    }
 }
 
 }  // namespace
@@ -93,8 +95,9 @@ void plan(const QVector<ReadRun>& sorted, int maxBytes, const RecordSource& reco
 int ReCreatReadVarList(QList<HostTag>* tags) noexcept {
     QMutexLocker lock(&PLC_driver.listMutex);
     PLC_driver.readList = QList<RW_VAR>();
-    if (tags == nullptr || tags->isEmpty())
+    if (tags == nullptr || tags->isEmpty()) {
         return 0;
+    }
     PLC_driver.cyclicBatches = 0;
     PLC_driver.comInfo->firstPassDone = 0;
 

@@ -24,8 +24,9 @@ int positionOf(SortKey key) {
 QVector<SortKey> sortKeys(const QList<RW_VAR>& list) {
     QVector<SortKey> keys(list.size());
     SortKey* key = keys.data();
-    for (int i = 0; i < list.size(); ++i)
+    for (int i = 0; i < list.size(); ++i) {
         key[i] = sortKey(list.at(i).offset, i);
+    }
     return keys;
 }
 
@@ -39,16 +40,18 @@ void exchange(QList<RW_VAR>& list, int i, int j) {
 
 // Reverses the entries from `first` up to, not including, `end`.
 void reverse(QList<RW_VAR>& list, int first, int end) {
-    for (int last = end - 1; first < last; ++first, --last)
+    for (int last = end - 1; first < last; ++first, --last) {
         exchange(list, first, last);
+    }
 }
 
 }  // namespace
 
 void sortByOffset(QList<RW_VAR>& list) {
     QVector<SortKey> keys = sortKeys(list);
-    if (std::is_sorted(keys.begin(), keys.end()))
+    if (std::is_sorted(keys.begin(), keys.end())) {
         return;
+    }
     std::sort(keys.begin(), keys.end());
     SortKey* keyAt = keys.data();
     // Walks every cycle of the permutation once; a key that is done becomes that of the record in its place.
@@ -58,8 +61,9 @@ void sortByOffset(QList<RW_VAR>& list) {
             SortKey& key = keyAt[place];
             const int source = positionOf(key);
             key = sortKey(0, place);
-            if (source == start)
+            if (source == start) {
                 break;
+            }
             exchange(list, place, source);
             place = source;
         }
@@ -68,12 +72,14 @@ void sortByOffset(QList<RW_VAR>& list) {
 
 void rotateLeft(QList<RW_VAR>& list, int count) {
     enum { kFewMoves = 12 };  // each shifts all pointers at once, which beats exchanging all of them
-    if (list.isEmpty() || count <= 0)
+    if (list.isEmpty() || count <= 0) {
         return;
+    }
     const int first = count % list.size();
     if (first <= kFewMoves) {
-        for (int i = 0; i < first; ++i)
+        for (int i = 0; i < first; ++i) {
             list.move(0, list.size() - 1);
+        }
         return;
     }
     reverse(list, 0, first);

@@ -20,24 +20,28 @@ bool isSameRequest(const RW_VAR& a, const RW_VAR& b) {
 }
 
 bool isQueued(const QList<RW_VAR>& list, const RW_VAR& request) {
-    for (int i = 0; i < list.size(); ++i)
-        if (isSameRequest(list.at(i), request))
+    for (int i = 0; i < list.size(); ++i) {
+        if (isSameRequest(list.at(i), request)) {
             return true;
+        }
+    }
     return false;
 }
 
 // REQUIRES: the list lock is held.
 void appendOnceRead(const RW_VAR& request) {
     QList<RW_VAR>& list = PLC_driver.onceReadList;
-    if (!isQueued(list, request) && list.size() < kMaxOnceReads)  // quirk 12
+    if (!isQueued(list, request) && list.size() < kMaxOnceReads) {  // quirk 12
         list.append(request);
+    }
 }
 
 // The host's record is the working copy: it is left with the values of the last piece.
 // REQUIRES: the list lock is held.
 void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
-    if (maxBytes <= 0)
+    if (maxBytes <= 0) {
         return;
+    }
     for (int remaining = lengthBytes; remaining > 0; remaining -= var.size) {
         var.size = qMin(remaining, maxBytes);
         appendOnceRead(var);
@@ -61,8 +65,9 @@ int AddListWriteVar(RW_VAR* var) noexcept {
 int AddListOnceReadVar(RW_VAR* var) noexcept {
     QString tag = var->labelName;
     ControlInformationM info;
-    if (resolveTag(tag, var->labelArg, info) != kResolved)
+    if (resolveTag(tag, var->labelArg, info) != kResolved) {
         return 0;
+    }
 
     var->area = info.area;
     var->resolveResult = kResolved;
@@ -71,8 +76,9 @@ int AddListOnceReadVar(RW_VAR* var) noexcept {
     var->offset = info.address;
 
     const ReadExtent extent = readExtent(info, var->size);
-    if (!extent.transferable)
+    if (!extent.transferable) {
         return 0;  // quirk 32
+    }
 
     QMutexLocker lock(&PLC_driver.listMutex);
     var->dataType = extent.dataType;
@@ -86,8 +92,9 @@ void WhetherGroup(int total, int maxBytes, RW_VAR* var, QList<RW_VAR>* list) noe
         list->append(*var);
         return;
     }
-    if (maxBytes <= 0)
+    if (maxBytes <= 0) {
         return;
+    }
     const qint32 start = var->offset;
     const int pieces = total / maxBytes + (total % maxBytes != 0 ? 1 : 0);
     for (int i = 0; i < pieces; ++i) {

@@ -115,8 +115,9 @@ TEST_F(StatusCodesTest, WithoutAQueuedFrameThereIsNoHostIdInTheCode) {
 TEST(AcceptedStatus, IsOneAndAHundredAlone) {
     EXPECT_TRUE(ac500::isAccepted(1));
     EXPECT_TRUE(ac500::isAccepted(100));
-    for (int status : {0, 2, -1, 11, 41, 71, 99, 101, 200, 201})
+    for (int status : {0, 2, -1, 11, 41, 71, 99, 101, 200, 201}) {
         EXPECT_FALSE(ac500::isAccepted(status)) << status;
+    }
 }
 
 }  // namespace

@@ -21,16 +21,18 @@ std::string foundByDriver(const std::string& tag) {
     ControlInformationM info = {};
     const QString name = QString::fromStdString(tag);
     const int code = get_label_address_info(name, info);
-    if (code != 0)
+    if (code != 0) {
         return "code " + std::to_string(code);
+    }
     return place(info.dataType, info.area, info.address, info.isBit ? info.bitIndex : -1);
 }
 
 std::string foundInFile(const SymbolFile& file, const std::string& tag) {
     Element element;
     std::string error;
-    if (!findElement(file, tag, &element, &error))
+    if (!findElement(file, tag, &element, &error)) {
         return error;
+    }
     return place(static_cast<int>(element.code), element.area, element.address, element.bit);
 }
 
@@ -46,22 +48,26 @@ std::vector<std::string> indexLists(const std::vector<ArrayDimension>& dimension
     for (const ArrayDimension& dimension : dimensions) {
         std::vector<std::string> longer;
         for (const std::string& list : lists) {
-            for (int i = dimension.lower; i <= dimension.upper; ++i)
+            for (int i = dimension.lower; i <= dimension.upper; ++i) {
                 longer.push_back(list + (list.empty() ? "[" : ",") + std::to_string(i));
+            }
         }
         lists = longer;
     }
-    for (std::string& list : lists)
+    for (std::string& list : lists) {
         list += list.empty() ? "" : "]";
+    }
     return lists;
 }
 
 std::vector<std::string> elementTags(const Leaf& leaf) {
     std::vector<std::string> tags;
-    for (const std::string& list : indexLists(leaf.dimensions))
+    for (const std::string& list : indexLists(leaf.dimensions)) {
         tags.push_back(leaf.tag + list);
-    if (leaf.bitAddressable)
+    }
+    if (leaf.bitAddressable) {
         tags.push_back(leaf.tag + ".b[5]");
+    }
     return tags;
 }
 

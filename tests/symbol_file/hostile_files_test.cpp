@@ -15,15 +15,17 @@ using testing::IsEmpty;
 
 std::vector<std::string> problemsOfText(const std::string& text) {
     std::vector<std::string> problems;
-    for (const Problem& problem : parseSymbolFile(text).problems)
+    for (const Problem& problem : parseSymbolFile(text).problems) {
         problems.push_back(describe("f", problem).substr(2));
+    }
     return problems;
 }
 
 std::string repeated(const std::string& part, int times) {
     std::string text;
-    for (int i = 0; i < times; ++i)
+    for (int i = 0; i < times; ++i) {
         text += part;
+    }
     return text;
 }
 
@@ -65,8 +67,9 @@ TEST(HostileFile, MayBreakOffAnywhere) {
     const std::string good = fileWith(R"("T": {"size": 2, "members": [{"name": "m", "type": "INT", "offset": 0}]})",
                                       R"({"name": "v", "type": "T", "area": 1, "offset": 0, "array": [[1, 2]]})");
     ASSERT_THAT(problemsOfText(good), IsEmpty());
-    for (std::size_t length = 0; length < good.size(); ++length)
+    for (std::size_t length = 0; length < good.size(); ++length) {
         EXPECT_EQ(problemsOfText(good.substr(0, length)).size(), 1u) << length;
+    }
 }
 
 TEST(HostileFile, MayHoldAnyByteAnywhere) {
@@ -134,9 +137,10 @@ TEST(HostileFile, MayHideControlCharactersInSyntaxErrors) {
 // S1 holds S2 holds S3 ..., `levels` in all, outermost first; each takes 2 bytes.
 std::string chainOfStructures(int levels) {
     std::string types;
-    for (int i = 1; i < levels; ++i)
+    for (int i = 1; i < levels; ++i) {
         types += "\"S" + std::to_string(i) + R"(": {"size": 2, "members": [{"name": "m", "type": "S)" +
                  std::to_string(i + 1) + R"(", "offset": 0}]},)";
+    }
     return types + "\"S" + std::to_string(levels) +
            R"(": {"size": 2, "members": [{"name": "m", "type": "INT", "offset": 0}]})";
 }
@@ -170,9 +174,10 @@ TEST(HostileFile, MayMultiplyValuesByOverlappingMembers) {
     std::string types;
     for (int level = 1; level <= 15; ++level) {
         std::string members;
-        for (int i = 0; i < 10; ++i)
+        for (int i = 0; i < 10; ++i) {
             members += std::string(i ? "," : "") + "{\"name\": \"m" + std::to_string(i) + "\", \"type\": \"S" +
                        std::to_string(level + 1) + "\", \"offset\": 0}";
+        }
         types += "\"S" + std::to_string(level) + "\": {\"size\": 2, \"members\": [" + members + "]},";
     }
     types += R"("S16": {"size": 2, "members": [{"name": "m", "type": "INT", "offset": 0}]})";
@@ -197,8 +202,9 @@ TEST(HostileFile, MayDescribeAMillionValuesAndNotOneMore) {
 
 TEST(HostileFile, MayDeclareMoreMemoryThanThereIs) {
     std::string areas;
-    for (int i = 0; i < 18; ++i)
+    for (int i = 0; i < 18; ++i) {
         areas += std::string(i ? ",\n" : "\n") + R"({"number": )" + std::to_string(i) + R"(, "bytes": 16777216})";
+    }
     EXPECT_THAT(
         problemsOfText(R"({"format": "ac500-symbols", "version": 1, "areas": [)" + areas + R"(], "scopes": []})"),
         ElementsAre("18:1: areas[16]: with this area all areas together exceed 268435456 bytes; make some of "
@@ -217,8 +223,9 @@ TEST(HostileFile, MayGiveAnAreaTheHighestAddressesOnly) {
 
 TEST(HostileFile, MayListTooManySignals) {
     std::string entries;
-    for (int i = 0; i < 10001; ++i)
+    for (int i = 0; i < 10001; ++i) {
         entries += std::string(i ? "," : "") + R"({"tag": "Main.v[)" + std::to_string(i) + R"(]", "signal": "square"})";
+    }
     const std::string text =
         fileWith("", R"({"name": "v", "type": "BOOL", "area": 1, "offset": 0, "array": [[0, 20000]]})");
     EXPECT_THAT(

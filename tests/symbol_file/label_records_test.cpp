@@ -11,8 +11,9 @@ namespace {
 
 std::string listText(const QList<int>& numbers) {
     std::string text;
-    for (int number : numbers)
+    for (int number : numbers) {
         text += (text.empty() ? "" : " ") + std::to_string(number);
+    }
     return "[" + text + "]";
 }
 
@@ -21,10 +22,12 @@ void print(const Label_Type_Info& record, const std::string& indent, std::ostrin
          << record.offset << " dimensions " << record.dimensions << " bounds " << listText(record.arrayBounds)
          << " areas " << listText(record.areaList) << " named " << record.typeName.toStdString() << " members "
          << record.memberCount << "\n";
-    for (const Label_Type_Info& member : record.members)
+    for (const Label_Type_Info& member : record.members) {
         print(member, indent + "  . ", out);
-    for (const Label_Type_Info& element : record.elementType)
+    }
+    for (const Label_Type_Info& element : record.elementType) {
         print(element, indent + "  > ", out);
+    }
 }
 
 // One line per record: members behind ".", element types behind ">".
@@ -38,8 +41,9 @@ std::string text(const Label_Type_Info& record) {
 Label_Type_Info variable(const char* name) {
     const QList<Label_Type_Info> records = labelRecords(sampleFile());
     for (const Label_Type_Info& candidate : records[0].elementType[0].members) {
-        if (candidate.name == QLatin1String(name))
+        if (candidate.name == QLatin1String(name)) {
             return candidate;
+        }
     }
     ADD_FAILURE() << "no variable " << name;
     return records[0];
@@ -122,15 +126,18 @@ void expectSparesZero(const Label_Type_Info& record) {
     EXPECT_EQ(record.extra1, 0) << record.name.toStdString();
     EXPECT_EQ(record.extra2, 0) << record.name.toStdString();
     EXPECT_TRUE(record.textList.isEmpty()) << record.name.toStdString();
-    for (const Label_Type_Info& member : record.members)
+    for (const Label_Type_Info& member : record.members) {
         expectSparesZero(member);
-    for (const Label_Type_Info& element : record.elementType)
+    }
+    for (const Label_Type_Info& element : record.elementType) {
         expectSparesZero(element);
+    }
 }
 
 TEST(LabelRecords, FillTheFieldsThatNobodyReads) {
-    for (const Label_Type_Info& record : labelRecords(sampleFile()))
+    for (const Label_Type_Info& record : labelRecords(sampleFile())) {
         expectSparesZero(record);
+    }
 }
 
 TEST(LabelRecords, OfAnEmptyFileAreNone) {

@@ -74,8 +74,9 @@ std::string text(const Signal& signal) {
 
 TEST(LoadedSignals, HaveWhatTheFileSaysAndElseTheDefaults) {
     std::vector<std::string> signals;
-    for (const Signal& signal : loadGood(AC500_TEST_DATA "/signals.json").signals)
+    for (const Signal& signal : loadGood(AC500_TEST_DATA "/signals.json").signals) {
         signals.push_back(text(signal));
+    }
     EXPECT_THAT(signals,
                 ElementsAre("Main.byte constant 7. to 7. by 1. in 1000 of <> line 29",                       //
                             "Main.on constant 1. to 1. by 1. in 1000 of <> line 30",                         //
@@ -94,8 +95,9 @@ TEST(LoadedSignals, HaveWhatTheFileSaysAndElseTheDefaults) {
 
 TEST(LoadedInitialValues, AreTextInOneSpelling) {
     std::vector<std::string> values;
-    for (const InitialValue& value : loadGood(AC500_TEST_DATA "/signals.json").initialValues)
+    for (const InitialValue& value : loadGood(AC500_TEST_DATA "/signals.json").initialValues) {
         values.push_back(value.tag + " = " + value.text + " line " + std::to_string(value.line));
+    }
     EXPECT_THAT(values, ElementsAre("Main.on = TRUE line 44",                       //
                                     "Main.bit = FALSE line 45",                     //
                                     "Main.small = -128 line 46",                    //

@@ -20,8 +20,9 @@ protected:
 
     Leaf leaf(const std::string& tag) const {
         for (const Leaf& candidate : leaves) {
-            if (candidate.tag == tag)
+            if (candidate.tag == tag) {
                 return candidate;
+            }
         }
         ADD_FAILURE() << "no leaf " << tag;
         return Leaf();
@@ -29,8 +30,9 @@ protected:
 
     bool hasSignal(const std::string& tag) const {
         for (const Signal& signal : file.signals) {
-            if (signal.tag == tag)
+            if (signal.tag == tag) {
                 return true;
+            }
         }
         return false;
     }
@@ -42,26 +44,30 @@ TEST_F(Plant, HasFiveHundredSeventyThreeReadableValues) {
 
 TEST_F(Plant, UsesEveryTransferableType) {
     std::set<int> codes;
-    for (const Leaf& candidate : leaves)
+    for (const Leaf& candidate : leaves) {
         codes.insert(static_cast<int>(candidate.code));
+    }
     EXPECT_THAT(codes, testing::ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 14, 15, 16, 17, 18, 21));
 }
 
 TEST_F(Plant, LiesInThreeAreasAndLeavesTheNinthFree) {
     std::map<int, std::uint32_t> sizes;
-    for (const Area& area : file.areas)
+    for (const Area& area : file.areas) {
         sizes[area.number] = area.sizeBytes;
+    }
     EXPECT_EQ(sizes, (std::map<int, std::uint32_t>{{1, 65536}, {2, 65536}, {3, 64}}));
     std::set<int> used;
-    for (const Leaf& candidate : leaves)
+    for (const Leaf& candidate : leaves) {
         used.insert(candidate.area);
+    }
     EXPECT_THAT(used, testing::ElementsAre(1, 2, 3));
 }
 
 TEST_F(Plant, HasEightScopes) {
     std::vector<std::string> names;
-    for (const Scope& scope : file.scopes)
+    for (const Scope& scope : file.scopes) {
         names.push_back(scope.name);
+    }
     EXPECT_THAT(names, testing::ElementsAre("Main", "Intake", "Treatment", "Dosing", "Distribution", "Laboratory",
                                             "Alarms", "Recipes"));
 }
@@ -87,14 +93,16 @@ TEST_F(Plant, DrivesTheCounterAndLeavesAloneWhatTheDemoWrites) {
     EXPECT_FALSE(hasSignal("Main.enable"));
     EXPECT_FALSE(hasSignal("Main.batch_name"));
     EXPECT_FALSE(hasSignal("Main.flags"));
-    for (int i = 1; i <= 10; ++i)
+    for (int i = 1; i <= 10; ++i) {
         EXPECT_FALSE(hasSignal("Main.recipe[" + std::to_string(i) + "]"));
+    }
 }
 
 TEST_F(Plant, HasSignalsOfEveryKind) {
     std::set<Signal::Kind> kinds;
-    for (const Signal& signal : file.signals)
+    for (const Signal& signal : file.signals) {
         kinds.insert(signal.kind);
+    }
     EXPECT_EQ(kinds.size(), 7u);
     EXPECT_EQ(file.signals.size(), 36u);
 }

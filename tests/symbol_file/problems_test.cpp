@@ -34,8 +34,9 @@ std::string nameOf(const testing::TestParamInfo<Finding>& info) {
 std::vector<std::string> problemsIn(const std::string& file) {
     const LoadedSymbolFile loaded = loadSymbolFile(std::string(AC500_TEST_DATA "/") + file + ".json");
     std::vector<std::string> texts;
-    for (const Problem& problem : loaded.problems)
+    for (const Problem& problem : loaded.problems) {
         texts.push_back(describe("f", problem).substr(2));
+    }
     return texts;
 }
 

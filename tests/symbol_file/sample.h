@@ -13,8 +13,9 @@ namespace ac500 {
 // The content of a file under data/, which must be good.
 inline SymbolFile loadGood(const std::string& path) {
     LoadedSymbolFile loaded = loadSymbolFile(path);
-    for (const Problem& problem : loaded.problems)
+    for (const Problem& problem : loaded.problems) {
         ADD_FAILURE() << describe(path, problem);
+    }
     return loaded.file;
 }
 

@@ -148,8 +148,9 @@ std::string text(const Leaf& leaf) {
 
 TEST(Leaves, ListEveryScalarAndArrayOfScalarsInFileOrder) {
     std::vector<std::string> leaves;
-    for (const Leaf& leaf : listLeaves(sampleFile()))
+    for (const Leaf& leaf : listLeaves(sampleFile())) {
         leaves.push_back(text(leaf));
+    }
     EXPECT_THAT(leaves, testing::ElementsAre("Main.counter UINT 1:10 x1",                    //
                                              "Main.grid INT 1:100 x24",                      //
                                              "Main.cube LREAL 1:200 x12",                    //

@@ -124,8 +124,9 @@ TEST(NameMemory, KnowsNothingOnceCleared) {
 TEST(NameMemory, ForgetsAllWhenItIsFull) {
     NameMemory memory;
     const QString name = "Main.counter";
-    for (quint32 i = 0; i < 65536; ++i)
+    for (quint32 i = 0; i < 65536; ++i) {
         memory.remember(hashedAs(name, i), scalar(static_cast<qint32>(i)));
+    }
     ControlInformationM info;
     ASSERT_TRUE(memory.recall(hashedAs(name, 0), info));
     ASSERT_TRUE(memory.recall(hashedAs(name, 65535), info));

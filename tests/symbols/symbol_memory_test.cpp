@@ -21,12 +21,15 @@ protected:
         QString label = tag;
         QString labelArg = argument;
         QByteArray out;
-        for (int address = 0; address < kAddresses; ++address)
-            for (int area = 1; area <= 2; ++area)
+        for (int address = 0; address < kAddresses; ++address) {
+            for (int area = 1; area <= 2; ++area) {
                 PLC_driver.localValues[(static_cast<quint64>(area) << 32) | static_cast<quint64>(address)] =
                     static_cast<char>(area == 1 ? address : 0x80 + address);
-        if (GetRegisterData(&label, 0, &labelArg, 0, &out, 1) == 0)
+            }
+        }
+        if (GetRegisterData(&label, 0, &labelArg, 0, &out, 1) == 0) {
             return "unknown";
+        }
         const int shown = static_cast<quint8>(out.at(1));  // the first byte of a big-endian word
         return std::to_string(shown < 0x80 ? 1 : 2) + ":" + std::to_string(shown & 0x7F);
     }
@@ -56,8 +59,9 @@ TEST_F(SymbolMemory, KnowsANameOnceItWasResolved) {
 
 TEST_F(SymbolMemory, HoldsNothingOfATableThatIsGone) {
     Labels variables;
-    for (int i = 0; i < 20; ++i)  // so many that they get an index
+    for (int i = 0; i < 20; ++i) {  // so many that they get an index
         variables.append(variable(QByteArray("value" + QByteArray::number(i)).constData(), 16, 2 * i));
+    }
     QString name = QString::fromLatin1("lasting");
     variables[7].name = name;
     load({scope("Large", variables)});
@@ -192,20 +196,23 @@ TEST_F(SymbolMemory, AnswersRightBeyondTheNamesItHolds) {
     load({scope("Main", {asArray(variable("values", 2, 0), {10, 0, kNames})})});
     QString none;
     QByteArray out;
-    for (int round = 0; round < 2; ++round)
+    for (int round = 0; round < 2; ++round) {
         for (int i = 0; i < kNames; i += round == 0 ? 1 : 50) {
-            if (round == 0)
+            if (round == 0) {
                 PLC_driver.localValues[(Q_UINT64_C(1) << 32) | static_cast<quint64>(i)] = static_cast<char>(i % 251);
+            }
             QString tag = QString("Main.values[%1]").arg(i);
             ASSERT_EQ(GetRegisterData(&tag, 0, &none, 0, &out, 1), 1U);
             ASSERT_EQ(static_cast<quint8>(out.at(0)), i % 251) << i;
         }
+    }
 }
 
 TEST_F(SymbolMemory, FindsTheFirstOfManyMembersOfOneName) {
     Labels variables;
-    for (int i = 0; i < 40; ++i)
+    for (int i = 0; i < 40; ++i) {
         variables << variable(qPrintable(QString("v%1").arg(i % 20)), 16, 2 * i);
+    }
     load({scope("Main", variables)});
     EXPECT_EQ(placeOf("Main.v7"), "1:14");
     EXPECT_EQ(placeOf("Main.v19"), "1:38");
@@ -214,8 +221,9 @@ TEST_F(SymbolMemory, FindsTheFirstOfManyMembersOfOneName) {
 
 TEST_F(SymbolMemory, FindsOnlyTheSearchedOfManyMembers) {
     Labels variables;
-    for (int i = 0; i < 40; ++i)
+    for (int i = 0; i < 40; ++i) {
         variables << variable(qPrintable(QString("v%1").arg(i)), 16, 2 * i);
+    }
     Label_Type_Info half = scope("Main", variables);
     half.elementType[0].memberCount = 20;
     load({half});
@@ -227,8 +235,9 @@ TEST_F(SymbolMemory, FindsOnlyTheSearchedOfManyMembers) {
 
 TEST_F(SymbolMemory, FollowsTheNamesOfManyMembers) {
     Labels variables;
-    for (int i = 0; i < 40; ++i)
+    for (int i = 0; i < 40; ++i) {
         variables << variable(qPrintable(QString("v%1").arg(i)), 16, 2 * i);
+    }
     load({scope("Main", variables)});
     ASSERT_EQ(placeOf("Main.v30"), "1:60");
     mainVariable(5).name = "v30";
@@ -271,26 +280,31 @@ TEST_F(SymbolMemory, FollowsRecordsThatAreLoadedWhileItIsInUse) {
 
 TEST_F(SymbolMemory, AnswersSeveralThreadsAlike) {
     Labels variables;
-    for (int i = 0; i < 2000; ++i)
+    for (int i = 0; i < 2000; ++i) {
         variables << variable(qPrintable(QString("v%1").arg(i)), 2, i);
+    }
     load({scope("Main", variables)});
-    for (int i = 0; i < 2000; ++i)
+    for (int i = 0; i < 2000; ++i) {
         PLC_driver.localValues[(Q_UINT64_C(1) << 32) | static_cast<quint64>(i)] = static_cast<char>(i % 251);
+    }
     std::atomic<int> wrong(0);
     std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
+    for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&wrong, t] {
             QString none;
             QByteArray out;
             for (int k = 0; k < 4000; ++k) {
                 const int i = (k * 7 + t * 500) % 2000;
                 QString tag = QString("Main.v%1").arg(i);
-                if (GetRegisterData(&tag, 0, &none, 0, &out, 1) != 1 || static_cast<quint8>(out.at(0)) != i % 251)
+                if (GetRegisterData(&tag, 0, &none, 0, &out, 1) != 1 || static_cast<quint8>(out.at(0)) != i % 251) {
                     ++wrong;
+                }
             }
         });
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
     EXPECT_EQ(wrong, 0);
 }
 

@@ -183,15 +183,17 @@ TEST_F(ReadReplies, ImageGivesBackWhatItsHashKeepsInReserve) {
         setBatch({readVar(1, kBytes * i, kBytes)});
         store(readReply({"A1 A2"}));
     };
-    for (int i = 0; i < kRequests; ++i)
+    for (int i = 0; i < kRequests; ++i) {
         storeAt(i);
+    }
     ASSERT_EQ(PLC_driver.localValues.size(), kBytes * kRequests);
     ASSERT_GT(PLC_driver.localValues.capacity(), kBytes * kRequests) << "nothing in reserve: nothing to give back";
     storeAt(0);
     EXPECT_LT(PLC_driver.localValues.capacity(), kBytes * kRequests);
     EXPECT_EQ(PLC_driver.localValues.size(), kBytes * kRequests);
-    for (int i = 0; i < kRequests; ++i)
+    for (int i = 0; i < kRequests; ++i) {
         ASSERT_EQ(image(1, static_cast<quint32>(kBytes * i), 3), "A1 A2 00") << i;
+    }
 
     // One byte more makes the hash grow again; it is not given back at once, or every new byte would cost a rehash.
     setBatch({readVar(2, 0, 1)});

@@ -23,7 +23,7 @@ TEST(ReadExtent, IsAllZeroForTypesThatAreNotServed) {
 
 // Bounds of the host whose upper one lies below the lower one.
 TEST(ReadExtent, RowOfNegativeLengthHasNothingToRead) {
-    for (int code : {1, 2, 3, 5, 8, 10, 13})
+    for (int code : {1, 2, 3, 5, 8, 10, 13}) {
         for (int count : {-100, -(1 << 28), INT_MIN}) {
             ControlInformationM info = ControlInformationM();
             info.dataType = code;
@@ -34,6 +34,7 @@ TEST(ReadExtent, RowOfNegativeLengthHasNothingToRead) {
             EXPECT_TRUE(extent.transferable) << code;
             EXPECT_LE(extent.lengthBytes, 0) << code << ", " << count;
         }
+    }
 }
 
 }  // namespace

@@ -19,16 +19,18 @@ RW_VAR numbered(int number, qint32 offset) {
 
 QList<RW_VAR> numbers(int count) {
     QList<RW_VAR> list;
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
         list << numbered(i, 0);
+    }
     return list;
 }
 
 // The records by number; "?" behind one whose text does not belong to it.
 std::string order(const QList<RW_VAR>& list) {
     std::string text;
-    for (const RW_VAR& var : list)
+    for (const RW_VAR& var : list) {
         text += std::to_string(var.hostId) + (var.labelName == QString::number(var.hostId) ? " " : "? ");
+    }
     return text;
 }
 
@@ -51,13 +53,15 @@ TEST(RotateLeft, GoesRoundMoreThanOnce) {
 }
 
 TEST(RotateLeft, MovesManyEntriesAsItMovesFew) {
-    for (int size : {13, 14, 20, 31, 79, 200})
+    for (int size : {13, 14, 20, 31, 79, 200}) {
         for (int count = 1; count < 2 * size; ++count) {
             std::string expected;
-            for (int i = 0; i < size; ++i)
+            for (int i = 0; i < size; ++i) {
                 expected += std::to_string((i + count) % size) + " ";
+            }
             ASSERT_EQ(rotated(size, count), expected) << count << " of " << size;
         }
+    }
 }
 
 TEST(RotateLeft, LeavesListsWithNothingToMove) {
@@ -89,8 +93,9 @@ TEST(SortByOffset, SortsRandomListsStably) {
     for (int round = 0; round < 300; ++round) {
         QList<RW_VAR> list;
         const int size = static_cast<int>(random() % 60);
-        for (int i = 0; i < size; ++i)
+        for (int i = 0; i < size; ++i) {
             list << numbered(i, random() % 3 == 0 ? extremes[random() % 7] : static_cast<qint32>(random() % 20));
+        }
         std::vector<RW_VAR> expected(list.begin(), list.end());
         std::stable_sort(expected.begin(), expected.end(),
                          [](const RW_VAR& a, const RW_VAR& b) { return a.offset < b.offset; });

@@ -21,11 +21,13 @@ inline std::vector<std::vector<std::size_t>> findCircles(const std::vector<std::
             walkOf[at] = start;
             at = next[at];
         }
-        if (at == kLeadsNowhere || walkOf[at] != start)
+        if (at == kLeadsNowhere || walkOf[at] != start) {
             continue;
+        }
         std::vector<std::size_t> circle(1, at);
-        for (std::size_t i = next[at]; i != at; i = next[i])
+        for (std::size_t i = next[at]; i != at; i = next[i]) {
             circle.push_back(i);
+        }
         std::rotate(circle.begin(), std::min_element(circle.begin(), circle.end()), circle.end());
         circles.push_back(circle);
     }

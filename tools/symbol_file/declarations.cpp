@@ -36,8 +36,9 @@ public:
 
 private:
     static std::vector<std::string> keys(DeclaredIn where) {
-        if (where == DeclaredIn::Structure)
+        if (where == DeclaredIn::Structure) {
             return {"name", "type", "offset", "array", "bits", "comment"};
+        }
         return {"name", "type", "area", "offset", "bit", "array", "bits", "comment"};
     }
 
@@ -51,8 +52,9 @@ private:
         const char* const remedy = "give a type, for example \"INT\"";
         const auto node = object_.require("type", remedy);
         const auto name = readText(node, problems_);
-        if (!name)
+        if (!name) {
             return false;
+        }
         if (name->empty()) {
             problems_->add(*node, std::string("is empty; ") + remedy);
             return false;
@@ -60,8 +62,9 @@ private:
         declaration_.type = *node;
         const TypeTraits* traits = typeTraits(*name);
         declaration_.variable.code = traits ? traits->code : TypeCode::Struct;
-        if (!traits)
+        if (!traits) {
             declaration_.structureName = *name;
+        }
         return traits ? allowed(*traits, *node) : true;
     }
 
@@ -79,13 +82,15 @@ private:
 
     bool takePlace() {
         const bool bit = declaration_.variable.code == TypeCode::Bit;
-        if (where_ == DeclaredIn::Scope && !checkOtherPlace(bit))
+        if (where_ == DeclaredIn::Scope && !checkOtherPlace(bit)) {
             return false;
+        }
         const auto node = bit ? object_.require("bit", "give the number of the bit, counted from the start of its area")
                               : object_.require("offset", "give the byte where the variable begins");
         const auto place = readInteger(node, {0, kMaxAddress}, problems_);
-        if (!place)
+        if (!place) {
             return false;
+        }
         declaration_.place = *node;
         declaration_.variable.offset = static_cast<int>(*place);
         return true;
@@ -104,8 +109,9 @@ private:
     bool takeArea() {
         const auto node = object_.require("area", "give the number of an area listed under \"areas\"");
         const auto area = readInteger(node, {0, kMaxAreaNumber}, problems_);
-        if (!area)
+        if (!area) {
             return false;
+        }
         declaration_.area = *node;
         declaration_.variable.area = static_cast<int>(*area);
         return true;
@@ -113,8 +119,9 @@ private:
 
     bool takeDimensions() {
         const auto node = object_.find("array");
-        if (!node)
+        if (!node) {
             return true;
+        }
         const std::vector<JsonNode> items = readArray(node, problems_);
         if (items.empty() || items.size() > kMaxDimensions) {
             problems_->add(*node, "has " + std::to_string(items.size()) +
@@ -129,15 +136,18 @@ private:
 
     bool takeDimension(const JsonNode& node) {
         const std::vector<JsonNode> bounds = readArray(node, problems_);
-        if (node.value->kind == JsonValue::Kind::Array && bounds.size() != 2)
+        if (node.value->kind == JsonValue::Kind::Array && bounds.size() != 2) {
             problems_->add(node, "is not a pair; write [lower, upper], both belonging to the array");
-        if (bounds.size() != 2)
+        }
+        if (bounds.size() != 2) {
             return false;
+        }
         const IntegerRange range = {-kMaxArrayBound, kMaxArrayBound};
         const auto lower = readInteger(bounds[0], range, problems_);
         const auto upper = readInteger(bounds[1], range, problems_);
-        if (!lower || !upper)
+        if (!lower || !upper) {
             return false;
+        }
         if (*upper < *lower) {
             problems_->add(node, "the upper bound " + std::to_string(*upper) + " lies below the lower bound " +
                                      std::to_string(*lower) + "; write [lower, upper], both belonging to the array");
@@ -164,14 +174,16 @@ private:
     void takeBits(bool typed) {
         const auto node = object_.find("bits");
         declaration_.variable.bitAddressable = readBoolean(node, problems_).value_or(false);
-        if (!declaration_.variable.bitAddressable || !typed)
+        if (!declaration_.variable.bitAddressable || !typed) {
             return;
+        }
         const TypeTraits* traits = typeTraits(declaration_.variable.code);
         const std::string type = declaration_.structureName.empty() ? traits->name : "a structure";
-        if (!traits->bitAddressable)
+        if (!traits->bitAddressable) {
             problems_->add(*node, "the bits of " + type + " cannot be named; remove \"bits\" or use an integer type");
-        else if (object_.find("array"))
+        } else if (object_.find("array")) {
             problems_->add(*node, "the bits of array elements cannot be named; remove \"bits\"");
+        }
     }
 
     ObjectReader object_;
@@ -194,8 +206,9 @@ std::vector<Declaration> readDeclarations(const std::optional<JsonNode>& list, D
 }
 
 void UniqueNames::add(const std::string& name, const JsonNode& node, ProblemList* problems) {
-    if (name.empty())
+    if (name.empty()) {
         return;
+    }
     const auto inserted = lines_.emplace(name, node.line());
     if (!inserted.second) {
         problems->add(node, inQuotes(name) + " is declared in line " + std::to_string(inserted.first->second) +
@@ -211,8 +224,9 @@ bool isName(const std::string& text) {
 
 std::optional<std::string> readName(const std::optional<JsonNode>& node, ProblemList* problems) {
     auto text = readText(node, problems);
-    if (!text || isName(*text))
+    if (!text || isName(*text)) {
         return text;
+    }
     problems->add(*node, inQuotes(*text) + " is no name; " + kNameRule);
     return std::nullopt;
 }

@@ -60,8 +60,9 @@ private:
         const bool opening = c == '{' || c == '[' || c == '"';
         if (!blank && (closing || opening || betweenTokens_)) {
             noteToken();
-            if (!closing)
+            if (!closing) {
                 latestValue_ = here_;
+            }
         }
         betweenTokens_ = blank || closing || opening;
         inString_ = c == '"';
@@ -149,8 +150,9 @@ public:
 
     bool boolean(bool value) {
         JsonValue* added = add(JsonValue::Kind::Boolean);
-        if (added)
+        if (added) {
             added->boolean = value;
+        }
         return added != nullptr;
     }
 
@@ -170,8 +172,9 @@ public:
 
     bool string(const std::string& value) {
         JsonValue* added = add(JsonValue::Kind::String);
-        if (added)
+        if (added) {
             added->text = value;
+        }
         return added != nullptr;
     }
 
@@ -205,11 +208,13 @@ private:
     }
 
     JsonValue* place() {
-        if (open_.empty())
+        if (open_.empty()) {
             return &target_->root;
+        }
         JsonValue& parent = *open_.back();
-        if (parent.kind == JsonValue::Kind::Object)
+        if (parent.kind == JsonValue::Kind::Object) {
             return &parent.members.back().value;
+        }
         parent.items.emplace_back();
         return &parent.items.back();
     }
@@ -228,8 +233,9 @@ private:
 
     bool addNumber(JsonValue::Kind kind, double number, std::string text, std::int64_t integer) {
         JsonValue* added = add(kind);
-        if (!added)
+        if (!added) {
             return false;
+        }
         added->number = number;
         added->text = std::move(text);
         added->integer = integer;
@@ -244,8 +250,9 @@ private:
                                                      " levels; no part of a symbol file needs that");
         }
         JsonValue* added = add(kind);
-        if (added)
+        if (added) {
             open_.push_back(added);
+        }
         return added != nullptr;
     }
 
@@ -271,10 +278,11 @@ std::string withoutControls(std::string text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);
         const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
-        if (byte < 0x20 || byte == 0x7F)
+        if (byte < 0x20 || byte == 0x7F) {
             text[i] = '?';
-        else if (byte == 0xC2 && next >= 0x80 && next < 0xA0)  // U+0080 to U+009F
+        } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {  // U+0080 to U+009F
             text.replace(i, 2, "?");
+        }
     }
     return text;
 }

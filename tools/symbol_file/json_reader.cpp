@@ -33,8 +33,9 @@ std::string isNot(const JsonValue& value, const std::string& expected) {
 
 std::string listed(const std::vector<std::string>& names) {
     std::string list;
-    for (const std::string& name : names)
+    for (const std::string& name : names) {
         list += (list.empty() ? "" : ", ") + inQuotes(name);
+    }
     return list;
 }
 
@@ -50,8 +51,9 @@ std::size_t countTypos(const std::string& a, const std::string& b) {
             }
             const std::size_t replaced = typos[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
             typos[i][j] = std::min({replaced, typos[i - 1][j] + 1, typos[i][j - 1] + 1});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
                 typos[i][j] = std::min(typos[i][j], typos[i - 2][j - 2] + 1);
+            }
         }
     }
     return typos[a.size()][b.size()];
@@ -107,22 +109,25 @@ void ObjectReader::checkKeys(const std::vector<std::string>& keys) {
 
 std::optional<JsonNode> ObjectReader::find(const std::string& key) const {
     for (const JsonMember& member : node_.value->members) {
-        if (member.key == key)
+        if (member.key == key) {
             return node_.member(member);
+        }
     }
     return std::nullopt;
 }
 
 std::optional<JsonNode> ObjectReader::require(const std::string& key, const std::string& remedy) const {
     std::optional<JsonNode> found = find(key);
-    if (!found && isObject())
+    if (!found && isObject()) {
         problems_->add(node_, inQuotes(key) + " is missing; " + remedy);
+    }
     return found;
 }
 
 std::optional<std::string> readScalar(const std::optional<JsonNode>& node, ProblemList* problems) {
-    if (!node)
+    if (!node) {
         return std::nullopt;
+    }
     const JsonValue& value = *node->value;
     switch (value.kind) {
         case JsonValue::Kind::Boolean:
@@ -141,44 +146,52 @@ std::optional<std::string> readScalar(const std::optional<JsonNode>& node, Probl
 }
 
 std::optional<std::string> readText(const std::optional<JsonNode>& node, ProblemList* problems) {
-    if (!node)
+    if (!node) {
         return std::nullopt;
-    if (node->value->kind == JsonValue::Kind::String)
+    }
+    if (node->value->kind == JsonValue::Kind::String) {
         return node->value->text;
+    }
     problems->add(*node, isNot(*node->value, "a string"));
     return std::nullopt;
 }
 
 std::optional<bool> readBoolean(const std::optional<JsonNode>& node, ProblemList* problems) {
-    if (!node)
+    if (!node) {
         return std::nullopt;
-    if (node->value->kind == JsonValue::Kind::Boolean)
+    }
+    if (node->value->kind == JsonValue::Kind::Boolean) {
         return node->value->boolean;
+    }
     problems->add(*node, isNot(*node->value, "true or false"));
     return std::nullopt;
 }
 
 std::optional<double> readNumber(const std::optional<JsonNode>& node, ProblemList* problems) {
-    if (!node)
+    if (!node) {
         return std::nullopt;
-    if (node->value->kind == JsonValue::Kind::Integer || node->value->kind == JsonValue::Kind::Decimal)
+    }
+    if (node->value->kind == JsonValue::Kind::Integer || node->value->kind == JsonValue::Kind::Decimal) {
         return node->value->number;
+    }
     problems->add(*node, isNot(*node->value, "a number"));
     return std::nullopt;
 }
 
 std::optional<std::int64_t> readInteger(const std::optional<JsonNode>& node, IntegerRange range,
                                         ProblemList* problems) {
-    if (!node)
+    if (!node) {
         return std::nullopt;
+    }
     const JsonValue& value = *node->value;
     const std::string smallest = std::to_string(range.smallest);
     const std::string expected = range.smallest == range.largest
                                      ? smallest
                                      : "a whole number from " + smallest + " to " + std::to_string(range.largest);
     const bool isInteger = value.kind == JsonValue::Kind::Integer;
-    if (isInteger && value.integer >= range.smallest && value.integer <= range.largest)
+    if (isInteger && value.integer >= range.smallest && value.integer <= range.largest) {
         return value.integer;
+    }
     const bool isNumber = isInteger || value.kind == JsonValue::Kind::Decimal;
     problems->add(*node, isNumber ? "is " + value.text + "; write " + expected : isNot(value, expected));
     return std::nullopt;
@@ -186,20 +199,24 @@ std::optional<std::int64_t> readInteger(const std::optional<JsonNode>& node, Int
 
 std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList* problems) {
     std::vector<JsonNode> items;
-    if (!node)
+    if (!node) {
         return items;
-    if (node->value->kind != JsonValue::Kind::Array)
+    }
+    if (node->value->kind != JsonValue::Kind::Array) {
         problems->add(*node, isNot(*node->value, "an array"));
-    for (std::size_t i = 0; i < node->value->items.size(); ++i)
+    }
+    for (std::size_t i = 0; i < node->value->items.size(); ++i) {
         items.push_back(node->item(i));
+    }
     return items;
 }
 
 std::string shown(const std::string& text) {
     const std::size_t kMaxShown = 60;
     std::size_t end = kMaxShown;
-    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
         ++end;  // whole characters only
+    }
     return withoutControls(end >= text.size() ? text : text.substr(0, end) + "...");
 }
 
@@ -212,8 +229,9 @@ std::string nearest(const std::string& text, const std::vector<std::string>& can
     std::string best;
     std::size_t fewest = kMaxLength;
     for (const std::string& candidate : candidates) {
-        if (text.size() > kMaxLength || candidate.size() > kMaxLength)
+        if (text.size() > kMaxLength || candidate.size() > kMaxLength) {
             continue;
+        }
         const std::size_t typos = countTypos(text, candidate);
         const std::size_t likely = candidate.size() < 6 ? 1 : 2;
         if (typos < fewest && typos <= likely && typos < candidate.size()) {

@@ -31,8 +31,9 @@ void setMembers(const QList<Label_Type_Info>& members, Label_Type_Info* record) 
 void setDimensions(const std::vector<ArrayDimension>& dimensions, Label_Type_Info* record) {
     record->dimensions = static_cast<qint32>(dimensions.size());
     record->arrayBounds << kIndexBase;
-    for (const ArrayDimension& dimension : dimensions)
+    for (const ArrayDimension& dimension : dimensions) {
         record->arrayBounds << dimension.lower << dimension.upper + 1;
+    }
 }
 
 // The bits of a variable, as if they were an array: index rewriting counts in it.
@@ -69,12 +70,14 @@ private:
 
     Label_Type_Info structure(const StructType& type) {
         const auto known = structures_.find(&type);
-        if (known != structures_.end())
+        if (known != structures_.end()) {
             return known->second;
+        }
         Label_Type_Info record = structureRecord(type.name, type.sizeBytes);
         QList<Label_Type_Info> members;
-        for (const Variable& member : type.members)
+        for (const Variable& member : type.members) {
             members << variable(member);
+        }
         setMembers(members, &record);
         structures_.emplace(&type, record);
         return record;
@@ -89,8 +92,9 @@ private:
             record.type |= kArrayFlag;
             setDimensions(declared.dimensions, &record);
         }
-        if (declared.structure)
+        if (declared.structure) {
             record.elementType << structure(*declared.structure);
+        }
         if (declared.bitAddressable) {
             record.type |= kBitFlag;
             record.elementType << bitsRecord(traits->widthBytes);
@@ -106,8 +110,9 @@ private:
 QList<Label_Type_Info> labelRecords(const SymbolFile& file) {
     RecordBuilder builder;
     QList<Label_Type_Info> records;
-    for (const Scope& scope : file.scopes)
+    for (const Scope& scope : file.scopes) {
         records << builder.scope(scope);
+    }
     return records;
 }
 

@@ -12,16 +12,18 @@ namespace ac500 {
 // Elements of all dimensions together; 1 without dimensions.
 inline std::int64_t countElements(const std::vector<ArrayDimension>& dimensions) {
     std::int64_t count = 1;
-    for (const ArrayDimension& dimension : dimensions)
+    for (const ArrayDimension& dimension : dimensions) {
         count *= dimension.count();
+    }
     return count;
 }
 
 // From one element of an array to the next, in the unit of Variable::offset: bits for Bit, else bytes.
 // REQUIRES: the structure of a variable of type Struct is set.
 inline std::int64_t elementStep(const Variable& variable) {
-    if (variable.code == TypeCode::Bit)
+    if (variable.code == TypeCode::Bit) {
         return 1;
+    }
     return variable.code == TypeCode::Struct ? variable.structure->sizeBytes : typeTraits(variable.code)->widthBytes;
 }
 

@@ -66,8 +66,9 @@ const NumericRange kRanges[] = {
 // Null for strings and structures.
 const NumericRange* numericRange(TypeCode code) {
     for (const NumericRange& range : kRanges) {
-        if (range.code == code)
+        if (range.code == code) {
             return &range;
+        }
     }
     return nullptr;
 }
@@ -88,8 +89,9 @@ std::string number(double value) {
 }
 
 std::string rangeText(const NumericRange& range) {
-    if (isFloat(range.code))
+    if (isFloat(range.code)) {
         return range.code == TypeCode::Real ? "-3.4e38 to 3.4e38" : "-1.79e308 to 1.79e308";
+    }
     return std::to_string(range.smallest) + " to " + std::to_string(range.largest);
 }
 
@@ -105,9 +107,10 @@ class NamedOnce {
 public:
     bool add(const Element& element, const JsonNode& node, ProblemList* problems) {
         const auto inserted = lines_.emplace(keyOf(element), node.line());
-        if (!inserted.second)
+        if (!inserted.second) {
             problems->add(node, "this variable has an entry in line " + std::to_string(inserted.first->second) +
                                     " already; remove one of them");
+        }
         return inserted.second;
     }
 
@@ -125,22 +128,25 @@ public:
         const auto tag = readText(node, problems_);
         Element element;
         std::string error;
-        if (!tag || lookup_ == TagLookup::Impossible)
+        if (!tag || lookup_ == TagLookup::Impossible) {
             return std::nullopt;
+        }
         if (!findElement(file_, *tag, &element, &error)) {
             problems_->add(*node, error);
             return std::nullopt;
         }
-        if (element.bit < 0)
+        if (element.bit < 0) {
             return element;
+        }
         problems_->add(*node, "names a single bit of a variable; name the whole variable");
         return std::nullopt;
     }
 
     std::optional<Element> findNumber(const std::optional<JsonNode>& node) const {
         const std::optional<Element> element = find(node);
-        if (!element || !isText(element->code))
+        if (!element || !isText(element->code)) {
             return element;
+        }
         problems_->add(*node, "is a string; signals but \"pattern\" drive and repeat numbers and booleans only");
         return std::nullopt;
     }
@@ -153,8 +159,9 @@ private:
 
 const SignalKind* findKind(const std::string& name) {
     for (const SignalKind& kind : signalKinds()) {
-        if (name == kind.name)
+        if (name == kind.name) {
             return &kind;
+        }
     }
     return nullptr;
 }
@@ -162,8 +169,9 @@ const SignalKind* findKind(const std::string& name) {
 // The kind that an entry names, if it names one: it decides which keys belong into the entry.
 const SignalKind* peekKind(const JsonNode& node) {
     for (const JsonMember& member : node.value->members) {
-        if (member.key == "signal")
+        if (member.key == "signal") {
             return findKind(member.value.text);
+        }
     }
     return nullptr;
 }
@@ -186,10 +194,12 @@ public:
         const auto tag = object_.require("tag", "name the variable that the signal drives");
         const bool takesStrings = kind_ && kind_->kind == Signal::Kind::Pattern;
         target_ = takesStrings ? tags_.find(tag) : tags_.findNumber(tag);
-        if (tag)
+        if (tag) {
             signal_.tag = tag->value->text;
-        if (readKind())
+        }
+        if (readKind()) {
             readShape();
+        }
         return signal_;
     }
 
@@ -201,15 +211,17 @@ private:
         const auto node = object_.require("signal", "name the kind of signal, for example \"ramp\"");
         const auto name = readText(node, problems_);
         std::vector<std::string> names;
-        for (const SignalKind& kind : signalKinds())
+        for (const SignalKind& kind : signalKinds()) {
             names.push_back(kind.name);
-        if (kind_)
+        }
+        if (kind_) {
             signal_.kind = kind_->kind;
-        else if (name)
+        } else if (name) {
             problems_->add(*node,
                            "unknown kind of signal " + inQuotes(*name) +
                                suggestion(*name, names,
                                           "use constant, counter, ramp, sine, square, random-walk, echo or pattern"));
+        }
         return kind_ != nullptr;
     }
 
@@ -230,16 +242,18 @@ private:
     void readSource() {
         const auto node = object_.require("source", "name the variable that is echoed");
         source_ = tags_.findNumber(node);
-        if (node)
+        if (node) {
             signal_.source = node->value->text;
+        }
     }
 
     void readConstant() {
         const auto node = object_.require("value", "give the constant");
-        if (node && node->value->kind == JsonValue::Kind::Boolean)
+        if (node && node->value->kind == JsonValue::Kind::Boolean) {
             signal_.minimum = node->value->boolean ? 1 : 0;
-        else
+        } else {
             signal_.minimum = readNumber(node, problems_).value_or(0);
+        }
         signal_.maximum = signal_.minimum;
         checkHolds(node, signal_.minimum);
     }
@@ -255,35 +269,41 @@ private:
         checkHolds(minimumNode, signal_.minimum);
         checkHolds(maximumNode, signal_.maximum);
         const bool known = maximum || (target_ && !maximumNode);
-        if (known && signal_.minimum > signal_.maximum)
+        if (known && signal_.minimum > signal_.maximum) {
             problems_->add(maximumNode ? *maximumNode : object_.node(),
                            "the range goes from " + number(signal_.minimum) + " down to " + number(signal_.maximum) +
                                "; \"min\" (0 when absent) must not be larger than \"max\"");
+        }
     }
 
     // A boolean has a natural range, and a counter counts to the end of an integer type.
     bool hasDefaultMaximum() const {
-        if (!target_)
+        if (!target_) {
             return true;  // not known: the tag has been reported, or is looked up in the next run
+        }
         return isTruth(target_->code) || (signal_.kind == Signal::Kind::Counter && !isFloat(target_->code));
     }
 
     void checkHolds(const std::optional<JsonNode>& node, double value) {
-        if (!node || !target_)
+        if (!node || !target_) {
             return;
+        }
         const NumericRange& range = *numericRange(target_->code);
-        if (value < range.lowest || value > range.highest)
+        if (value < range.lowest || value > range.highest) {
             problems_->add(*node, number(value) + " does not fit into " + typeTraits(target_->code)->name +
                                       "; stay within " + rangeText(range));
+        }
     }
 
     void readStep() {
         const auto node = object_.find("step");
         signal_.step = readNumber(node, problems_).value_or(1);
-        if (node && signal_.kind == Signal::Kind::Counter && signal_.step == 0)
+        if (node && signal_.kind == Signal::Kind::Counter && signal_.step == 0) {
             problems_->add(*node, "a counter with step 0 stands still; use another step, or the signal \"constant\"");
-        if (node && signal_.kind == Signal::Kind::RandomWalk && signal_.step <= 0)
+        }
+        if (node && signal_.kind == Signal::Kind::RandomWalk && signal_.step <= 0) {
             problems_->add(*node, "is " + number(signal_.step) + "; write the largest change per period, above 0");
+        }
     }
 
     void readPeriod() {
@@ -304,8 +324,9 @@ private:
 class EchoChains {
 public:
     void add(const SignalReader& reader, const Signal& signal, const JsonNode& node) {
-        if (signal.kind != Signal::Kind::Echo || !reader.target() || !reader.source())
+        if (signal.kind != Signal::Kind::Echo || !reader.target() || !reader.source()) {
             return;
+        }
         byTarget_.emplace(keyOf(*reader.target()), echoes_.size());
         echoes_.push_back({signal.tag, keyOf(*reader.source()), node});
     }
@@ -318,8 +339,9 @@ public:
         }
         for (const std::vector<std::size_t>& circle : findCircles(next)) {
             std::string way;
-            for (std::size_t i : circle)
+            for (std::size_t i : circle) {
                 way += echoes_[i].tag + " < ";
+            }
             problems->add(echoes_[circle.front()].node, "echoes form a circle (" + way + echoes_[circle.front()].tag +
                                                             "); give one of them another signal");
         }
@@ -338,9 +360,10 @@ private:
 std::vector<JsonNode> readEntries(const ObjectReader& section, const std::string& key, ProblemList* problems) {
     const auto node = section.find(key);
     std::vector<JsonNode> entries = readArray(node, problems);
-    if (entries.size() > kMaxSimulationEntries)
+    if (entries.size() > kMaxSimulationEntries) {
         problems->add(*node, "has " + std::to_string(entries.size()) + " entries; at most " +
                                  std::to_string(kMaxSimulationEntries) + " are possible");
+    }
     entries.resize(std::min(entries.size(), kMaxSimulationEntries));
     return entries;
 }
@@ -351,8 +374,9 @@ void readSignals(const ObjectReader& section, const TagFinder& tags, SymbolFile*
     for (const JsonNode& node : readEntries(section, "signals", problems)) {
         SignalReader reader(node, tags, problems);
         const Signal signal = reader.read();
-        if (!reader.target() || targets.add(*reader.target(), node, problems))
+        if (!reader.target() || targets.add(*reader.target(), node, problems)) {
             echoes.add(reader, signal, node);
+        }
         file->signals.push_back(signal);
     }
     echoes.reportCircles(problems);
@@ -368,8 +392,9 @@ bool isIntegerText(const std::string& text, Integer* value) {
 bool fitsInteger(const std::string& text, const NumericRange& range) {
     std::int64_t whole = 0;
     std::uint64_t natural = 0;
-    if (isIntegerText(text, &natural))
+    if (isIntegerText(text, &natural)) {
         return natural <= range.largest;
+    }
     return isIntegerText(text, &whole) && whole >= range.smallest;
 }
 
@@ -383,8 +408,9 @@ bool fitsFloat(const std::string& text, const NumericRange& range) {
 
 // "TRUE" or "FALSE", or an empty text when it is neither.
 std::string truthText(const std::string& text) {
-    if (text == "TRUE" || text == "true" || text == "1")
+    if (text == "TRUE" || text == "true" || text == "1") {
         return "TRUE";
+    }
     return text == "FALSE" || text == "false" || text == "0" ? "FALSE" : "";
 }
 
@@ -394,11 +420,13 @@ std::string objection(const std::string& text, TypeCode code) {
         const bool holdable = text.size() <= kMaxStringBytes && text.find('\0') == std::string::npos;
         return holdable ? "" : "a string holds at most 80 bytes and no zero byte; shorten it";
     }
-    if (isTruth(code))
+    if (isTruth(code)) {
         return truthText(text).empty() ? inQuotes(text) + " is no truth value; write true or false" : "";
+    }
     const NumericRange& range = *numericRange(code);
-    if (isFloat(code) ? fitsFloat(text, range) : fitsInteger(text, range))
+    if (isFloat(code) ? fitsFloat(text, range) : fitsInteger(text, range)) {
         return "";
+    }
     return inQuotes(text) + " is no value for " + typeTraits(code)->name + "; write a " +
            (isFloat(code) ? "number from " : "whole number from ") + rangeText(range);
 }
@@ -411,13 +439,16 @@ void readInitialValues(const ObjectReader& section, const TagFinder& tags, Symbo
         const std::optional<Element> target = tags.find(tag);
         const auto valueNode = object.require("value", "give the value that the variable starts with");
         const auto text = readScalar(valueNode, problems);
-        if (target)
+        if (target) {
             targets.add(*target, node, problems);
-        if (!target || !text)
+        }
+        if (!target || !text) {
             continue;
+        }
         const std::string reason = objection(*text, target->code);
-        if (!reason.empty())
+        if (!reason.empty()) {
             problems->add(*valueNode, reason);
+        }
         file->initialValues.push_back(
             {tag->value->text, isTruth(target->code) ? truthText(*text) : *text, node.line()});
     }
@@ -426,8 +457,9 @@ void readInitialValues(const ObjectReader& section, const TagFinder& tags, Symbo
 }  // namespace
 
 void readSimulation(const std::optional<JsonNode>& section, TagLookup lookup, SymbolFile* file, ProblemList* problems) {
-    if (!section)
+    if (!section) {
         return;
+    }
     const ObjectReader object(*section, {"signals", "initial"}, problems);
     const TagFinder tags(*file, lookup, problems);
     readSignals(object, tags, file, problems);

@@ -29,8 +29,9 @@ public:
     }
 
     LoadedSymbolFile read() {
-        if (root_.isObject())
+        if (root_.isObject()) {
             readParts();
+        }
         return {std::move(file_), problems_.inLineOrder()};
     }
 
@@ -51,8 +52,9 @@ private:
         readText(root_.find("$schema"), &problems_);
         const auto format = root_.require("format", std::string("write \"format\": \"") + kFormat + "\"");
         const auto name = readText(format, &problems_);
-        if (name && *name != kFormat)
+        if (name && *name != kFormat) {
             problems_.add(*format, "is " + inQuotes(*name) + "; write \"" + kFormat + "\"");
+        }
         readInteger(root_.require("version", "write \"version\": 1"), {1, 1}, &problems_);
         file_.description = readText(root_.find("description"), &problems_).value_or("");
     }
@@ -63,9 +65,10 @@ private:
             const Area area = readArea(node);
             const bool inLimit = total <= kMaxTotalAreaBytes;
             total += area.sizeBytes;
-            if (inLimit && total > kMaxTotalAreaBytes)
+            if (inLimit && total > kMaxTotalAreaBytes) {
                 problems_.add(node, "with this area all areas together exceed " + std::to_string(kMaxTotalAreaBytes) +
                                         " bytes; make some of them smaller");
+            }
             file_.areas.push_back(area);
         }
     }
@@ -97,8 +100,9 @@ private:
             scope.line = node.line();
             const auto nameNode = object.require("name", "name the scope, for example \"Main\"");
             scope.name = readName(nameNode, &problems_).value_or("");
-            if (nameNode)
+            if (nameNode) {
                 names.add(scope.name, *nameNode, &problems_);
+            }
             scope.variables = readVariables(object.require("variables", "list the variables of the scope"), types);
             file_.scopes.push_back(std::move(scope));
         }
@@ -121,8 +125,9 @@ private:
         const auto area = areaBytes_.find(variable.area);
         const std::string number = std::to_string(variable.area);
         if (area == areaBytes_.end()) {
-            if (areasKnown_)
+            if (areasKnown_) {
                 problems_.add(declaration.area, "there is no area " + number + "; add it to \"areas\" or correct this");
+            }
         } else if (area->second != 0 && endByte(variable) > area->second) {
             problems_.add(declaration.place, "the variable ends at byte " + std::to_string(endByte(variable)) +
                                                  ", outside the " + std::to_string(area->second) + " bytes of area " +
@@ -133,11 +138,12 @@ private:
     void countLeaves(const Declaration& declaration, const StructureTypes& types) {
         const bool inLimit = leaves_ <= kMaxLeaves;
         leaves_ += types.countLeaves(declaration.variable);
-        if (inLimit && leaves_ > kMaxLeaves)
+        if (inLimit && leaves_ > kMaxLeaves) {
             problems_.add(declaration.node, "with this variable the file describes more than " +
                                                 std::to_string(kMaxLeaves) +
                                                 " readable values, structures counted member by member; make arrays of "
                                                 "structures smaller");
+        }
     }
 
     ProblemList problems_;  // before root_, which reports to it
@@ -171,27 +177,32 @@ bool readUpTo(const std::string& fileName, std::size_t limit, std::string* text)
 
 std::string describe(const std::string& fileName, const Problem& problem) {
     std::string text = fileName + ":";
-    if (problem.line > 0)
+    if (problem.line > 0) {
         text += std::to_string(problem.line) + ":" + std::to_string(problem.column) + ":";
-    if (!problem.where.empty())
+    }
+    if (!problem.where.empty()) {
         text += " " + problem.where + ":";
+    }
     return text + " " + problem.what;
 }
 
 LoadedSymbolFile loadSymbolFile(const std::string& fileName) {
     std::string text;
-    if (!readUpTo(fileName, kMaxFileBytes + 1, &text))
+    if (!readUpTo(fileName, kMaxFileBytes + 1, &text)) {
         return unreadable(std::string("cannot be read: ") + std::strerror(errno) +
                           "; check the path and its permissions");
-    if (text.size() > kMaxFileBytes)
+    }
+    if (text.size() > kMaxFileBytes) {
         return unreadable("is larger than 64 MiB; this is no symbol file, or it has to be split");
+    }
     return parseSymbolFile(text);
 }
 
 LoadedSymbolFile parseSymbolFile(const std::string& text) {
     ParsedJson parsed = parseJson(text);
-    if (!parsed.problems.empty())
+    if (!parsed.problems.empty()) {
         return {SymbolFile(), std::move(parsed.problems)};
+    }
     return SymbolFileReader(parsed.root).read();
 }
 

@@ -12,10 +12,11 @@ namespace {
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> parts(1);
     for (char c : text) {
-        if (c == separator)
+        if (c == separator) {
             parts.emplace_back();
-        else
+        } else {
             parts.back() += c;
+        }
     }
     return parts;
 }
@@ -26,8 +27,9 @@ std::string bounds(const ArrayDimension& dimension) {
 
 std::string bounds(const std::vector<ArrayDimension>& dimensions) {
     std::string text;
-    for (const ArrayDimension& dimension : dimensions)
+    for (const ArrayDimension& dimension : dimensions) {
         text += (text.empty() ? "" : ",") + bounds(dimension);
+    }
     return "[" + text + "]";
 }
 
@@ -51,16 +53,18 @@ Component parseComponent(const std::string& text) {
     const std::size_t bracket = text.find('[');
     component.indexed = bracket != std::string::npos && text.find(']') == text.size() - 1;
     component.name = component.indexed ? text.substr(0, bracket) : text;
-    if (component.indexed)
+    if (component.indexed) {
         component.indices = split(text.substr(bracket + 1, text.size() - bracket - 2), ',');
+    }
     return component;
 }
 
 template <typename Named>
 const Named* findByName(const std::vector<Named>& list, const std::string& name) {
     for (const Named& candidate : list) {
-        if (candidate.name == name)
+        if (candidate.name == name) {
             return &candidate;
+        }
     }
     return nullptr;
 }
@@ -69,8 +73,9 @@ template <typename Named>
 std::string closeTo(const std::string& name, const std::vector<Named>& list) {
     std::vector<std::string> names;
     names.reserve(list.size());
-    for (const Named& candidate : list)
+    for (const Named& candidate : list) {
         names.push_back(candidate.name);
+    }
     return suggestion(name, names, "list the tags to see what there is");
 }
 
@@ -82,15 +87,18 @@ public:
     bool run() {
         for (const std::string& part : split(tag_, '.')) {
             components_.push_back(parseComponent(part));
-            if (part.find_first_of("[]") != std::string::npos && !components_.back().indexed)
+            if (part.find_first_of("[]") != std::string::npos && !components_.back().indexed) {
                 return fail(inQuotes(part) + " has half an index; write it as in NAME[1] or NAME[1,2]");
+            }
         }
-        if (components_.size() < 2)
+        if (components_.size() < 2) {
             return fail("a tag needs a scope and a variable: write SCOPE.VARIABLE");
+        }
         const Component& first = components_.front();
         const Scope* scope = findByName(file_.scopes, first.text);
-        if (!scope)
+        if (!scope) {
             return fail("there is no scope " + inQuotes(first.text) + closeTo(first.name, file_.scopes));
+        }
         return enterScope(*scope);
     }
 
@@ -105,9 +113,10 @@ private:
 
     bool enterScope(const Scope& scope) {
         const Variable* variable = findByName(scope.variables, components_[1].name);
-        if (!variable)
+        if (!variable) {
             return fail("scope " + inQuotes(scope.name) + " has no variable " + inQuotes(components_[1].name) +
                         closeTo(components_[1].name, scope.variables));
+        }
         element_.area = variable->area;
         return descend(*variable);
     }
@@ -115,19 +124,23 @@ private:
     bool descend(const Variable& outermost) {
         const Variable* variable = &outermost;
         std::size_t depth = 1;
-        if (!addElement(*variable, components_[depth]))
+        if (!addElement(*variable, components_[depth])) {
             return false;
+        }
         while (variable->structure) {
-            if (++depth == components_.size())
+            if (++depth == components_.size()) {
                 return fail(inQuotes(variable->name) + " is a structure of type " +
                             inQuotes(variable->structure->name) + "; add \".\" and the name of a member");
+            }
             const StructType& type = *variable->structure;
             variable = findByName(type.members, components_[depth].name);
-            if (!variable)
+            if (!variable) {
                 return fail("structure type " + inQuotes(type.name) + " has no member " +
                             inQuotes(components_[depth].name) + closeTo(components_[depth].name, type.members));
-            if (!addElement(*variable, components_[depth]))
+            }
+            if (!addElement(*variable, components_[depth])) {
                 return false;
+            }
         }
         element_.code = variable->code;
         element_.bitAddressable = variable->bitAddressable;
@@ -136,13 +149,15 @@ private:
 
     // Adds what the variable and its indices contribute to the address.
     bool addElement(const Variable& variable, const Component& component) {
-        if (!checkIndexCount(variable, component))
+        if (!checkIndexCount(variable, component)) {
             return false;
+        }
         element_.elementsToRowEnd = 1;
         std::int64_t linear = 0;
         for (std::size_t d = 0; d < variable.dimensions.size(); ++d) {
-            if (!addIndex(component.indices[d], variable.dimensions[d], &linear))
+            if (!addIndex(component.indices[d], variable.dimensions[d], &linear)) {
                 return false;
+            }
         }
         element_.address += variable.offset + linear * elementStep(variable);
         return true;
@@ -150,22 +165,27 @@ private:
 
     bool checkIndexCount(const Variable& variable, const Component& component) {
         const bool isArray = !variable.dimensions.empty();
-        if (!isArray)
+        if (!isArray) {
             return component.indexed ? fail(inQuotes(variable.name) + " is no array; remove the index") : true;
+        }
         const std::string array = inQuotes(variable.name) + " is the array " + bounds(variable.dimensions);
-        if (!component.indexed)
+        if (!component.indexed) {
             return fail(array + "; add an index");
-        if (component.indices.size() != variable.dimensions.size())
+        }
+        if (component.indices.size() != variable.dimensions.size()) {
             return fail(array + "; give one index per dimension");
+        }
         return true;
     }
 
     bool addIndex(const std::string& text, const ArrayDimension& dimension, std::int64_t* linear) {
         int index = 0;
-        if (!parseIndex(text, &index))
+        if (!parseIndex(text, &index)) {
             return fail("index " + inQuotes(text) + " is no whole number");
-        if (index < dimension.lower || index > dimension.upper)
+        }
+        if (index < dimension.lower || index > dimension.upper) {
             return fail("index " + text + " lies outside " + bounds(dimension));
+        }
         *linear = *linear * dimension.count() + (index - dimension.lower);
         element_.elementsToRowEnd = dimension.upper - index + 1;
         return true;
@@ -173,19 +193,23 @@ private:
 
     // Behind the last variable nothing may follow but a bit: "b[3]". What stands before its bracket is free.
     bool finish(const Variable& variable, std::size_t depth) {
-        if (depth == components_.size())
+        if (depth == components_.size()) {
             return true;
+        }
         const Component& last = components_[depth];
-        if (!variable.bitAddressable || depth + 1 != components_.size())
+        if (!variable.bitAddressable || depth + 1 != components_.size()) {
             return fail(inQuotes(variable.name) + " is a " + typeTraits(variable.code)->name +
                         "; nothing can follow it, found " + inQuotes(last.text));
+        }
         int bit = 0;
-        if (!last.indexed || last.name.empty() || last.indices.size() != 1 || !parseIndex(last.indices[0], &bit))
+        if (!last.indexed || last.name.empty() || last.indices.size() != 1 || !parseIndex(last.indices[0], &bit)) {
             return fail(inQuotes(last.text) + " names no bit of " + inQuotes(variable.name) +
                         "; write b[0], b[1] and so on");
+        }
         const ArrayDimension bits = {0, typeTraits(variable.code)->widthBytes * 8 - 1};
-        if (bit < bits.lower || bit > bits.upper)
+        if (bit < bits.lower || bit > bits.upper) {
             return fail("bit " + last.indices[0] + " lies outside " + bounds(bits));
+        }
         element_.bit = bit;
         return true;
     }
@@ -209,17 +233,20 @@ template <typename Visitor>
 void forEachElement(const std::vector<ArrayDimension>& dimensions, Visitor visit) {
     std::vector<int> index;
     index.reserve(dimensions.size());
-    for (const ArrayDimension& dimension : dimensions)
+    for (const ArrayDimension& dimension : dimensions) {
         index.push_back(dimension.lower);
+    }
     const std::int64_t count = countElements(dimensions);
     for (std::int64_t linear = 0; linear < count; ++linear) {
         std::string text;
-        for (int i : index)
+        for (int i : index) {
             text += (text.empty() ? "[" : ",") + std::to_string(i);
+        }
         visit(text.empty() ? text : text + "]", linear);
         for (std::size_t d = dimensions.size(); d-- > 0;) {
-            if (++index[d] <= dimensions[d].upper)
+            if (++index[d] <= dimensions[d].upper) {
                 break;
+            }
             index[d] = dimensions[d].lower;
         }
     }
@@ -233,8 +260,9 @@ void appendLeaves(const Variable& variable, const Place& place, std::vector<Leaf
     }
     forEachElement(variable.dimensions, [&](const std::string& indices, std::int64_t linear) {
         const std::int64_t start = place.address + linear * elementStep(variable);
-        for (const Variable& member : variable.structure->members)
+        for (const Variable& member : variable.structure->members) {
             appendLeaves(member, {place.tag + indices + "." + member.name, place.area, start + member.offset}, leaves);
+        }
     });
 }
 
@@ -247,8 +275,9 @@ int Leaf::elementCount() const {
 std::vector<Leaf> listLeaves(const SymbolFile& file) {
     std::vector<Leaf> leaves;
     for (const Scope& scope : file.scopes) {
-        for (const Variable& variable : scope.variables)
+        for (const Variable& variable : scope.variables) {
             appendLeaves(variable, {scope.name + "." + variable.name, variable.area, variable.offset}, &leaves);
+        }
     }
     return leaves;
 }

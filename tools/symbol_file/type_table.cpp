@@ -38,8 +38,9 @@ const TypeTraits* typeTraits(const std::string& name) {
 std::vector<std::string> builtInTypeNames() {
     std::vector<std::string> names;
     for (const TypeTraits& row : kTypes) {
-        if (row.code != TypeCode::Struct)
+        if (row.code != TypeCode::Struct) {
             names.push_back(row.name);
+        }
     }
     return names;
 }
