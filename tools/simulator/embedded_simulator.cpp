@@ -71,11 +71,19 @@ void EmbeddedSimulator::inject(const Fault& fault, std::uint32_t count, std::opt
 }
 
 void EmbeddedSimulator::restart() {
-    {
+    // In the server's thread where it runs, so that no request of an old connection meets the new program in between.
+    const auto restartModel = [this] {
         const std::lock_guard<std::mutex> guard(modelMutex_);
         model_.restart();
+    };
+    if (!thread_.isRunning()) {
+        restartModel();
+        return;
     }
-    dropConnections();
+    runInThreadOf(server_, [this, &restartModel] {
+        restartModel();
+        server_->closeAllConnections();
+    });
 }
 
 void EmbeddedSimulator::dropConnections() {
