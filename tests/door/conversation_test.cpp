@@ -14,12 +14,6 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// Service 01; its answer needs a payload of at least 200 bytes.
-const char* const kFirstHandshakeRequest = "BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00";
-
-// Service 31, "DOWNLOAD.SDB"; its answer carries the session bytes at offset 24.
-const char* const kSecondHandshakeRequest = "BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00";
-
 // Eight bytes from offset 16 of area 2: the counter, a gap of two bytes, the level. Session 11 22 33 44.
 const char* const kReadRequest = "BB BB 00 00 00 14 2E 00 00 00 00 01 00 02 00 00 00 10 00 00 00 08 11 22 33 44";
 

@@ -8,7 +8,6 @@
 namespace ac500 {
 namespace {
 
-using test::goodReply;
 using test::HostilePlc;
 using Connection = HostilePlc::Connection;
 using Moment = std::chrono::steady_clock::time_point;
@@ -21,10 +20,10 @@ const int kSlackMs =
 // many of what can be read at a time.
 const std::int64_t kMostBytesPerConnection = 206 + 36 + 65541 + 65536;
 
-const std::string kLongestHead = bytesOf("BBBB0000FFFF");  // announces 65535 bytes of payload
+const std::string kLongestHead = byteString("BB BB 00 00 FF FF");  // announces 65535 bytes of payload
 
 // The answer to a read of two bytes, 0x1234.
-const std::string kIntReply = bytesOf("BBBB 00000009 0000 00000000 00 1234");
+const std::string kIntReply = byteString("BB BB 00 00 00 09 00 00 00 00 00 00 00 12 34");
 
 int elapsedMs(Moment start) {
     const auto passed = std::chrono::steady_clock::now() - start;
@@ -180,7 +179,7 @@ TEST_F(HostilePlcTest, ALengthWithItsUpperHalfSetMeansItsLowerHalf) {
 
 TEST_F(HostilePlcTest, AReplyOfTheWrongLengthIsDroppedBeforeItsTimeIsOver) {
     settings.loop.replyTimeout = host::Milliseconds(600000);
-    meet([](Connection& connection) { connection.send(goodReply(65535)); });
+    meet([](Connection& connection) { connection.send(test::zeroReply(65535).toStdString()); });
     expectFailure("the reply should have 15 bytes and has 65541");
     expectConnections(3);
     expectBoundedBytes();

@@ -14,13 +14,13 @@ protected:
         settings.loop.replyTimeout = host::Milliseconds(test::paced(150));
         settings.loop.cycle = host::Milliseconds(0);
         fill(2000, "04 57");
-        fill(4000, "08 ae");
+        fill(4000, "08 AE");
     }
 
     void fill(std::uint64_t offset, const char* word) {
         std::string bytes;
         for (int i = 0; i < 200; ++i) {
-            bytes += bytesOf(word);
+            bytes += byteString(word);
         }
         plc.write(1, offset, bytes);
     }

@@ -38,7 +38,7 @@ TEST_F(LinkTest, APlcThatRestartsGetsANewHandshakeAndItsNewSessionBytesAreUsed) 
     begin({"Main.int"});
     read("Main.int");
     const auto session1 = plc.identity().session;
-    plc.write(1, 4, bytesOf("01 02"));
+    plc.write(1, 4, byteString("01 02"));
     plc.restart();
     ASSERT_NE(plc.identity().session, session1);
     EXPECT_TRUE(eventually([&] { return session->status().statistics.handshakes == 2; })) << lastFailure();
@@ -212,7 +212,7 @@ TEST_F(LinkTest, SomethingThatSaysNothingIsAFailureOfTheHandshake) {
 }
 
 TEST_F(LinkTest, AHandshakeReplyThatIsTooSmallIsAFailureOfTheHandshake) {
-    const OtherPeer small(QByteArray::fromHex("BBBB00000002") + QByteArray(2, '\0'));
+    const OtherPeer small(test::writeReply());
     settings.loop.plc.port = small.port();
     begin({"Main.int"});
     EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
@@ -233,7 +233,7 @@ TEST_F(LinkTest, AnotherSessionAfterTheFirstStartsCleanly) {
     begin({"Main.int"});
     read("Main.int");
     session.reset();
-    plc.write(1, 4, bytesOf("00 07"));
+    plc.write(1, 4, byteString("00 07"));
     begin({"Main.int"});
     EXPECT_EQ(read("Main.int"), "7");
     EXPECT_EQ(plc.counters().refused, 0u);

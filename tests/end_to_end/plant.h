@@ -4,13 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include <QtCore/QByteArray>
 #include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/support/bytes.h"
 #include "tests/support/pace.h"
 #include "tools/host/driver_library.h"
 #include "tools/host/host_session.h"
@@ -19,6 +19,9 @@
 #include "tools/simulator/reserved_variables.h"
 
 namespace ac500 {
+
+using test::byteString;
+using test::hex;
 
 // One variable of every kind, area 1 unless said otherwise, no signals: nothing changes by itself.
 const char kProgram[] = R"({
@@ -69,14 +72,6 @@ inline SymbolFile programOf(const char* json) {
         ADD_FAILURE() << describe("program", problem);
     }
     return loaded.file;
-}
-
-inline std::string hexOf(const std::string& bytes) {
-    return QByteArray(bytes.data(), static_cast<int>(bytes.size())).toHex(' ').toStdString();
-}
-
-inline std::string bytesOf(const char* hexText) {
-    return QByteArray::fromHex(hexText).toStdString();
 }
 
 // The session is made by begin(), so that a test can change the settings before.
@@ -164,7 +159,7 @@ protected:
     }
 
     std::string inPlc(int area, std::uint64_t offset, std::uint64_t size) const {
-        return hexOf(plc.read({area, offset, size}));
+        return hex(plc.read({area, offset, size}));
     }
 
     std::string lastFailure() const {

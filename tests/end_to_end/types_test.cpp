@@ -14,38 +14,38 @@ struct Row {
 
 const Row kScalars[] = {
     {"Main.bool", "TRUE", 1, 0, "01"},
-    {"Main.sint", "-2", 1, 1, "fe"},
-    {"Main.usint", "200", 1, 2, "c8"},
-    {"Main.byte", "0xA5", 1, 3, "a5"},
-    {"Main.int", "-12345", 1, 4, "cf c7"},
-    {"Main.uint", "60000", 1, 6, "ea 60"},
-    {"Main.word", "0xBEEF", 1, 8, "be ef"},
-    {"Main.dint", "-2", 1, 12, "ff ff ff fe"},
-    {"Main.udint", "3000000000", 1, 16, "b2 d0 5e 00"},
+    {"Main.sint", "-2", 1, 1, "FE"},
+    {"Main.usint", "200", 1, 2, "C8"},
+    {"Main.byte", "0xA5", 1, 3, "A5"},
+    {"Main.int", "-12345", 1, 4, "CF C7"},
+    {"Main.uint", "60000", 1, 6, "EA 60"},
+    {"Main.word", "0xBEEF", 1, 8, "BE EF"},
+    {"Main.dint", "-2", 1, 12, "FF FF FF FE"},
+    {"Main.udint", "3000000000", 1, 16, "B2 D0 5E 00"},
     {"Main.dword", "0x01020304", 1, 20, "01 02 03 04"},
-    {"Main.real", "1.5", 1, 24, "3f c0 00 00"},
-    {"Main.lint", "-2", 1, 32, "ff ff ff ff ff ff ff fe"},
-    {"Main.ulint", "18446744073709551615", 1, 40, "ff ff ff ff ff ff ff ff"},
+    {"Main.real", "1.5", 1, 24, "3F C0 00 00"},
+    {"Main.lint", "-2", 1, 32, "FF FF FF FF FF FF FF FE"},
+    {"Main.ulint", "18446744073709551615", 1, 40, "FF FF FF FF FF FF FF FF"},
     {"Main.lword", "0x0102030405060708", 1, 48, "01 02 03 04 05 06 07 08"},
-    {"Main.lreal", "-2", 1, 56, "c0 00 00 00 00 00 00 00"},
+    {"Main.lreal", "-2", 1, 56, "C0 00 00 00 00 00 00 00"},
     // bit 21 is bit 5 of the word at byte 2
     {"Main.bit", "1", 3, 2, "00 20"},
 };
 
 const Row kArrays[] = {
     {"Main.bools", "TRUE, FALSE, FALSE, TRUE", 1, 300, "01 00 00 01"},
-    {"Main.sints", "-128, -1, 0, 1, 127", 1, 310, "80 ff 00 01 7f"},
-    {"Main.ints[2..4]", "1, -1, 4660", 1, 322, "00 01 ff ff 12 34"},
+    {"Main.sints", "-128, -1, 0, 1, 127", 1, 310, "80 FF 00 01 7F"},
+    {"Main.ints[2..4]", "1, -1, 4660", 1, 322, "00 01 FF FF 12 34"},
     {"Main.dints", "1, 2, 3, 4, 5", 1, 340, "00 00 00 01 00 00 00 02 00 00 00 03 00 00 00 04 00 00 00 05"},
-    {"Main.reals[1,1..3]", "1, 2, 3", 1, 372, "3f 80 00 00 40 00 00 00 40 40 00 00"},
-    {"Main.reals[2,3]", "1.5", 1, 392, "3f c0 00 00"},
+    {"Main.reals[1,1..3]", "1, 2, 3", 1, 372, "3F 80 00 00 40 00 00 00 40 40 00 00"},
+    {"Main.reals[2,3]", "1.5", 1, 392, "3F C0 00 00"},
     {"Main.lreals[8..10]", "1, 2, -2", 1, 456,
-     "3f f0 00 00 00 00 00 00 40 00 00 00 00 00 00 00 c0 00 00 00 00 00 00 00"},
+     "3F F0 00 00 00 00 00 00 40 00 00 00 00 00 00 00 C0 00 00 00 00 00 00 00"},
     {"Main.single", "258", 1, 480, "00 00 00 00 00 00 01 02"},
-    {"Main.motors[2].speed", "1500", 1, 826, "05 dc"},
-    {"Main.motors[2].curve", "1, 2, 3, 1.5, -2", 1, 828, "3f 80 00 00 40 00 00 00 40 40 00 00 3f c0 00 00 c0 00 00 00"},
+    {"Main.motors[2].speed", "1500", 1, 826, "05 DC"},
+    {"Main.motors[2].curve", "1, 2, 3, 1.5, -2", 1, 828, "3F 80 00 00 40 00 00 00 40 40 00 00 3F C0 00 00 C0 00 00 00"},
     // bits 30 to 35: bits 14 and 15 of the word at byte 2, bits 0 to 3 of the word at byte 4
-    {"Main.bits", "1, 0, 1, 1, 0, 1", 3, 2, "40 00 00 0b"},
+    {"Main.bits", "1, 0, 1, 1, 0, 1", 3, 2, "40 00 00 0B"},
 };
 
 class TypesTest : public PlantTest {
@@ -61,9 +61,9 @@ protected:
         return tags;
     }
 
-    std::string inPlcOf(const Row& row) const { return inPlc(row.area, row.offset, bytesOf(row.bytes).size()); }
+    std::string inPlcOf(const Row& row) const { return inPlc(row.area, row.offset, byteString(row.bytes).size()); }
 
-    void putIntoPlc(const Row& row) { plc.write(row.area, row.offset, bytesOf(row.bytes)); }
+    void putIntoPlc(const Row& row) { plc.write(row.area, row.offset, byteString(row.bytes)); }
 };
 
 TEST_F(TypesTest, ScalarsOfEveryTypeAreShownAsThePlcHasThem) {
@@ -103,7 +103,7 @@ TEST_F(TypesTest, ArraysArriveInThePlcWholeAndTouchNothingElse) {
         EXPECT_EQ(inPlcOf(row), row.bytes) << row.tag;
         EXPECT_EQ(read(row.tag), row.text) << row.tag;
         if (row.area == 1) {
-            plc.write(1, row.offset, std::string(bytesOf(row.bytes).size(), '\0'));
+            plc.write(1, row.offset, std::string(byteString(row.bytes).size(), '\0'));
             EXPECT_EQ(inPlc(1, 290, 600), before) << row.tag;
         }
     }
@@ -120,14 +120,14 @@ TEST_F(TypesTest, ArraysArriveWholeWhenRequestsAreSmallToo) {
 }
 
 TEST_F(TypesTest, StringsUpToTheirLastCharacter) {
-    plc.write(1, 200, bytesOf("47 72 fc df 65 00 41"));
+    plc.write(1, 200, byteString("47 72 FC DF 65 00 41"));
     begin({"Main.string", "Main.cstring"});
     EXPECT_EQ(read("Main.cstring"), "\"Grüße\"");
     write("Main.string", "Grüße");
-    EXPECT_EQ(inPlc(1, 100, 6), "47 72 fc df 65 00");
+    EXPECT_EQ(inPlc(1, 100, 6), "47 72 FC DF 65 00");
     EXPECT_EQ(read("Main.string"), "\"Grüße\"");
     const std::string longest(80, 'x');
-    plc.write(1, 180, bytesOf("55 66"));
+    plc.write(1, 180, byteString("55 66"));
     write("Main.string", longest);
     EXPECT_EQ(plc.read({1, 100, 80}), longest);
     EXPECT_EQ(inPlc(1, 180, 2), "55 66") << "the terminator's place and what follows are not the string's";
@@ -149,13 +149,13 @@ TEST_F(TypesTest, StringsInArraysAreReadAndWrittenWhole) {
 }
 
 TEST_F(TypesTest, ABitOfAVariableLeavesTheOthersAlone) {
-    plc.write(1, 8, bytesOf("be ef"));
-    plc.write(1, 20, bytesOf("80 00 00 01"));
-    plc.write(1, 48, bytesOf("80 00 00 00 00 00 00 01"));
+    plc.write(1, 8, byteString("BE EF"));
+    plc.write(1, 20, byteString("80 00 00 01"));
+    plc.write(1, 48, byteString("80 00 00 00 00 00 00 01"));
     begin({"Main.bool"});
     // Nothing of these variables was ever read before.
     write("Main.word.b[0]", "0");
-    EXPECT_EQ(inPlc(1, 8, 2), "be ee");
+    EXPECT_EQ(inPlc(1, 8, 2), "BE EE");
     write("Main.dword.b[9]", "1");
     EXPECT_EQ(inPlc(1, 20, 4), "80 00 02 01");
     write("Main.lword.b[63]", "0");
@@ -165,8 +165,8 @@ TEST_F(TypesTest, ABitOfAVariableLeavesTheOthersAlone) {
 }
 
 TEST_F(TypesTest, ABitIsReadWhereverItStands) {
-    plc.write(1, 8, bytesOf("02 00"));
-    plc.write(1, 48, bytesOf("80 00 00 00 00 00 00 01"));
+    plc.write(1, 8, byteString("02 00"));
+    plc.write(1, 48, byteString("80 00 00 00 00 00 00 01"));
     begin({"Main.word.b[9]", "Main.word.b[8]", "Main.lword.b[63]", "Main.lword.b[0..2]"});
     EXPECT_EQ(read("Main.word.b[9]"), "1");
     EXPECT_EQ(read("Main.word.b[8]"), "0");
@@ -193,12 +193,12 @@ TEST_F(TypesTest, ABitOrderedBehindItsVariableIsWrittenIntoTheNewValue) {
     const std::int32_t bit = order("Main.word.b[0]", "1");
     const std::int32_t last = order("Main.int", "7");
     EXPECT_TRUE(eventually([&] { return hasEnded(last) && hasEnded(bit); }));
-    EXPECT_EQ(inPlc(1, 8, 2), "ff 01");
+    EXPECT_EQ(inPlc(1, 8, 2), "FF 01");
     EXPECT_EQ(inPlc(1, 4, 2), "00 07");
 }
 
 TEST_F(TypesTest, OneShotReadsBringWhatIsNotPolled) {
-    plc.write(1, 340, bytesOf("00000001 00000002 00000003 00000004 00000005"));
+    plc.write(1, 340, byteString("00000001 00000002 00000003 00000004 00000005"));
     plc.write(1, 581, "second");
     begin({"Main.bool"});
     for (const auto& [text, shown] : {std::pair<const char*, const char*>{"Main.dints", "1, 2, 3, 4, 5"},

@@ -43,7 +43,7 @@ TEST_F(WritesTest, OneTagWrittenManyTimesEndsWithTheLastValueAndEveryWriteIsRepo
         serials.push_back(order("Main.int", std::to_string(i)));
     }
     EXPECT_TRUE(eventually([&] { return countOf(serials, WriteStep::Succeeded) == 200; }));
-    EXPECT_EQ(inPlc(1, 4, 2), "00 c8");
+    EXPECT_EQ(inPlc(1, 4, 2), "00 C8");
     EXPECT_TRUE(eventually([&] { return read("Main.int") == "200"; }));
 }
 
@@ -114,7 +114,7 @@ TEST_F(WritesTest, NoneIsLostWhileTheLinkComesAndGoes) {
     // And the link still works.
     plc.inject({sim::FaultKind::None, 0}, 0);
     write("Main.int", "77");
-    EXPECT_EQ(inPlc(1, 4, 2), "00 4d");
+    EXPECT_EQ(inPlc(1, 4, 2), "00 4D");
 }
 
 TEST_F(WritesTest, WithoutALinkAWriteFailsAfterItsDeadlineAndIsNotSentLater) {
@@ -190,7 +190,7 @@ TEST_F(WritesTest, WhatFailedWithASessionIsNotSentByTheNext) {
     session->stop();
     EXPECT_EQ(stepOf(serial), WriteStep::Failed);
     session.reset();
-    plc.write(1, 4, bytesOf("00 01"));
+    plc.write(1, 4, byteString("00 01"));
     begin({"Main.int"});
     EXPECT_EQ(read("Main.int"), "1");
     EXPECT_EQ(plc.counters().writes, 0u);
@@ -198,7 +198,7 @@ TEST_F(WritesTest, WhatFailedWithASessionIsNotSentByTheNext) {
 
 TEST_F(WritesTest, AFailedWriteLeavesNoValueUntilThePlcWasReadAgain) {
     settings.retryLimit = 0;
-    plc.write(1, 4, bytesOf("00 07"));
+    plc.write(1, 4, byteString("00 07"));
     begin({"Main.int"});
     EXPECT_EQ(read("Main.int"), "7");
     // From the write on nothing is answered: the driver's image holds the 5, and nobody knows what the PLC has.
@@ -227,7 +227,7 @@ TEST_F(WritesTest, AWrittenValueIsPendingUntilThePlcWasReadAgain) {
 
 TEST_F(WritesTest, AFailedWriteIsShownAndItsValueIsThePlcsOwnAgain) {
     settings.retryLimit = 0;
-    plc.write(1, 4, bytesOf("00 07"));
+    plc.write(1, 4, byteString("00 07"));
     begin({"Main.int"});
     EXPECT_EQ(read("Main.int"), "7");
     plc.inject({sim::FaultKind::Silence, 0}, 1, sim::Service::Write);

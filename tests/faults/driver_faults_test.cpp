@@ -65,10 +65,6 @@ std::string joined(const std::vector<std::string>& entries) {
     return text;
 }
 
-QByteArray qt(const sim::Bytes& bytes) {
-    return QByteArray(bytes.data(), static_cast<int>(bytes.size()));
-}
-
 class DriverFaultsTest : public DriverTest, public ::testing::WithParamInterface<DriverRow> {
 protected:
     DriverFaultsTest() {
@@ -89,16 +85,16 @@ protected:
     }
 
     void setPlc(int area, std::uint64_t offset, const char* data) {
-        plc.memory().write(area, offset, bytes(data).toStdString());
+        plc.memory().write(area, offset, byteString(data));
     }
 
     // The frame that ComCommunication offers, by its bytes.
     std::string offered() const {
         const std::string frame = nextFrame();
-        if (frame == "BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00") {
+        if (frame == kFirstHandshakeRequest) {
             return "hello";
         }
-        if (frame == "BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00") {
+        if (frame == kSecondHandshakeRequest) {
             return "symbols";
         }
         if (frame == lines("BB BB 00 00 00 1E 2E 00 00 00 00 02", "00 01 00 00 00 08 00 00 00 02",
@@ -136,7 +132,8 @@ protected:
 
     // What arrives within the time limit, piece by piece.
     std::vector<QByteArray> arriving(const QByteArray& request, Kind kind, int before) {
-        const QByteArray goodReply = before > 0 ? qt(plc.answer(request.toStdString())) : QByteArray();
+        const QByteArray goodReply =
+            before > 0 ? QByteArray::fromStdString(plc.answer(request.toStdString())) : QByteArray();
         plc.arm({faultOf(kind), kind == Kind::None ? 0U : 1U, std::nullopt});
         std::vector<QByteArray> pieces;
         QByteArray all;
@@ -144,7 +141,7 @@ protected:
         for (const sim::DeliveryStep& step : plc.serve(request.toStdString()).delivery.steps) {
             timeMs += step.delayMs;
             if (timeMs <= kTimeLimitMs && !step.bytes.empty()) {
-                pieces.push_back(qt(step.bytes));
+                pieces.push_back(QByteArray::fromStdString(step.bytes));
                 all += pieces.back();
             }
         }
@@ -304,7 +301,7 @@ protected:
         EXPECT_EQ(PLC_driver.connected, 1);
         EXPECT_EQ(PLC_driver.commFailed, 0);
         EXPECT_EQ(lists(), "2 0 0");
-        EXPECT_EQ(image(1, 8, 2), hex(qt(plc.memory().read({1, 8, 2}))));
+        EXPECT_EQ(image(1, 8, 2), hex(plc.memory().read({1, 8, 2})));
         EXPECT_EQ(plc.counters().refused, 0U) << "the PLC did not take a request";
         const bool ordered = row.state == State::OncePending || row.state == State::RetryingOnce ||
                              row.state == State::WritePending || row.state == State::RetryingWrite;

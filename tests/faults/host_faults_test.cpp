@@ -144,8 +144,8 @@ int timeLimitOf(const HostRow& row) {
 class HostFaultsTest : public testing::TestWithParam<HostRow> {
 protected:
     HostFaultsTest() {
-        plc.write(1, 8, bytesOf("1234"));
-        plc.write(1, 16, bytesOf("5678"));
+        plc.write(1, 8, byteString("1234"));
+        plc.write(1, 16, byteString("5678"));
         settings.loop.plc.port = plc.port();
         settings.loop.replyTimeout = host::Milliseconds(timeLimitOf(GetParam()));
         settings.loop.cycle = host::Milliseconds(10);
@@ -217,7 +217,7 @@ protected:
 
     std::string order(const char* value) const { return isWrite(GetParam().state) ? write(value) : readOnce(); }
 
-    std::string inPlc(std::uint64_t offset) const { return hexOf(plc.read({1, offset, 2})); }
+    std::string inPlc(std::uint64_t offset) const { return hex(plc.read({1, offset, 2})); }
 
     std::string shown(const char* text) const {
         const host::TagValue value = session->value(tag(text));

@@ -7,6 +7,7 @@
 
 #include "protocol/bytes.h"
 #include "tests/fuzz/fuzz_input.h"
+#include "tests/support/wire.h"
 
 namespace ac500::fuzz {
 
@@ -105,16 +106,6 @@ bool holds(const QList<RW_VAR>& list, int serial) {
 
 quint64 keyOf(int area, qint64 address) {
     return (static_cast<quint64>(static_cast<quint32>(area)) << 32) + static_cast<quint64>(address);
-}
-
-std::string reversedSession() {
-    return std::string("\x0D\x0C\x0B\x0A", kSession);
-}
-
-std::string goodReply(std::string payload) {
-    std::string reply("\xBB\xBB\0\0\0\0", kEnvelope);
-    putU16(&reply[4], static_cast<quint16>(payload.size()));
-    return reply + payload;
 }
 
 }  // namespace
@@ -526,9 +517,9 @@ void FuzzedDriver::readCyclically(QList<HostTag> tags) {
 
 void FuzzedDriver::connect() {
     FUZZ_CHECK(next() != nullptr && PLC_driver.connected == 0);
-    FUZZ_CHECK(answer(goodReply(std::string(200, '\0'))) == 1);
+    FUZZ_CHECK(answer(test::firstHandshakeReply().toStdString()) == 1);
     FUZZ_CHECK(next() != nullptr);
-    FUZZ_CHECK(answer(goodReply(std::string(18, '\0') + reversedSession() + std::string(8, '\0'))) == 1);
+    FUZZ_CHECK(answer(test::secondHandshakeReply("0D 0C 0B 0A").toStdString()) == 1);
     FUZZ_CHECK(PLC_driver.connected == 1);
     FUZZ_CHECK(std::string(reinterpret_cast<const char*>(PLC_driver.handshakeBytes), kSession) == "\x0A\x0B\x0C\x0D");
 }

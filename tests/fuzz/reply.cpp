@@ -7,6 +7,7 @@
 #include "protocol/bytes.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzzed_driver.h"
+#include "tests/support/wire.h"
 
 using namespace ac500;
 using namespace ac500::fuzz;
@@ -16,9 +17,7 @@ namespace {
 enum { kSituations = 12, kRetryFlag = 0x40, kMiscountFlag = 0x80 };
 
 std::string zeroReply(int payloadBytes) {
-    std::string reply = "\xBB\xBB" + std::string(static_cast<std::size_t>(payloadBytes) + 4, '\0');
-    putU16(&reply[4], static_cast<quint16>(payloadBytes));
-    return reply;
+    return test::zeroReply(payloadBytes).toStdString();
 }
 
 void openSecondHandshakeFrame(FuzzedDriver& driver) {

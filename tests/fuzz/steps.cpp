@@ -1,6 +1,7 @@
 #include "tests/fuzz/steps.h"
 
 #include "protocol/bytes.h"
+#include "tests/support/wire.h"
 
 namespace ac500::fuzz {
 
@@ -9,12 +10,6 @@ namespace {
 const int kHelloPayload = 200;
 const int kSymbolPayload = 30;
 const int kReadHeadPayload = 6;
-
-std::string envelope(const std::string& payload) {
-    std::string reply("\xBB\xBB\0\0\0\0", 6);
-    putU16(&reply[4], static_cast<quint16>(payload.size()));
-    return reply + payload;
-}
 
 std::string readPayload(const QByteArray& frame, char fill) {
     std::string payload(kReadHeadPayload, '\0');
@@ -32,13 +27,13 @@ std::string goodReplyTo(const Protocol* request, char fill) {
     }
     switch (byteAt(request->frame.constData(), 6)) {
         case 0x01:
-            return envelope(std::string(kHelloPayload, fill));
+            return test::envelope(std::string(kHelloPayload, fill));
         case 0x31:
-            return envelope(std::string(kSymbolPayload, fill));
+            return test::envelope(std::string(kSymbolPayload, fill));
         case 0x2E:
-            return envelope(readPayload(request->frame, fill));
+            return test::envelope(readPayload(request->frame, fill));
         default:
-            return envelope(std::string(2, '\0'));
+            return test::envelope(std::string(2, '\0'));
     }
 }
 

@@ -7,12 +7,17 @@
 #include <string>
 #include <vector>
 
-#include "tests/host/bytes.h"
+#include "tests/support/wire.h"
 #include "tools/host/driver_library.h"
 #include "tools/host/poll_loop.h"
 #include "tools/host/transport.h"
 
 namespace ac500::host {
+
+using test::bytes;
+using test::hex;
+using test::writeReply;
+using test::zeroReply;
 
 class FakeClock : public Clock {
 public:
@@ -24,42 +29,33 @@ private:
 };
 
 inline QByteArray openSessionFrame() {
-    return hex("BBBB 0000000E 01000000 02000000 06000000 0000");
+    return bytes(test::kFirstHandshakeRequest);
 }
 inline QByteArray symbolFileFrame() {
-    return hex("BBBB 00000011 31 00 000D 444F574E4C4F41442E53444200");
+    return bytes(test::kSecondHandshakeRequest);
 }
 // Two bytes of area 1 from `address`.
 inline QByteArray readFrame(char address = 8) {
-    QByteArray frame = hex("BBBB 00000014 2E 00 00000001 0001 00000000 00000002 01020304");
+    QByteArray frame = bytes("BBBB 00000014 2E 00 00000001 0001 00000000 00000002 01020304");
     frame[17] = address;
     return frame;
 }
 inline QByteArray writeFrame() {
-    return hex("BBBB 00000016 3C 00 00000001 0001 00000008 00000002 1234 01020304");
+    return bytes("BBBB 00000016 3C 00 00000001 0001 00000008 00000002 1234 01020304");
 }
 
-inline QByteArray replyOf(int payloadBytes) {
-    QByteArray reply = hex("BBBB 00000000") + QByteArray(payloadBytes, '\0');
-    reply[4] = static_cast<char>(payloadBytes >> 8);
-    reply[5] = static_cast<char>(payloadBytes & 0xFF);
-    return reply;
-}
 inline QByteArray openSessionReply() {
-    return replyOf(200);
+    return test::firstHandshakeReply();
 }
 inline QByteArray symbolFileReply() {
-    return replyOf(30);
+    return test::secondHandshakeReply("00 00 00 00");
 }
 // To readFrame: 12 bytes, the lead byte, two bytes of data.
 inline QByteArray readReply() {
-    return hex("BBBB 00000009 0000 00000000 00 1234");
-}
-inline QByteArray writeReply() {
-    return hex("BBBB 00000002 0000");
+    return bytes("BBBB 00000009 0000 00000000 00 1234");
 }
 inline QByteArray refusal() {
-    return hex("BBBB 00000002 0003");
+    return bytes("BBBB 00000002 0003");
 }
 
 // The driver as the loop sees it: a queue of frames, of which the head is offered until it is answered or given up.
@@ -186,7 +182,7 @@ public:
         return connectResult;
     }
     bool send(const QByteArray& bytes) override {
-        sent.push_back(std::to_string(connections) + ": " + bytes.toHex().constData());
+        sent.push_back(std::to_string(connections) + ": " + hex(bytes));
         if (answer) {
             const QByteArray reply = answer(bytes);
             if (!reply.isEmpty()) {

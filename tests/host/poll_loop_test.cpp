@@ -88,7 +88,7 @@ protected:
     }
     bool isAwaiting(const QByteArray& frame) const {
         return !transport_.sent.empty() &&
-               transport_.sent.back() == std::to_string(transport_.connections) + ": " + frame.toHex().toStdString();
+               transport_.sent.back() == std::to_string(transport_.connections) + ": " + hex(frame);
     }
     // Sends `frame` and stops before its reply is looked at.
     void sendUnanswered(const QByteArray& frame) {
@@ -216,7 +216,7 @@ TEST_F(PollLoopTest, ARequestThatIsRefusedAlwaysIsGivenUpAndTheConnectionKept) {
 
 TEST_F(PollLoopTest, AReadReplyOfAnotherLengthNeverReachesTheDriver) {
     goOnline();
-    transport_.answer = [](const QByteArray&) { return replyOf(10); };
+    transport_.answer = [](const QByteArray&) { return zeroReply(10); };
     driver_.offer(readFrame());
     stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
     EXPECT_THAT(driver_.diary, ElementsAre("ask", "ask", "empty", "ask", "empty", "ask", "empty"));
@@ -241,7 +241,7 @@ TEST_F(PollLoopTest, ATrickleDoesNotRenewTheTimeOfARequest) {
     sendUnanswered(readFrame());
     const Time sent = clock_.now();
     transport_.deliveryTime = Milliseconds(10);
-    transport_.incoming.push_back(hex("BBBB 0000FFFF"));
+    transport_.incoming.push_back(bytes("BBBB 0000FFFF"));
     transport_.incoming.insert(transport_.incoming.end(), 65535, QByteArray(1, '\0'));
     stepUntil([this] { return transport_.closes == 1; });
     EXPECT_EQ(clock_.now() - sent, Milliseconds(2000));
@@ -344,7 +344,7 @@ TEST_F(PollLoopTest, AnUnansweredFirstFrameCountsAsOneFailureAndIsOfferedAgain) 
 TEST_F(PollLoopTest, ARejectedHandshakeEndsTheConnectionAndSaysWhatWasExpected) {
     driver_.offerHandshake();
     driver_.processStatuses = {201};
-    transport_.answer = [](const QByteArray&) { return replyOf(199); };
+    transport_.answer = [](const QByteArray&) { return zeroReply(199); };
     stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
     EXPECT_EQ(transport_.closes, 1);
     EXPECT_THAT(listener_.failures, ElementsAre(HasSubstr("has 205 bytes, at least 206 were expected")));

@@ -2,13 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/host/bytes.h"
+#include "tests/support/bytes.h"
 
 namespace ac500::host {
 namespace {
 
+using test::bytes;
+
 TEST(ReplyAssembler, CollectsAReplyByteByByte) {
-    const QByteArray reply = hex("BBBB 00000004 0000 1234");
+    const QByteArray reply = bytes("BBBB 00000004 0000 1234");
     ReplyAssembler assembler;
     for (int i = 0; i < reply.size(); ++i) {
         EXPECT_FALSE(assembler.isComplete()) << i;
@@ -22,30 +24,30 @@ TEST(ReplyAssembler, CollectsAReplyByteByByte) {
 
 TEST(ReplyAssembler, KnowsTheLengthOnceTheEnvelopeIsThere) {
     ReplyAssembler assembler;
-    assembler.append(hex("BBBB 000001"));
+    assembler.append(bytes("BBBB 000001"));
     EXPECT_EQ(assembler.announced(), -1);
-    assembler.append(hex("02"));
+    assembler.append(bytes("02"));
     EXPECT_EQ(assembler.announced(), 6 + 0x102);
 }
 
 TEST(ReplyAssembler, OnlyTheLowHalfOfTheLengthCounts) {
     ReplyAssembler assembler;
-    assembler.append(hex("BBBB FFFF0002 0000"));
+    assembler.append(bytes("BBBB FFFF0002 0000"));
     EXPECT_TRUE(assembler.isComplete());
 }
 
 TEST(ReplyAssembler, AnEmptyPayloadIsComplete) {
     ReplyAssembler assembler;
-    assembler.append(hex("BBBB 00000000"));
+    assembler.append(bytes("BBBB 00000000"));
     EXPECT_TRUE(assembler.isComplete());
     EXPECT_EQ(assembler.reply().size(), 6);
 }
 
 TEST(ReplyAssembler, ReportsSurplusAndKeepsItAsTheNextBeginning) {
     ReplyAssembler assembler;
-    assembler.append(hex("BBBB 00000002 0000 BBBB 00"));
+    assembler.append(bytes("BBBB 00000002 0000 BBBB 00"));
     EXPECT_EQ(assembler.surplus(), 3);
-    EXPECT_EQ(assembler.takeReply(), hex("BBBB 00000002 0000"));
+    EXPECT_EQ(assembler.takeReply(), bytes("BBBB 00000002 0000"));
     EXPECT_FALSE(assembler.isComplete());
     EXPECT_EQ(assembler.received(), 3);
 }
@@ -56,9 +58,9 @@ TEST(ReplyAssembler, TellsAfterOneByteThatThisIsNoReply) {
     assembler.append("H");
     EXPECT_FALSE(assembler.mayBeReply());
     assembler.clear();
-    assembler.append(hex("BB"));
+    assembler.append(bytes("BB"));
     EXPECT_TRUE(assembler.mayBeReply());
-    assembler.append(hex("BA"));
+    assembler.append(bytes("BA"));
     EXPECT_FALSE(assembler.mayBeReply());
 }
 

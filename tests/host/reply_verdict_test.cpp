@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/host/bytes.h"
+#include "tests/support/bytes.h"
 
 namespace ac500::host {
 namespace {
+
+using test::bytes;
 
 // Two bytes of area 1: the reply has 12 + 1 + 2 bytes.
 RequestFrame readOfTwoBytes() {
@@ -13,43 +15,44 @@ RequestFrame readOfTwoBytes() {
 }
 
 TEST(ReplyVerdict, AReadReplyOfTheRightLengthIsGood) {
-    EXPECT_EQ(judgeReply(readOfTwoBytes(), hex("BBBB 00000009 0000 00000000 00 1234")).verdict, Verdict::Good);
+    EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000009 0000 00000000 00 1234")).verdict, Verdict::Good);
 }
 
 TEST(ReplyVerdict, AReadReplyOneByteShortOrLongIsNone) {
-    const ReplyVerdict shorter = judgeReply(readOfTwoBytes(), hex("BBBB 00000008 0000 00000000 00 12"));
+    const ReplyVerdict shorter = judgeReply(readOfTwoBytes(), bytes("BBBB 00000008 0000 00000000 00 12"));
     EXPECT_EQ(shorter.verdict, Verdict::WrongLength);
     EXPECT_EQ(shorter.text, "the reply should have 15 bytes and has 14");
-    EXPECT_EQ(judgeReply(readOfTwoBytes(), hex("BBBB 0000000A 0000 00000000 00 123456")).verdict, Verdict::WrongLength);
+    EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 0000000A 0000 00000000 00 123456")).verdict,
+              Verdict::WrongLength);
 }
 
 TEST(ReplyVerdict, AStatusWordIsNamed) {
-    const ReplyVerdict refused = judgeReply(readOfTwoBytes(), hex("BBBB 00000002 0003"));
+    const ReplyVerdict refused = judgeReply(readOfTwoBytes(), bytes("BBBB 00000002 0003"));
     EXPECT_EQ(refused.verdict, Verdict::Refused);
     EXPECT_EQ(refused.text, "the PLC refused it with status word 0x0003");
-    EXPECT_EQ(judgeReply(readOfTwoBytes(), hex("BBBB 00000009 0100 00000000 00 1234")).verdict, Verdict::Refused);
+    EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000009 0100 00000000 00 1234")).verdict, Verdict::Refused);
 }
 
 TEST(ReplyVerdict, SevenBytesCarryNoWholeStatusWord) {
-    EXPECT_EQ(judgeReply(readOfTwoBytes(), hex("BBBB 00000001 00")).verdict, Verdict::NoStatus);
-    EXPECT_EQ(judgeReply(readOfTwoBytes(), hex("BBBB 00000000")).verdict, Verdict::NoStatus);
+    EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000001 00")).verdict, Verdict::NoStatus);
+    EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000000")).verdict, Verdict::NoStatus);
 }
 
 TEST(ReplyVerdict, AWriteReplyMayHaveAnyLengthFromTheStatusWordOn) {
     const RequestFrame write{Service::Write, {{1, 8, 2}}, -1};
-    EXPECT_EQ(judgeReply(write, hex("BBBB 00000002 0000")).verdict, Verdict::Good);
-    EXPECT_EQ(judgeReply(write, hex("BBBB 00000006 0000 00000001")).verdict, Verdict::Good);
-    EXPECT_EQ(judgeReply(write, hex("BBBB 00000002 0001")).verdict, Verdict::Refused);
+    EXPECT_EQ(judgeReply(write, bytes("BBBB 00000002 0000")).verdict, Verdict::Good);
+    EXPECT_EQ(judgeReply(write, bytes("BBBB 00000006 0000 00000001")).verdict, Verdict::Good);
+    EXPECT_EQ(judgeReply(write, bytes("BBBB 00000002 0001")).verdict, Verdict::Refused);
 }
 
 TEST(ReplyVerdict, HandshakeRepliesAreLeftToTheDriver) {
     const RequestFrame handshake{Service::OpenSession, {}, -1};
-    EXPECT_EQ(judgeReply(handshake, hex("BBBB 00000002 FFFF")).verdict, Verdict::Good);
-    EXPECT_EQ(judgeReply(handshake, hex("BBBB 00000000")).verdict, Verdict::Good);
+    EXPECT_EQ(judgeReply(handshake, bytes("BBBB 00000002 FFFF")).verdict, Verdict::Good);
+    EXPECT_EQ(judgeReply(handshake, bytes("BBBB 00000000")).verdict, Verdict::Good);
 }
 
 TEST(ReplyVerdict, AnotherMagicIsNamed) {
-    const ReplyVerdict wrong = judgeReply(readOfTwoBytes(), hex("BBBC 00000009 0000 00000000 00 1234"));
+    const ReplyVerdict wrong = judgeReply(readOfTwoBytes(), bytes("BBBC 00000009 0000 00000000 00 1234"));
     EXPECT_EQ(wrong.verdict, Verdict::WrongMagic);
     EXPECT_EQ(wrong.text, "the reply begins with 0xBBBC instead of 0xBBBB");
 }

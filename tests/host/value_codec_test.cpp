@@ -4,11 +4,13 @@
 
 #include <cmath>
 
-#include "tests/host/bytes.h"
+#include "tests/support/bytes.h"
 #include "tools/host/latin1.h"
 
 namespace ac500::host {
 namespace {
+
+using test::bytes;
 
 const ValueForm kBool{TypeCode::Bool, false};
 const ValueForm kSint{TypeCode::Sint, false};
@@ -140,40 +142,40 @@ TEST(ValueCodec, ListsNeedAsManyValuesAsElements) {
 }
 
 TEST(ValueCodec, HostFormatForWriting) {
-    EXPECT_EQ(encoded(kBool, 3, "1,0,TRUE"), hex("01 00 01"));
+    EXPECT_EQ(encoded(kBool, 3, "1,0,TRUE"), bytes("01 00 01"));
     // 8-bit values take a word each, only its low byte counts
-    EXPECT_EQ(encoded(kSint, 3, "1,-2,3"), hex("0100 FEFF 0300"));
-    EXPECT_EQ(encoded(kInt, 2, "4660,-2"), hex("3412 FEFF"));
-    EXPECT_EQ(encoded(kDint, 1, "0x12345678"), hex("78563412"));
-    EXPECT_EQ(encoded(kReal, 1, "1.5"), hex("0000C03F"));
-    EXPECT_EQ(encoded(kLreal, 1, "-2"), hex("00000000000000C0"));
-    EXPECT_EQ(encoded(kBitOfWord, 1, "1"), hex("01"));
+    EXPECT_EQ(encoded(kSint, 3, "1,-2,3"), bytes("0100 FEFF 0300"));
+    EXPECT_EQ(encoded(kInt, 2, "4660,-2"), bytes("3412 FEFF"));
+    EXPECT_EQ(encoded(kDint, 1, "0x12345678"), bytes("78563412"));
+    EXPECT_EQ(encoded(kReal, 1, "1.5"), bytes("0000C03F"));
+    EXPECT_EQ(encoded(kLreal, 1, "-2"), bytes("00000000000000C0"));
+    EXPECT_EQ(encoded(kBitOfWord, 1, "1"), bytes("01"));
 }
 
 TEST(ValueCodec, StringsCarryATerminatorAndFillWholeWords) {
-    EXPECT_EQ(encoded(kString, 1, "ab"), hex("6162 0000"));
-    EXPECT_EQ(encoded(kString, 1, "abc"), hex("6162 6300"));
-    EXPECT_EQ(encoded(kString, 1, ""), hex("0000"));
-    EXPECT_EQ(encoded(kString, 1, "Ä"), hex("C400"));
+    EXPECT_EQ(encoded(kString, 1, "ab"), bytes("6162 0000"));
+    EXPECT_EQ(encoded(kString, 1, "abc"), bytes("6162 6300"));
+    EXPECT_EQ(encoded(kString, 1, ""), bytes("0000"));
+    EXPECT_EQ(encoded(kString, 1, "Ä"), bytes("C400"));
     EXPECT_EQ(encoded(kString, 1, std::string(80, 'x')), QByteArray(80, 'x'));
     EXPECT_EQ(encoded(kString, 1, std::string(79, 'x')), QByteArray(79, 'x') + '\0');
     EXPECT_EQ(countForWrite(kString, encoded(kString, 1, "abc")), 2);
 }
 
 TEST(ValueCodec, HostFormatForReading) {
-    EXPECT_EQ(formatValues(kBool, decodeRead(kBool, hex("01 00"), 2)), "TRUE, FALSE");
+    EXPECT_EQ(formatValues(kBool, decodeRead(kBool, bytes("01 00"), 2)), "TRUE, FALSE");
     // packed one per byte; the second half of the result stays zero
-    EXPECT_EQ(formatValues(kSint, decodeRead(kSint, hex("01 FE 03 00 00 00"), 3)), "1, -2, 3");
-    EXPECT_EQ(formatValues(kInt, decodeRead(kInt, hex("3412 FEFF"), 2)), "4660, -2");
-    EXPECT_EQ(formatValues(kDint, decodeRead(kDint, hex("FEFFFFFF"), 1)), "-2");
-    EXPECT_EQ(formatValues(kReal, decodeRead(kReal, hex("0000C03F"), 1)), "1.5");
-    EXPECT_EQ(formatValues(kLreal, decodeRead(kLreal, hex("00000000000000C0"), 1)), "-2");
-    EXPECT_EQ(formatValues(kString, decodeRead(kString, hex("4142 00") + QByteArray(77, 'z'), 1)), "\"AB\"");
-    EXPECT_EQ(formatValues(kBitOfWord, decodeRead(kBitOfWord, hex("01 00"), 2)), "1, 0");
+    EXPECT_EQ(formatValues(kSint, decodeRead(kSint, bytes("01 FE 03 00 00 00"), 3)), "1, -2, 3");
+    EXPECT_EQ(formatValues(kInt, decodeRead(kInt, bytes("3412 FEFF"), 2)), "4660, -2");
+    EXPECT_EQ(formatValues(kDint, decodeRead(kDint, bytes("FEFFFFFF"), 1)), "-2");
+    EXPECT_EQ(formatValues(kReal, decodeRead(kReal, bytes("0000C03F"), 1)), "1.5");
+    EXPECT_EQ(formatValues(kLreal, decodeRead(kLreal, bytes("00000000000000C0"), 1)), "-2");
+    EXPECT_EQ(formatValues(kString, decodeRead(kString, bytes("4142 00") + QByteArray(77, 'z'), 1)), "\"AB\"");
+    EXPECT_EQ(formatValues(kBitOfWord, decodeRead(kBitOfWord, bytes("01 00"), 2)), "1, 0");
 }
 
 TEST(ValueCodec, ElementsBeyondTheBytesAreLeftOut) {
-    EXPECT_EQ(decodeRead(kDint, hex("01000000 0200"), 2).size(), 1u);
+    EXPECT_EQ(decodeRead(kDint, bytes("01000000 0200"), 2).size(), 1u);
     EXPECT_EQ(decodeRead(kWord, QByteArray(), 1).size(), 0u);
 }
 
@@ -196,10 +198,10 @@ TEST(ValueCodec, ANanEqualsItselfAndZeroDoesNotEqualMinusZero) {
 }
 
 TEST(Latin1, BytesAboveAsciiBecomeUtf8AndBack) {
-    EXPECT_EQ(fromLatin1(hex("47 72 FC DF 65 00 41")), "Grüße");
+    EXPECT_EQ(fromLatin1(bytes("47 72 FC DF 65 00 41")), "Grüße");
     EXPECT_EQ(toLatin1("Grüße"), std::optional<std::string>("Gr\xFC\xDF"
                                                             "e"));
-    EXPECT_EQ(fromLatin1(hex("4142")), "AB");
+    EXPECT_EQ(fromLatin1(bytes("4142")), "AB");
 }
 
 TEST(Quote, WhatATerminalWouldObeyIsShownAsItsCode) {

@@ -9,20 +9,14 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// Service 01.
-const char* const kFirstRequest = "BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00";
-
-// Service 31, the number 13, "DOWNLOAD.SDB" and its terminator.
-const char* const kSecondRequest = "BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00";
-
 class HandshakeRequestTest : public DriverTest {};
 
 TEST_F(HandshakeRequestTest, QueuesBothFramesInOrder) {
     RW_VAR var = readVar(1, 0, 2);
     handshake_data(&var);
     ASSERT_EQ(PLC_driver.frameList.size(), 2);
-    EXPECT_EQ(hex(PLC_driver.frameList.at(0).frame), kFirstRequest);
-    EXPECT_EQ(hex(PLC_driver.frameList.at(1).frame), kSecondRequest);
+    EXPECT_EQ(hex(PLC_driver.frameList.at(0).frame), kFirstHandshakeRequest);
+    EXPECT_EQ(hex(PLC_driver.frameList.at(1).frame), kSecondHandshakeRequest);
 }
 
 TEST_F(HandshakeRequestTest, SetsEveryFieldOfTheQueuedRecords) {
@@ -205,9 +199,9 @@ TEST_F(HandshakeTest, IsNotSentWithoutWork) {
 }
 
 TEST_F(HandshakeTest, ReplacesTheRequestThatWasJustBuilt) {  // quirk 7
-    EXPECT_EQ(nextFrame(), kFirstRequest);
+    EXPECT_EQ(nextFrame(), kFirstHandshakeRequest);
     ASSERT_EQ(PLC_driver.frameList.size(), 2);
-    EXPECT_EQ(hex(PLC_driver.frameList.at(1).frame), kSecondRequest);
+    EXPECT_EQ(hex(PLC_driver.frameList.at(1).frame), kSecondHandshakeRequest);
     EXPECT_EQ(settings.frameTotal, 2);
     EXPECT_EQ(settings.frameDone, 0);
 }
@@ -228,7 +222,7 @@ TEST_F(HandshakeTest, AcceptedFirstReplyBringsTheSecondRequest) {
     EXPECT_EQ(settings.frameDone, 1);
     EXPECT_EQ(PLC_driver.connected, 0);
     EXPECT_EQ(PLC_driver.frameList.size(), 1);
-    EXPECT_EQ(nextFrame(), kSecondRequest);
+    EXPECT_EQ(nextFrame(), kSecondHandshakeRequest);
     expectPendingListsUntouched();
 }
 
@@ -258,7 +252,7 @@ TEST_F(HandshakeTest, FirstReplyOneByteTooSmallIsRejectedAndTheHandshakeRestarts
     EXPECT_EQ(answer(zeroReply(199)), 201);
     EXPECT_TRUE(PLC_driver.frameList.isEmpty());
     EXPECT_EQ(PLC_driver.connected, 0);
-    EXPECT_EQ(nextFrame(), kFirstRequest);
+    EXPECT_EQ(nextFrame(), kFirstHandshakeRequest);
     EXPECT_EQ(PLC_driver.frameList.size(), 2);
     expectPendingListsUntouched();
 }
@@ -270,7 +264,7 @@ TEST_F(HandshakeTest, SecondReplyOneByteTooSmallIsRejectedAndTheHandshakeRestart
     EXPECT_EQ(answer(zeroReply(29)), 201);
     EXPECT_TRUE(PLC_driver.frameList.isEmpty());
     EXPECT_EQ(PLC_driver.connected, 0);
-    EXPECT_EQ(nextFrame(), kFirstRequest);
+    EXPECT_EQ(nextFrame(), kFirstHandshakeRequest);
     EXPECT_EQ(settings.frameTotal, 2);
     EXPECT_EQ(settings.frameDone, 0);
     expectPendingListsUntouched();
@@ -286,7 +280,7 @@ TEST_F(HandshakeTest, RejectionIsReportedUnderTheIdentityOfTheVariable) {
 TEST_F(HandshakeTest, RejectionsDoNotCountAgainstTheRetryLimit) {
     settings.retryLimit = 0;
     for (int i = 0; i < 20; ++i) {
-        ASSERT_EQ(nextFrame(), kFirstRequest);
+        ASSERT_EQ(nextFrame(), kFirstHandshakeRequest);
         ASSERT_EQ(answer(zeroReply(6)), 201);
     }
     EXPECT_EQ(settings.retryCount, 0);
@@ -333,7 +327,7 @@ TEST_F(HandshakeTest, EmptyReplyIsRetriedAndThenAbandons) {
     nextFrame();
     EXPECT_EQ(answerNothing(), 0);
     EXPECT_EQ(settings.retryCount, 1);
-    EXPECT_EQ(nextFrame(), kFirstRequest);
+    EXPECT_EQ(nextFrame(), kFirstHandshakeRequest);
     EXPECT_EQ(answerNothing(), 41);
     EXPECT_EQ(settings.retryCount, 0);
     EXPECT_EQ(PLC_driver.connected, 0);
@@ -356,7 +350,7 @@ TEST_F(HandshakeTest, SecondRequestIsRetriedAloneWithoutTheFirst) {
     answer(firstHandshakeReply());
     nextFrame();
     EXPECT_EQ(answerNothing(), 0);
-    EXPECT_EQ(nextFrame(), kSecondRequest);
+    EXPECT_EQ(nextFrame(), kSecondHandshakeRequest);
     EXPECT_EQ(answer(secondHandshakeReply("11 22 33 44")), 1);
     EXPECT_EQ(PLC_driver.connected, 1);
 }
@@ -367,7 +361,7 @@ TEST_F(HandshakeTest, AbandonedSecondRequestStartsAgainWithTheFirst) {
     answer(firstHandshakeReply());
     nextFrame();
     EXPECT_EQ(answerNothing(), 41);
-    EXPECT_EQ(nextFrame(), kFirstRequest);
+    EXPECT_EQ(nextFrame(), kFirstHandshakeRequest);
     EXPECT_EQ(settings.frameDone, 0);
 }
 
@@ -384,7 +378,7 @@ TEST_F(HandshakeTest, ReplyTruncatedAfterItWasMeasuredCountsAsAFailure) {
 TEST_F(HandshakeTest, RepliesTakeNoLock) {
     nextFrame();
     EXPECT_TRUE(runsBeside(PLC_driver.listMutex, [] { answer(firstHandshakeReply()); }));
-    EXPECT_EQ(nextFrame(), kSecondRequest);
+    EXPECT_EQ(nextFrame(), kSecondHandshakeRequest);
     EXPECT_TRUE(runsBeside(PLC_driver.listMutex, [] { answer(zeroReply(29)); }));
     EXPECT_EQ(PLC_driver.resultVar.status, 201);
 }

@@ -10,7 +10,6 @@ using ::testing::IsEmpty;
 namespace {
 
 const char* const kReadRequest = "BB BB 00 00 00 14 2E 00 00 00 00 01 00 02 00 00 00 10 00 00 00 04 0A 0B 0C 0D";
-const char* const kFirstHandshakeRequest = "BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00";
 
 class ResponseTest : public DriverTest {
 protected:

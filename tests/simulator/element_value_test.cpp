@@ -172,7 +172,7 @@ TEST_F(ElementValue, StringsAreFilledWithZerosAndKeepTheirTerminator) {
 }
 
 TEST_F(ElementValue, CopyingBetweenEqualTypesKeepsEveryByte) {
-    memory_.write(1, 2, raw("00 20 00 00 00 00 00 01"));  // 2^53 + 1, not a double
+    memory_.write(1, 2, byteString("00 20 00 00 00 00 00 01"));  // 2^53 + 1, not a double
     Element target = element(TypeCode::Lint);
     target.address = 50;
     copyValue(memory_, element(TypeCode::Lint), target);
@@ -188,8 +188,8 @@ TEST_F(ElementValue, CopyingToAnotherTypeCopiesTheNumber) {
 }
 
 TEST_F(ElementValue, CopyingABitOfAVariableCopiesThatBitOnly) {
-    memory_.write(1, 2, raw("00 08"));
-    memory_.write(1, 50, raw("F0"));
+    memory_.write(1, 2, byteString("00 08"));
+    memory_.write(1, 50, byteString("F0"));
     Element source = element(TypeCode::Word);
     source.bit = 3;
     Element target = element(TypeCode::Byte);

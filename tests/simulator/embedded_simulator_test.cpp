@@ -89,15 +89,16 @@ TEST(EmbeddedSimulator, MemoryAndNetworkMayBeUsedAtOnce) {
     std::atomic<bool> done{false};
     std::thread writer([&] {
         while (!done) {
-            plc.write(1, 0, raw("AA AA"));
-            plc.write(1, 0, raw("55 55"));
+            plc.write(1, 0, byteString("AA AA"));
+            plc.write(1, 0, byteString("55 55"));
             plc.inject({FaultKind::None, 0});
             plc.counters();
         }
     });
     RawClient client(plc.port());
     // area 1, offset 0, size 2
-    const Bytes read = raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02") + client.handshake();
+    const Bytes read =
+        byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02") + client.handshake();
     for (int i = 0; i < 300; ++i) {
         const std::string value = hex(client.ask(read)).substr(39);
         EXPECT_TRUE(value == "AA AA" || value == "55 55" || value == "00 00") << value;

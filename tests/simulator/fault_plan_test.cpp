@@ -14,7 +14,7 @@ namespace {
 const char* const kReply = "BB BB 00 00 00 09 00 00 00 00 00 01 00 12 34";
 
 Delivery planned(FaultKind kind, std::int32_t argument = 0) {
-    return planDelivery({kind, argument}, raw(kReply));
+    return planDelivery({kind, argument}, byteString(kReply));
 }
 
 // The only step of a delivery.

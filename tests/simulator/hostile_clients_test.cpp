@@ -35,7 +35,7 @@ void sleepMs(int milliseconds) {
 
 // The beginning of the longest request there is: 65535 bytes of payload, of which `payload` are sent.
 Bytes halfRequest(std::size_t payload) {
-    return raw("BB BB 00 00 FF FF 3C") + Bytes(payload, 'x');
+    return byteString("BB BB 00 00 FF FF 3C") + Bytes(payload, 'x');
 }
 
 // A thousand connections at both ends take more descriptors than a shell grants.
@@ -200,7 +200,7 @@ TEST_F(HostileClients, RefusedRequestsEarnNoPlace) {
     std::list<RawClient> strangers;
     for (int i = 0; i < 2; ++i) {
         strangers.emplace_back(plc_->port());
-        ASSERT_EQ(hex(strangers.back().ask(readMode(raw("00 00 00 00")))), "BB BB 00 00 00 02 02 01");
+        ASSERT_EQ(hex(strangers.back().ask(readMode(byteString("00 00 00 00")))), "BB BB 00 00 00 02 02 01");
     }
     expectServiceForOldAndNew();
     EXPECT_NE(strangers.front().waitForEnd(kServiceMs), End::Open);
@@ -303,7 +303,7 @@ protected:
     }
 
     Bytes readOf(const char* sizeBytes) const {
-        return raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00") + raw(sizeBytes) + end_;
+        return byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00") + byteString(sizeBytes) + end_;
     }
 
     void expectService() {

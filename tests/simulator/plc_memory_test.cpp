@@ -19,7 +19,7 @@ TEST(PlcMemory, StartsWithZeros) {
 
 TEST(PlcMemory, KeepsWhatIsWrittenWhereItIsWritten) {
     PlcMemory memory = eightBytesInAreaTwo();
-    memory.write(2, 6, raw("12 34"));
+    memory.write(2, 6, byteString("12 34"));
     EXPECT_EQ(hex(memory.read({2, 5, 3})), "00 12 34");
 }
 
@@ -57,7 +57,7 @@ TEST(PlcMemory, BitsStandInBigEndianWords) {
 
 TEST(PlcMemory, ClearingABitLeavesItsNeighbours) {
     PlcMemory memory = eightBytesInAreaTwo();
-    memory.write(2, 0, raw("FF FF"));
+    memory.write(2, 0, byteString("FF FF"));
     memory.setBit(2, 9, false);  // bit 1 of byte 0
     EXPECT_EQ(hex(memory.read({2, 0, 2})), "FD FF");
 }

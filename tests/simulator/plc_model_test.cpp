@@ -17,12 +17,13 @@ Bytes requestEnd(PlcModel& model) {
 
 // Reads Sim.faults_left to Sim.uptime_ms: area 9, offset 12, size 28.
 Bytes readSim(const Bytes& end) {
-    return raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 09 00 00 00 0C 00 00 00 1C") + end;
+    return byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 09 00 00 00 0C 00 00 00 1C") + end;
 }
 
 // Writes Sim.fault_kind and Sim.fault_count: area 9, offset 0, size 4.
 Bytes arm(const char* kindAndCount, const Bytes& end) {
-    return raw("BB BB 00 00 00 18 3C 00 00 00 00 01 00 09 00 00 00 00 00 00 00 04") + raw(kindAndCount) + end;
+    return byteString("BB BB 00 00 00 18 3C 00 00 00 00 01 00 09 00 00 00 00 00 00 00 04") + byteString(kindAndCount) +
+           end;
 }
 
 TEST(PlcModel, InitialValuesAreInTheMemory) {
@@ -81,7 +82,7 @@ TEST(PlcModel, SessionBytesNeverReadTheSameBackwards) {
 TEST(PlcModel, ARestartRefusesOldSessionBytesAndKeepsTheMemory) {
     PlcModel model(smallPlant(), {});
     const Bytes before = requestEnd(model);
-    model.memory().write(1, 8, raw("77"));
+    model.memory().write(1, 8, byteString("77"));
     model.restart();
     EXPECT_EQ(hex(model.answer(readMode(before))), "BB BB 00 00 00 02 02 01");
     EXPECT_EQ(hex(model.answer(readMode(requestEnd(model)))), "BB BB 00 00 00 08 00 00 00 00 00 01 00 77");
@@ -91,8 +92,8 @@ TEST(PlcModel, ShowsItsCountersAsVariables) {
     PlcModel model(smallPlant(), {});
     model.connectionOpened();
     model.connectionOpened();
-    const Bytes end = requestEnd(model);         // request 1
-    model.answer(readMode(raw("00 00 00 00")));  // request 2, refused
+    const Bytes end = requestEnd(model);                // request 1
+    model.answer(readMode(byteString("00 00 00 00")));  // request 2, refused
     model.advance(0x01020304);
     EXPECT_EQ(hex(model.answer(readSim(end)).substr(13)),
               // faults left 0 and two spare bytes, faults done 0, boot 1, requests 3 (this one too)
@@ -108,7 +109,7 @@ TEST(PlcModel, CountsRequestsByService) {
     model.serve(readMode(end));
     model.serve(readMode(end));
     model.serve(arm("00 00 00 00", end));
-    model.serve(raw("BB BB 00 00 00 02 55 00"));
+    model.serve(byteString("BB BB 00 00 00 02 55 00"));
     model.refuse(Status::BadMagic);
     const Counters& counters = model.counters();
     EXPECT_EQ(counters.hello, 1U);
@@ -157,7 +158,7 @@ TEST(PlcModel, WritingKindZeroDisarms) {
 TEST(PlcModel, RefusedRequestsMeetNoFault) {
     PlcModel model(smallPlant(), {});
     model.arm({{FaultKind::Silence, 0}, 1, std::nullopt});
-    const Exchange refused = model.serve(readMode(raw("00 00 00 00")));
+    const Exchange refused = model.serve(readMode(byteString("00 00 00 00")));
     EXPECT_EQ(refused.status, Status::WrongSession);
     EXPECT_EQ(hex(refused.delivery.steps.at(0).bytes), "BB BB 00 00 00 02 02 01");
     EXPECT_EQ(model.serve(helloRequest()).fault.kind, FaultKind::Silence);
@@ -169,7 +170,7 @@ TEST(PlcModel, AWriteWhoseReplyIsLostHasArrived) {
     model.arm({{FaultKind::Reset, 0}, 1, Service::Write});
     // area 1, offset 8, size 1, data 3C
     const Exchange exchange =
-        model.serve(raw("BB BB 00 00 00 15 3C 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01 3C") + end);
+        model.serve(byteString("BB BB 00 00 00 15 3C 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01 3C") + end);
     EXPECT_EQ(exchange.delivery.steps.at(0).after, After::Reset);
     EXPECT_EQ(hex(model.memory().read({1, 8, 1})), "3C");
 }
@@ -214,7 +215,7 @@ TEST(PlcModel, BitVariablesAreWrittenByBit) {
     PlcModel model(smallPlant(), {});
     const Bytes end = requestEnd(model);
     // area 3, bit address 17 (Main.alarm), size 1, data 01
-    model.answer(raw("BB BB 00 00 00 15 3C 00 00 00 00 01 00 03 00 00 00 11 00 00 00 01 01") + end);
+    model.answer(byteString("BB BB 00 00 00 15 3C 00 00 00 00 01 00 03 00 00 00 11 00 00 00 01 01") + end);
     EXPECT_EQ(hex(model.memory().read({3, 0, 8})), "00 00 00 02 00 00 00 00");
 }
 

@@ -15,13 +15,13 @@ protected:
         memory_.addArea(1, 64);
         memory_.addArea(3, 8);
         memory_.addArea(9, 40);
-        memory_.write(1, 0, raw("00 01 02 03 04 05 06 07 08 09 0A 0B"));
+        memory_.write(1, 0, byteString("00 01 02 03 04 05 06 07 08 09 0A 0B"));
         identity_.session = {0x11, 0x22, 0x33, 0x44};
         identity_.bootCount = 2;
     }
 
     Reply answer(const Bytes& request) { return server_.answer(request, identity_); }
-    std::string reply(const std::string& request) { return hex(answer(raw(request)).bytes); }
+    std::string reply(const std::string& request) { return hex(answer(byteString(request)).bytes); }
     std::string memoryAt(int area, std::uint64_t offset, std::uint64_t size) const {
         return hex(memory_.read({area, offset, size}));
     }
@@ -81,7 +81,7 @@ TEST_F(RequestServerTest, ReadOfOneItem) {
 }
 
 TEST_F(RequestServerTest, ReadOfTwoItemsOfTwoAreas) {
-    memory_.write(3, 6, raw("AA BB"));
+    memory_.write(3, 6, byteString("AA BB"));
     // length 30, service 2E, 2 items: area 1, offset 0, size 2; area 3, offset 6, size 2
     EXPECT_EQ(reply("BB BB 00 00 00 1E 2E 00 00 00 00 02 "
                     "00 01 00 00 00 00 00 00 00 02 00 03 00 00 00 06 00 00 00 02 44 33 22 11"),
@@ -126,7 +126,7 @@ TEST_F(RequestServerTest, AReplyMayHaveSixtyFiveThousandFiveHundredThirtyFiveByt
     memory_.addArea(7, 70000);
     // status and count take 6 bytes, the lead byte 1: 65528 = 0xFFF8 are left
     const Bytes longest =
-        answer(raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 07 00 00 00 00 00 00 FF F8 44 33 22 11")).bytes;
+        answer(byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 07 00 00 00 00 00 00 FF F8 44 33 22 11")).bytes;
     EXPECT_EQ(longest.size(), 65541U);
     EXPECT_EQ(hex(longest.substr(0, 6)), "BB BB 00 00 FF FF");
     EXPECT_EQ(reply("BB BB 00 00 00 14 2E 00 00 00 00 01 00 07 00 00 00 00 00 00 FF F9 44 33 22 11"),
@@ -201,7 +201,8 @@ TEST_F(RequestServerTest, WriteItemsThatLieAreRefused) {
 }
 
 TEST_F(RequestServerTest, EveryTruncatedWriteIsRefusedWithoutHarm) {
-    const Bytes whole = raw("BB BB 00 00 00 16 3C 00 00 00 00 01 00 01 00 00 00 08 00 00 00 02 12 34 44 33 22 11");
+    const Bytes whole =
+        byteString("BB BB 00 00 00 16 3C 00 00 00 00 01 00 01 00 00 00 08 00 00 00 02 12 34 44 33 22 11");
     for (std::size_t length = 0; length < whole.size(); ++length) {
         EXPECT_NE(answer(whole.substr(0, length)).status, Status::Good) << length << " bytes";
         if (length >= 7) {
@@ -219,7 +220,7 @@ TEST_F(RequestServerTest, OneByteWriteToABitVariableSetsThatBit) {
     lamp.area = 3;
     lamp.address = 17;
     server_.setBits(BitLayout({lamp}));
-    memory_.write(3, 0, raw("FF FF 00 00"));
+    memory_.write(3, 0, byteString("FF FF 00 00"));
     // length 21, 1 item: area 3, bit address 17, size 1, data 01: the word at 2, bit 1, which stands in byte 3
     EXPECT_EQ(reply("BB BB 00 00 00 15 3C 00 00 00 00 01 00 03 00 00 00 11 00 00 00 01 01 44 33 22 11"),
               "BB BB 00 00 00 02 00 00");
@@ -275,8 +276,8 @@ TEST_F(RequestServerTest, WhatIsNoRequestIsRefused) {
 TEST_F(RequestServerTest, WritingFaultKindArms) {
     // 2 items: area 9, offset 4, size 4, argument 250; area 9, offset 0, size 4, kind 1 (delay), count 3
     const Reply answered =
-        answer(raw("BB BB 00 00 00 26 3C 00 00 00 00 02 00 09 00 00 00 04 00 00 00 04 00 00 00 FA "
-                   "00 09 00 00 00 00 00 00 00 04 00 01 00 03 44 33 22 11"));
+        answer(byteString("BB BB 00 00 00 26 3C 00 00 00 00 02 00 09 00 00 00 04 00 00 00 04 00 00 00 FA "
+                          "00 09 00 00 00 00 00 00 00 04 00 01 00 03 44 33 22 11"));
     EXPECT_EQ(hex(answered.bytes), "BB BB 00 00 00 02 00 00");
     ASSERT_TRUE(answered.armed);
     EXPECT_EQ(answered.armed->fault.kind, FaultKind::Delay);
@@ -286,10 +287,10 @@ TEST_F(RequestServerTest, WritingFaultKindArms) {
 }
 
 TEST_F(RequestServerTest, CountZeroArmsOneReplyAndTheServiceIsKept) {
-    memory_.write(9, 8, raw("00 3C"));  // Sim.fault_service = write
+    memory_.write(9, 8, byteString("00 3C"));  // Sim.fault_service = write
     // area 9, offset 0, size 2, kind 9 (reset)
     const Reply answered =
-        answer(raw("BB BB 00 00 00 16 3C 00 00 00 00 01 00 09 00 00 00 00 00 00 00 02 00 09 44 33 22 11"));
+        answer(byteString("BB BB 00 00 00 16 3C 00 00 00 00 01 00 09 00 00 00 00 00 00 00 02 00 09 44 33 22 11"));
     ASSERT_TRUE(answered.armed);
     EXPECT_EQ(answered.armed->fault.kind, FaultKind::Reset);
     EXPECT_EQ(answered.armed->count, 1U);
@@ -299,7 +300,7 @@ TEST_F(RequestServerTest, CountZeroArmsOneReplyAndTheServiceIsKept) {
 TEST_F(RequestServerTest, HalfOfFaultKindArmsAsWell) {
     // area 9, offset 1, size 1: the low byte of the kind, 4 (truncate)
     const Reply answered =
-        answer(raw("BB BB 00 00 00 15 3C 00 00 00 00 01 00 09 00 00 00 01 00 00 00 01 04 44 33 22 11"));
+        answer(byteString("BB BB 00 00 00 15 3C 00 00 00 00 01 00 09 00 00 00 01 00 00 00 01 04 44 33 22 11"));
     ASSERT_TRUE(answered.armed);
     EXPECT_EQ(answered.armed->fault.kind, FaultKind::Truncate);
 }
@@ -307,7 +308,7 @@ TEST_F(RequestServerTest, HalfOfFaultKindArmsAsWell) {
 TEST_F(RequestServerTest, WritingTheOtherVariablesArmsNothing) {
     // area 9, offset 2, size 2, count 5
     const Reply answered =
-        answer(raw("BB BB 00 00 00 16 3C 00 00 00 00 01 00 09 00 00 00 02 00 00 00 02 00 05 44 33 22 11"));
+        answer(byteString("BB BB 00 00 00 16 3C 00 00 00 00 01 00 09 00 00 00 02 00 00 00 02 00 05 44 33 22 11"));
     EXPECT_EQ(answered.status, Status::Good);
     EXPECT_FALSE(answered.armed);
     EXPECT_EQ(memoryAt(9, 0, 4), "00 00 00 05");

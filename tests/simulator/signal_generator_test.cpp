@@ -107,7 +107,7 @@ TEST_F(SignalGeneratorTest, WritesTheValueOfTheTime) {
 
 TEST_F(SignalGeneratorTest, WhatAClientWroteIsOverwritten) {
     SignalGenerator generator({{signal(Signal::Kind::Constant, 7, 0, 1000), intAt(0), Element()}}, 1);
-    memory_.write(1, 0, raw("12 34"));
+    memory_.write(1, 0, byteString("12 34"));
     generator.advance(0, memory_);
     EXPECT_EQ(word(0), "00 07");
 }
@@ -121,7 +121,7 @@ TEST_F(SignalGeneratorTest, TimeBeforeTheStartIsTheStart) {
 TEST_F(SignalGeneratorTest, EchoRepeatsWhatIsInItsSource) {
     Signal echo = signal(Signal::Kind::Echo, 0, 0, 1000);
     SignalGenerator generator({{echo, intAt(4), intAt(0)}}, 1);
-    memory_.write(1, 0, raw("12 34"));
+    memory_.write(1, 0, byteString("12 34"));
     generator.advance(1, memory_);
     EXPECT_EQ(word(4), "12 34");
 }
@@ -158,7 +158,7 @@ TEST_F(SignalGeneratorTest, EchoesInACircleDoNotHang) {
     two.tag = "Main.two";
     two.source = "Main.one";
     SignalGenerator generator({{one, intAt(0), intAt(2)}, {two, intAt(2), intAt(0)}}, 1);
-    memory_.write(1, 0, raw("00 05 00 05"));
+    memory_.write(1, 0, byteString("00 05 00 05"));
     generator.advance(0, memory_);
     EXPECT_EQ(hex(memory_.read({1, 0, 4})), "00 05 00 05");
 }

@@ -1,4 +1,4 @@
-// What the simulator's tests share: bytes as hexadecimal text, and a small plant.
+// What the simulator's tests share: requests of a client, and a small plant.
 #ifndef AC500_TESTS_SIMULATOR_SUPPORT_H
 #define AC500_TESTS_SIMULATOR_SUPPORT_H
 
@@ -11,28 +11,20 @@
 
 namespace ac500::sim {
 
-// Hexadecimal text, blanks ignored, to bytes: raw("BB BB 00").
-inline Bytes raw(const std::string& text) {
-    return test::bytes(text.c_str()).toStdString();
-}
+using test::byteString;
+using test::hex;
 
-// Bytes to upper-case hexadecimal text, one blank between bytes.
-inline std::string hex(const Bytes& bytes) {
-    return test::hex(QByteArray::fromStdString(bytes));
-}
-
-// The two handshake requests, as every client sends them: service 01 with its 14 bytes of payload, and service 31 with
-// the name "DOWNLOAD.SDB" and its terminator, 13 bytes.
+// The two handshake requests, as every client sends them.
 inline Bytes helloRequest() {
-    return raw("BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00");
+    return byteString(test::kFirstHandshakeRequest);
 }
 inline Bytes symbolsRequest() {
-    return raw("BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00");
+    return byteString(test::kSecondHandshakeRequest);
 }
 
 // Reads Main.mode of the small plant below: area 1, offset 8, size 1. `end` is what this connection's requests end with.
 inline Bytes readMode(const Bytes& end) {
-    return raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01") + end;
+    return byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01") + end;
 }
 // The reply while Main.mode has its initial value.
 const char* const kModeReply = "BB BB 00 00 00 08 00 00 00 00 00 01 00 A5";

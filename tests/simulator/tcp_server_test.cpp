@@ -19,7 +19,7 @@ using End = RawClient::End;
 
 // Reads Main.count, two bytes: area 1, offset 0, size 2. The value is 0000 from the start.
 Bytes readCount(const Bytes& end) {
-    return raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02") + end;
+    return byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02") + end;
 }
 
 const char* const kCountReply = "BB BB 00 00 00 09 00 00 00 00 00 01 00 00 00";
@@ -38,7 +38,7 @@ TEST_F(TcpServerTest, HandshakeReadWriteRead) {
     ASSERT_EQ(end_.size(), 4U);
     EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
     // area 1, offset 8, size 1, data 3C
-    const Bytes write = raw("BB BB 00 00 00 15 3C 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01 3C") + end_;
+    const Bytes write = byteString("BB BB 00 00 00 15 3C 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01 3C") + end_;
     EXPECT_EQ(hex(client_.ask(write)), "BB BB 00 00 00 02 00 00");
     EXPECT_EQ(hex(client_.ask(readMode(end_))), "BB BB 00 00 00 08 00 00 00 00 00 01 00 3C");
     EXPECT_EQ(hex(plc_.read({1, 8, 1})), "3C");
@@ -47,7 +47,7 @@ TEST_F(TcpServerTest, HandshakeReadWriteRead) {
 TEST_F(TcpServerTest, SessionBytesHoldForEveryConnectionOfTheBoot) {
     RawClient second(plc_.port());
     EXPECT_EQ(hex(second.ask(readMode(end_))), kModeReply) << "without a handshake of its own";
-    EXPECT_EQ(hex(second.ask(readMode(raw("00 00 00 00")))), "BB BB 00 00 00 02 02 01");
+    EXPECT_EQ(hex(second.ask(readMode(byteString("00 00 00 00")))), "BB BB 00 00 00 02 02 01");
     EXPECT_EQ(hex(second.ask(readMode(end_))), kModeReply) << "a refusal leaves the connection as it was";
 }
 
@@ -70,7 +70,7 @@ TEST_F(TcpServerTest, ARequestByteByByteIsAnswered) {
 TEST_F(TcpServerTest, CountsWhatHappens) {
     client_.ask(readMode(end_));
     RawClient second(plc_.port());
-    second.ask(readMode(raw("00 00 00 00")));
+    second.ask(readMode(byteString("00 00 00 00")));
     const Counters counters = plc_.counters();
     EXPECT_EQ(counters.connections, 2U);
     EXPECT_EQ(counters.hello, 1U);
@@ -185,7 +185,7 @@ TEST_F(TcpServerTest, ResetIsAResetOfThisConnectionOnly) {
 TEST_F(TcpServerTest, RestartClosesEveryConnectionAndChangesTheSession) {
     RawClient second(plc_.port());
     ASSERT_EQ(hex(second.ask(readMode(end_))), kModeReply);
-    plc_.write(1, 0, raw("12 34"));
+    plc_.write(1, 0, byteString("12 34"));
     plc_.inject({FaultKind::Restart, 0});
     client_.send(readMode(end_));
     EXPECT_EQ(client_.waitForEnd(), End::Closed);
@@ -198,7 +198,8 @@ TEST_F(TcpServerTest, RestartClosesEveryConnectionAndChangesTheSession) {
 
 TEST_F(TcpServerTest, AClientProvokesAFaultByWriting) {
     // area 9, offset 0, size 4: kind 6 (status), count 1
-    const Bytes arm = raw("BB BB 00 00 00 18 3C 00 00 00 00 01 00 09 00 00 00 00 00 00 00 04 00 06 00 01") + end_;
+    const Bytes arm =
+        byteString("BB BB 00 00 00 18 3C 00 00 00 00 01 00 09 00 00 00 00 00 00 00 04 00 06 00 01") + end_;
     EXPECT_EQ(hex(client_.ask(arm)), "BB BB 00 00 00 02 00 00");
     EXPECT_EQ(hex(client_.ask(readMode(end_))), "BB BB 00 00 00 08 0F 01 00 00 00 01 00 A5");
     EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
@@ -253,7 +254,7 @@ TEST_F(TcpServerTest, AGarbageFloodIsCutOff) {
 TEST_F(TcpServerTest, AnAnnouncedGiantIsRefusedBeforeItComes) {
     RawClient hostile(plc_.port());
     // length 0x7FFFFFFF
-    hostile.send(raw("BB BB 7F FF FF FF 3C"));
+    hostile.send(byteString("BB BB 7F FF FF FF 3C"));
     EXPECT_EQ(hex(hostile.receive(100, 5000)), "BB BB 00 00 00 02 01 02");
     EXPECT_EQ(hostile.waitForEnd(), End::Closed);
 }
@@ -269,7 +270,7 @@ TEST_F(TcpServerTest, HalfAFrameWaitsAndDisturbsNobody) {
 }
 
 TEST_F(TcpServerTest, CountsThatLieAreRefusedOverTheWireToo) {
-    const Bytes lie = raw("BB BB 00 00 00 14 2E 00 FF FF FF FF 00 01 00 00 00 08 00 00 00 01") + end_;
+    const Bytes lie = byteString("BB BB 00 00 00 14 2E 00 FF FF FF FF 00 01 00 00 00 08 00 00 00 01") + end_;
     EXPECT_EQ(hex(client_.ask(lie)), "BB BB 00 00 00 02 01 03");
     EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
 }
@@ -319,7 +320,7 @@ TEST(TcpServerLimits, AClientThatNeverReadsIsReset) {
     RawClient other(plc.port());
     const Bytes end = other.handshake();
     // Reads of 60000 (0xEA60) bytes, again and again; the replies are never taken.
-    const Bytes greedy = raw("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 EA 60") + end;
+    const Bytes greedy = byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 EA 60") + end;
     RawClient hostile(plc.port(), 4096);
     const long before = residentKilobytes();
     int sent = 0;
@@ -393,7 +394,7 @@ TEST(TcpServerLimits, ARandomFloodHurtsNobody) {
         if (round % 2 == 0) {
             const char services[] = {0x01, 0x31, 0x2E, 0x3C};
             Bytes payload = Bytes(1, services[random.next() % 4]) + bytes + end;
-            bytes = raw("BB BB 00 00 00") + static_cast<char>(payload.size()) + payload;
+            bytes = byteString("BB BB 00 00 00") + static_cast<char>(payload.size()) + payload;
         }
         hostile.send(bytes);
         hostile.reply(round % 20 == 0 ? 20 : 1);

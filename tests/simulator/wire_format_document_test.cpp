@@ -57,7 +57,7 @@ TEST(WireFormatDocument, ExamplesAreWhatTheSimulatorAnswers) {
     const std::vector<Example> examples = readExamples();
     EXPECT_EQ(examples.size(), 6U) << "hello, symbols, write, write of a bit, read, refusal";
     for (const Example& example : examples) {
-        EXPECT_EQ(hex(server.answer(raw(example.request), identity).bytes), example.reply) << example.request;
+        EXPECT_EQ(hex(server.answer(byteString(example.request), identity).bytes), example.reply) << example.request;
     }
 }
 

@@ -10,6 +10,7 @@
 #include "tests/soak/report_book.h"
 #include "tests/soak/tag_shape.h"
 #include "tests/soak/write_ledger.h"
+#include "tests/support/bytes.h"
 #include "tools/simulator/pattern.h"
 #include "tools/simulator/plc_model.h"
 
@@ -254,7 +255,8 @@ TEST(ExchangeLogTest, KnowsTheLastSendingBeforeATimeAndTheSeams) {
     ExchangeLog log;
     EXPECT_EQ(log.lastBefore(Time(5)).frame, 0);
     // read: one item, area 1, offset 16, 4 bytes
-    const QByteArray read = QByteArray::fromHex("bbbb000000142e0000000001000100000010000000041a2b3c4d");
+    const QByteArray read =
+        test::bytes("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 10 00 00 00 04 1A 2B 3C 4D");
     for (int i = 1; i <= 70000; ++i) {
         log.sent(read, Time(10 * i));
     }

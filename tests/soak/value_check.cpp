@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include "tests/support/bytes.h"
+
 namespace ac500::soak {
 
 namespace {
@@ -15,8 +17,9 @@ const std::size_t kKeptPatterns = 6;
 const std::uint64_t kMostGenerations = 1000;  // a value that was kept while the link was down
 const std::uint64_t kSearched = 3000;         // generations back, when a wrong value is looked up
 
-std::string hexOf(const Bytes& bytes) {
-    return QByteArray::fromStdString(bytes.substr(0, 16)).toHex().toStdString() + (bytes.size() > 16 ? "..." : "");
+// The first bytes of a long value.
+std::string shown(const Bytes& bytes) {
+    return test::hex(bytes.substr(0, 16)) + (bytes.size() > 16 ? " ..." : "");
 }
 
 TagShape::BitPattern bitPatternOf(const WatchedTag& tag) {
@@ -135,8 +138,8 @@ void ValueCheck::complain(const std::string& where, std::size_t tag, const Misma
     parts_.findings.add(fmt::format(
         "{} {} {} in {} (area {}, address {}), expected {} or another of generation {} to {}; asked for by frame {} or "
         "later; bytes {} to {} of the tag come in one piece; what is there {}",
-        watched.plant.text, where, hexOf(mismatch.seen), mismatch.cell->name, element.area, element.address,
-        hexOf(mismatch.expected), generations.front(), generations.back(), frame, mismatch.piece.begin,
+        watched.plant.text, where, shown(mismatch.seen), mismatch.cell->name, element.area, element.address,
+        shown(mismatch.expected), generations.front(), generations.back(), frame, mismatch.piece.begin,
         mismatch.piece.end - 1, origin(mismatch, generations.back())));
 }
 

@@ -20,11 +20,6 @@
 
 namespace ac500::test {
 
-// A reply with status 0 and so many payload bytes in all, the rest of them zero.
-inline std::string goodReply(int payloadBytes) {
-    return envelope(QByteArray(payloadBytes, '\0')).toStdString();
-}
-
 class HostilePlc {
 public:
     // One connection as its behaviour sees it. Every function answers false, or nothing, once the connection or the
@@ -84,7 +79,8 @@ public:
 
         // Answers the two requests of a handshake as it should be done.
         bool handshake() {
-            return !request().empty() && send(goodReply(200)) && !request().empty() && send(goodReply(30));
+            return !request().empty() && send(firstHandshakeReply().toStdString()) && !request().empty() &&
+                   send(secondHandshakeReply("00 00 00 00").toStdString());
         }
 
     private:

@@ -1,7 +1,4 @@
-// Frames as text: tests spell requests and replies byte by byte, in hexadecimal, and compare them as text so that a
-// mismatch can be read.
-//
-//     EXPECT_EQ(hex(request->frame), "BB BB 00 00 00 16 3C 00 ...");
+// The frames that tests send and expect, each typed once: the requests of the handshake and well-formed replies.
 #ifndef AC500_TESTS_SUPPORT_WIRE_H
 #define AC500_TESTS_SUPPORT_WIRE_H
 
@@ -10,32 +7,26 @@
 #include <initializer_list>
 #include <string>
 
+#include "tests/support/bytes.h"
+
 namespace ac500::test {
 
-// Hexadecimal text, blanks ignored, to bytes.
-inline QByteArray bytes(const char* text) {
-    return QByteArray::fromHex(QByteArray(text));
-}
+// The two requests of every handshake. The first: length 14, service 01, and what it always asks.
+constexpr const char* kFirstHandshakeRequest = "BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00";
 
-// Bytes to upper-case hexadecimal text, one blank between bytes.
-inline std::string hex(const QByteArray& data) {
-    return data.toHex(' ').toUpper().toStdString();
-}
+// The second: length 17, service 31, the number 13, "DOWNLOAD.SDB" and its terminator.
+constexpr const char* kSecondHandshakeRequest = "BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00";
 
-// A text split over several lines: `lines("BB BB", "00 00")` is "BB BB 00 00".
-template <typename... Rest>
-std::string lines(const char* first, Rest... rest) {
-    std::string text = first;
-    ((text += ' ', text += rest), ...);
-    return text;
+// A frame with a correct envelope: BB BB, the payload's length as 32-bit big-endian number, the payload
+// of at most 65535 bytes.
+inline std::string envelope(const std::string& payload) {
+    std::string frame("\xBB\xBB\0\0", 4);
+    frame += static_cast<char>((payload.size() >> 8) & 0xFF);
+    frame += static_cast<char>(payload.size() & 0xFF);
+    return frame + payload;
 }
-
-// A reply with a correct envelope: BB BB, the payload's length as 32-bit big-endian number, the payload.
 inline QByteArray envelope(const QByteArray& payload) {
-    QByteArray reply = bytes("BB BB 00 00");
-    reply.append(static_cast<char>((payload.size() >> 8) & 0xFF));
-    reply.append(static_cast<char>(payload.size() & 0xFF));
-    return reply + payload;
+    return QByteArray::fromStdString(envelope(payload.toStdString()));
 }
 
 // A reply whose payload is `payloadBytes` zeros.
@@ -60,13 +51,13 @@ inline QByteArray writeReply() {
 
 // The smallest first handshake reply that is accepted: a payload of 200 bytes.
 inline QByteArray firstHandshakeReply() {
-    return bytes("BB BB 00 00 00 C8") + QByteArray(200, '\0');
+    return zeroReply(200);
 }
 
 // The smallest second handshake reply that is accepted: a payload of 30 bytes. `sessionBytes` is the hexadecimal text of
 // the four bytes at reply offset 24, in the order of the wire; the driver sends them back in reverse order.
 inline QByteArray secondHandshakeReply(const char* sessionBytes) {
-    return bytes("BB BB 00 00 00 1E") + QByteArray(18, '\0') + bytes(sessionBytes) + QByteArray(8, '\0');
+    return envelope(QByteArray(18, '\0') + bytes(sessionBytes) + QByteArray(8, '\0'));
 }
 
 }  // namespace ac500::test

@@ -186,9 +186,9 @@ TEST(LabelTypeInfo, DefaultConstructedListsAndTextsAreEmpty) {
     EXPECT_TRUE(record.textList.isEmpty());
 }
 
-// What stands where a record's integer is, read as bytes: the integer itself has no value to speak of.
+// What stands where a record's integer is, byte by byte: the integer itself has no value to speak of.
 template <typename Integer>
-std::string bytesOf(const Integer& integer) {
+std::string memoryOf(const Integer& integer) {
     QByteArray copy(sizeof integer, '\0');
     std::memcpy(copy.data(), &integer, sizeof integer);
     return hex(copy);
@@ -203,12 +203,12 @@ TEST(LabelTypeInfo, DefaultConstructionLeavesTheIntegersUninitialised) {
     auto* record = new (memory) Label_Type_Info;
     asm volatile("" : : "r"(memory) : "memory");
 
-    EXPECT_EQ(bytesOf(record->type), "AB AB");
-    EXPECT_EQ(bytesOf(record->offset), "AB AB AB AB");
-    EXPECT_EQ(bytesOf(record->dimensions), "AB AB AB AB");
-    EXPECT_EQ(bytesOf(record->memberCount), "AB AB AB AB");
-    EXPECT_EQ(bytesOf(record->extra1), "AB AB AB AB");
-    EXPECT_EQ(bytesOf(record->extra2), "AB AB AB AB");
+    EXPECT_EQ(memoryOf(record->type), "AB AB");
+    EXPECT_EQ(memoryOf(record->offset), "AB AB AB AB");
+    EXPECT_EQ(memoryOf(record->dimensions), "AB AB AB AB");
+    EXPECT_EQ(memoryOf(record->memberCount), "AB AB AB AB");
+    EXPECT_EQ(memoryOf(record->extra1), "AB AB AB AB");
+    EXPECT_EQ(memoryOf(record->extra2), "AB AB AB AB");
     record->~Label_Type_Info();
 }
 

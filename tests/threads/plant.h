@@ -97,7 +97,7 @@ protected:
             return;
         }
         const sim::Bytes& reply = delivery.steps.front().bytes;
-        QByteArray bytes(reply.data(), static_cast<int>(reply.size()));
+        QByteArray bytes = QByteArray::fromStdString(reply);
         if (request->replyLength == -1) {
             DataCom(&bytes, bytes.size());
         }
@@ -153,8 +153,7 @@ protected:
     }
 
     std::string inPlc(int area, std::uint64_t offset, std::uint64_t size) const {
-        const sim::Bytes data = plc.memory().read({area, offset, size});
-        return hex(QByteArray(data.data(), static_cast<int>(data.size())));
+        return hex(plc.memory().read({area, offset, size}));
     }
 
     const SymbolFile file = parseSymbolFile(kProgram).file;

@@ -81,7 +81,7 @@ TEST_F(ReadingValues, StringOfFortyWordsIsEightyBytesWhateverTheArrayFlags) {
         text.append(static_cast<char>('0' + i % 10));
         eightyBytes += " 3" + std::to_string(i % 10);
     }
-    setImage(1, 100, text.toHex().constData());
+    setImage(1, 100, hex(text).c_str());
     expectReads("Main.value", kStringCodes, {{40, ("1:" + eightyBytes).c_str()}});
     expectReads("Main.value[0]", kStringCodes, {{40, ("1:" + eightyBytes).c_str()}}, {10, 0, 1});
     expectReads("Main.value[5]", kStringCodes, {{40, ("1:" + eightyBytes).c_str()}}, {10, 5, 5});

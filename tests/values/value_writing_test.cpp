@@ -298,7 +298,7 @@ TEST_F(WritingValues, StringLongerThanARequestIsSentInPieces) {
     for (int i = 0; i < 80; ++i) {
         in.append(static_cast<char>(i));
     }
-    EXPECT_EQ(write("Main.text", in.toHex().constData(), 40), 2u);
+    EXPECT_EQ(write("Main.text", hex(in).c_str(), 40), 2u);
     const RW_VAR& first = PLC_driver.writeList.at(0);
     const RW_VAR& second = PLC_driver.writeList.at(1);
     EXPECT_EQ(first.offset, 600);
