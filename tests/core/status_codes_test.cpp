@@ -6,8 +6,8 @@ using namespace ac500::test;
 
 namespace {
 
-const qint32 kLowest = -2147483647 - 1;
-const qint32 kHighest = 2147483647;
+constexpr qint32 kLowest = -2147483647 - 1;
+constexpr qint32 kHighest = 2147483647;
 
 class StatusCodesTest : public DriverTest {
 protected:
@@ -27,7 +27,7 @@ struct FamilyRow {
     int lengthDiffers;
 };
 
-const FamilyRow kFamilyRows[] = {
+constexpr FamilyRow kFamilyRows[] = {
     {kLowest, 11, 41, 71}, {-12, 11, 41, 71}, {-1, 11, 41, 71},  {0, 11, 41, 71},   {1, 12, 42, 72},
     {2, 13, 43, 73},       {3, 14, 44, 74},   {4, 15, 45, 75},   {5, 16, 46, 76},   {6, 17, 47, 77},
     {7, 18, 48, 78},       {8, 19, 49, 79},   {9, 20, 50, 80},   {10, 21, 51, 81},  {11, 22, 52, 82},
@@ -51,7 +51,7 @@ struct ReservedFamilyRow {
     int outcomeSeven;
 };
 
-const ReservedFamilyRow kReservedFamilyRows[] = {
+constexpr ReservedFamilyRow kReservedFamilyRows[] = {
     {-1, 111, 141, 171}, {0, 111, 141, 171},  {1, 112, 142, 172},  {2, 113, 143, 173},  {3, 114, 144, 174},
     {4, 115, 145, 175},  {5, 116, 146, 176},  {6, 117, 147, 177},  {7, 118, 148, 178},  {8, 119, 149, 179},
     {9, 120, 150, 180},  {10, 121, 151, 181}, {11, 122, 152, 182}, {12, 111, 141, 171},

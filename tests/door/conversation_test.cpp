@@ -15,15 +15,16 @@ using ::testing::IsEmpty;
 namespace {
 
 // Eight bytes from offset 16 of area 2: the counter, a gap of two bytes, the level. Session 11 22 33 44.
-const char* const kReadRequest = "BB BB 00 00 00 14 2E 00 00 00 00 01 00 02 00 00 00 10 00 00 00 08 11 22 33 44";
+constexpr const char* kReadRequest = "BB BB 00 00 00 14 2E 00 00 00 00 01 00 02 00 00 00 10 00 00 00 08 11 22 33 44";
 
 // Two bytes to offset 8 of area 1: the setpoint becomes 42. Session 11 22 33 44.
-const char* const kWriteRequest = "BB BB 00 00 00 16 3C 00 00 00 00 01 00 01 00 00 00 08 00 00 00 02 00 2A 11 22 33 44";
+constexpr const char* kWriteRequest =
+    "BB BB 00 00 00 16 3C 00 00 00 00 01 00 01 00 00 00 08 00 00 00 02 00 2A 11 22 33 44";
 
 // Status word 0, four bytes of the PLC's own, lead byte, then 1234, the gap, and 10.0 as 41 20 00 00.
-const char* const kReadReply = "BB BB 00 00 00 0F 00 00 00 00 00 00 FF 12 34 00 00 41 20 00 00";
+constexpr const char* kReadReply = "BB BB 00 00 00 0F 00 00 00 00 00 00 FF 12 34 00 00 41 20 00 00";
 
-const char* const kWriteReply = "BB BB 00 00 00 02 00 00";
+constexpr const char* kWriteReply = "BB BB 00 00 00 02 00 00";
 
 class ConversationTest : public ::testing::Test {
 protected:

@@ -21,7 +21,7 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-const int kPatienceMs = 60000;
+constexpr int kPatienceMs = 60000;
 
 struct Outcome {
     int exitCode = -1;

@@ -12,13 +12,13 @@ using test::HostilePlc;
 using Connection = HostilePlc::Connection;
 using Moment = std::chrono::steady_clock::time_point;
 
-const int kReplyTimeoutMs = test::paced(400);
-const int kSlackMs =
+constexpr int kReplyTimeoutMs = test::paced(400);
+constexpr int kSlackMs =
     test::paced(4000);  // for a loaded machine; what these PLCs ask for would take minutes, or for ever
 
 // All that a host may have taken of one connection when it gives it up: the handshake, one reply, and one portion too
 // many of what can be read at a time.
-const std::int64_t kMostBytesPerConnection = 206 + 36 + 65541 + 65536;
+constexpr std::int64_t kMostBytesPerConnection = 206 + 36 + 65541 + 65536;
 
 const std::string kLongestHead = byteString("BB BB 00 00 FF FF");  // announces 65535 bytes of payload
 

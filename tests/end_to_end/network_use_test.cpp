@@ -24,7 +24,7 @@ using testing::HasSubstr;
 using Texts = std::vector<std::string>;
 using Calls = std::set<std::string>;
 
-const int kTracedMs = 60000;
+constexpr int kTracedMs = 60000;
 
 // The addresses of the internet in the lines of a trace, with the calls that name them: "connect 127.0.0.1:1201".
 //     4711  connect(8, {sa_family=AF_INET, sin_port=htons(1201), sin_addr=inet_addr("127.0.0.1")}, 16) = 0

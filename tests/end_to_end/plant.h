@@ -24,7 +24,7 @@ using test::byteString;
 using test::hex;
 
 // One variable of every kind, area 1 unless said otherwise, no signals: nothing changes by itself.
-const char kProgram[] = R"({
+constexpr char kProgram[] = R"({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 8192}, {"number": 2, "bytes": 4096}, {"number": 3, "bytes": 64}],
   "types": {"Motor": {"size": 24, "members": [

@@ -12,7 +12,7 @@ struct Row {
     const char* bytes;  // in the PLC
 };
 
-const Row kScalars[] = {
+constexpr Row kScalars[] = {
     {"Main.bool", "TRUE", 1, 0, "01"},
     {"Main.sint", "-2", 1, 1, "FE"},
     {"Main.usint", "200", 1, 2, "C8"},
@@ -32,7 +32,7 @@ const Row kScalars[] = {
     {"Main.bit", "1", 3, 2, "00 20"},
 };
 
-const Row kArrays[] = {
+constexpr Row kArrays[] = {
     {"Main.bools", "TRUE, FALSE, FALSE, TRUE", 1, 300, "01 00 00 01"},
     {"Main.sints", "-128, -1, 0, 1, 127", 1, 310, "80 FF 00 01 7F"},
     {"Main.ints[2..4]", "1, -1, 4660", 1, 322, "00 01 FF FF 12 34"},

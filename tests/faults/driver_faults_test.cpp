@@ -19,7 +19,7 @@ void PrintTo(const DriverRow& row, std::ostream* out) {
 
 namespace {
 
-const char kProgram[] = R"({
+constexpr char kProgram[] = R"({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 64}, {"number": 2, "bytes": 1024}],
   "scopes": [{"name": "Main", "variables": [
@@ -31,7 +31,7 @@ const char kProgram[] = R"({
     {"name": "valve", "type": "WORD", "area": 1, "offset": 24},
     {"name": "pump", "type": "WORD", "area": 1, "offset": 28}]}]})";
 
-const int kTimeLimitMs = 250;
+constexpr int kTimeLimitMs = 250;
 
 sim::Fault faultOf(Kind kind) {
     switch (kind) {

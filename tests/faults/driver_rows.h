@@ -34,7 +34,7 @@ constexpr char kWritten[] = "varDone(7, 1, 12, 1); varDone(7, 1, 11, 1)";
 constexpr char kWriteLost[] = "varDone(7, 1, 12, 2); varDone(7, 1, 11, 2); commFail(empty, 1, 1)";
 constexpr char kCyclicLost[] = "commFail(empty, 0, 1)";
 
-const DriverRow kDriverRows[] = {
+constexpr DriverRow kDriverRows[] = {
     // The status word of a handshake reply does not count, nor does its service code.
     {State::BeforeHello, Kind::Delay, "1 1", "0 0 0", kNone, "2 0 0", "-- --", "symbols", "keep"},
     {State::BeforeHello, Kind::Silence, "0", "0 0 1", kNone, "2 0 0", "-- --", "hello", "drop 41"},
@@ -187,7 +187,7 @@ struct LossRow {
     const char* lists;
 };
 
-const LossRow kLossRows[] = {
+constexpr LossRow kLossRows[] = {
     {State::BeforeHello, kCyclicLost, "2 0 0"},   {State::WithinHello, kCyclicLost, "2 0 0"},
     {State::BeforeSymbols, kCyclicLost, "2 0 0"}, {State::WithinSymbols, kCyclicLost, "2 0 0"},
     {State::AfterSymbols, kCyclicLost, "2 0 0"},  {State::CyclicPending, kCyclicLost, "2 0 0"},

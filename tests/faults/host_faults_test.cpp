@@ -12,7 +12,7 @@ using test::HostRow;
 using test::Kind;
 using test::State;
 
-const char kSmallProgram[] = R"({
+constexpr char kSmallProgram[] = R"({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 64}],
   "scopes": [{"name": "Main", "variables": [
@@ -21,8 +21,8 @@ const char kSmallProgram[] = R"({
     {"name": "valve", "type": "WORD", "area": 1, "offset": 24}]}]})";
 
 // Replies that come at all come at once, so only what never comes is waited for so long.
-const int kShortTimeLimitMs = test::paced(300);
-const int kLongTimeLimitMs = 20000;
+constexpr int kShortTimeLimitMs = test::paced(300);
+constexpr int kLongTimeLimitMs = 20000;
 
 // What passes from the driver to the host, in words. The driver's functions carry no user pointer.
 class DriverDiary {

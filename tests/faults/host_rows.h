@@ -34,7 +34,7 @@ constexpr char kDoneSentAgain[] = "done 0 done done";
 constexpr char kOnceLost[] = "done 0 lost commFail(2) 41 done";
 constexpr char kWriteLost[] = "done 0 lost commFail(1) 41 done";
 
-const HostRow kHostRows[] = {
+constexpr HostRow kHostRows[] = {
     // The driver keeps the frame and offers it on the next connection.
     {State::BeforeHello, Kind::Delay, "1 connection, 1 handshake", kSmooth, "-"},
     {State::BeforeHello, Kind::Silence, "2 connections, 1 handshake, timeouts 1, retries 1", kSentAgain, "-"},

@@ -12,7 +12,7 @@ using namespace ac500::fuzz;
 
 namespace {
 
-enum { kMostEntries = 150 };
+constexpr int kMostEntries = 150;
 
 void addCyclicRead(FuzzInput& input, FuzzedDriver& driver) {
     const int area = input.below(4);

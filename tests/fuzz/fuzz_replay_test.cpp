@@ -28,9 +28,10 @@ void PrintTo(const Target& target, std::ostream* out) {
 }
 
 // The test of beginnings takes inputs up to this length, until it has seen so many beginnings.
-enum { kLongestCut = 200, kMostBeginnings = 500 };
+constexpr int kLongestCut = 200;
+constexpr int kMostBeginnings = 500;
 
-const Target kTargets[] = {
+constexpr Target kTargets[] = {
 #define AC500_FUZZ_TARGET(name) {#name, fuzz_##name},
 #include "fuzz_targets.inc"
 #undef AC500_FUZZ_TARGET

@@ -13,15 +13,15 @@ namespace ac500::fuzz {
 
 namespace {
 
-const int kEnvelope = 6;
-const int kHelloFrameBytes = 20;
-const int kSymbolFrameBytes = 23;
-const int kItemsAt = 12;
-const int kItemHead = 10;
-const int kSession = 4;
-const int kBudget = 800;
-const int kMostItems = 79;
-const int kBitType = 13;
+constexpr int kEnvelope = 6;
+constexpr int kHelloFrameBytes = 20;
+constexpr int kSymbolFrameBytes = 23;
+constexpr int kItemsAt = 12;
+constexpr int kItemHead = 10;
+constexpr int kSession = 4;
+constexpr int kBudget = 800;
+constexpr int kMostItems = 79;
+constexpr int kBitType = 13;
 
 enum ServiceCode { kHello = 0x01, kSymbols = 0x31, kRead = 0x2E, kWrite = 0x3C };
 

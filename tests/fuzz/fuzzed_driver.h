@@ -27,7 +27,7 @@
 
 namespace ac500::fuzz {
 
-enum { kMostBytes = 900 };  // of one planned read or write
+constexpr int kMostBytes = 900;  // of one planned read or write
 
 // Status words that DataCom may answer with.
 bool isDocumentedStatus(int status);

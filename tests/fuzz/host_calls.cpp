@@ -14,7 +14,9 @@ using namespace ac500::fuzz;
 
 namespace {
 
-enum { kMostQueued = 300, kMostTags = 12, kMostCount = 400 };
+constexpr int kMostQueued = 300;
+constexpr int kMostTags = 12;
+constexpr int kMostCount = 400;
 
 void readCyclically(FuzzInput& input, FuzzedDriver& driver) {
     QList<HostTag> tags;

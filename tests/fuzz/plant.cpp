@@ -7,7 +7,7 @@ namespace ac500::fuzz {
 
 namespace {
 
-const char kProgram[] = R"({
+constexpr char kProgram[] = R"({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 2048}, {"number": 2, "bytes": 256}, {"number": 3, "bytes": 16}],
   "types": {

@@ -25,9 +25,16 @@ using namespace ac500::fuzz;
 namespace fs = std::filesystem;
 
 // Where the mapping of FuzzInput::between starts in each target.
-enum { kLowestCount = -3, kLowestOffset = 0, kLowestSize = -4, kLowestRequestWords = -1, kRequestWords = 100 };
+constexpr int kLowestCount = -3;
+constexpr int kLowestOffset = 0;
+constexpr int kLowestSize = -4;
+constexpr int kLowestRequestWords = -1;
+constexpr int kRequestWords = 100;
 // Situations of the reply target.
-enum { kHelloSituation = 1, kSymbolsSituation = 2, kReadSituation = 3, kWriteSituation = 5 };
+constexpr int kHelloSituation = 1;
+constexpr int kSymbolsSituation = 2;
+constexpr int kReadSituation = 3;
+constexpr int kWriteSituation = 5;
 
 struct WrittenTag {
     const char* tag;
@@ -36,12 +43,12 @@ struct WrittenTag {
     const char* bytes;
 };
 
-const char* const kPolled[] = {
+constexpr const char* kPolled[] = {
     "Main.bool",     "Main.int",      "Main.dint",    "Main.real",           "Main.lreal",
     "Main.string",   "Main.bits[1]",  "Main.ints[1]", "Main.grid[0,1]",      "Main.cube[1,0,5]",
     "Main.names[1]", "Main.motor.on", "Main.many[1]", "Main.motors[2].speed"};
 
-const WrittenTag kWritten[] = {
+constexpr WrittenTag kWritten[] = {
     {"Main.int", "", 1, "\x34\x12"},
     {"Main.bool", "", 1, "\x01"},
     {"Main.bit", "", 1, "\x01"},

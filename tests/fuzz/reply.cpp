@@ -14,7 +14,9 @@ using namespace ac500::fuzz;
 
 namespace {
 
-enum { kSituations = 12, kRetryFlag = 0x40, kMiscountFlag = 0x80 };
+constexpr int kSituations = 12;
+constexpr int kRetryFlag = 0x40;
+constexpr int kMiscountFlag = 0x80;
 
 std::string zeroReply(int payloadBytes) {
     return test::zeroReply(payloadBytes).toStdString();

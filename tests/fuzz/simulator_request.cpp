@@ -14,11 +14,12 @@ using namespace ac500::sim;
 
 namespace {
 
-enum { kSessionFlag = 0x40, kMostRequests = 40 };
+constexpr int kSessionFlag = 0x40;
+constexpr int kMostRequests = 40;
 
-const ByteRange kMemory[] = {{1, 0, 2048}, {2, 0, 256}, {3, 0, 16}};
+constexpr ByteRange kMemory[] = {{1, 0, 2048}, {2, 0, 256}, {3, 0, 16}};
 // The part of the reserved area that clients write.
-const ByteRange kCommand = {kReservedArea, 0, reserved::kFirstReadOnly};
+constexpr ByteRange kCommand = {kReservedArea, 0, reserved::kFirstReadOnly};
 
 Bytes wholeMemory(const PlcModel& model) {
     Bytes all = model.memory().read(kCommand);

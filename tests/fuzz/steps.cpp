@@ -7,9 +7,9 @@ namespace ac500::fuzz {
 
 namespace {
 
-const int kHelloPayload = 200;
-const int kSymbolPayload = 30;
-const int kReadHeadPayload = 6;
+constexpr int kHelloPayload = 200;
+constexpr int kSymbolPayload = 30;
+constexpr int kReadHeadPayload = 6;
 
 std::string readPayload(const QByteArray& frame, char fill) {
     std::string payload(kReadHeadPayload, '\0');

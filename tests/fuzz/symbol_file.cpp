@@ -15,8 +15,8 @@ using namespace ac500::fuzz;
 namespace {
 
 // A file may ask for 256 MiB of areas and a million leaves, which is no finding but too much for every input.
-const std::int64_t kMostAreaBytes = 1 << 20;
-const std::int64_t kMostElements = 2000;
+constexpr std::int64_t kMostAreaBytes = 1 << 20;
+constexpr std::int64_t kMostElements = 2000;
 
 bool isSmall(const Variable& variable) {
     return countElements(variable.dimensions) <= kMostElements;

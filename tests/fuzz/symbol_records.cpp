@@ -10,9 +10,11 @@ using namespace ac500::fuzz;
 
 namespace {
 
-enum { kMostRecords = 60, kMostDepth = 6, kMostTags = 8 };
+constexpr int kMostRecords = 60;
+constexpr int kMostDepth = 6;
+constexpr int kMostTags = 8;
 
-const char* const kNames[] = {"", "Main", "a", "b", "a[", "c]", "%%", "\xC3\xA9"};
+constexpr const char* kNames[] = {"", "Main", "a", "b", "a[", "c]", "%%", "\xC3\xA9"};
 
 class RecordReader {
 public:

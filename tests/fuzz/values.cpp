@@ -9,7 +9,9 @@ using namespace ac500::fuzz;
 
 namespace {
 
-enum { kArrayFlag = 0x100, kBitsFlag = 0x400, kMostCount = 1000 };
+constexpr int kArrayFlag = 0x100;
+constexpr int kBitsFlag = 0x400;
+constexpr int kMostCount = 1000;
 
 struct Subject {
     int type = 0;

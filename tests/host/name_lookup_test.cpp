@@ -12,7 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const Milliseconds kLongEnough{60000};
+constexpr Milliseconds kLongEnough{60000};
 
 // A system that answers when it is told to.
 class SlowSystem {

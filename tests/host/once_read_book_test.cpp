@@ -8,7 +8,7 @@ namespace {
 
 using testing::ElementsAre;
 
-const int kRequestBytes = 200;
+constexpr int kRequestBytes = 200;
 const Failure kGivenUp{Layer::Request, "given up"};
 
 Tag wordsOf(int elements) {

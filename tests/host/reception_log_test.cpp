@@ -5,8 +5,8 @@
 namespace ac500::host {
 namespace {
 
-const Time kEarly{1000};
-const Time kLate{2000};
+constexpr Time kEarly{1000};
+constexpr Time kLate{2000};
 
 TEST(ReceptionLog, KnowsNothingAtFirst) {
     EXPECT_EQ(ReceptionLog().oldest({{1, 0, 1}}), std::nullopt);

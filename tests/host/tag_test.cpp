@@ -8,7 +8,7 @@ namespace {
 
 using testing::HasSubstr;
 
-const char kProgram[] = R"({
+constexpr char kProgram[] = R"({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 4096}, {"number": 3, "bytes": 64}],
   "types": {"Motor": {"size": 40, "members": [

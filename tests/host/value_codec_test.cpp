@@ -12,15 +12,15 @@ namespace {
 
 using test::bytes;
 
-const ValueForm kBool{TypeCode::Bool, false};
-const ValueForm kSint{TypeCode::Sint, false};
-const ValueForm kInt{TypeCode::Int, false};
-const ValueForm kDint{TypeCode::Dint, false};
-const ValueForm kReal{TypeCode::Real, false};
-const ValueForm kLreal{TypeCode::Lreal, false};
-const ValueForm kString{TypeCode::String, false};
-const ValueForm kWord{TypeCode::Word, false};
-const ValueForm kBitOfWord{TypeCode::Word, true};
+constexpr ValueForm kBool{TypeCode::Bool, false};
+constexpr ValueForm kSint{TypeCode::Sint, false};
+constexpr ValueForm kInt{TypeCode::Int, false};
+constexpr ValueForm kDint{TypeCode::Dint, false};
+constexpr ValueForm kReal{TypeCode::Real, false};
+constexpr ValueForm kLreal{TypeCode::Lreal, false};
+constexpr ValueForm kString{TypeCode::String, false};
+constexpr ValueForm kWord{TypeCode::Word, false};
+constexpr ValueForm kBitOfWord{TypeCode::Word, true};
 
 // The text that one value of a type is shown as after it was parsed, or "refused: ..." with the reason.
 std::string reparsed(TypeCode code, const std::string& text) {

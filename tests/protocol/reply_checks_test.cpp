@@ -5,8 +5,8 @@ using namespace ac500::test;
 
 namespace {
 
-const int kComplete = 0;
-const int kIncomplete = 8;
+constexpr int kComplete = 0;
+constexpr int kIncomplete = 8;
 
 int completeness(QByteArray reply) {
     return infinite_length_data_reception(&reply);
@@ -78,7 +78,7 @@ protected:
     }
 };
 
-const char* const kGoodReply = "BB BB 00 00 00 02 00 00";
+constexpr const char* kGoodReply = "BB BB 00 00 00 02 00 00";
 
 TEST_F(DataReplyCheckTest, GoodReplyToAReadGivesOne) {
     EXPECT_EQ(check(kGoodReply), 1);

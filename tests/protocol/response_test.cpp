@@ -9,7 +9,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-const char* const kReadRequest = "BB BB 00 00 00 14 2E 00 00 00 00 01 00 02 00 00 00 10 00 00 00 04 0A 0B 0C 0D";
+constexpr const char* kReadRequest = "BB BB 00 00 00 14 2E 00 00 00 00 01 00 02 00 00 00 10 00 00 00 04 0A 0B 0C 0D";
 
 class ResponseTest : public DriverTest {
 protected:
@@ -34,7 +34,7 @@ protected:
     static int process(QByteArray reply, int received) { return DataCom(&reply, received)->status; }
 };
 
-const char* const kGoodReadReply = "BB BB 00 00 00 0B 00 00 11 22 33 44 EE A1 A2 A3 A4";
+constexpr const char* kGoodReadReply = "BB BB 00 00 00 0B 00 00 11 22 33 44 EE A1 A2 A3 A4";
 
 // ----- nothing queued
 
@@ -279,7 +279,7 @@ struct FailureRow {
     int otherLength;
 };
 
-const FailureRow kFailureRows[] = {
+constexpr FailureRow kFailureRows[] = {
     {-2147483647 - 1, 11, 41, 71},
     {-1, 11, 41, 71},
     {0, 11, 41, 71},

@@ -7,19 +7,19 @@ namespace reference {
 namespace {
 
 // Byte offsets in the settings record.
-const int kMaxRequestWords = 16;
-const int kComWord = 24;
-const int kRetryLimit = 28;
-const int kRetryCount = 32;
-const int kCleared40 = 40;
-const int kFrameTotal = 44;
-const int kFrameDone = 48;
-const int kCleared52 = 52;
-const int kAux3 = 56;
-const int kAux4 = 60;
-const int kAccessMode = 64;
-const int kFirstPassDone = 68;
-const int kStationId = 72;
+constexpr int kMaxRequestWords = 16;
+constexpr int kComWord = 24;
+constexpr int kRetryLimit = 28;
+constexpr int kRetryCount = 32;
+constexpr int kCleared40 = 40;
+constexpr int kFrameTotal = 44;
+constexpr int kFrameDone = 48;
+constexpr int kCleared52 = 52;
+constexpr int kAux3 = 56;
+constexpr int kAux4 = 60;
+constexpr int kAccessMode = 64;
+constexpr int kFirstPassDone = 68;
+constexpr int kStationId = 72;
 
 std::string bigEndian(std::int64_t value, int bytes) {
     std::string text;
@@ -53,9 +53,10 @@ std::string requestFrame(char service, std::size_t count, const std::string& ite
     return "\xBB\xBB" + std::string(2, '\0') + bigEndian(static_cast<std::int64_t>(payload.size()), 2) + payload;
 }
 
-const unsigned char kFirstHandshake[] = {0xBB, 0xBB, 0, 0, 0, 0x0E, 0x01, 0, 0, 0, 0x02, 0, 0, 0, 0x06, 0, 0, 0, 0, 0};
-const unsigned char kSecondHandshake[] = {0xBB, 0xBB, 0,   0,   0,   0x11, 0x31, 0,   0,   0x0D, 'D', 'O',
-                                          'W',  'N',  'L', 'O', 'A', 'D',  '.',  'S', 'D', 'B',  0};
+constexpr unsigned char kFirstHandshake[] = {0xBB, 0xBB, 0, 0, 0,    0x0E, 0x01, 0, 0, 0,
+                                             0x02, 0,    0, 0, 0x06, 0,    0,    0, 0, 0};
+constexpr unsigned char kSecondHandshake[] = {0xBB, 0xBB, 0,   0,   0,   0x11, 0x31, 0,   0,   0x0D, 'D', 'O',
+                                              'W',  'N',  'L', 'O', 'A', 'D',  '.',  'S', 'D', 'B',  0};
 
 }  // namespace
 

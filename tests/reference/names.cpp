@@ -51,9 +51,9 @@ bool hasFlag(const Symbol& symbol, int flag) {
     return (symbol.type & flag) != 0;
 }
 
-const int kArray = 0x100;
-const int kStructure = 0x200;
-const int kBitAddressable = 0x400;
+constexpr int kArray = 0x100;
+constexpr int kStructure = 0x200;
+constexpr int kBitAddressable = 0x400;
 
 bool hasBitNumbers(int typeCode) {
     for (const int code : {2, 3, 4, 5, 6, 8, 14, 15, 16, 17, 18, 21}) {

@@ -4,9 +4,9 @@ namespace ac500::test {
 
 namespace {
 
-const int kArray = 0x100;
-const int kStructure = 0x200;
-const int kBitAddressable = 0x400;
+constexpr int kArray = 0x100;
+constexpr int kStructure = 0x200;
+constexpr int kBitAddressable = 0x400;
 
 const std::vector<std::string> kMemberNames{"a", "b", "speed", "x1"};
 

@@ -17,9 +17,9 @@ namespace ac500::test {
 namespace {
 
 // Of a run without further wishes: the same every time, so that what it reaches is no matter of luck.
-const std::uint64_t kDefaultSteps = 20000;
-const std::uint64_t kDefaultSeed = 1;
-const int kSequencesPerRound = 60;
+constexpr std::uint64_t kDefaultSteps = 20000;
+constexpr std::uint64_t kDefaultSeed = 1;
+constexpr int kSequencesPerRound = 60;
 
 std::uint64_t environmentNumber(const char* name, std::uint64_t otherwise) {
     const char* text = std::getenv(name);

@@ -11,7 +11,7 @@ namespace ac500::sim {
 namespace {
 
 // The reply to a read of one item of two bytes: magic, length 9, status 0, count 1, lead byte, 12 34.
-const char* const kReply = "BB BB 00 00 00 09 00 00 00 00 00 01 00 12 34";
+constexpr const char* kReply = "BB BB 00 00 00 09 00 00 00 00 00 01 00 12 34";
 
 Delivery planned(FaultKind kind, std::int32_t argument = 0) {
     return planDelivery({kind, argument}, byteString(kReply));

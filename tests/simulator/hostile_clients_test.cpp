@@ -277,7 +277,7 @@ constexpr long kKeptByOthersKilobytes = kKeptByCheckerKilobytes + kKeptByEmulato
 // There are 64 places for clients. A heap may hold twice what is in use.
 constexpr long kHeapFactor = 2;
 
-const char* const kLargePlant = R"({
+constexpr const char* kLargePlant = R"({
     "format": "ac500-symbols", "version": 1,
     "areas": [{"number": 1, "bytes": 65000}],
     "scopes": [{"name": "Main", "variables": [{"name": "count", "type": "WORD", "area": 1, "offset": 0}]}]

@@ -12,7 +12,7 @@
 namespace ac500::sim {
 namespace {
 
-const std::uint64_t kGeneration = 0x1234567;
+constexpr std::uint64_t kGeneration = 0x1234567;
 
 Element at(TypeCode code, std::int64_t address, int area = 2) {
     Element element;

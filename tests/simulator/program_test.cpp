@@ -23,7 +23,7 @@ using testing::StartsWith;
 
 constexpr int kLimitMs = 20000;
 
-const char* const kPlant = R"({
+constexpr const char* kPlant = R"({
     "format": "ac500-symbols", "version": 1,
     "areas": [{"number": 1, "name": "memory", "bytes": 16}],
     "scopes": [{"name": "Main", "variables": [{"name": "count", "type": "WORD", "area": 1, "offset": 0}]}]

@@ -27,7 +27,7 @@ inline Bytes readMode(const Bytes& end) {
     return byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 08 00 00 00 01") + end;
 }
 // The reply while Main.mode has its initial value.
-const char* const kModeReply = "BB BB 00 00 00 08 00 00 00 00 00 01 00 A5";
+constexpr const char* kModeReply = "BB BB 00 00 00 08 00 00 00 00 00 01 00 A5";
 
 // A file that is right; anything else is the test's own mistake.
 inline SymbolFile plant(const std::string& text) {

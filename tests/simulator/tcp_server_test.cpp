@@ -22,7 +22,7 @@ Bytes readCount(const Bytes& end) {
     return byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02") + end;
 }
 
-const char* const kCountReply = "BB BB 00 00 00 09 00 00 00 00 00 01 00 00 00";
+constexpr const char* kCountReply = "BB BB 00 00 00 09 00 00 00 00 00 01 00 00 00";
 
 // A simulator with one client that has done its handshake.
 class TcpServerTest : public testing::Test {

@@ -13,13 +13,13 @@ namespace {
 
 using host::Milliseconds;
 
-const int kWriters = 2;
-const int kWriteEveryMs = 33;  // each writer
-const int kReadEveryMs = 100;
-const std::size_t kMostOpen = 60;
+constexpr int kWriters = 2;
+constexpr int kWriteEveryMs = 33;  // each writer
+constexpr int kReadEveryMs = 100;
+constexpr std::size_t kMostOpen = 60;
 // In a storm writes go first, five requests in a row, and each may cost its retries, a lost connection and up to five
 // seconds until the host calls a PLC that keeps closing again. In quiet times orders have to end much sooner; see round().
-const std::chrono::seconds kPatience{60};
+constexpr std::chrono::seconds kPatience{60};
 
 class Deck {
 public:

@@ -9,8 +9,8 @@ namespace ac500::soak {
 
 namespace {
 
-const std::size_t kFewestSamples = 6;
-const double kShortestSeconds = 15;
+constexpr std::size_t kFewestSamples = 6;
+constexpr double kShortestSeconds = 15;
 
 std::int64_t statusBytes(const std::string& key) {
     std::ifstream status("/proc/self/status");

@@ -11,15 +11,15 @@ namespace ac500::soak {
 
 namespace {
 
-const int kAreas = 4;    // numbered from 1, for everything but BIT
-const int kBitArea = 5;  // the simulator tells bit writes from byte writes by an area of their own
-const int kFirstWrittenArea = 3;
-const std::uint32_t kAreaBytes = 4096;
-const int kPeriodsMs[] = {200, 300, 500, 900, 1700, 4000};
+constexpr int kAreas = 4;    // numbered from 1, for everything but BIT
+constexpr int kBitArea = 5;  // the simulator tells bit writes from byte writes by an area of their own
+constexpr int kFirstWrittenArea = 3;
+constexpr std::uint32_t kAreaBytes = 4096;
+constexpr int kPeriodsMs[] = {200, 300, 500, 900, 1700, 4000};
 
-const TypeCode kNumbers[] = {TypeCode::Bool, TypeCode::Sint, TypeCode::Usint, TypeCode::Byte,  TypeCode::Int,
-                             TypeCode::Uint, TypeCode::Word, TypeCode::Dint,  TypeCode::Udint, TypeCode::Dword,
-                             TypeCode::Real, TypeCode::Lint, TypeCode::Ulint, TypeCode::Lword, TypeCode::Lreal};
+constexpr TypeCode kNumbers[] = {TypeCode::Bool, TypeCode::Sint, TypeCode::Usint, TypeCode::Byte,  TypeCode::Int,
+                                 TypeCode::Uint, TypeCode::Word, TypeCode::Dint,  TypeCode::Udint, TypeCode::Dword,
+                                 TypeCode::Real, TypeCode::Lint, TypeCode::Ulint, TypeCode::Lword, TypeCode::Lreal};
 
 // A variable before it has a place.
 struct Wish {

@@ -23,7 +23,7 @@ namespace ac500::soak {
 
 namespace {
 
-const int kAnswerMs = 20000;
+constexpr int kAnswerMs = 20000;
 
 [[noreturn]] void giveUp(const std::string& what) {
     throw std::runtime_error("the PLC process: " + what + ": " + std::strerror(errno));

@@ -22,7 +22,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const char kProgram[] = R"({
+constexpr char kProgram[] = R"({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 1024}, {"number": 2, "bytes": 64}],
   "scopes": [{"name": "Main", "variables": [

@@ -24,17 +24,17 @@ namespace {
 using host::Milliseconds;
 using host::Time;
 
-const int kStatusFaults = static_cast<int>(sim::FaultKind::Status);
-const double kShortestWithWarmUp = 30;  // seconds of run
-const double kShortestWithEveryFault = 600;
-const double kLongestExtension = 120;
-const std::int64_t kWarmUpOrders = 1100;
-const std::size_t kWarmUpEvents = 1100;
-const Milliseconds kWarmUpLimit{60000};
-const Milliseconds kDrainLimit{90000};
-const Milliseconds kQuietDrainLimit{10000};
-const Milliseconds kSettleLimit{15000};
-const Milliseconds kStatusEvery{10000};
+constexpr int kStatusFaults = static_cast<int>(sim::FaultKind::Status);
+constexpr double kShortestWithWarmUp = 30;  // seconds of run
+constexpr double kShortestWithEveryFault = 600;
+constexpr double kLongestExtension = 120;
+constexpr std::int64_t kWarmUpOrders = 1100;
+constexpr std::size_t kWarmUpEvents = 1100;
+constexpr Milliseconds kWarmUpLimit{60000};
+constexpr Milliseconds kDrainLimit{90000};
+constexpr Milliseconds kQuietDrainLimit{10000};
+constexpr Milliseconds kSettleLimit{15000};
+constexpr Milliseconds kStatusEvery{10000};
 
 void print(const std::string& line) {
     fmt::print("{}\n", line);

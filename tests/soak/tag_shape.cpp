@@ -10,8 +10,8 @@ namespace ac500::soak {
 
 namespace {
 
-const std::size_t kShownCharacters = 80;
-const int kBitsPerWord = 16;
+constexpr std::size_t kShownCharacters = 80;
+constexpr int kBitsPerWord = 16;
 
 bool isBit(const Element& element) {
     return element.code == TypeCode::Bit || element.bit >= 0;

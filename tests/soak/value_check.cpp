@@ -13,9 +13,9 @@ namespace {
 using host::Milliseconds;
 using host::Time;
 
-const std::size_t kKeptPatterns = 6;
-const std::uint64_t kMostGenerations = 1000;  // a value that was kept while the link was down
-const std::uint64_t kSearched = 3000;         // generations back, when a wrong value is looked up
+constexpr std::size_t kKeptPatterns = 6;
+constexpr std::uint64_t kMostGenerations = 1000;  // a value that was kept while the link was down
+constexpr std::uint64_t kSearched = 3000;         // generations back, when a wrong value is looked up
 
 // The first bytes of a long value.
 std::string shown(const Bytes& bytes) {

@@ -17,7 +17,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-const int kCannotRun = 127;  // as a shell reports it
+constexpr int kCannotRun = 127;  // as a shell reports it
 
 int millisecondsUntil(Clock::time_point deadline) {
     const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();

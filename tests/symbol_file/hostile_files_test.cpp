@@ -145,7 +145,7 @@ std::string chainOfStructures(int levels) {
            R"(": {"size": 2, "members": [{"name": "m", "type": "INT", "offset": 0}]})";
 }
 
-const char* const kOneStructure = R"({"name": "v", "type": "S1", "area": 1, "offset": 0})";
+constexpr const char* kOneStructure = R"({"name": "v", "type": "S1", "area": 1, "offset": 0})";
 
 TEST(HostileFile, MayNestStructuresUpToSixteenLevels) {
     EXPECT_THAT(problemsOfText(fileWith(chainOfStructures(16), kOneStructure)), IsEmpty());
@@ -156,9 +156,9 @@ TEST(HostileFile, MayNestStructuresUpToSixteenLevels) {
 // A function that called itself for each level would run out of stack. Checked code takes more of it, and under the
 // emulator a minute and a half for the longer chain.
 #if defined(AC500_EMULATED) && defined(__SANITIZE_ADDRESS__)
-const int kThousandsOfLevels = 2000;
+constexpr int kThousandsOfLevels = 2000;
 #else
-const int kThousandsOfLevels = 20000;
+constexpr int kThousandsOfLevels = 20000;
 #endif
 
 TEST(HostileFile, MayNestStructuresThousandsOfLevelsDeep) {
@@ -186,7 +186,7 @@ TEST(HostileFile, MayMultiplyValuesByOverlappingMembers) {
                             "readable values, structures counted member by member; make arrays of structures smaller"));
 }
 
-const char* const kOneByte = R"("T": {"size": 1, "members": [{"name": "m", "type": "BYTE", "offset": 0}]})";
+constexpr const char* kOneByte = R"("T": {"size": 1, "members": [{"name": "m", "type": "BYTE", "offset": 0}]})";
 
 TEST(HostileFile, MayDescribeAMillionValuesAndNotOneMore) {
     const std::string million = R"({"name": "v", "type": "T", "area": 1, "offset": 0, "array": [[1, 1000000]]})";

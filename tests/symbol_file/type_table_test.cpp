@@ -15,7 +15,7 @@ struct Row {
     bool bitAddressable;
 };
 
-const Row kRows[] = {
+constexpr Row kRows[] = {
     {1, "BOOL", 1, false},  {2, "SINT", 1, true},      {3, "INT", 2, true},        {4, "UINT", 2, true},
     {5, "DINT", 4, true},   {6, "UDINT", 4, true},     {7, "REAL", 4, false},      {8, "LINT", 8, true},
     {9, "LREAL", 8, false}, {10, "STRING", 81, false}, {11, "CSTRING", 81, false}, {12, "STRUCT", 0, false},

@@ -15,7 +15,7 @@ struct TypeRow {
     bool namesBits;
 };
 
-const TypeRow kTypeRows[] = {
+constexpr TypeRow kTypeRows[] = {
     {1, kBooleanByte, 1, false}, {2, k8Bit, 1, true},    {3, k16Bit, 2, true},   {4, k16Bit, 2, true},
     {5, k32Bit, 4, true},        {6, k32Bit, 4, true},   {7, k32Bit, 4, false},  {8, k64Bit, 8, true},
     {9, k64Bit, 8, false},       {10, kText, 81, false}, {11, kText, 81, false}, {13, kBitAddressedBoolean, 1, false},

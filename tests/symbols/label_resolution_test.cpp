@@ -271,7 +271,7 @@ struct NamedTypeRow {
     const char* bit;      // bit 5 of a scalar at address 2000 that carries the flag for named bits
 };
 
-const NamedTypeRow kTypes[] = {
+constexpr NamedTypeRow kTypes[] = {
     {"boolean byte", 1, "0: type 1, area 1, address 1003, element 3 of 7", "0: type 1, area 1, address 2000"},
     {"signed 8-bit", 2, "0: type 2, area 1, address 1003, element 3 of 7", "0: type 2, area 1, address 2000, bit 5"},
     {"signed 16-bit", 3, "0: type 3, area 1, address 1006, element 3 of 7", "0: type 3, area 1, address 2000, bit 5"},

@@ -12,7 +12,7 @@ namespace {
 
 // Names that resolve or are rewritten; most random texts are one of them with a few places changed, so that they get past
 // the first checks.
-const char* const kResolvedNames[] = {
+constexpr const char* kResolvedNames[] = {
     "Main.counter",
     "Main.values[2,3]",
     "Main.vector[1]",
@@ -31,7 +31,7 @@ const char* const kResolvedNames[] = {
     "Main.values[ %% , 4 ]",
 };
 
-const char* const kPieces[] = {
+constexpr const char* kPieces[] = {
     ".",           "..",         "[",           "]",        "[[",
     "]]",          "][",         ",",           "%%",       "%",
     "+",           "-",          " ",           "\t",       "0",

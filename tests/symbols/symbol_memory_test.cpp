@@ -36,7 +36,7 @@ protected:
 
     static Label_Type_Info& mainVariable(int i) { return PLC_driver.labelTable["Main"].elementType[0].members[i]; }
 
-    static const int kAddresses = 100;
+    static constexpr int kAddresses = 100;
 };
 
 TEST_F(SymbolMemory, AnswersAlikeTheFirstAndTheSecondTime) {
@@ -192,7 +192,7 @@ TEST_F(SymbolMemory, KeepsBitsAndArrayPositionsApart) {
 }
 
 TEST_F(SymbolMemory, AnswersRightBeyondTheNamesItHolds) {
-    const int kNames = 66000;
+    constexpr int kNames = 66000;
     load({scope("Main", {asArray(variable("values", 2, 0), {10, 0, kNames})})});
     QString none;
     QByteArray out;

@@ -43,7 +43,7 @@ private:
     std::deque<std::atomic<int>> steps_;
 };
 
-const std::chrono::milliseconds kPatience{20000};
+constexpr std::chrono::milliseconds kPatience{20000};
 
 // What the callbacks copy, under a lock of the host's own that is never held while the host calls the driver.
 struct Notes {

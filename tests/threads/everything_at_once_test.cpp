@@ -7,7 +7,7 @@
 namespace ac500::test {
 namespace {
 
-const int kRounds = 300;
+constexpr int kRounds = 300;
 
 class EverythingAtOnce : public PlantTest {
 protected:

@@ -17,7 +17,7 @@
 
 namespace ac500::test {
 
-const char kProgram[] = R"({
+constexpr char kProgram[] = R"({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 4096}, {"number": 2, "bytes": 64}, {"number": 3, "bytes": 64}],
   "scopes": [{"name": "Main", "variables": [

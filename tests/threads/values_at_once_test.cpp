@@ -10,7 +10,7 @@
 namespace ac500::test {
 namespace {
 
-enum { kWrittenRounds = 3000 };
+constexpr int kWrittenRounds = 3000;
 
 class ValuesOfSeveralThreads : public ValueTest {
 protected:

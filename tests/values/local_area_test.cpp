@@ -177,8 +177,8 @@ TEST_F(ReadReplies, FullBatchIsStored) {
 
 // 48 to 64 bytes for each byte of the image: half of what the hash adds to 48 goes when the image does not grow any more.
 TEST_F(ReadReplies, ImageGivesBackWhatItsHashKeepsInReserve) {
-    const int kRequests = 30;
-    const int kBytes = 700;
+    constexpr int kRequests = 30;
+    constexpr int kBytes = 700;
     const auto storeAt = [](int i) {
         setBatch({readVar(1, kBytes * i, kBytes)});
         store(readReply({"A1 A2"}));

@@ -8,7 +8,7 @@ namespace ac500::test {
 namespace {
 
 // What lies at byte 100 of area 1 in most tests: no byte twice.
-const char* const kImageBytes = "11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 10 21 32 43 54 65 76 87 98";
+constexpr const char* kImageBytes = "11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF 10 21 32 43 54 65 76 87 98";
 
 struct CountRow {
     qint32 count;
@@ -563,7 +563,7 @@ TEST_F(ReadingValues, LeaveOtherBytesOfTheHostAlone) {
     EXPECT_EQ(hex(out), "22 11 00 00 00 00");
     EXPECT_EQ(shared, "shared");
 
-    static const char kFixed[] = "constant memory";
+    static constexpr char kFixed[] = "constant memory";
     out = QByteArray::fromRawData(kFixed, sizeof kFixed);
     ASSERT_EQ(GetRegisterData(&label, 0, &none, 0, &out, 1), 1U);
     EXPECT_EQ(hex(out), "22 11");

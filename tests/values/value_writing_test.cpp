@@ -14,7 +14,7 @@ struct WriteRow {
     const char* writes;
 };
 
-const char* const kTwentyBytes = "01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14";
+constexpr const char* kTwentyBytes = "01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14";
 
 class WritingValues : public ValueTest {
 protected:

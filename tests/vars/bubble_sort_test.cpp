@@ -73,7 +73,7 @@ TEST(BubbleSort, TouchesNoListOfTheDriver) {
     PLC_driver.readList.clear();
 }
 
-enum { kThousandsOfTags = 20000 };
+constexpr int kThousandsOfTags = 20000;
 
 // Sorts, and expects it done within two seconds of processor time, also in the checked build; exchanging neighbours, as
 // the name says, would take minutes.

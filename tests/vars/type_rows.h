@@ -4,7 +4,7 @@
 
 namespace ac500::test {
 
-const int kUnits[] = {1, 2, 3, 4, 5, 9};
+constexpr int kUnits[] = {1, 2, 3, 4, 5, 9};
 
 struct TypeRow {
     const char* type;
@@ -13,7 +13,7 @@ struct TypeRow {
     int bytes[6];  // for 1, 2, 3, 4, 5 and 9 units of an array that starts at its area's first byte
 };
 
-const TypeRow kTransferableTypes[] = {
+constexpr TypeRow kTransferableTypes[] = {
     {"boolean byte: one byte a unit", 1, 1, {1, 2, 3, 4, 5, 9}},
     {"signed 8-bit: one byte a unit", 2, 2, {1, 2, 3, 4, 5, 9}},
     {"signed 16-bit: one word a unit", 3, 3, {2, 4, 6, 8, 10, 18}},
@@ -35,7 +35,7 @@ const TypeRow kTransferableTypes[] = {
 };
 
 // Codes that resolve and cannot be transferred.
-const int kUntransferableCodes[] = {0, 19, 20, 22, 255};
+constexpr int kUntransferableCodes[] = {0, 19, 20, 22, 255};
 
 // A bit-addressed run: the words that hold bits `firstBit` up to `firstBit` + `bits` - 1.
 struct BitRunRow {
@@ -46,7 +46,7 @@ struct BitRunRow {
     int bytes;
 };
 
-const BitRunRow kBitRuns[] = {
+constexpr BitRunRow kBitRuns[] = {
     {"first bit of the area", 0, 1, 0, 2},
     {"last bit of the first word", 15, 1, 0, 2},
     {"first bit of the second word", 16, 1, 2, 2},
