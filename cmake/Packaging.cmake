@@ -62,7 +62,7 @@ endif()
 # ---- dev ----
 # host_interface.h and what it includes, in the same folders: includes are relative to the one folder.
 foreach(header
-    core/com_info.h core/communication_protocol.h core/export.h core/host_interface.h
+    core/codes.h core/com_info.h core/communication_protocol.h core/export.h core/host_interface.h
     protocol/protocol.h
     symbols/control_information.h symbols/label_type_info.h
     vars/extend_var.h vars/host_tag.h vars/rw_var.h)

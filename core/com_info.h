@@ -29,7 +29,7 @@ struct ComInfo {
     qint32 clearedWord52;  // driver: set to 0 by SetComInfo, never touched again
     qint32 aux3;           // setting: carried into RW_VAR::aux3 of records the driver builds
     qint32 aux4;           // setting: carried into RW_VAR::aux4 of records the driver builds
-    qint32 accessMode;     // setting: 2: written values go to the PLC; any other value: to the byte image only
+    qint32 accessMode;     // setting: AccessMode; 2: written values go to the PLC; any other: to the byte image only
     qint32 firstPassDone;  // driver: 1 when the cyclic list was read through once or nothing is left to send
     qint32 stationId;      // setting: first argument of the completion callback
 };

@@ -25,10 +25,10 @@
 #include "vars/extend_var.h"
 #include "vars/rw_var.h"
 
-// Outcome of one written or one-shot read variable: (stationId, hostId, hostSubId, 1 success or 2 failure).
+// Outcome of one written or one-shot read variable: (stationId, hostId, hostSubId, VariableOutcome).
 typedef quint32 (*VarDoneCallback)(quint32 stationId, quint32 hostId, quint32 hostSubId, quint32 outcome);
 
-// A request was abandoned: (empty list, hostId of the record that DataCom returns, 1).
+// A request was abandoned: (empty list, hostId of the record that DataCom returns, kCommunicationFailed).
 typedef quint32 (*CommFailCallback)(QList<RW_VAR>* emptyList, quint32 hostId, quint32 one);
 
 enum { kBatchCapacity = 100 };

@@ -31,6 +31,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
+#include "core/codes.h"
 #include "core/com_info.h"
 #include "core/communication_protocol.h"
 #include "core/export.h"

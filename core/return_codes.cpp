@@ -1,16 +1,11 @@
-#include "core/return_codes.h"
-
+// From the outcome of a reply check to the status code that the host sees.
+#include "core/codes.h"
 #include "core/host_interface.h"
 #include "protocol/bytes.h"
 
 using namespace ac500;
 
 namespace {
-
-// Failure families: a code is its family's base + 1, plus the hostId of the variable when that is 1 to 11.
-enum FamilyBase { kRefusedBase = 10, kEmptyBase = 40, kLengthBase = 70, kBase5 = 110, kBase6 = 140, kBase7 = 170 };
-
-enum { kLargestHostIdInCode = 11 };
 
 int hostIdInCode(int hostId) {
     return hostId >= 1 && hostId <= kLargestHostIdInCode ? hostId : 0;
@@ -31,11 +26,11 @@ int GetDriverReturnValue(int outcome) noexcept {
         case kReplyOutcome4:
             return kStatusAcceptedOther;
         case kReplyOutcome5:
-            return SwitchErrorReturn(kBase5);
+            return SwitchErrorReturn(kReserved5Base);
         case kReplyOutcome6:
-            return SwitchErrorReturn(kBase6);
+            return SwitchErrorReturn(kReserved6Base);
         case kReplyOutcome7:
-            return SwitchErrorReturn(kBase7);
+            return SwitchErrorReturn(kReserved7Base);
         default:
             return kStatusUnknownOutcome;
     }

@@ -22,7 +22,7 @@ int byteAt(const QByteArray& bytes, int index) {
     return static_cast<unsigned char>(bytes[index]);
 }
 
-// What a symbol decoder would deliver for one variable: UINT (code 4), area 1, at byte 0, in the scope Main.
+// What a symbol decoder would deliver for one variable: UINT, area 1, at byte 0, in the scope Main.
 Label_Type_Info record(const char* name, quint16 type) {
     Label_Type_Info info;
     info.name = QString::fromLatin1(name);
@@ -33,12 +33,12 @@ Label_Type_Info record(const char* name, quint16 type) {
 }
 
 QList<Label_Type_Info> symbols() {
-    Label_Type_Info counter = record("counter", 4);
+    Label_Type_Info counter = record("counter", ac500::kUintType);
     counter.areaList << 1;
-    Label_Type_Info variables = record("Main", 0x200 | 12);
+    Label_Type_Info variables = record("Main", ac500::kStructureFlag | ac500::kStructureType);
     variables.members << counter;
     variables.memberCount = 1;
-    Label_Type_Info scope = record("Main", 12);
+    Label_Type_Info scope = record("Main", ac500::kStructureType);
     scope.elementType << variables;
     return QList<Label_Type_Info>() << scope;
 }
@@ -95,7 +95,7 @@ bool isGoodReadReply(const QByteArray& reply) {
 // The connection is gone: the driver must give its request up, so that it opens a session on the next one.
 void giveUp() {
     QByteArray nothing;
-    while (DataCom(&nothing, 0)->status == 0) {
+    while (DataCom(&nothing, 0)->status == ac500::kStatusPending) {
     }
 }
 
@@ -118,7 +118,7 @@ int main(int argc, char** argv) {
     ComInfo settings = ComInfo();
     settings.maxRequestWords = 100;
     settings.retryLimit = 2;
-    settings.accessMode = 2;
+    settings.accessMode = ac500::kAccessPlc;
     SetComInfo(&settings);
     RegistCallBackFuncIntf(onVariableDone, onCommunicationFailed);
     QList<Label_Type_Info> records = symbols();
@@ -147,10 +147,10 @@ int main(int argc, char** argv) {
             giveUp();
             continue;
         }
-        if (request->replyLength == -1) {
+        if (request->replyLength == ac500::kNotMeasured) {
             DataCom(&reply, reply.size());
         }
-        if (DataCom(&reply, reply.size())->status == 201) {
+        if (DataCom(&reply, reply.size())->status == ac500::kStatusHandshakeRejected) {
             std::fprintf(stderr, "the peer opens no session; connecting anew\n");
             close(connection);
             connection = -1;

@@ -1,13 +1,12 @@
 #include "protocol/batch_completion.h"
 
+#include "core/codes.h"
 #include "core/host_interface.h"
 #include "vars/record_order.h"
 
 namespace ac500 {
 
 namespace {
-
-enum Outcome { kDone = 1, kFailed = 2 };
 
 bool isSameVariable(const RW_VAR& a, const RW_VAR& b) {
     return a.hostId == b.hostId && a.hostSubId == b.hostSubId;
@@ -36,7 +35,7 @@ QList<RW_VAR> takeFinished(QList<RW_VAR>& list) {
     return finished;
 }
 
-void report(const RW_VAR& variable, Outcome outcome) {
+void report(const RW_VAR& variable, VariableOutcome outcome) {
     PLC_driver.varDoneCallback(static_cast<quint32>(PLC_driver.comInfo->stationId),
                                static_cast<quint32>(variable.hostId), static_cast<quint32>(variable.hostSubId),
                                outcome);
@@ -49,9 +48,9 @@ void reportFinished(QList<RW_VAR> finished, const QList<RW_VAR>& pending) {
         const RW_VAR variable = finished.last();
         removeVariable(finished, variable);
         if (PLC_driver.commFailed != 0) {
-            report(variable, kFailed);
+            report(variable, kVariableFailed);
         } else if (!holds(pending, variable)) {
-            report(variable, kDone);
+            report(variable, kVariableDone);
         }
     }
 }
@@ -66,7 +65,7 @@ QList<RW_VAR>* consumedList() {
 
 void reportFailure() {
     QList<RW_VAR> nothing;
-    PLC_driver.commFailCallback(&nothing, static_cast<quint32>(PLC_driver.resultVar.hostId), 1);
+    PLC_driver.commFailCallback(&nothing, static_cast<quint32>(PLC_driver.resultVar.hostId), kCommunicationFailed);
 }
 
 }  // namespace

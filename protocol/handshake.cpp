@@ -1,4 +1,5 @@
 // The two fixed requests that open a connection, and what their replies must be. docs/wire-format.md shows all four.
+#include "core/codes.h"
 #include "core/host_interface.h"
 #include "protocol/envelope.h"
 #include "protocol/request_record.h"
@@ -14,14 +15,6 @@ const char kSymbolFileRequest[] =
 enum { kSessionBytesAt = 24, kSessionBytes = 4 };  // in the reply to the symbol file request
 
 enum { kLeastOpenPayload = 200, kLeastSymbolFilePayload = 30 };
-
-enum HandshakeResult {
-    kHandshakeAccepted = 0,
-    kHandshakeNotExpected = 1,
-    kHandshakeTooShort = 8,
-    kOpenReplyTooSmall = 9,
-    kSymbolFileReplyTooSmall = 13
-};
 
 void queueHandshakeFrame(const char* hexText, const RW_VAR& var) {
     Protocol request = requestRecord(QByteArray::fromHex(hexText), var);

@@ -1,14 +1,11 @@
 // The two checks that every reply passes: is it complete, and does the PLC say that it went well.
+#include "core/codes.h"
 #include "core/host_interface.h"
 #include "protocol/envelope.h"
 
 using namespace ac500;
 
 namespace {
-
-enum ReceptionResult { kReceptionComplete = 0, kReceptionIncomplete = 8 };
-
-enum DataReplyKind { kBadDataReply = 0, kGoodReadReply = 1, kGoodWriteReply = 2 };
 
 bool hasGoodStatusWord(const QByteArray& reply) {
     return reply.size() >= kStatusWordAt + kStatusWordBytes && getU16(reply.constData() + kStatusWordAt) == 0;

@@ -1,5 +1,7 @@
 #include "protocol/reply_step.h"
 
+#include "core/codes.h"
+
 namespace ac500 {
 
 namespace {

@@ -4,8 +4,6 @@
 
 namespace ac500 {
 
-enum { kNotMeasured = -1 };  // Protocol::replyLength of a frame whose reply was not measured yet
-
 struct ReplySituation {
     int measuredLength;  // Protocol::replyLength of the head frame
     bool complete;       // by the reply's own length field

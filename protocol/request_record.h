@@ -2,8 +2,8 @@
 #ifndef AC500_PROTOCOL_REQUEST_RECORD_H
 #define AC500_PROTOCOL_REQUEST_RECORD_H
 
+#include "core/codes.h"
 #include "protocol/protocol.h"
-#include "protocol/reply_step.h"
 
 namespace ac500 {
 

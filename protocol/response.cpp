@@ -4,8 +4,8 @@
 // counter) runs under it. The image lock is taken and released before, never inside.
 #include <QtCore/QMutexLocker>
 
+#include "core/codes.h"
 #include "core/host_interface.h"
-#include "core/return_codes.h"
 #include "protocol/batch_completion.h"
 #include "protocol/envelope.h"
 #include "protocol/reply_step.h"
@@ -34,7 +34,7 @@ ReplySituation situationOf(const QByteArray& reply) {
 }
 
 int processHandshakeReply(QByteArray* reply) {
-    if (handshake_data_check(reply) != 0) {
+    if (handshake_data_check(reply) != kHandshakeAccepted) {
         PLC_driver.frameList.clear();
         return kStatusHandshakeRejected;
     }
@@ -149,12 +149,12 @@ int DealDataOfLocalArea(QByteArray* reply, int received) noexcept {
     }
 
     switch (CheckGetData(reply, received)) {
-        case 1: {
+        case kGoodReadReply: {
             QMutexLocker lock(&PLC_driver.localAreaMutex);
             SaveToLocalDataErea(reply);
             return GetDriverReturnValue(kReplyGood);
         }
-        case 2:
+        case kGoodWriteReply:
             return GetDriverReturnValue(kReplyGood);
         default:
             return GetDriverReturnValue(kReplyRefused);

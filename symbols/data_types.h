@@ -1,11 +1,11 @@
-// The data type codes and everything that depends on them alone: one row per code. Address arithmetic, read planning
-// and value conversion all ask here.
+// Everything that depends on a data type code alone: one row per code. Address arithmetic, read planning and value
+// conversion all ask here.
 #ifndef AC500_SYMBOLS_DATA_TYPES_H
 #define AC500_SYMBOLS_DATA_TYPES_H
 
-namespace ac500 {
+#include "core/codes.h"
 
-enum DataTypeCode { kStructureType = 12, kBitAddressedType = 13, kWordType = 16 };
+namespace ac500 {
 
 // How values of a type travel between PLC and host.
 enum ValueGroup {

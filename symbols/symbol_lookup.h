@@ -6,13 +6,11 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
+#include "core/codes.h"
 #include "symbols/label_type_info.h"
-#include "symbols/resolution_code.h"
 #include "symbols/symbol_memory.h"
 
 namespace ac500 {
-
-enum TypeFlag { kTypeCodeMask = 0xFF, kArrayFlag = 0x100, kStructureFlag = 0x200, kBitsFlag = 0x400 };
 
 inline bool hasFlag(const Label_Type_Info& record, TypeFlag flag) {
     return (record.type & flag) != 0;

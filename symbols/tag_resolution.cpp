@@ -1,6 +1,6 @@
 #include "symbols/tag_resolution.h"
 
-#include "symbols/resolution_code.h"
+#include "core/codes.h"
 #include "symbols/tag_path.h"
 
 namespace ac500 {

@@ -3,8 +3,8 @@
 
 #include <QtCore/QMutexLocker>
 
+#include "core/codes.h"
 #include "core/host_interface.h"
-#include "symbols/resolution_code.h"
 #include "symbols/tag_resolution.h"
 #include "values/byte_image.h"
 #include "values/tag_value.h"

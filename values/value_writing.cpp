@@ -1,8 +1,8 @@
 // SetRegisterData: from the host's registers to write requests and the byte image.
 #include <QtCore/QMutexLocker>
 
+#include "core/codes.h"
 #include "core/host_interface.h"
-#include "symbols/resolution_code.h"
 #include "symbols/tag_resolution.h"
 #include "values/byte_image.h"
 #include "values/tag_value.h"
@@ -11,8 +11,6 @@
 using namespace ac500;
 
 namespace {
-
-enum { kAccessPlc = 2 };  // ComInfo::accessMode: written values go to the PLC
 
 // A count in words that is limited in elements, on purpose (quirk 24). Never negative: the bytes of a row that ends far
 // before it begins would wrap around into gigabytes.

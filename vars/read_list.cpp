@@ -2,8 +2,8 @@
 #include <QtCore/QMap>
 #include <QtCore/QMutexLocker>
 
+#include "core/codes.h"
 #include "core/host_interface.h"
-#include "symbols/resolution_code.h"
 #include "symbols/tag_resolution.h"
 #include "vars/read_extent.h"
 #include "vars/read_planner.h"

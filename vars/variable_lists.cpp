@@ -1,9 +1,9 @@
 // Registering variables: cyclic reads and writes as they are, one-shot reads resolved, cut and de-duplicated.
 #include <QtCore/QMutexLocker>
 
+#include "core/codes.h"
 #include "core/host_interface.h"
 #include "protocol/bytes.h"
-#include "symbols/resolution_code.h"
 #include "symbols/tag_resolution.h"
 #include "vars/read_extent.h"
 #include "vars/request_size.h"

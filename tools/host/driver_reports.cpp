@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include "core/codes.h"
+
 namespace ac500::host {
 
 namespace {
@@ -36,7 +38,7 @@ quint32 DriverReports::onVariableDone(quint32, quint32 hostId, quint32 hostSubId
     DriverReports* active = activeReports.load();
     if (active != nullptr) {
         const VariableId id{static_cast<std::int32_t>(hostId), static_cast<std::int32_t>(hostSubId)};
-        active->reports_.push_back({id, outcome == 1});
+        active->reports_.push_back({id, outcome == kVariableDone});
     }
     return 0;
 }

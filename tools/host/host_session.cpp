@@ -4,13 +4,13 @@
 
 #include <algorithm>
 
+#include "core/codes.h"
 #include "tools/symbol_file/label_records.h"
 
 namespace ac500::host {
 
 namespace {
 
-const int kWriteToPlc = 2;  // ComInfo::accessMode
 const Time kShortestStaleAge = std::chrono::seconds(2);
 const int kCyclesUntilStale = 3;
 const std::size_t kKeptEvents = 1000;
@@ -86,7 +86,7 @@ HostSession::~HostSession() {
 bool HostSession::start(std::string* error) {
     comInfo_.maxRequestWords = settings_.maxRequestWords;
     comInfo_.retryLimit = settings_.retryLimit;
-    comInfo_.accessMode = kWriteToPlc;
+    comInfo_.accessMode = kAccessPlc;
     auto reports = std::make_unique<DriverReports>(driver_);
     if (!reports->isActive()) {
         *error = "another session of this process uses a driver; its callbacks can serve one only";

@@ -5,14 +5,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/codes.h"
 #include "tools/host/reply_verdict.h"
 
 namespace ac500::host {
 
 namespace {
-
-// Status codes of DataCom that are not failures of a request.
-enum DriverStatus { kSendAgain = 0, kAccepted = 1, kAcceptedToo = 100, kHandshakeRejected = 201 };
 
 // A driver with writes alone pending has nothing to send on every sixth turn (quirk 6): ask again soon.
 const Milliseconds kIdleTurn{5};
@@ -54,12 +52,8 @@ RequestKind kindOf(const RW_VAR& result) {
                                                                         : RequestKind::OnceRead;
 }
 
-bool isAccepted(int status) {
-    return status == kAccepted || status == kAcceptedToo;
-}
-
 bool isAbandoned(int status) {
-    return !isAccepted(status) && status != kSendAgain && status != kHandshakeRejected;
+    return !isAccepted(status) && status != kStatusPending && status != kStatusHandshakeRejected;
 }
 
 }  // namespace
@@ -320,20 +314,20 @@ void PollLoop::replyUnusable(const Failure& reason, bool keepConnection) {
 }
 
 void PollLoop::handOver(const RequestFrame& request, QByteArray reply) {
-    if (exchange_->frame->replyLength == -1) {
+    if (exchange_->frame->replyLength == kNotMeasured) {
         driver_.takeReply(&reply, reply.size());
     }
     exchange_.reset();
     const RW_VAR& result = *driver_.takeReply(&reply, reply.size());
     if (isAccepted(result.status)) {
         accepted(request, reply);
-    } else if (result.status == kHandshakeRejected) {
+    } else if (result.status == kStatusHandshakeRejected) {
         handshakeRejected(request, reply);
     } else {
         const Failure reason =
             failureOf(request, fmt::format("the driver refused the reply of {} bytes", reply.size()));
         fail(reason);
-        sendingAgain_ = result.status == kSendAgain;
+        sendingAgain_ = result.status == kStatusPending;
         if (isAbandoned(result.status)) {
             abandoned(result, reason);
             backOff();
@@ -437,7 +431,7 @@ Milliseconds PollLoop::giveUpOnce() {
 bool PollLoop::feedEmptyReply(const Failure& reason) {
     QByteArray nothing;
     const RW_VAR& result = *driver_.takeReply(&nothing, 0);
-    sendingAgain_ = result.status == kSendAgain;
+    sendingAgain_ = result.status == kStatusPending;
     if (!isAbandoned(result.status)) {
         return false;
     }

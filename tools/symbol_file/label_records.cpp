@@ -4,10 +4,10 @@
 
 #include <QtCore/QString>
 
+#include "core/codes.h"
+
 namespace ac500 {
 namespace {
-
-enum TypeFlag { kArrayFlag = 0x100, kStructureFlag = 0x200, kBitFlag = 0x400 };
 
 const int kIndexBase = 10;
 
@@ -96,7 +96,7 @@ private:
             record.elementType << structure(*declared.structure);
         }
         if (declared.bitAddressable) {
-            record.type |= kBitFlag;
+            record.type |= kBitsFlag;
             record.elementType << bitsRecord(traits->widthBytes);
         }
         return record;
