@@ -1,5 +1,4 @@
-// Rebuilding the cyclic read list from the host's tags.
-#include <QtCore/QMap>
+// Rebuilding the cyclic read list from the host's tags: resolve, plan, store.
 #include <QtCore/QMutexLocker>
 
 #include "core/codes.h"
@@ -13,8 +12,6 @@
 using namespace ac500;
 
 namespace {
-
-typedef QMap<int, QVector<ReadRun>> AreaRuns;
 
 struct ResolvedTag {
     QString concreteName;
@@ -32,61 +29,51 @@ ResolvedTag resolved(const HostTag& tag) {
     return result;
 }
 
-// The host's tags by their position. Resolves a tag again for its record: few tags need one.
-class TagRecords : public RecordSource {
-public:
-    explicit TagRecords(const QList<HostTag>& tags) : tags_(tags) {}
-
-    RW_VAR record(int source) const {
-        const HostTag& tag = tags_.at(source);
-        const ResolvedTag found = resolved(tag);
-        const ComInfo& settings = *PLC_driver.comInfo;
-        RW_VAR var = RW_VAR();
-        var.hostSubId = -1;
-        var.aux3 = settings.aux3;
-        var.aux4 = settings.aux4;
-        var.labelName = found.concreteName;
-        var.labelArg = tag.argument;
-        var.dataType = found.extent.dataType;
-        var.offset = found.extent.startByte;
-        var.comWord = settings.comWord;
-        var.size = found.extent.lengthBytes;
-        var.area = found.area;
-        return var;
-    }
-
-private:
-    const QList<HostTag>& tags_;
-};
-
-// The records of a list by their position.
-class ListRecords : public RecordSource {
-public:
-    explicit ListRecords(const QList<RW_VAR>& list) : list_(list) {}
-
-    RW_VAR record(int source) const { return list_.at(source); }
-
-private:
-    const QList<RW_VAR>& list_;
-};
-
-AreaRuns runsOf(const QList<HostTag>& tags) {
-    AreaRuns areaRuns;
+// The runs of the tags that can be read, in the order of planning. Their sources are positions in `tags`.
+QVector<ReadRun> sortedRuns(const QList<HostTag>& tags) {
+    QVector<ReadRun> runs;
+    runs.reserve(tags.size());
     for (int i = 0; i < tags.size(); ++i) {
         const ResolvedTag tag = resolved(tags.at(i));
         const ReadRun run = {tag.area, tag.extent.startByte, tag.extent.lengthBytes, i};
         if (tag.extent.transferable) {
-            areaRuns[tag.area].append(run);
+            runs.append(run);
         }
     }
-    return areaRuns;
+    sortRuns(runs);
+    return runs;
 }
 
-void plan(const QVector<ReadRun>& sorted, int maxBytes, const RecordSource& records) {
-    if (maxBytes == 1) {
-        keepLargestPerOffset(sorted, records, PLC_driver.readList);
-    } else if (maxBytes > 1) {
-        mergeReads(sorted, maxBytes, records, PLC_driver.readList);
+// Resolves the tag again: few tags need a record.
+RW_VAR recordOf(const HostTag& tag) {
+    const ResolvedTag found = resolved(tag);
+    const ComInfo& settings = *PLC_driver.comInfo;
+    RW_VAR var = RW_VAR();
+    var.hostSubId = -1;
+    var.aux3 = settings.aux3;
+    var.aux4 = settings.aux4;
+    var.labelName = found.concreteName;
+    var.labelArg = tag.argument;
+    var.dataType = found.extent.dataType;
+    var.comWord = settings.comWord;
+    var.area = found.area;
+    return var;
+}
+
+// Appends one record for each request to the cyclic read list: that of its opener, with the bytes of the request.
+// `recordOf` gives the record of an opener.
+// REQUIRES: the list lock is held.
+template <typename RecordOf>
+void store(const QVector<ReadRequest>& requests, const RecordOf& recordOf) {
+    RW_VAR var = RW_VAR();
+    for (int i = 0; i < requests.size(); ++i) {
+        const ReadRequest& request = requests.at(i);
+        if (i == 0 || request.opener != requests.at(i - 1).opener) {
+            var = recordOf(request.opener);
+        }
+        var.offset = request.offset;
+        var.size = request.size;
+        PLC_driver.readList.append(var);
     }
 }
 
@@ -101,11 +88,9 @@ int ReCreatReadVarList(QList<HostTag>* tags) noexcept {
     PLC_driver.cyclicBatches = 0;
     PLC_driver.comInfo->firstPassDone = 0;
 
-    AreaRuns areaRuns = runsOf(*tags);
-    for (AreaRuns::iterator area = areaRuns.begin(); area != areaRuns.end(); ++area) {
-        sortByOffset(area.value());
-        plan(area.value(), maxRequestBytes(), TagRecords(*tags));
-    }
+    const QVector<ReadRun> runs = sortedRuns(*tags);
+    const QVector<ReadRequest> requests = planReads(runs, maxRequestBytes());
+    store(requests, [tags](int position) { return recordOf(tags->at(position)); });
     return PLC_driver.readList.size();
 }
 
@@ -121,5 +106,20 @@ void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
         const ReadRun run = {list->at(i).area, list->at(i).offset, list->at(i).size, i};
         runs.append(run);
     }
-    plan(runs, maxBytes, ListRecords(*list));
+
+    enum { kLastStored = -1 };  // the opener of what the last stored request grows into
+    QList<RW_VAR>& stored = PLC_driver.readList;
+    QVector<ReadRequest> requests;
+    RW_VAR last = RW_VAR();
+    if (!stored.isEmpty()) {
+        last = stored.last();
+        const ReadRequest mayGrow = {last.area, last.offset, last.size, kLastStored};
+        requests.append(mayGrow);
+    }
+    requests = planReads(runs, maxBytes, requests);
+    if (!stored.isEmpty()) {
+        stored.last().size = requests.first().size;
+        requests.remove(0);
+    }
+    store(requests, [list, &last](int opener) { return opener == kLastStored ? last : list->at(opener); });
 }

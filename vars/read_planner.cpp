@@ -8,46 +8,55 @@ namespace ac500 {
 
 namespace {
 
-bool standsBefore(const ReadRun& a, const ReadRun& b) {
-    return a.offset != b.offset ? a.offset < b.offset : a.source < b.source;
+// An object, because the compiler makes its body part of the sort.
+struct StandsBefore {
+    bool operator()(const ReadRun& a, const ReadRun& b) const {
+        if (a.area != b.area) {
+            return a.area < b.area;
+        }
+        return a.offset != b.offset ? a.offset < b.offset : a.source < b.source;
+    }
+};
+
+ReadRequest opened(const ReadRun& run) {
+    const ReadRequest request = {run.area, run.offset, run.size, run.source};
+    return request;
 }
 
-// Appends `var`'s identity for the bytes [var.offset, var.offset + lengthBytes), cut by the limit.
-void appendRun(RW_VAR var, int lengthBytes, int maxBytes, QList<RW_VAR>& requests) {
-    for (int remaining = lengthBytes; remaining > 0; remaining -= var.size) {
-        var.size = qMin(remaining, maxBytes);
-        requests.append(var);
-        var.offset = wrapAdd(var.offset, var.size);
+// Appends `lengthBytes` bytes from the offset of `request` on, in pieces within the limit.
+void appendCut(ReadRequest request, int lengthBytes, int maxBytes, QVector<ReadRequest>& requests) {
+    for (int remaining = lengthBytes; remaining > 0; remaining -= request.size) {
+        request.size = qMin(remaining, maxBytes);
+        requests.append(request);
+        request.offset = wrapAdd(request.offset, request.size);
     }
 }
 
 // Grows the last request to `lengthBytes`, continuing in further requests beyond the limit.
-void growLast(int lengthBytes, int maxBytes, QList<RW_VAR>& requests) {
-    if (lengthBytes > maxBytes) {
-        appendRun(requests.takeLast(), lengthBytes, maxBytes, requests);
-    } else if (lengthBytes > 0) {
-        requests.last().size = lengthBytes;
+void growLast(int lengthBytes, int maxBytes, QVector<ReadRequest>& requests) {
+    if (lengthBytes > 0) {
+        ReadRequest& group = requests.last();
+        group.size = qMin(lengthBytes, maxBytes);
+        ReadRequest next = group;
+        next.offset = wrapAdd(group.offset, group.size);
+        appendCut(next, lengthBytes - group.size, maxBytes, requests);
     }
 }
 
-}  // namespace
-
-void sortByOffset(QVector<ReadRun>& runs) {
-    std::sort(runs.begin(), runs.end(), standsBefore);
+bool isInReach(const ReadRun& run, const ReadRequest& group, int maxBytes) {
+    return run.area == group.area && run.offset < wrapAdd(group.offset, maxBytes);
 }
 
-void mergeReads(const QVector<ReadRun>& sorted, int maxBytes, const RecordSource& records, QList<RW_VAR>& requests) {
+// REQUIRES: maxBytes is at least 2.
+void merge(const QVector<ReadRun>& sorted, int maxBytes, QVector<ReadRequest>& requests) {
     for (int k = 0; k < sorted.size(); ++k) {
         const ReadRun& run = sorted.at(k);
-        // The group is what the last request covers; a request of another area (or none) is not this area's group.
-        const bool hasGroup = k > 0 && !requests.isEmpty() && requests.last().area == run.area;
-        if (!hasGroup || run.offset >= wrapAdd(requests.last().offset, maxBytes)) {
-            if (run.size > 0) {
-                appendRun(records.record(run.source), run.size, maxBytes, requests);
-            }
+        // The group is what the last request covers.
+        if (k == 0 || requests.isEmpty() || !isInReach(run, requests.last(), maxBytes)) {
+            appendCut(opened(run), run.size, maxBytes, requests);
             continue;
         }
-        const RW_VAR& group = requests.last();
+        const ReadRequest& group = requests.last();
         const qint32 end = wrapAdd(run.offset, run.size);
         if (wrapAdd(group.offset, group.size) < end) {
             growLast(wrapSub(end, group.offset), maxBytes, requests);
@@ -55,15 +64,30 @@ void mergeReads(const QVector<ReadRun>& sorted, int maxBytes, const RecordSource
     }
 }
 
-void keepLargestPerOffset(const QVector<ReadRun>& sorted, const RecordSource& records, QList<RW_VAR>& requests) {
+void keepLargestPerOffset(const QVector<ReadRun>& sorted, QVector<ReadRequest>& requests) {
     for (int k = 0; k < sorted.size(); ++k) {
         const ReadRun& run = sorted.at(k);
         if (k == 0 || run.offset != sorted.at(k - 1).offset) {
-            requests.append(records.record(run.source));
-        } else if (run.size > requests.last().size) {
-            requests.last().size = run.size;
+            requests.append(opened(run));
+        } else {
+            requests.last().size = qMax(requests.last().size, run.size);
         }
     }
+}
+
+}  // namespace
+
+void sortRuns(QVector<ReadRun>& runs) {
+    std::sort(runs.begin(), runs.end(), StandsBefore());
+}
+
+QVector<ReadRequest> planReads(const QVector<ReadRun>& sorted, int maxBytes, QVector<ReadRequest> requests) {
+    if (maxBytes == 1) {
+        keepLargestPerOffset(sorted, requests);
+    } else if (maxBytes > 1) {
+        merge(sorted, maxBytes, requests);
+    }
+    return requests;
 }
 
 }  // namespace ac500

@@ -8,6 +8,7 @@
 #include "tests/support/driver_test.h"
 #include "tests/support/pace.h"
 #include "tests/vars/request_text.h"
+#include "vars/read_planner.h"
 
 namespace ac500::test {
 namespace {
@@ -249,6 +250,48 @@ TEST_F(ReadPlanner, PiecesOfOneVariableKeepItsIdentity) {
     for (const RW_VAR& piece : PLC_driver.readList) {
         expectIdentity(piece, "text", 10, 30);
     }
+}
+
+// "1@0+20 of 7" is area 1 from byte 0, 20 bytes, opened by the run of source 7.
+std::string openedText(const QVector<ReadRequest>& requests) {
+    std::string text;
+    for (const ReadRequest& request : requests) {
+        text += (text.empty() ? "" : ", ") + std::to_string(request.area) + "@" + std::to_string(request.offset) + "+" +
+                std::to_string(request.size) + " of " + std::to_string(request.opener);
+    }
+    return text;
+}
+
+TEST(PlanReads, EachRequestNamesTheRunThatOpenedIt) {
+    EXPECT_EQ(openedText(planReads({{1, 0, 2, 7}, {1, 4, 8, 3}, {1, 15, 30, 9}, {1, 90, 4, 5}}, 20)),
+              "1@0+20 of 7, 1@20+20 of 7, 1@40+5 of 7, 1@90+4 of 5");
+    EXPECT_EQ(openedText(planReads({{1, 0, 0, 7}, {1, 4, 25, 3}}, 20)), "1@4+20 of 3, 1@24+5 of 3");
+    EXPECT_EQ(openedText(planReads({{1, 0, 2, 7}, {1, 0, 4, 3}, {1, 5, 1, 9}}, 1)), "1@0+4 of 7, 1@5+1 of 9");
+}
+
+TEST(PlanReads, SeveralAreasAreNotMerged) {
+    EXPECT_EQ(openedText(planReads({{1, 0, 4, 0}, {1, 6, 2, 1}, {2, 4, 4, 2}, {2, 8, 2, 3}}, 20)),
+              "1@0+8 of 0, 2@4+6 of 2");
+    EXPECT_EQ(openedText(planReads({{1, 0, 18, 0}, {2, 0, 0, 1}, {2, 6, 2, 2}}, 20)), "1@0+18 of 0, 2@6+2 of 2");
+}
+
+TEST(PlanReads, OnlyTheLastOfTheEarlierRequestsMayGrow) {
+    const QVector<ReadRequest> earlier{{1, 0, 4, -2}, {1, 100, 4, -1}};
+    EXPECT_EQ(openedText(planReads({{1, 90, 0, 0}, {1, 106, 30, 1}}, 20, earlier)),
+              "1@0+4 of -2, 1@100+20 of -1, 1@120+16 of -1");
+    EXPECT_EQ(openedText(planReads({{1, 106, 2, 0}}, 20, earlier)), "1@0+4 of -2, 1@100+4 of -1, 1@106+2 of 0");
+    EXPECT_EQ(openedText(planReads({{1, 106, 2, 0}}, 0, earlier)), "1@0+4 of -2, 1@100+4 of -1");
+    EXPECT_EQ(openedText(planReads({}, 20, earlier)), "1@0+4 of -2, 1@100+4 of -1");
+}
+
+TEST(SortRuns, ByAreaThenOffsetThenSource) {
+    QVector<ReadRun> runs{{2, 0, 1, 0}, {1, 5, 1, 1}, {1, -3, 1, 4}, {1, 5, 1, 3}, {-1, 9, 1, 2}, {1, -3, 1, 5}};
+    sortRuns(runs);
+    std::string order;
+    for (const ReadRun& run : runs) {
+        order += std::to_string(run.source) + " ";
+    }
+    EXPECT_EQ(order, "2 4 5 1 3 0 ");
 }
 
 // The trivial planner, one read per variable, says what must be covered.
