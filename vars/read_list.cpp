@@ -6,7 +6,6 @@
 #include "symbols/tag_resolution.h"
 #include "vars/read_extent.h"
 #include "vars/read_planner.h"
-#include "vars/record_order.h"
 #include "vars/request_size.h"
 
 using namespace ac500;
@@ -94,9 +93,24 @@ int ReCreatReadVarList(QList<HostTag>* tags) noexcept {
     return PLC_driver.readList.size();
 }
 
-// The name is the host's; sorting thousands of tags that way would make the loop wait.
+// The name is the host's; exchanging neighbours would make it wait for thousands of variables. Sorts runs, as planning
+// does, and exchanges each record once. std::stable_sort of the records would be one line, and a tenth of the library.
 void Bubble_Sort(QList<RW_VAR>* list) noexcept {
-    sortByOffset(*list);
+    QVector<ReadRun> order;
+    order.reserve(list->size());
+    for (int i = 0; i < list->size(); ++i) {
+        const ReadRun run = {0, list->at(i).offset, 0, i};  // all of one area: offsets alone count
+        order.append(run);
+    }
+    sortRuns(order);
+    for (int place = 0; place < order.size(); ++place) {
+        int source = order.at(place).source;
+        while (source < place) {
+            source = order.at(source).source;  // where an exchange has brought it
+        }
+        order[place].source = source;
+        qSwap((*list)[place], (*list)[source]);
+    }
 }
 
 void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {

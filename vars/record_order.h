@@ -9,9 +9,6 @@
 
 namespace ac500 {
 
-// By offset, ascending; variables with equal offsets keep their order.
-void sortByOffset(QList<RW_VAR>& list);
-
 // Moves the first entry to the end, `count` times. Nothing happens to an empty list or with a count of 0 or less.
 void rotateLeft(QList<RW_VAR>& list, int count);
 

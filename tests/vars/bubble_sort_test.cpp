@@ -2,6 +2,8 @@
 #include <climits>
 #include <ctime>
 #include <random>
+#include <set>
+#include <string>
 
 #include "tests/support/driver_test.h"
 #include "tests/support/pace.h"
@@ -46,6 +48,32 @@ TEST(BubbleSort, EqualOffsetsKeepTheirOrder) {
               "abcdDe");
 }
 
+bool standsBefore(const RW_VAR& a, const RW_VAR& b) {
+    return a.offset < b.offset || (a.offset == b.offset && a.hostId < b.hostId);
+}
+
+// Short lists with many equal and extreme offsets; hostId numbers the variables.
+TEST(BubbleSort, RandomListsAreSortedStably) {
+    std::mt19937 random(20261121);
+    const qint32 extremes[] = {INT_MIN, INT_MIN + 1, -1, 0, 1, INT_MAX - 1, INT_MAX};
+    for (int round = 0; round < 300; ++round) {
+        QList<RW_VAR> list;
+        const int size = static_cast<int>(random() % 60);
+        for (int i = 0; i < size; ++i) {
+            const qint32 offset = random() % 3 == 0 ? extremes[random() % 7] : static_cast<qint32>(random() % 20);
+            list << identified(named(offset, std::to_string(i).c_str()), i, 0);
+        }
+        std::set<int> numbers;
+        Bubble_Sort(&list);
+        for (int i = 0; i < list.size(); ++i) {
+            ASSERT_TRUE(i == 0 || standsBefore(list.at(i - 1), list.at(i))) << "round " << round << ", at " << i;
+            ASSERT_EQ(list.at(i).labelName, QString::number(list.at(i).hostId)) << "round " << round << ", at " << i;
+            numbers.insert(list.at(i).hostId);
+        }
+        ASSERT_EQ(numbers.size(), static_cast<size_t>(size)) << "round " << round;
+    }
+}
+
 TEST(BubbleSort, MovesWholeRecords) {
     RW_VAR first = named(9, "late");
     first.hostId = 1;
@@ -84,9 +112,7 @@ void expectSortedQuickly(QList<RW_VAR> list) {
     EXPECT_LT(seconds, 1e-3 * test::paced(2000));
     ASSERT_EQ(list.size(), kThousandsOfTags);
     for (int i = 1; i < list.size(); ++i) {
-        const bool inOrder = list.at(i - 1).offset < list.at(i).offset ||
-                             (list.at(i - 1).offset == list.at(i).offset && list.at(i - 1).hostId < list.at(i).hostId);
-        ASSERT_TRUE(inOrder) << "at " << i;
+        ASSERT_TRUE(standsBefore(list.at(i - 1), list.at(i))) << "at " << i;
     }
 }
 

@@ -1,10 +1,6 @@
 // Changing the order of the variables in a list.
 #include "vars/record_order.h"
 
-#include <algorithm>
-#include <climits>
-#include <random>
-
 #include "tests/support/driver_test.h"
 
 namespace ac500::test {
@@ -76,32 +72,6 @@ TEST(RotateLeft, LeavesACopyOfTheListAsItIs) {
     rotateLeft(list, 1);
     EXPECT_EQ(order(list), "1 2 3 0 ");
     EXPECT_EQ(order(copy), "0 1 2 3 ");
-}
-
-TEST(SortByOffset, LeavesACopyOfTheListAsItIs) {
-    QList<RW_VAR> list{numbered(0, 9), numbered(1, 4), numbered(2, 7)};
-    const QList<RW_VAR> copy = list;
-    sortByOffset(list);
-    EXPECT_EQ(order(list), "1 2 0 ");
-    EXPECT_EQ(order(copy), "0 1 2 ");
-}
-
-// The standard library's stable sort of the same lists, with many equal and extreme offsets.
-TEST(SortByOffset, SortsRandomListsStably) {
-    std::mt19937 random(20261121);
-    const qint32 extremes[] = {INT_MIN, INT_MIN + 1, -1, 0, 1, INT_MAX - 1, INT_MAX};
-    for (int round = 0; round < 300; ++round) {
-        QList<RW_VAR> list;
-        const int size = static_cast<int>(random() % 60);
-        for (int i = 0; i < size; ++i) {
-            list << numbered(i, random() % 3 == 0 ? extremes[random() % 7] : static_cast<qint32>(random() % 20));
-        }
-        std::vector<RW_VAR> expected(list.begin(), list.end());
-        std::stable_sort(expected.begin(), expected.end(),
-                         [](const RW_VAR& a, const RW_VAR& b) { return a.offset < b.offset; });
-        sortByOffset(list);
-        ASSERT_EQ(order(list), order(QList<RW_VAR>(expected.begin(), expected.end()))) << "round " << round;
-    }
 }
 
 }  // namespace
