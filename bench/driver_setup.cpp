@@ -2,6 +2,7 @@
 
 #include "bench/workload.h"
 #include "core/host_interface.h"
+#include "core/inner_steps.h"
 
 namespace ac500::bench {
 

@@ -6,6 +6,7 @@
 #include "bench/floors.h"
 #include "bench/workload.h"
 #include "core/host_interface.h"
+#include "core/inner_steps.h"
 
 namespace ac500::bench {
 

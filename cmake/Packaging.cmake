@@ -60,12 +60,14 @@ if(AC500_BUILD_TOOLS)
 endif()
 
 # ---- dev ----
-# host_interface.h and what it includes, in the same folders: includes are relative to the one folder.
+# host_interface.h, inner_steps.h and what they include, in the same folders: includes are relative to the one folder.
 foreach(header
-    core/codes.h core/com_info.h core/communication_protocol.h core/export.h core/host_interface.h
-    protocol/protocol.h
-    symbols/control_information.h symbols/label_type_info.h
-    vars/extend_var.h vars/host_tag.h vars/rw_var.h)
+    core/codes.h core/com_info.h core/communication_protocol.h core/export.h core/host_interface.h core/inner_steps.h
+    protocol/checksums.h protocol/handshake.h protocol/protocol.h protocol/reply_checks.h
+    services/read_write.h
+    symbols/control_information.h symbols/label_type_info.h symbols/resolution_steps.h
+    values/local_area.h
+    vars/host_tag.h vars/read_list.h vars/rw_var.h)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${include_dir}/${folder} COMPONENT dev)
 endforeach()

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 
+#include <QtCore/QByteArray>
 #include <QtCore/QHash>
 #include <QtCore/QList>
 #include <QtCore/QMap>
@@ -22,7 +23,6 @@
 #include "core/export.h"
 #include "protocol/protocol.h"
 #include "symbols/label_type_info.h"
-#include "vars/extend_var.h"
 #include "vars/rw_var.h"
 
 // Outcome of one written or one-shot read variable: (stationId, hostId, hostSubId, VariableOutcome).
@@ -31,7 +31,26 @@ typedef quint32 (*VarDoneCallback)(quint32 stationId, quint32 hostId, quint32 ho
 // A request was abandoned: (empty list, hostId of the record that DataCom returns, kCommunicationFailed).
 typedef quint32 (*CommFailCallback)(QList<RW_VAR>* emptyList, quint32 hostId, quint32 one);
 
-enum { kBatchCapacity = 100 };
+// The element of a list that the driver keeps for the host's sake: created, cleared and destroyed with the driver object,
+// never filled.
+struct EXTENDVAR {
+    qint32 word0;
+    qint32 word1;
+    qint32 word2;
+    QByteArray data;
+};
+
+#if __SIZEOF_POINTER__ == 4
+static_assert(offsetof(EXTENDVAR, word0) == 0, "EXTENDVAR::word0");
+static_assert(offsetof(EXTENDVAR, word1) == 4, "EXTENDVAR::word1");
+static_assert(offsetof(EXTENDVAR, word2) == 8, "EXTENDVAR::word2");
+static_assert(offsetof(EXTENDVAR, data) == 12, "EXTENDVAR::data");
+static_assert(sizeof(EXTENDVAR) == 16, "EXTENDVAR is 16 bytes on 32-bit targets");
+#else
+static_assert(sizeof(EXTENDVAR) == 24, "EXTENDVAR is 24 bytes on 64-bit targets");
+#endif
+
+enum { kBatchCapacity = 100, kSessionBytes = 4 };
 
 // Values of Communication_Protocol::batchKind.
 enum BatchKind { kCyclicBatch = 0, kWriteBatch = 1, kOnceReadBatch = 2, kNoBatchYet = 100 };
@@ -52,18 +71,18 @@ public:
     QMutex listMutex;
     QMutex localAreaMutex;
     QMutex stationMutex;
-    QMap<int, int> disabledStations;  // stationMutex: key: a station that is switched off; value: 0
-    RW_VAR resultVar;                 // [loop] what DataCom returns
-    qint32 batchKind;                 // [list] see BatchKind
-    qint32 writeTurns;                // [list] write batches in a row
-    qint32 onceReadTurns;             // [list] one-shot batches in a row
-    qint32 cyclicBatches;             // [list] data replies since the last full pass
-    quint8 commFailed;                // [list] 1 from an abandoned request to the next good data reply
-    quint8 unusedFlag;                // zero
-    quint8 connected;                 // [loop] 1 once the handshake completed; 0 forces a new one
-    qint32 batchCount;                // [list] valid entries of batch
-    quint8 handshakeBytes[4];         // [loop] session bytes, sent at the end of every request, in this order
-    RW_VAR batch[kBatchCapacity];     // [list] copies of the variables in flight
+    QMap<int, int> disabledStations;       // stationMutex: key: a station that is switched off; value: 0
+    RW_VAR resultVar;                      // [loop] what DataCom returns
+    qint32 batchKind;                      // [list] see BatchKind
+    qint32 writeTurns;                     // [list] write batches in a row
+    qint32 onceReadTurns;                  // [list] one-shot batches in a row
+    qint32 cyclicBatches;                  // [list] data replies since the last full pass
+    quint8 commFailed;                     // [list] 1 from an abandoned request to the next good data reply
+    quint8 unusedFlag;                     // zero
+    quint8 connected;                      // [loop] 1 once the handshake completed; 0 forces a new one
+    qint32 batchCount;                     // [list] valid entries of batch
+    quint8 handshakeBytes[kSessionBytes];  // [loop] session bytes, sent at the end of every request, in this order
+    RW_VAR batch[kBatchCapacity];          // [list] copies of the variables in flight
     QHash<QString, Label_Type_Info> labelTable;  // [setup] scopes by name
     QHash<quint64, char> localValues;            // [image] byte image: (area << 32 | byte address) to byte
 

@@ -1,4 +1,6 @@
-// The entry points that need no subsystem: settings, callbacks and the services this driver does not offer.
+// The entry points that need no subsystem: settings, callbacks, stations and the services this driver does not offer.
+#include <QtCore/QMutexLocker>
+
 #include "core/host_interface.h"
 
 void SetComInfo(ComInfo* info) noexcept {
@@ -10,6 +12,27 @@ void SetComInfo(ComInfo* info) noexcept {
 void RegistCallBackFuncIntf(VarDoneCallback varDone, CommFailCallback commFail) noexcept {
     PLC_driver.varDoneCallback = varDone;
     PLC_driver.commFailCallback = commFail;
+}
+
+// Which stations the host has switched off. The poll scheduler does not look here: the host asks and decides (quirk 31).
+void EnableEthernet(int station, int enable) noexcept {
+    QMutexLocker lock(&PLC_driver.stationMutex);
+    if (station < 0) {
+        PLC_driver.disabledStations.clear();
+    } else if (enable == 0) {
+        PLC_driver.disabledStations.insert(station, 0);
+    } else if (enable == 1) {
+        PLC_driver.disabledStations.remove(station);
+    }
+}
+
+void EnCommStation(int station, int enable) noexcept {
+    EnableEthernet(station, enable);
+}
+
+int Ethernetcontains(int station) noexcept {
+    QMutexLocker lock(&PLC_driver.stationMutex);
+    return PLC_driver.disabledStations.contains(station) ? 1 : 0;
 }
 
 int PLCAddressChangeIntef() noexcept {

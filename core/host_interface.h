@@ -22,7 +22,8 @@
 // otherwise. Nothing throws; running out of memory ends the process. Numbers in frames and in the byte image are
 // big-endian, the host's registers are 16-bit little-endian words.
 //
-// Functions inside extern "C" are exported under their bare names, the others under their C++ names.
+// Functions inside extern "C" are exported under their bare names, the others under their C++ names. The library also
+// exports the steps that these functions are made of; a host needs none of them, core/inner_steps.h declares them.
 #ifndef AC500_CORE_HOST_INTERFACE_H
 #define AC500_CORE_HOST_INTERFACE_H
 
@@ -38,7 +39,6 @@
 #include "protocol/protocol.h"
 #include "symbols/control_information.h"
 #include "symbols/label_type_info.h"
-#include "vars/extend_var.h"
 #include "vars/host_tag.h"
 #include "vars/rw_var.h"
 
@@ -176,99 +176,5 @@ AC500_API int get_label_address_info(QString const& tag, ControlInformationM& in
 // Replaces "%%" in the index lists of `tag` with `argument`, carrying overflow into outer dimensions, and writes the
 // concrete name back. On failure `tag` is unchanged. Names without "%%" are not rewritten and may fail.
 AC500_API int get_label_address_info(QString& tag, int argument) noexcept;
-
-// Steps of the two above: component `index` of `parts` against one record. See symbols/ for what each adds.
-AC500_API int get_label_address_1(Label_Type_Info const& record, QStringList const& parts, int index,
-                                  ControlInformationM& info) noexcept;
-AC500_API void get_label_address_2(Label_Type_Info const& record, QStringList const& parts, int index,
-                                   ControlInformationM& info) noexcept;
-AC500_API int get_label_address_3(Label_Type_Info const& record, QStringList& parts, int index, int argument) noexcept;
-
-// Turns an index list such as "2,3" into the linear, row-major element index; *end is that index plus the extent of
-// the innermost dimension. Returns 0, 1 (count of indices and dimensions differ) or 3 (an index is no number in the
-// array's base or below its lower bound, or the bounds are incomplete); on failure neither result is written.
-AC500_API int get_label_address_array_memory_index(QString indexList, int dimensions, QList<int> const& bounds,
-                                                   unsigned int& index, unsigned int* end) noexcept;
-
-// Kept for the interface: always 0.
-AC500_API int get_label_address_query(QStringList const& parts, int index) noexcept;
-
-// ---------------------------------------------------------------------------------------------------------------------
-// Inner steps that keep their exported names. A host needs none of them; they run on the loop thread, from
-// ComCommunication and DataCom, under the locks said here.
-// ---------------------------------------------------------------------------------------------------------------------
-
-// Queues the two handshake frames on behalf of `var` and sets frameTotal 2, frameDone 0.
-AC500_API void handshake_data(RW_VAR* var) noexcept;
-
-// Judges a handshake reply by its size: 0 accepted, 8 too short, 9 first reply too small, 13 second reply too small,
-// 1 no handshake reply expected. An accepted second reply sets the session bytes.
-AC500_API int handshake_data_check(QByteArray* reply) noexcept;
-
-// Encode batch[0 .. batchCount-1] as one request and queue it; `var` is copied into the queued record.
-// WriteRegister also mirrors `var` into the byte image (image lock) unless communication has failed.
-// REQUIRES: the list lock is held.
-AC500_API void ReadRegister(RW_VAR* var) noexcept;
-AC500_API void WriteRegister(RW_VAR* var) noexcept;
-AC500_API void ReadAnalog(RW_VAR* var) noexcept;
-AC500_API void WriteAnalog(RW_VAR* var) noexcept;
-
-// 0 when the reply is complete by its length field, 8 when not.
-AC500_API int infinite_length_data_reception(QByteArray* reply) noexcept;
-
-// 0 when a data reply is incomplete or its status word is not 0 (or nothing is queued), else 1 for a read and 2 for a
-// write. `unused` is ignored.
-AC500_API int CheckGetData(const QByteArray* reply, int unused) noexcept;
-
-// Checks a data reply and stores the data of a good read; returns a status code. Takes the image lock to store.
-AC500_API int DealDataOfLocalArea(QByteArray* reply, int received) noexcept;
-
-// Copies all fields but the data; clears the data of `target` (quirk 11).
-AC500_API void passRetValue(RW_VAR const& source, RW_VAR& target) noexcept;
-
-// Maps the outcome of a reply check (0 to 7) to a status code; other outcomes give 200.
-AC500_API int GetDriverReturnValue(int outcome) noexcept;
-
-// `base` + 1, plus the hostId of the head frame's variable when that is 1 to 11.
-AC500_API int SwitchErrorReturn(int base) noexcept;
-
-// Stores the item data of a read reply for the current batch in the byte image. REQUIRES: the image lock is held.
-AC500_API void SaveToLocalDataErea(QByteArray* reply) noexcept;
-
-// Stores the data of one written variable in the byte image. Takes the image lock.
-AC500_API void WriteDataToLocal(RW_VAR* var) noexcept;
-
-// Sorts by offset, ascending; equal offsets keep their order. Touches only the given list.
-AC500_API void Bubble_Sort(QList<RW_VAR>* list) noexcept;
-
-// Merges one area's sorted list into requests of at most maxBytes and appends them to the cyclic read list; nothing for
-// maxBytes of 0 or less. REQUIRES: the list lock is held.
-AC500_API void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept;
-
-// Cuts one variable of `total` bytes into requests of at most maxBytes and appends them to `list`; `var` is left with
-// the values of the last piece. Nothing when maxBytes is 0 or less and total is larger. Touches only its arguments.
-AC500_API void WhetherGroup(int total, int maxBytes, RW_VAR* var, QList<RW_VAR>* list) noexcept;
-
-// ---------------------------------------------------------------------------------------------------------------------
-// Checksums and digits, offered for completeness: no frame of this protocol carries a checksum. Any thread; no lock.
-// ---------------------------------------------------------------------------------------------------------------------
-
-// Sum of n bytes, modulo 65536.
-AC500_API unsigned int CalSUM(unsigned char* data, unsigned short n) noexcept;
-
-// CRC-16 with polynomial 0x1021, initial value 0, most significant bit first (XMODEM).
-AC500_API unsigned int CalCRC(unsigned char* data, unsigned short n) noexcept;
-
-// Complement of the low byte of the sum, plus 1, not reduced: 1 to 256 (quirk 3).
-AC500_API unsigned int CalLRC(unsigned char* data, unsigned short n) noexcept;
-
-// Exclusive or of n bytes; the first byte when n is below 2, so one byte is read even then (quirk 4).
-AC500_API unsigned int CalXOR(unsigned char* data, int n) noexcept;
-
-// 0 to 15 as upper-case hexadecimal digit: v + 48 up to 9, else v + 55.
-AC500_API int DigitalToASCII(int v) noexcept;
-
-// Upper-case hexadecimal digit to its value; 0 below '0' and for '@' (quirk 5).
-AC500_API int ASCIIToDigital(int c) noexcept;
 
 #endif

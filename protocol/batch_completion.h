@@ -2,6 +2,10 @@
 #ifndef AC500_PROTOCOL_BATCH_COMPLETION_H
 #define AC500_PROTOCOL_BATCH_COMPLETION_H
 
+#include <QtCore/QList>
+
+#include "vars/rw_var.h"
+
 namespace ac500 {
 
 // Completes the batch in flight: removes finished writes or one-shot reads and reports each variable once, or rotates
@@ -9,6 +13,10 @@ namespace ac500 {
 // waits in the list that the batch came from (quirk 10).
 // REQUIRES: the list lock is held; DataCom's result record names the variable that the request served.
 void completeBatch();
+
+// Moves the first entry to the end, `count` times. Nothing happens to an empty list or with a count of 0 or less.
+// A list holds pointers to its records: these are exchanged, because copying a record costs as much as planning it.
+void rotateLeft(QList<RW_VAR>& list, int count);
 
 }  // namespace ac500
 

@@ -1,5 +1,5 @@
-// Checksums and digits, offered to hosts for completeness. No frame of this protocol carries a checksum.
-#include "core/host_interface.h"
+#include "protocol/checksums.h"
+
 #include "protocol/bytes.h"
 
 namespace {

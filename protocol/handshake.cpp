@@ -1,8 +1,8 @@
-// The two fixed requests that open a connection, and what their replies must be. docs/wire-format.md shows all four.
+#include "protocol/handshake.h"
+
 #include "core/codes.h"
-#include "core/host_interface.h"
-#include "protocol/envelope.h"
-#include "protocol/request_record.h"
+#include "core/communication_protocol.h"
+#include "protocol/frames.h"
 
 using namespace ac500;
 
@@ -12,12 +12,12 @@ const char kOpenRequest[] = "BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 
 const char kSymbolFileRequest[] =
     "BB BB 00 00 00 11 31 00 00 0D 44 4F 57 4E 4C 4F 41 44 2E 53 44 42 00";  // DOWNLOAD.SDB
 
-enum { kSessionBytesAt = 24, kSessionBytes = 4 };  // in the reply to the symbol file request
+enum { kSessionBytesAt = 24 };  // in the reply to the symbol file request
 
 enum { kLeastOpenPayload = 200, kLeastSymbolFilePayload = 30 };
 
 void queueHandshakeFrame(const char* hexText, const RW_VAR& var) {
-    Protocol request = requestRecord(QByteArray::fromHex(hexText), var);
+    Protocol request = newRequest(QByteArray::fromHex(hexText), var);
     request.minReplyLength = kEnvelopeBytes;
     PLC_driver.frameList.append(request);
     PLC_driver.comInfo->frameTotal += 1;

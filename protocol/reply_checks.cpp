@@ -1,7 +1,12 @@
-// The two checks that every reply passes: is it complete, and does the PLC say that it went well.
+#include "protocol/reply_checks.h"
+
+#include <QtCore/QMutexLocker>
+
 #include "core/codes.h"
-#include "core/host_interface.h"
-#include "protocol/envelope.h"
+#include "core/communication_protocol.h"
+#include "protocol/bytes.h"
+#include "protocol/frames.h"
+#include "values/local_area.h"
 
 using namespace ac500;
 
@@ -9,6 +14,10 @@ namespace {
 
 bool hasGoodStatusWord(const QByteArray& reply) {
     return reply.size() >= kStatusWordAt + kStatusWordBytes && getU16(reply.constData() + kStatusWordAt) == 0;
+}
+
+int hostIdInCode(int hostId) {
+    return hostId >= 1 && hostId <= kLargestHostIdInCode ? hostId : 0;
 }
 
 }  // namespace
@@ -23,4 +32,66 @@ int CheckGetData(const QByteArray* reply, int) noexcept {
         return kBadDataReply;
     }
     return frames.first().var.writeFlag == 0 ? kGoodReadReply : kGoodWriteReply;
+}
+
+int DealDataOfLocalArea(QByteArray* reply, int received) noexcept {
+    if (PLC_driver.frameList.isEmpty()) {
+        return GetDriverReturnValue(kReplyRefused);
+    }
+    const int measuredLength = PLC_driver.frameList.first().replyLength;
+    if (received == 0 && measuredLength != 0) {
+        return GetDriverReturnValue(kReplyEmpty);
+    }
+    if (measuredLength == 0) {
+        return GetDriverReturnValue(kReplyGood);
+    }
+    if (measuredLength != received && measuredLength != kNotMeasured) {
+        return GetDriverReturnValue(kReplyLengthDiffers);
+    }
+
+    switch (CheckGetData(reply, received)) {
+        case kGoodReadReply: {
+            QMutexLocker lock(&PLC_driver.localAreaMutex);
+            SaveToLocalDataErea(reply);
+            return GetDriverReturnValue(kReplyGood);
+        }
+        case kGoodWriteReply:
+            return GetDriverReturnValue(kReplyGood);
+        default:
+            return GetDriverReturnValue(kReplyRefused);
+    }
+}
+
+int GetDriverReturnValue(int outcome) noexcept {
+    switch (outcome) {
+        case kReplyGood:
+            return kStatusAccepted;
+        case kReplyRefused:
+            return SwitchErrorReturn(kRefusedBase);
+        case kReplyEmpty:
+            return SwitchErrorReturn(kEmptyBase);
+        case kReplyLengthDiffers:
+            return SwitchErrorReturn(kLengthBase);
+        case kReplyOutcome4:
+            return kStatusAcceptedOther;
+        case kReplyOutcome5:
+            return SwitchErrorReturn(kReserved5Base);
+        case kReplyOutcome6:
+            return SwitchErrorReturn(kReserved6Base);
+        case kReplyOutcome7:
+            return SwitchErrorReturn(kReserved7Base);
+        default:
+            return kStatusUnknownOutcome;
+    }
+}
+
+int SwitchErrorReturn(int base) noexcept {
+    const QList<Protocol>& frames = PLC_driver.frameList;
+    const int hostId = frames.isEmpty() ? 0 : frames.first().var.hostId;
+    return wrapAdd(base, hostIdInCode(hostId) + 1);
+}
+
+void passRetValue(RW_VAR const& source, RW_VAR& target) noexcept {
+    target = source;
+    target.data.clear();  // quirk 11
 }

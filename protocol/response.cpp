@@ -7,12 +7,41 @@
 #include "core/codes.h"
 #include "core/host_interface.h"
 #include "protocol/batch_completion.h"
-#include "protocol/envelope.h"
-#include "protocol/reply_step.h"
+#include "protocol/bytes.h"
+#include "protocol/frames.h"
+#include "protocol/handshake.h"
+#include "protocol/reply_checks.h"
 
 using namespace ac500;
 
 namespace {
+
+// What a reply means for the frame at the head of the queue, before its content is looked at.
+enum ReplyStep {
+    kKeepReceiving,        // incomplete so far
+    kStoreMeasuredLength,  // complete: the host calls again to have it processed
+    kFailEmpty,            // no reply at all
+    kFailMismatch,         // measured before, now incomplete
+    kProcessHandshake,
+    kProcessData
+};
+
+ReplyStep measuringStep(const QByteArray& reply) {
+    if (isComplete(reply)) {
+        return kStoreMeasuredLength;
+    }
+    return reply.isEmpty() ? kFailEmpty : kKeepReceiving;
+}
+
+ReplyStep nextReplyStep(const QByteArray& reply, int measuredLength, bool connected) {
+    if (measuredLength == kNotMeasured) {
+        return measuringStep(reply);
+    }
+    if (measuredLength > 0 && !isComplete(reply)) {
+        return kFailMismatch;
+    }
+    return connected ? kProcessData : kProcessHandshake;
+}
 
 struct RequestEnd {
     int status;
@@ -22,15 +51,6 @@ struct RequestEnd {
 RW_VAR* resultWith(int status) {
     PLC_driver.resultVar.status = status;
     return &PLC_driver.resultVar;
-}
-
-ReplySituation situationOf(const QByteArray& reply) {
-    ReplySituation situation;
-    situation.measuredLength = PLC_driver.frameList.first().replyLength;
-    situation.complete = isComplete(reply);
-    situation.empty = reply.isEmpty();
-    situation.connected = PLC_driver.connected != 0;
-    return situation;
 }
 
 int processHandshakeReply(QByteArray* reply) {
@@ -115,7 +135,7 @@ RW_VAR* DataCom(QByteArray* reply, int received) noexcept {
     Protocol& head = PLC_driver.frameList.first();
     passRetValue(head.var, PLC_driver.resultVar);
 
-    switch (nextReplyStep(situationOf(*reply))) {
+    switch (nextReplyStep(*reply, head.replyLength, PLC_driver.connected != 0)) {
         case kKeepReceiving:
             return resultWith(kStatusPending);
         case kStoreMeasuredLength:
@@ -131,32 +151,4 @@ RW_VAR* DataCom(QByteArray* reply, int received) noexcept {
             return finishRequest(kStatusLengthMismatch);
     }
     return resultWith(kStatusAccepted);  // not reached: the switch names every step
-}
-
-int DealDataOfLocalArea(QByteArray* reply, int received) noexcept {
-    if (PLC_driver.frameList.isEmpty()) {
-        return GetDriverReturnValue(kReplyRefused);
-    }
-    const int measuredLength = PLC_driver.frameList.first().replyLength;
-    if (received == 0 && measuredLength != 0) {
-        return GetDriverReturnValue(kReplyEmpty);
-    }
-    if (measuredLength == 0) {
-        return GetDriverReturnValue(kReplyGood);
-    }
-    if (measuredLength != received && measuredLength != kNotMeasured) {
-        return GetDriverReturnValue(kReplyLengthDiffers);
-    }
-
-    switch (CheckGetData(reply, received)) {
-        case kGoodReadReply: {
-            QMutexLocker lock(&PLC_driver.localAreaMutex);
-            SaveToLocalDataErea(reply);
-            return GetDriverReturnValue(kReplyGood);
-        }
-        case kGoodWriteReply:
-            return GetDriverReturnValue(kReplyGood);
-        default:
-            return GetDriverReturnValue(kReplyRefused);
-    }
 }

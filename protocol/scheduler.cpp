@@ -3,11 +3,62 @@
 #include <QtCore/QMutexLocker>
 
 #include "core/host_interface.h"
-#include "protocol/batch_choice.h"
+#include "protocol/frames.h"
+#include "protocol/handshake.h"
+#include "services/read_write.h"
 
 using namespace ac500;
 
 namespace {
+
+enum { kMaxTurnCounter = 4, kBatchByteBudget = 800, kMaxBatchEntries = 79 };
+
+static_assert(static_cast<int>(kMaxBatchEntries) <= static_cast<int>(kBatchCapacity), "a batch fits its array");
+
+// What waits, and how many batches of each kind went out in a row.
+struct PendingWork {
+    bool writes;
+    bool onceReads;
+    bool cyclicReads;
+    int writeTurns;
+    int onceReadTurns;
+};
+
+// Writes first, then one-shot reads, each at most five times in a row, then cyclic reads. kNoBatchYet when none of
+// them may go: nothing waits, or what waits has used up its turns (quirk 6).
+BatchKind nextBatchKind(const PendingWork& work) {
+    if (work.writes && work.writeTurns <= kMaxTurnCounter) {
+        return kWriteBatch;
+    }
+    if (work.onceReads && work.onceReadTurns <= kMaxTurnCounter) {
+        return kOnceReadBatch;
+    }
+    return work.cyclicReads ? kCyclicBatch : kNoBatchYet;
+}
+
+// What a variable costs in a request beside its data.
+enum ItemOverhead { kReadItemOverhead = kLeadByteBytes, kWriteItemOverhead = kItemHeadBytes };
+
+// 64 bits: sizes come from the host as they are, and a sum that wrapped would let the batch grow without end.
+qint64 itemCost(const RW_VAR& var, ItemOverhead overhead) {
+    return static_cast<qint64>(qMax(var.size, 0)) + overhead;
+}
+
+// Number of leading entries of `list` that one request takes: the first always, then as many as keep the sum of
+// (size + overhead) below the budget, kMaxBatchEntries at most. REQUIRES: the list is not empty.
+int batchLength(const QList<RW_VAR>& list, ItemOverhead overhead) {
+    const int limit = qMin<int>(list.size(), kMaxBatchEntries);
+    qint64 cost = itemCost(list.first(), overhead);
+    int length = 1;
+    while (length < limit) {
+        cost += itemCost(list.at(length), overhead);
+        if (cost >= kBatchByteBudget) {
+            break;
+        }
+        ++length;
+    }
+    return length;
+}
 
 PendingWork pendingWork() {
     PendingWork work;

@@ -3,6 +3,7 @@
 #include "protocol/bytes.h"
 #include "symbols/array_index.h"
 #include "symbols/data_types.h"
+#include "symbols/resolution_steps.h"
 #include "symbols/symbol_lookup.h"
 #include "symbols/tag_path.h"
 #include "symbols/tag_resolution.h"

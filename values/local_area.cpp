@@ -1,9 +1,11 @@
-// Feeding the byte image from read replies and writes, and the host's own register areas.
+// Also where the host's own register areas are kept, which the driver never looks into.
+#include "values/local_area.h"
+
 #include <QtCore/QMutexLocker>
 
+#include "core/codes.h"
 #include "core/host_interface.h"
-#include "protocol/bytes.h"
-#include "symbols/data_types.h"
+#include "protocol/frames.h"
 #include "values/byte_image.h"
 
 using namespace ac500;
@@ -19,8 +21,7 @@ class ItemReader {
 public:
     ItemReader(const char* bytes, int size, int firstLeadByte) : bytes_(bytes), size_(size), next_(firstLeadByte) {}
 
-    // Every item starts with one byte that carries no data.
-    void skipLeadByte() { ++next_; }
+    void skipLeadByte() { next_ += kLeadByteBytes; }
 
     // How many of the next `wanted` bytes the reply holds.
     int available(int wanted) const {

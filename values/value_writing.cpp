@@ -3,10 +3,14 @@
 
 #include "core/codes.h"
 #include "core/host_interface.h"
+#include "protocol/bytes.h"
+#include "symbols/data_types.h"
 #include "symbols/tag_resolution.h"
 #include "values/byte_image.h"
+#include "values/local_area.h"
 #include "values/tag_value.h"
 #include "vars/request_size.h"
+#include "vars/variable_lists.h"
 
 using namespace ac500;
 
@@ -113,7 +117,7 @@ int pendingWrites() {
 void deliver(RW_VAR& record) {
     const bool toPlc = PLC_driver.comInfo->accessMode == kAccessPlc;
     if (toPlc) {
-        AddListWriteVar(&record);
+        queueWrite(record);
     }
     if (!toPlc || communicationFailed()) {
         WriteDataToLocal(&record);

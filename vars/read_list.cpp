@@ -1,10 +1,12 @@
 // Rebuilding the cyclic read list from the host's tags: resolve, plan, store.
+#include "vars/read_list.h"
+
 #include <QtCore/QMutexLocker>
 
 #include "core/codes.h"
 #include "core/host_interface.h"
+#include "protocol/bytes.h"
 #include "symbols/tag_resolution.h"
-#include "vars/read_extent.h"
 #include "vars/read_planner.h"
 #include "vars/request_size.h"
 
@@ -136,4 +138,22 @@ void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
         requests.remove(0);
     }
     store(requests, [list, &last](int opener) { return opener == kLastStored ? last : list->at(opener); });
+}
+
+void WhetherGroup(int total, int maxBytes, RW_VAR* var, QList<RW_VAR>* list) noexcept {
+    if (total <= maxBytes) {
+        list->append(*var);
+        return;
+    }
+    if (maxBytes <= 0) {
+        return;
+    }
+    const qint32 start = var->offset;
+    const int pieces = total / maxBytes + (total % maxBytes != 0 ? 1 : 0);
+    for (int i = 0; i < pieces; ++i) {
+        const int position = i * maxBytes;
+        var->offset = wrapAdd(start, position);
+        var->size = qMin(maxBytes, total - position);
+        list->append(*var);
+    }
 }

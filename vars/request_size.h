@@ -1,16 +1,26 @@
-// The largest request that the host's settings allow.
+// Sizes in bytes: of the run that a read of a resolved tag takes, and of the largest request.
 #ifndef AC500_VARS_REQUEST_SIZE_H
 #define AC500_VARS_REQUEST_SIZE_H
 
-#include "core/communication_protocol.h"
-#include "protocol/bytes.h"
+#include "symbols/control_information.h"
 
 namespace ac500 {
 
-// In bytes; 0 or less when the settings make no sense: nothing may be queued then.
-inline int maxRequestBytes() {
-    return wrapMul(2, PLC_driver.comInfo->maxRequestWords);
-}
+// The bytes of a read.
+struct ReadExtent {
+    bool transferable;  // false: the type cannot be read, the rest is 0
+    int dataType;       // as resolved; a bit-addressed boolean is read as words, type 16
+    int startByte;
+    int lengthBytes;  // 0 or less: nothing to read
+};
+
+// `requested` is the host's count: elements, 16-bit words for 32- and 64-bit values and strings. An array is read to
+// the end of its innermost dimension at most, a scalar as one value whatever the count, a string as asked (quirk 13).
+ReadExtent readExtent(const ControlInformationM& info, int requested);
+
+// The largest request that the host's settings allow, in bytes; 0 or less when they make no sense: nothing may be queued
+// then. After SetComInfo.
+int maxRequestBytes();
 
 }  // namespace ac500
 

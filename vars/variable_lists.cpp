@@ -1,11 +1,11 @@
-// Registering variables: cyclic reads and writes as they are, one-shot reads resolved, cut and de-duplicated.
+#include "vars/variable_lists.h"
+
 #include <QtCore/QMutexLocker>
 
 #include "core/codes.h"
 #include "core/host_interface.h"
 #include "protocol/bytes.h"
 #include "symbols/tag_resolution.h"
-#include "vars/read_extent.h"
 #include "vars/request_size.h"
 
 using namespace ac500;
@@ -51,15 +51,19 @@ void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
 
 }  // namespace
 
+int ac500::queueWrite(const RW_VAR& var) {
+    QMutexLocker lock(&PLC_driver.listMutex);
+    PLC_driver.writeList.append(var);
+    return PLC_driver.writeList.size();
+}
+
 int AddListReadVar(RW_VAR* var) noexcept {
     PLC_driver.readList.append(*var);  // quirk 30
     return PLC_driver.readList.size();
 }
 
 int AddListWriteVar(RW_VAR* var) noexcept {
-    QMutexLocker lock(&PLC_driver.listMutex);
-    PLC_driver.writeList.append(*var);
-    return PLC_driver.writeList.size();
+    return queueWrite(*var);
 }
 
 int AddListOnceReadVar(RW_VAR* var) noexcept {
@@ -85,22 +89,4 @@ int AddListOnceReadVar(RW_VAR* var) noexcept {
     var->offset = extent.startByte;
     appendPieces(*var, extent.lengthBytes, maxRequestBytes());
     return PLC_driver.onceReadList.size();
-}
-
-void WhetherGroup(int total, int maxBytes, RW_VAR* var, QList<RW_VAR>* list) noexcept {
-    if (total <= maxBytes) {
-        list->append(*var);
-        return;
-    }
-    if (maxBytes <= 0) {
-        return;
-    }
-    const qint32 start = var->offset;
-    const int pieces = total / maxBytes + (total % maxBytes != 0 ? 1 : 0);
-    for (int i = 0; i < pieces; ++i) {
-        const int position = i * maxBytes;
-        var->offset = wrapAdd(start, position);
-        var->size = qMin(maxBytes, total - position);
-        list->append(*var);
-    }
 }

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "core/host_interface.h"
+#include "core/inner_steps.h"
 
 namespace ac500::test {
 

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "core/host_interface.h"
+#include "core/inner_steps.h"
 #include "tests/fuzz/fuzz_check.h"
 
 namespace ac500::fuzz {

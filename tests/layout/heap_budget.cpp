@@ -10,6 +10,7 @@
 #include <malloc.h>
 
 #include "core/host_interface.h"
+#include "core/inner_steps.h"
 
 namespace {
 

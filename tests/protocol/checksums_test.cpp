@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "core/host_interface.h"
+#include "protocol/checksums.h"
 
 namespace {
 

@@ -1,4 +1,5 @@
-// The two checks that every reply passes: is it complete, and is it a good answer to a read or a write?
+// The two checks that every reply passes: is it complete, and is it a good answer to a read or a write? And the record
+// that DataCom returns.
 #include "tests/support/driver_test.h"
 
 using namespace ac500::test;
@@ -147,6 +148,57 @@ TEST_F(DataReplyCheckTest, SecondArgumentIsNotUsed) {
 TEST_F(DataReplyCheckTest, ReplyWithNothingQueuedGivesZero) {
     PLC_driver.frameList.clear();
     EXPECT_EQ(check(kGoodReply), 0);
+}
+
+RW_VAR fullRecord() {
+    RW_VAR var = RW_VAR();
+    var.hostId = 101;
+    var.hostSubId = 102;
+    var.writeFlag = 103;
+    var.aux3 = 104;
+    var.aux4 = 105;
+    var.status = 106;
+    var.labelName = "Main.values[%%]";
+    var.labelArg = "3";
+    var.dataType = 107;
+    var.offset = 108;
+    var.comWord = 109;
+    var.size = 110;
+    var.resolveResult = 111;
+    var.area = 112;
+    var.data = "\x12\x34";
+    return var;
+}
+
+// quirk 11
+TEST(PassRetValue, CopiesEveryFieldButTheDataWhichItClears) {
+    const RW_VAR source = fullRecord();
+    RW_VAR target = RW_VAR();
+    target.data = "old";
+    passRetValue(source, target);
+    EXPECT_EQ(target.hostId, 101);
+    EXPECT_EQ(target.hostSubId, 102);
+    EXPECT_EQ(target.writeFlag, 103);
+    EXPECT_EQ(target.aux3, 104);
+    EXPECT_EQ(target.aux4, 105);
+    EXPECT_EQ(target.status, 106);
+    EXPECT_EQ(target.labelName, "Main.values[%%]");
+    EXPECT_EQ(target.labelArg, "3");
+    EXPECT_EQ(target.dataType, 107);
+    EXPECT_EQ(target.offset, 108);
+    EXPECT_EQ(target.comWord, 109);
+    EXPECT_EQ(target.size, 110);
+    EXPECT_EQ(target.resolveResult, 111);
+    EXPECT_EQ(target.area, 112);
+    EXPECT_TRUE(target.data.isEmpty());
+}
+
+TEST(PassRetValue, LeavesTheSourceAlone) {
+    const RW_VAR source = fullRecord();
+    RW_VAR target = RW_VAR();
+    passRetValue(source, target);
+    EXPECT_EQ(source.data, "\x12\x34");
+    EXPECT_EQ(source.labelName, "Main.values[%%]");
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/host_interface.h"
+#include "core/inner_steps.h"
 #include "tests/reference/machine.h"
 #include "tests/reference/records.h"
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/host_interface.h"
+#include "core/inner_steps.h"
 #include "tests/support/callback_diary.h"
 #include "tests/support/records.h"
 #include "tests/support/wire.h"

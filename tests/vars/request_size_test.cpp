@@ -1,5 +1,5 @@
 // Reads with nothing to transfer. What the others take is in read_list_test.cpp.
-#include "vars/read_extent.h"
+#include "vars/request_size.h"
 
 #include <gtest/gtest.h>
 

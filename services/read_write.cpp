@@ -1,19 +1,25 @@
-#include "services/request_frame.h"
+#include "services/read_write.h"
 
 #include <cstring>
 #include <limits>
 
-#include "protocol/envelope.h"
+#include "core/communication_protocol.h"
+#include "protocol/bytes.h"
+#include "protocol/frames.h"
+#include "values/local_area.h"
 
-namespace ac500 {
+using namespace ac500;
 
 namespace {
 
 enum Service { kReadService = 0x2E, kWriteService = 0x3C };
 
-enum RequestOffset { kServiceAt = kPayloadAt, kItemCountAt = 8, kItemsAt = 12 };
-
-static_assert(static_cast<int>(kItemsAt) == static_cast<int>(kRequestHeaderBytes), "items follow the header");
+// The variables of one request and the session bytes that close it. Points at memory of the caller.
+struct RequestContent {
+    const RW_VAR* vars;
+    int count;
+    const quint8* sessionBytes;  // kSessionBytes of them
+};
 
 int itemBytes(const RW_VAR& var) {
     return qMax(var.size, 0);
@@ -43,7 +49,7 @@ public:
     }
 
     QByteArray finish(const quint8* sessionBytes) {
-        std::memcpy(next_, sessionBytes, kSessionFieldBytes);
+        std::memcpy(next_, sessionBytes, kSessionBytes);
         return frame_;
     }
 
@@ -53,17 +59,15 @@ private:
 };
 
 qint64 writeFrameBytes(const RequestContent& content) {
-    qint64 total = kRequestHeaderBytes + kSessionFieldBytes;
+    qint64 total = kItemsAt + kSessionBytes;
     for (int i = 0; i < content.count; ++i) {
         total += static_cast<qint64>(kItemHeadBytes) + itemBytes(content.vars[i]);
     }
     return total;
 }
 
-}  // namespace
-
 QByteArray encodeReadRequest(const RequestContent& content) {
-    const int frameBytes = kRequestHeaderBytes + content.count * kItemHeadBytes + kSessionFieldBytes;
+    const int frameBytes = kItemsAt + content.count * kItemHeadBytes + kSessionBytes;
     RequestWriter writer(kReadService, content.count, frameBytes);
     for (int i = 0; i < content.count; ++i) {
         writer.putItemHead(content.vars[i]);
@@ -71,6 +75,7 @@ QByteArray encodeReadRequest(const RequestContent& content) {
     return writer.finish(content.sessionBytes);
 }
 
+// An empty array when the frame would not fit into a byte array, which only sizes without sense can cause.
 QByteArray encodeWriteRequest(const RequestContent& content) {
     const qint64 frameBytes = writeFrameBytes(content);
     if (frameBytes > std::numeric_limits<qint32>::max() / 2) {
@@ -84,4 +89,43 @@ QByteArray encodeWriteRequest(const RequestContent& content) {
     return writer.finish(content.sessionBytes);
 }
 
-}  // namespace ac500
+RequestContent batchContent() {
+    const RequestContent content = {PLC_driver.batch, PLC_driver.batchCount, PLC_driver.handshakeBytes};
+    return content;
+}
+
+// Where the first item of the reply begins.
+enum ReplyDataOffset { kNoReplyData = 0, kReadReplyDataAt = kItemsAt };
+
+// Queues `frame` on behalf of `var` as the one frame of a new request. An empty frame is not queued.
+void queueRequest(const QByteArray& frame, ReplyDataOffset replyDataOffset, const RW_VAR& var) {
+    if (frame.isEmpty()) {
+        return;
+    }
+    Protocol request = newRequest(frame, var);
+    request.replyDataOffset = replyDataOffset;
+    PLC_driver.frameList.append(request);
+    PLC_driver.comInfo->frameDone = 0;
+    PLC_driver.comInfo->frameTotal = 1;
+}
+
+}  // namespace
+
+void ReadRegister(RW_VAR* var) noexcept {
+    ReadAnalog(var);
+}
+
+void ReadAnalog(RW_VAR* var) noexcept {
+    queueRequest(encodeReadRequest(batchContent()), kReadReplyDataAt, *var);
+}
+
+void WriteRegister(RW_VAR* var) noexcept {
+    WriteAnalog(var);
+    if (PLC_driver.commFailed == 0) {  // quirk 25
+        WriteDataToLocal(var);         // the first of the batch alone (quirk 29)
+    }
+}
+
+void WriteAnalog(RW_VAR* var) noexcept {
+    queueRequest(encodeWriteRequest(batchContent()), kNoReplyData, *var);
+}

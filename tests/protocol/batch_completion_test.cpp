@@ -1,13 +1,13 @@
-// Changing the order of the variables in a list.
-#include "vars/record_order.h"
+// How a completed batch of cyclic reads goes to the end of its list. What else completion does is in completion_test.cpp.
+#include "protocol/batch_completion.h"
 
 #include "tests/support/driver_test.h"
 
 namespace ac500::test {
 namespace {
 
-RW_VAR numbered(int number, qint32 offset) {
-    RW_VAR var = readVar(1, offset, 2);
+RW_VAR numbered(int number) {
+    RW_VAR var = readVar(1, 0, 2);
     var.hostId = number;
     var.labelName = QString::number(number);
     return var;
@@ -16,7 +16,7 @@ RW_VAR numbered(int number, qint32 offset) {
 QList<RW_VAR> numbers(int count) {
     QList<RW_VAR> list;
     for (int i = 0; i < count; ++i) {
-        list << numbered(i, 0);
+        list << numbered(i);
     }
     return list;
 }

@@ -1,7 +1,8 @@
-#include "vars/read_extent.h"
+#include "vars/request_size.h"
 
 #include <QtCore/qglobal.h>
 
+#include "core/communication_protocol.h"
 #include "protocol/bytes.h"
 #include "symbols/data_types.h"
 
@@ -54,6 +55,10 @@ ReadExtent readExtent(const ControlInformationM& info, int requested) {
             break;
     }
     return {false, 0, 0, 0};
+}
+
+int maxRequestBytes() {
+    return wrapMul(kBytesPerWord, PLC_driver.comInfo->maxRequestWords);
 }
 
 }  // namespace ac500

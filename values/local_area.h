@@ -1,0 +1,17 @@
+// Feeding the byte image from read replies and from writes.
+#ifndef AC500_VALUES_LOCAL_AREA_H
+#define AC500_VALUES_LOCAL_AREA_H
+
+#include <QtCore/QByteArray>
+
+#include "core/export.h"
+#include "vars/rw_var.h"
+
+// Stores the item data of a read reply for the current batch in the byte image. Loop thread. REQUIRES: the image lock is
+// held.
+AC500_API void SaveToLocalDataErea(QByteArray* reply) noexcept;
+
+// Stores the data of one written variable in the byte image. Any thread; takes the image lock.
+AC500_API void WriteDataToLocal(RW_VAR* var) noexcept;
+
+#endif
