@@ -126,7 +126,7 @@ TEST_F(WritesTest, WithoutALinkAWriteFailsAfterItsDeadlineAndIsNotSentLater) {
     EXPECT_TRUE(eventually([&] { return hasEnded(serial); }));
     EXPECT_EQ(stepOf(serial), WriteStep::Failed);
     EXPECT_EQ(failureOf(serial).find("not sent: no connection to 127.0.0.1:1"), 0u) << failureOf(serial);
-    EXPECT_EQ(session->writeRecord(serial)->failure.layer, host::Layer::Tcp);
+    EXPECT_EQ(session->writeRecord(serial)->failure.kind, host::FailureKind::Tcp);
     EXPECT_EQ(stateOf("Main.int"), host::ValueState::WriteFailed);
     EXPECT_FALSE(session->value(tag("Main.int")).isKnown);
 }

@@ -9,7 +9,7 @@ namespace {
 using testing::ElementsAre;
 
 constexpr int kRequestBytes = 200;
-const Failure kGivenUp{Layer::Request, "given up"};
+const Failure kGivenUp{FailureKind::Request, "given up"};
 
 Tag wordsOf(int elements) {
     Tag tag;

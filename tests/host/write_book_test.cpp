@@ -9,7 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const Failure kNoLink{Layer::Tcp, "not sent: no connection"};
+const Failure kNoLink{FailureKind::Tcp, "not sent: no connection"};
 
 Time ms(int time) {
     return Milliseconds(time);

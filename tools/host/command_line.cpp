@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <sstream>
 
-#include "tools/host/layer.h"
+#include "tools/host/failure.h"
 
 namespace ac500::host {
 
@@ -124,7 +124,7 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
 
 ParsedCommandLine usageError(const std::string& what) {
     ParsedCommandLine parsed;
-    parsed.exitCode = static_cast<int>(Layer::Usage);
+    parsed.exitCode = exitCodeOf(FailureKind::Usage);
     parsed.text = "usage: " + what + "; ac500-host --help shows how it is used\n";
     return parsed;
 }

@@ -24,17 +24,13 @@ void printJson(const Json& json) {
     printLine(json.dump(2, ' ', false, Json::error_handler_t::replace));
 }
 
-int exitCodeOf(Layer layer) {
-    return static_cast<int>(layer);
-}
-
 // A command that could not begin.
 int giveUp(const Options& options, const Failure& failure) {
     complain(failure);
     if (options.json) {
         printJson({{"error", failureJson(failure)}});
     }
-    return exitCodeOf(failure.layer);
+    return exitCodeOf(failure.kind);
 }
 
 // Waits until `isDone`, at most `timeout` or until Ctrl-C.
@@ -67,9 +63,9 @@ Failure missingValue(Workplace& workplace, const Tag& tag) {
     const std::optional<SessionEvent> last = workplace.session().status().lastFailure;
     const std::string waited = fmt::format("{}: not received within {} ms", tag.text, workplace.options().waitMs);
     if (!last) {
-        return {Layer::Request, waited + "; a longer --wait may help"};
+        return {FailureKind::Request, waited + "; a longer --wait may help"};
     }
-    return {last->failure.layer, waited + ": " + last->failure.text};
+    return {last->failure.kind, waited + ": " + last->failure.text};
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -92,7 +88,7 @@ void printValuesJson(const std::vector<Tag>& tags, Workplace& workplace, const F
     for (const Tag& tag : tags) {
         json["values"].push_back(tagValueJson(tag, workplace.session().value(tag)));
     }
-    if (failure.layer != Layer::None) {
+    if (failure.occurred()) {
         json["error"] = failureJson(failure);
     }
     printJson(json);
@@ -113,7 +109,7 @@ int runRead(Workplace& workplace, const std::vector<Tag>& tags) {
     } else {
         printValues(tags, workplace);
     }
-    return !isComplete && wasInterrupted() ? kExitInterrupted : exitCodeOf(failure.layer);
+    return !isComplete && wasInterrupted() ? kExitInterrupted : exitCodeOf(failure.kind);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -134,7 +130,7 @@ bool parseOrders(const Workplace& workplace, std::vector<WriteOrder>* orders, Fa
     for (const std::string& text : workplace.options().arguments) {
         const std::string::size_type equals = text.find('=');
         if (equals == std::string::npos) {
-            *failure = {Layer::Usage, fmt::format("{}: there is no value; write TAG=VALUE", text)};
+            *failure = {FailureKind::Usage, fmt::format("{}: there is no value; write TAG=VALUE", text)};
             return false;
         }
         std::vector<Tag> tags;
@@ -147,7 +143,7 @@ bool parseOrders(const Workplace& workplace, std::vector<WriteOrder>* orders, Fa
         const std::optional<HostValues> values =
             parseValues(order.tag.form, order.tag.elements, text.substr(equals + 1), &error);
         if (!values) {
-            *failure = {Layer::Usage, order.tag.text + ": " + error};
+            *failure = {FailureKind::Usage, order.tag.text + ": " + error};
             return false;
         }
         order.values = *values;
@@ -175,20 +171,20 @@ void collectOutcomes(HostSession& session, std::vector<WriteOrder>* orders) {
     for (WriteOrder& order : *orders) {
         const std::optional<WriteRecord> record = session.writeRecord(order.serial);
         if (record && record->step == WriteStep::Failed) {
-            order.failure = {record->failure.layer, order.tag.text + ": " + record->failure.text};
+            order.failure = {record->failure.kind, order.tag.text + ": " + record->failure.text};
         }
     }
 }
 
 void compareWithPlc(HostSession& session, WriteOrder* order) {
     if (!wasReadBack(session, *order)) {
-        order->failure = {Layer::Request, fmt::format("{}: written, but it could not be read back: {}", order->tag.text,
-                                                      order->readBackFailure)};
+        order->failure = {FailureKind::Request, fmt::format("{}: written, but it could not be read back: {}",
+                                                            order->tag.text, order->readBackFailure)};
         return;
     }
     order->inPlc = session.value(order->tag);
     if (!sameValues(order->inPlc->values, order->values)) {
-        order->failure = {Layer::Request,
+        order->failure = {FailureKind::Request,
                           fmt::format("{}: {} was written, but the PLC has {}; its program may have changed it",
                                       order->tag.text, formatValues(order->tag.form, order->values),
                                       formatValues(order->tag.form, order->inPlc->values))};
@@ -216,7 +212,7 @@ void readBack(Workplace& workplace, std::vector<WriteOrder>* orders) {
     HostSession& session = workplace.session();
     std::vector<WriteOrder*> written;
     for (WriteOrder& order : *orders) {
-        if (order.failure.layer == Layer::None) {
+        if (!order.failure.occurred()) {
             order.readBack = session.readOnce(order.tag);
             written.push_back(&order);
         }
@@ -234,9 +230,9 @@ Json orderJson(const WriteOrder& order) {
     Json json;
     json["tag"] = order.tag.text;
     json["written"] = valueJson(order.tag, order.values);
-    json["ok"] = order.failure.layer == Layer::None;
+    json["ok"] = !order.failure.occurred();
     json["read_back"] = order.inPlc ? valueJson(order.tag, order.inPlc->values) : Json();
-    if (order.failure.layer != Layer::None) {
+    if (order.failure.occurred()) {
         json["error"] = failureJson(order.failure);
     }
     return json;
@@ -257,14 +253,14 @@ void printOrders(const std::vector<WriteOrder>& orders) {
 int runWrite(Workplace& workplace, std::vector<WriteOrder> orders) {
     write(workplace, &orders);
     readBack(workplace, &orders);
-    Layer layer = Layer::None;
+    FailureKind kind = FailureKind::None;
     Json json;
     json["writes"] = Json::array();
     for (const WriteOrder& order : orders) {
         json["writes"].push_back(orderJson(order));
-        if (order.failure.layer != Layer::None) {
+        if (order.failure.occurred()) {
             complain(order.failure);
-            layer = order.failure.layer;
+            kind = order.failure.kind;
         }
     }
     if (workplace.options().json) {
@@ -272,7 +268,7 @@ int runWrite(Workplace& workplace, std::vector<WriteOrder> orders) {
     } else {
         printOrders(orders);
     }
-    return layer != Layer::None && wasInterrupted() ? kExitInterrupted : exitCodeOf(layer);
+    return kind != FailureKind::None && wasInterrupted() ? kExitInterrupted : exitCodeOf(kind);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -348,13 +344,13 @@ std::vector<StatusLine> linkLines(Workplace& workplace, const std::vector<Tag>& 
     return lines;
 }
 
-Layer layerOfStep(const std::string& step) {
-    for (const Layer layer : {Layer::File, Layer::Tcp, Layer::Handshake, Layer::Request}) {
-        if (step == layerName(layer)) {
-            return layer;
+FailureKind kindOfStep(const std::string& step) {
+    for (const FailureKind kind : {FailureKind::File, FailureKind::Tcp, FailureKind::Handshake, FailureKind::Request}) {
+        if (step == failureKindName(kind)) {
+            return kind;
         }
     }
-    return Layer::None;
+    return FailureKind::None;
 }
 
 void printStatus(const std::vector<StatusLine>& lines, const Statistics& statistics) {
@@ -400,9 +396,9 @@ int runStatus(Workplace& workplace, const std::vector<Tag>& tags) {
     if (lines.back().isGood) {
         return 0;
     }
-    const Failure failure{layerOfStep(lines.back().step), lines.back().text};
+    const Failure failure{kindOfStep(lines.back().step), lines.back().text};
     complain(failure);
-    return wasInterrupted() ? kExitInterrupted : exitCodeOf(failure.layer);
+    return wasInterrupted() ? kExitInterrupted : exitCodeOf(failure.kind);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -418,7 +414,7 @@ bool tagsOf(const Workplace& workplace, const std::vector<WriteOrder>& orders, s
             return true;
         case Command::Status:
             *tags = firstTag(workplace.tags());
-            *failure = {Layer::File, workplace.options().symbols + ": holds no variable to read"};
+            *failure = {FailureKind::File, workplace.options().symbols + ": holds no variable to read"};
             return !tags->empty();
         case Command::Read:
         case Command::Watch:

@@ -1,4 +1,4 @@
-// The commands of ac500-host. Each returns an exit code (layer.h) and prints results to stdout, failures to stderr.
+// The commands of ac500-host. Each returns an exit code (failure.h) and prints results to stdout, failures to stderr.
 #ifndef AC500_TOOLS_HOST_COMMANDS_H
 #define AC500_TOOLS_HOST_COMMANDS_H
 

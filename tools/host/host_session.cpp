@@ -17,7 +17,7 @@ const std::size_t kKeptEvents = 1000;
 const int kUnused = 0;
 
 const Failure kNoFailure{};
-const Failure kEnded{Layer::Request, "not sent: the session was ended"};
+const Failure kEnded{FailureKind::Request, "not sent: the session was ended"};
 
 // The host's tag records carry an argument for names with "%%"; this host uses concrete names only.
 QString noArgument() {
@@ -51,7 +51,7 @@ std::string fateOf(const AbandonedRequest& request, bool wasReported) {
 }
 
 Failure notSent(const Failure& reason) {
-    return {reason.layer, "not sent: " + reason.text};
+    return {reason.kind, "not sent: " + reason.text};
 }
 
 }  // namespace
@@ -260,7 +260,8 @@ void HostSession::run() {
         }
     }
     loop.shutDown();
-    failEverything({Layer::Request, "the session was ended before it was answered; the PLC may or may not have it"});
+    failEverything(
+        {FailureKind::Request, "the session was ended before it was answered; the PLC may or may not have it"});
     publish(loop);
 }
 
@@ -384,7 +385,7 @@ void HostSession::handOverRead(PollLoop& loop, const OnceReadRecord& read) {
         return;
     }
     if (read.requests > OnceReadBook::kDriverQueue) {
-        finishOnceRead(read.serial, {Layer::Request, "too long for one reading; read it in parts"});
+        finishOnceRead(read.serial, {FailureKind::Request, "too long for one reading; read it in parts"});
         return;
     }
     for (const RunChunk& chunk : read.tag.readPlan()) {
@@ -394,7 +395,7 @@ void HostSession::handOverRead(PollLoop& loop, const OnceReadRecord& read) {
         var.labelName = QString::fromStdString(read.tag.elementName(chunk.firstElement));
         var.size = chunk.count;
         if (driver_.addOnceRead(&var) == 0) {
-            finishOnceRead(read.serial, {Layer::Name, "the driver refuses to read it"});
+            finishOnceRead(read.serial, {FailureKind::Name, "the driver refuses to read it"});
             return;
         }
     }
@@ -429,7 +430,7 @@ void HostSession::handOverWrite(const WriteRecord& write) {
         writeStringsByAddress(write);
     } else if (!writeByName(write)) {
         const std::lock_guard<std::mutex> lock(mutex_);
-        writes_.failed(write.serial, {Layer::Name, "the driver refuses to write it"}, clock_.now());
+        writes_.failed(write.serial, {FailureKind::Name, "the driver refuses to write it"}, clock_.now());
     }
 }
 
@@ -506,7 +507,7 @@ void HostSession::requestAbandoned(const AbandonedRequest& request) {
 void HostSession::writesAbandoned(const AbandonedRequest& request) {
     const std::lock_guard<std::mutex> lock(mutex_);
     for (const std::int32_t serial : writes_.at(WriteStep::WithDriver)) {
-        writes_.failed(serial, {request.reason.layer, fateOf(request, isReported(request, {kWriteHostId, serial}))},
+        writes_.failed(serial, {request.reason.kind, fateOf(request, isReported(request, {kWriteHostId, serial}))},
                        clock_.now());
     }
 }
@@ -522,8 +523,8 @@ void HostSession::onceReadsAbandoned(const AbandonedRequest& request) {
         }
     }
     for (const std::int32_t serial : dropped) {
-        finishOnceRead(serial, {request.reason.layer, fmt::format("the request failed (status {}: {})", request.status,
-                                                                  request.reason.text)});
+        finishOnceRead(serial, {request.reason.kind, fmt::format("the request failed (status {}: {})", request.status,
+                                                                 request.reason.text)});
     }
 }
 
@@ -533,7 +534,7 @@ void HostSession::finishOnceRead(std::int32_t serial, const Failure& failure) {
     std::optional<WriteRecord> write;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        const bool success = failure.layer == Layer::None;
+        const bool success = failure.kind == FailureKind::None;
         const OnceReadRecord* read = success ? onceReads_.succeeded(serial) : onceReads_.failed(serial, failure);
         const WriteRecord* waiting = read == nullptr ? nullptr : writes_.find(read->forWrite);
         if (waiting == nullptr || waiting->step != WriteStep::ReadingFirst) {
@@ -541,7 +542,7 @@ void HostSession::finishOnceRead(std::int32_t serial, const Failure& failure) {
         }
         if (!success) {
             writes_.failed(waiting->serial,
-                           {failure.layer, "not sent: the variable of the bit could not be read: " + failure.text},
+                           {failure.kind, "not sent: the variable of the bit could not be read: " + failure.text},
                            clock_.now());
             return;
         }
@@ -569,7 +570,7 @@ bool HostSession::hasUrgentWork() const {
 
 Failure HostSession::whyLinkIsDown() const {
     if (!status_.lastFailure) {
-        return {Layer::Request, "the link to the PLC was not up in time"};
+        return {FailureKind::Request, "the link to the PLC was not up in time"};
     }
     return status_.lastFailure->failure;
 }

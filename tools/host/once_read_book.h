@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "tools/host/clock.h"
-#include "tools/host/layer.h"
+#include "tools/host/failure.h"
 #include "tools/host/tag.h"
 
 namespace ac500::host {

@@ -137,7 +137,7 @@ Json statisticsJson(const Statistics& statistics) {
 }
 
 Json failureJson(const Failure& failure) {
-    return {{"layer", layerName(failure.layer)}, {"code", static_cast<int>(failure.layer)}, {"message", failure.text}};
+    return {{"layer", failureKindName(failure.kind)}, {"code", exitCodeOf(failure.kind)}, {"message", failure.text}};
 }
 
 std::string statisticsText(const Statistics& statistics) {

@@ -27,8 +27,8 @@ Milliseconds roundUp(Time time) {
     return std::chrono::ceil<Milliseconds>(std::max(time, Time(0)));
 }
 
-Layer layerOf(Service service) {
-    return isHandshake(service) ? Layer::Handshake : Layer::Request;
+FailureKind kindOfFailure(Service service) {
+    return isHandshake(service) ? FailureKind::Handshake : FailureKind::Request;
 }
 
 std::string describe(const RequestFrame& request) {
@@ -41,7 +41,7 @@ std::string describe(const RequestFrame& request) {
 }
 
 Failure failureOf(const RequestFrame& request, const std::string& what) {
-    return {layerOf(request.service), describe(request) + ": " + what};
+    return {kindOfFailure(request.service), describe(request) + ": " + what};
 }
 
 RequestKind kindOf(const RW_VAR& result) {
@@ -131,13 +131,13 @@ Milliseconds PollLoop::continueConnecting() {
         ++statistics_.connections;
         state_ = LoopState::Exchanging;
     } else if (result.status == ConnectStatus::Failed) {
-        fail({Layer::Tcp, fmt::format("no connection to {}: {}; is the PLC on, and are address and port right?",
-                                      settings_.plc.text(), result.reason)});
+        fail({FailureKind::Tcp, fmt::format("no connection to {}: {}; is the PLC on, and are address and port right?",
+                                            settings_.plc.text(), result.reason)});
         closeConnection();
         backOff();
     } else if (clock_.now() >= connectDeadline_) {
-        fail({Layer::Tcp, fmt::format("no connection to {} within {} ms; is the PLC on, and is it reachable?",
-                                      settings_.plc.text(), settings_.connectTimeout.count())});
+        fail({FailureKind::Tcp, fmt::format("no connection to {} within {} ms; is the PLC on, and is it reachable?",
+                                            settings_.plc.text(), settings_.connectTimeout.count())});
         closeConnection();
         backOff();
     }
@@ -173,7 +173,7 @@ Milliseconds PollLoop::sendNext() {
     }
     const RequestFrame request = parseRequest(frame->frame);
     if (session_ == Session::Stale && request.service != Service::OpenSession) {
-        startGivingUp({Layer::Request, "the session with the PLC ended with the earlier connection"});
+        startGivingUp({FailureKind::Request, "the session with the PLC ended with the earlier connection"});
         return kAtOnce;
     }
     if (session_ == Session::Stale) {
@@ -219,10 +219,11 @@ bool PollLoop::streamIsQuiet() {
     if (result.status == ReceiveStatus::Data) {
         statistics_.bytesReceived += result.bytes.size();
         ++statistics_.badReplies;
-        connectionLost({Layer::Request, fmt::format("{} bytes arrived that nobody asked for; the connection is dropped",
-                                                    result.bytes.size())});
+        connectionLost(
+            {FailureKind::Request,
+             fmt::format("{} bytes arrived that nobody asked for; the connection is dropped", result.bytes.size())});
     } else {
-        connectionLost({Layer::Tcp, "the connection was lost: " + result.reason});
+        connectionLost({FailureKind::Tcp, "the connection was lost: " + result.reason});
     }
     return false;
 }
@@ -303,7 +304,7 @@ void PollLoop::replyTimedOut() {
 // whatever its length (quirk 9).
 void PollLoop::replyUnusable(const Failure& reason, bool keepConnection) {
     if (settings_.guardValues && !keepConnection) {
-        connectionLost({reason.layer, reason.text + "; the connection is dropped"});
+        connectionLost({reason.kind, reason.text + "; the connection is dropped"});
         return;
     }
     fail(reason);
@@ -461,7 +462,7 @@ void PollLoop::shutDown() {
     closeConnection();
     exchange_.reset();
     state_ = LoopState::Disconnected;
-    giveUpUrgentWork({Layer::Request, "the session was ended"});
+    giveUpUrgentWork({FailureKind::Request, "the session was ended"});
 }
 
 void PollLoop::fail(const Failure& failure) {

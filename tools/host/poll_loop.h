@@ -17,7 +17,7 @@
 #include "tools/host/clock.h"
 #include "tools/host/driver_library.h"
 #include "tools/host/driver_reports.h"
-#include "tools/host/layer.h"
+#include "tools/host/failure.h"
 #include "tools/host/reply_assembler.h"
 #include "tools/host/request_frame.h"
 #include "tools/host/statistics.h"

@@ -70,7 +70,7 @@ std::string failureLine(const Picture& picture) {
         return std::string();
     }
     const double age = static_cast<double>((picture.now - last->time).count()) / 1e6;
-    return fmt::format("{:.1f} s ago: {}: {}", age, layerName(last->failure.layer), last->failure.text);
+    return fmt::format("{:.1f} s ago: {}: {}", age, failureKindName(last->failure.kind), last->failure.text);
 }
 
 // Rows that do not fit the height are counted instead of shown.
@@ -168,9 +168,9 @@ private:
         for (std::size_t i = 0; i < tags_.size(); ++i) {
             if (!received_[i]) {
                 const std::optional<SessionEvent> last = workplace_.session().status().lastFailure;
-                const Failure failure = last ? last->failure : Failure{Layer::Request, "no reply yet"};
-                complain({failure.layer, tags_[i].text + ": never received: " + failure.text});
-                return static_cast<int>(failure.layer);
+                const Failure failure = last ? last->failure : Failure{FailureKind::Request, "no reply yet"};
+                complain({failure.kind, tags_[i].text + ": never received: " + failure.text});
+                return exitCodeOf(failure.kind);
             }
         }
         return 0;

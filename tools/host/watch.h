@@ -8,7 +8,7 @@
 
 namespace ac500::host {
 
-// Until the time is up or Ctrl-C. 0 when every tag was received at least once, else the code of the layer that failed.
+// Until the time is up or Ctrl-C. 0 when every tag was received at least once, else the code of what failed.
 int runWatch(Workplace& workplace, const std::vector<Tag>& tags);
 
 }  // namespace ac500::host

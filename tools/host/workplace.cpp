@@ -42,7 +42,7 @@ std::unique_ptr<TagTable> loadTags(const Options& options, Failure* failure) {
         }
     }
     if (!loaded.problems.empty()) {
-        *failure = {Layer::File, describeAll(options.symbols, loaded.problems)};
+        *failure = {FailureKind::File, describeAll(options.symbols, loaded.problems)};
         return nullptr;
     }
     return std::make_unique<TagTable>(std::move(loaded.file));
@@ -58,7 +58,7 @@ bool Workplace::findTags(const std::vector<std::string>& texts, std::vector<Tag>
         std::string error;
         const std::optional<Tag> tag = tags_->find(text, &error);
         if (!tag) {
-            *failure = {Layer::Name, error};
+            *failure = {FailureKind::Name, error};
             return false;
         }
         tags->push_back(*tag);
@@ -71,7 +71,7 @@ bool Workplace::openDriver(Failure* failure) {
     driver_ = options_.driver.empty() ? DriverLibrary::loadFirst(defaultDriverPaths(), &error)
                                       : DriverLibrary::load(options_.driver, &error);
     if (driver_ == nullptr) {
-        *failure = {Layer::File, error};
+        *failure = {FailureKind::File, error};
     }
     return driver_ != nullptr;
 }
@@ -82,12 +82,12 @@ bool Workplace::startSession(const std::vector<Tag>& tags, Failure* failure) {
     session_ = std::make_unique<HostSession>(parts, sessionSettings(options_));
     std::string error;
     if (!session_->start(&error)) {
-        *failure = {Layer::File, error};
+        *failure = {FailureKind::File, error};
         return false;
     }
     for (const Tag& tag : tags) {
         if (!session_->driverKnows(tag, &error)) {
-            *failure = {Layer::Name, error};
+            *failure = {FailureKind::Name, error};
             return false;
         }
     }
@@ -106,7 +106,7 @@ void Workplace::tellEvents() {
 }
 
 void complain(const Failure& failure) {
-    fmt::print(stderr, "{}: {}\n", layerName(failure.layer), failure.text);
+    fmt::print(stderr, "{}: {}\n", failureKindName(failure.kind), failure.text);
     std::fflush(stderr);
 }
 

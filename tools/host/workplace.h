@@ -46,7 +46,7 @@ private:
     std::size_t eventsTold_ = 0;
 };
 
-// Prints "layer: text" to stderr.
+// Prints "kind: text" to stderr.
 void complain(const Failure& failure);
 
 }  // namespace ac500::host
