@@ -9,10 +9,10 @@ namespace ac500::host {
 
 namespace {
 
-const char kDescription[] =
+constexpr char kDescription[] =
     "Reads, writes and watches variables of an AC500 PLC by name, through the communication driver.";
 
-const char kFooter[] =
+constexpr char kFooter[] =
     "Tags:\n"
     "  Main.motor.speed      a variable\n"
     "  Main.grid[2,3]        an element of an array\n"
@@ -42,9 +42,9 @@ const char kFooter[] =
     "  ac500-host --symbols plant.json write Main.setpoint=21.5 Main.flags.b[3]=1\n"
     "  ac500-host --symbols plant.json watch --seconds 10 Main.counter \"Main.recipe[1..5]\"\n";
 
-const int kLongestMs = 24 * 60 * 60 * 1000;
-const int kMostRequestWords = 32000;
-const int kMostRetries = 1000;
+constexpr int kLongestMs = 24 * 60 * 60 * 1000;
+constexpr int kMostRequestWords = 32000;
+constexpr int kMostRetries = 1000;
 
 void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
     app.add_option("--driver", options.driver,
@@ -87,7 +87,7 @@ struct CommandRow {
     const char* argumentSummary;
 };
 
-const CommandRow kCommands[] = {
+constexpr CommandRow kCommands[] = {
     {Command::Read, "read", "Read variables once and show their values", "TAG", 1, "What to read"},
     {Command::Write, "write", "Write variables, then read them back and compare", "TAG=VALUE", 1, "What to write"},
     {Command::Watch, "watch", "Show variables in a live table", "TAG", 1, "What to watch"},
