@@ -11,10 +11,10 @@ namespace ac500::host {
 
 namespace {
 
-const Time kShortestStaleAge = std::chrono::seconds(2);
-const int kCyclesUntilStale = 3;
-const std::size_t kKeptEvents = 1000;
-const int kUnused = 0;
+constexpr Time kShortestStaleAge = std::chrono::seconds(2);
+constexpr int kCyclesUntilStale = 3;
+constexpr std::size_t kKeptEvents = 1000;
+constexpr int kUnused = 0;
 
 const Failure kNoFailure{};
 const Failure kEnded{FailureKind::Request, "not sent: the session was ended"};

@@ -13,15 +13,15 @@ namespace ac500::host {
 namespace {
 
 // A driver with writes alone pending has nothing to send on every sixth turn (quirk 6): ask again soon.
-const Milliseconds kIdleTurn{5};
-const Milliseconds kAtOnce{0};
+constexpr Milliseconds kIdleTurn{5};
+constexpr Milliseconds kAtOnce{0};
 
 // A driver that gives up nothing in so many turns never will.
-const int kMostTurnsToGiveUp = 10000;
+constexpr int kMostTurnsToGiveUp = 10000;
 
 // Smallest handshake replies that the driver takes, envelope included.
-const int kOpenSessionReplyBytes = 206;
-const int kSymbolFileReplyBytes = 36;
+constexpr int kOpenSessionReplyBytes = 206;
+constexpr int kSymbolFileReplyBytes = 36;
 
 Milliseconds roundUp(Time time) {
     return std::chrono::ceil<Milliseconds>(std::max(time, Time(0)));
