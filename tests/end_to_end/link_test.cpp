@@ -87,8 +87,8 @@ TEST_F(LinkTest, AnAreaThatThePlcDoesNotHaveDoesNotStopTheOthers) {
     EXPECT_TRUE(eventually([&] { return stateOf("Main.many[1..398]") == host::ValueState::Fresh; })) << lastFailure();
     EXPECT_EQ(session->value(ghostTag).state, host::ValueState::NeverReceived);
     const std::int32_t serial = session->readOnce(ghostTag);
-    EXPECT_TRUE(eventually([&] { return session->onceReadRecord(serial)->step == host::ReadStep::Failed; }));
-    EXPECT_NE(session->onceReadRecord(serial)->failure.text.find("status word 0x0301"), std::string::npos);
+    EXPECT_TRUE(eventually([&] { return session->order(serial)->step == host::OrderStep::Failed; }));
+    EXPECT_NE(session->order(serial)->failure.text.find("status word 0x0301"), std::string::npos);
 }
 
 TEST_F(LinkTest, NobodyListeningIsAFailureOfTcp) {

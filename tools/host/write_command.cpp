@@ -49,24 +49,24 @@ bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, F
 }
 
 bool isOver(HostSession& session, const TagWrite& write) {
-    const std::optional<WriteRecord> record = session.writeRecord(write.serial);
+    const std::optional<Order> record = session.order(write.serial);
     return !record || hasEnded(record->step);
 }
 
 // A reading that failed is ordered again: the link may have been lost after the write.
 bool wasReadBack(HostSession& session, TagWrite& write) {
-    const std::optional<OnceReadRecord> record = session.onceReadRecord(write.readBack);
-    if (record && record->step == ReadStep::Failed) {
+    const std::optional<Order> record = session.order(write.readBack);
+    if (record && record->step == OrderStep::Failed) {
         write.readBackFailure = record->failure.text;
         write.readBack = session.readOnce(write.tag);
     }
-    return record && record->step == ReadStep::Succeeded;
+    return record && record->step == OrderStep::Succeeded;
 }
 
 void collectOutcomes(HostSession& session, std::vector<TagWrite>* writes) {
     for (TagWrite& write : *writes) {
-        const std::optional<WriteRecord> record = session.writeRecord(write.serial);
-        if (record && record->step == WriteStep::Failed) {
+        const std::optional<Order> record = session.order(write.serial);
+        if (record && record->step == OrderStep::Failed) {
             write.failure = {record->failure.kind, write.tag.text + ": " + record->failure.text};
         }
     }
