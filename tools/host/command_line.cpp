@@ -75,7 +75,8 @@ void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
         ->capture_default_str();
     app.add_flag("--json", options.json, "Output for programs: one JSON document; watch: one JSON object per line");
     app.add_flag("--simulator", options.simulator, "Add the simulator's own variables: scope Sim");
-    app.add_flag("--verbose", options.verbose, "Tell on stderr what goes wrong on the way, also when it is mended");
+    app.add_flag("--verbose", options.verbose,
+                 "Tell on stderr what goes wrong on the way, also when the host recovers from it");
 }
 
 struct CommandRow {
