@@ -1,4 +1,4 @@
-// The programs as a user runs them: exit codes and messages by layer, output for people and for programs.
+// The programs as a user runs them: exit codes and messages by kind of failure, output for people and for programs.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -225,7 +225,7 @@ TEST_F(CommandLineTest, StatusAsJson) {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// Failures, layer by layer
+// Failures, kind by kind
 // ---------------------------------------------------------------------------------------------------------------------
 
 TEST_F(CommandLineTest, HelpListsCommandsAndExitCodes) {

@@ -101,7 +101,7 @@ TEST_P(FaultsTest, LosesNoWriteWithoutAReport) {
     for (int i = 1; i <= 200; ++i) {
         const std::int32_t serial = serials[static_cast<std::size_t>(i - 1)];
         EXPECT_TRUE(eventually([&] { return hasEnded(serial); })) << i;
-        if (stepOf(serial) == host::WriteStep::Succeeded) {
+        if (stepOf(serial) == host::OrderStep::Succeeded) {
             EXPECT_EQ(plc.read({2, static_cast<std::uint64_t>(2 * i - 2), 2}),
                       std::string({static_cast<char>(i >> 8), static_cast<char>(i & 0xFF)}));
         } else {

@@ -87,15 +87,15 @@ TEST_F(LinkTest, AnAreaThatThePlcDoesNotHaveDoesNotStopTheOthers) {
     EXPECT_TRUE(eventually([&] { return stateOf("Main.many[1..398]") == host::ValueState::Fresh; })) << lastFailure();
     EXPECT_EQ(session->value(ghostTag).state, host::ValueState::NeverReceived);
     const std::int32_t serial = session->readOnce(ghostTag);
-    EXPECT_TRUE(eventually([&] { return session->onceReadRecord(serial)->step == host::ReadStep::Failed; }));
-    EXPECT_NE(session->onceReadRecord(serial)->failure.text.find("status word 0x0301"), std::string::npos);
+    EXPECT_TRUE(eventually([&] { return session->order(serial)->step == host::OrderStep::Failed; }));
+    EXPECT_NE(session->order(serial)->failure.text.find("status word 0x0301"), std::string::npos);
 }
 
 TEST_F(LinkTest, NobodyListeningIsAFailureOfTcp) {
     plc.stop();
     begin({"Main.int"});
     EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
-    EXPECT_EQ(session->status().lastFailure->failure.layer, host::Layer::Tcp);
+    EXPECT_EQ(session->status().lastFailure->failure.kind, host::FailureKind::Tcp);
     EXPECT_NE(lastFailure().find("127.0.0.1:" + std::to_string(plc.port())), std::string::npos);
 }
 
@@ -132,7 +132,7 @@ TEST_F(LinkTest, ANameThatNobodyKnowsIsAFailureOfTcp) {
     resolver = [](const std::string&) { return host::NameAnswer{{}, "Name or service not known"}; };
     begin({"Main.int"});
     EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
-    EXPECT_EQ(session->status().lastFailure->failure.layer, host::Layer::Tcp);
+    EXPECT_EQ(session->status().lastFailure->failure.kind, host::FailureKind::Tcp);
     EXPECT_NE(lastFailure().find("Name or service not known"), std::string::npos) << lastFailure();
 }
 
@@ -196,7 +196,7 @@ TEST_F(LinkTest, SomethingElseThatAnswersIsAFailureOfTheHandshake) {
     settings.loop.plc.port = web.port();
     begin({"Main.int"});
     EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
-    EXPECT_EQ(session->status().lastFailure->failure.layer, host::Layer::Handshake);
+    EXPECT_EQ(session->status().lastFailure->failure.kind, host::FailureKind::Handshake);
     EXPECT_NE(lastFailure().find("begins with 4854 instead of bbbb"), std::string::npos) << lastFailure();
     EXPECT_EQ(session->status().statistics.handshakes, 0);
 }
@@ -206,7 +206,7 @@ TEST_F(LinkTest, SomethingThatSaysNothingIsAFailureOfTheHandshake) {
     settings.loop.plc.port = silent.port();
     begin({"Main.int"});
     EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
-    EXPECT_EQ(session->status().lastFailure->failure.layer, host::Layer::Handshake);
+    EXPECT_EQ(session->status().lastFailure->failure.kind, host::FailureKind::Handshake);
     EXPECT_NE(lastFailure().find("no reply within " + std::to_string(test::paced(400)) + " ms"), std::string::npos)
         << lastFailure();
 }
@@ -216,7 +216,7 @@ TEST_F(LinkTest, AHandshakeReplyThatIsTooSmallIsAFailureOfTheHandshake) {
     settings.loop.plc.port = small.port();
     begin({"Main.int"});
     EXPECT_TRUE(eventually([&] { return session->status().lastFailure.has_value(); }));
-    EXPECT_EQ(session->status().lastFailure->failure.layer, host::Layer::Handshake);
+    EXPECT_EQ(session->status().lastFailure->failure.kind, host::FailureKind::Handshake);
     EXPECT_NE(lastFailure().find("has 8 bytes, at least 206 were expected"), std::string::npos) << lastFailure();
 }
 

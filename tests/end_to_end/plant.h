@@ -141,12 +141,12 @@ protected:
         return session->write(what, values.value_or(host::HostValues()));
     }
 
-    host::WriteStep stepOf(std::int32_t serial) const {
-        const std::optional<host::WriteRecord> record = session->writeRecord(serial);
-        return record ? record->step : host::WriteStep::Waiting;
+    host::OrderStep stepOf(std::int32_t serial) const {
+        const std::optional<host::Order> record = session->order(serial);
+        return record ? record->step : host::OrderStep::Waiting;
     }
     std::string failureOf(std::int32_t serial) const {
-        const std::optional<host::WriteRecord> record = session->writeRecord(serial);
+        const std::optional<host::Order> record = session->order(serial);
         return record ? record->failure.text : "no such write";
     }
     bool hasEnded(std::int32_t serial) const { return host::hasEnded(stepOf(serial)); }
@@ -155,7 +155,7 @@ protected:
     void write(const std::string& text, const std::string& value) {
         const std::int32_t serial = order(text, value);
         EXPECT_TRUE(eventually([&] { return hasEnded(serial); })) << text;
-        EXPECT_EQ(stepOf(serial), host::WriteStep::Succeeded) << text << ": " << failureOf(serial);
+        EXPECT_EQ(stepOf(serial), host::OrderStep::Succeeded) << text << ": " << failureOf(serial);
     }
 
     std::string inPlc(int area, std::uint64_t offset, std::uint64_t size) const {

@@ -182,7 +182,7 @@ TEST_F(TypesTest, BitsOfOneVariableOrderedAtOnceAllArrive) {
     }
     for (const std::int32_t serial : serials) {
         EXPECT_TRUE(eventually([&] { return hasEnded(serial); }));
-        EXPECT_EQ(stepOf(serial), host::WriteStep::Succeeded) << failureOf(serial);
+        EXPECT_EQ(stepOf(serial), host::OrderStep::Succeeded) << failureOf(serial);
     }
     EXPECT_EQ(inPlc(1, 8, 2), "55 55");
 }
@@ -207,7 +207,7 @@ TEST_F(TypesTest, OneShotReadsBringWhatIsNotPolled) {
         EXPECT_FALSE(session->value(tag(text)).isKnown);
         const std::int32_t serial = session->readOnce(tag(text));
         EXPECT_TRUE(eventually([&, serial = serial] {
-            return session->onceReadRecord(serial)->step == host::ReadStep::Succeeded;
+            return session->order(serial)->step == host::OrderStep::Succeeded;
         })) << text
             << ": " << lastFailure();
         const host::TagValue value = session->value(tag(text));

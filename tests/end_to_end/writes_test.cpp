@@ -6,7 +6,7 @@
 namespace ac500 {
 namespace {
 
-using host::WriteStep;
+using host::OrderStep;
 
 class WritesTest : public PlantTest {
 protected:
@@ -17,7 +17,7 @@ protected:
         }
         return serials;
     }
-    int countOf(const std::vector<std::int32_t>& serials, WriteStep step) const {
+    int countOf(const std::vector<std::int32_t>& serials, OrderStep step) const {
         return static_cast<int>(
             std::count_if(serials.begin(), serials.end(), [&](std::int32_t serial) { return stepOf(serial) == step; }));
     }
@@ -30,7 +30,7 @@ protected:
 TEST_F(WritesTest, FiveHundredAtOnceAllArrive) {
     begin({"Main.bool"});
     const std::vector<std::int32_t> serials = orderMany(500);
-    EXPECT_TRUE(eventually([&] { return countOf(serials, WriteStep::Succeeded) == 500; })) << lastFailure();
+    EXPECT_TRUE(eventually([&] { return countOf(serials, OrderStep::Succeeded) == 500; })) << lastFailure();
     for (int i = 1; i <= 500; ++i) {
         EXPECT_TRUE(isInPlc(i)) << i;
     }
@@ -42,7 +42,7 @@ TEST_F(WritesTest, OneTagWrittenManyTimesEndsWithTheLastValueAndEveryWriteIsRepo
     for (int i = 1; i <= 200; ++i) {
         serials.push_back(order("Main.int", std::to_string(i)));
     }
-    EXPECT_TRUE(eventually([&] { return countOf(serials, WriteStep::Succeeded) == 200; }));
+    EXPECT_TRUE(eventually([&] { return countOf(serials, OrderStep::Succeeded) == 200; }));
     EXPECT_EQ(inPlc(1, 4, 2), "00 C8");
     EXPECT_TRUE(eventually([&] { return read("Main.int") == "200"; }));
 }
@@ -55,19 +55,19 @@ TEST_F(WritesTest, WhatTheDriverDropsAfterAFailedRequestIsReportedOneByOne) {
     plc.inject({sim::FaultKind::Status, 3}, 1, sim::Service::Write);
     const std::vector<std::int32_t> serials = orderMany(400);
     EXPECT_TRUE(eventually(
-        [&] { return countOf(serials, WriteStep::Succeeded) + countOf(serials, WriteStep::Failed) == 400; }));
+        [&] { return countOf(serials, OrderStep::Succeeded) + countOf(serials, OrderStep::Failed) == 400; }));
     int failedThemselves = 0;
     int dropped = 0;
     for (const std::int32_t serial : serials) {
         const std::string why = failureOf(serial);
         failedThemselves += why.find("the request failed") == 0 ? 1 : 0;
         dropped += why.find("dropped by the driver") == 0 ? 1 : 0;
-        if (stepOf(serial) == WriteStep::Failed) {
+        if (stepOf(serial) == OrderStep::Failed) {
             EXPECT_NE(why.find("status word 0x0003"), std::string::npos) << why;
         }
     }
     EXPECT_GT(failedThemselves, 0);
-    EXPECT_EQ(failedThemselves + dropped, countOf(serials, WriteStep::Failed));
+    EXPECT_EQ(failedThemselves + dropped, countOf(serials, OrderStep::Failed));
 }
 
 TEST_F(WritesTest, NoneIsLostWhileTheLinkComesAndGoes) {
@@ -79,7 +79,7 @@ TEST_F(WritesTest, NoneIsLostWhileTheLinkComesAndGoes) {
                                     sim::FaultKind::Glue, sim::FaultKind::Restart};
     std::vector<std::int32_t> serials;
     const auto allHaveEnded = [&] {
-        return countOf(serials, WriteStep::Succeeded) + countOf(serials, WriteStep::Failed) ==
+        return countOf(serials, OrderStep::Succeeded) + countOf(serials, OrderStep::Failed) ==
                static_cast<int>(serials.size());
     };
     for (int round = 0; round < 25; ++round) {
@@ -103,14 +103,14 @@ TEST_F(WritesTest, NoneIsLostWhileTheLinkComesAndGoes) {
     ASSERT_EQ(serials.size(), 1000u);
     for (int i = 1; i <= 1000; ++i) {
         const std::int32_t serial = serials[static_cast<std::size_t>(i - 1)];
-        if (stepOf(serial) == WriteStep::Succeeded) {
+        if (stepOf(serial) == OrderStep::Succeeded) {
             EXPECT_TRUE(isInPlc(i)) << i;
         } else {
             EXPECT_NE(failureOf(serial), "") << i;
         }
     }
-    EXPECT_GT(countOf(serials, WriteStep::Succeeded), 0);
-    EXPECT_GT(countOf(serials, WriteStep::Failed), 0);
+    EXPECT_GT(countOf(serials, OrderStep::Succeeded), 0);
+    EXPECT_GT(countOf(serials, OrderStep::Failed), 0);
     // And the link still works.
     plc.inject({sim::FaultKind::None, 0}, 0);
     write("Main.int", "77");
@@ -124,9 +124,9 @@ TEST_F(WritesTest, WithoutALinkAWriteFailsAfterItsDeadlineAndIsNotSentLater) {
     const std::int32_t serial = order("Main.int", "5");
     EXPECT_EQ(stateOf("Main.int"), host::ValueState::WritePending);
     EXPECT_TRUE(eventually([&] { return hasEnded(serial); }));
-    EXPECT_EQ(stepOf(serial), WriteStep::Failed);
+    EXPECT_EQ(stepOf(serial), OrderStep::Failed);
     EXPECT_EQ(failureOf(serial).find("not sent: no connection to 127.0.0.1:1"), 0u) << failureOf(serial);
-    EXPECT_EQ(session->writeRecord(serial)->failure.layer, host::Layer::Tcp);
+    EXPECT_EQ(session->order(serial)->failure.kind, host::FailureKind::Tcp);
     EXPECT_EQ(stateOf("Main.int"), host::ValueState::WriteFailed);
     EXPECT_FALSE(session->value(tag("Main.int")).isKnown);
 }
@@ -140,9 +140,9 @@ TEST_F(WritesTest, WritesThatTheDriverHoldsWhenTheLinkGoesForGoodFailAfterTheirD
     plc.inject({sim::FaultKind::Delay, 60000}, 1, sim::Service::Read);
     EXPECT_TRUE(eventually([&] { return plc.counters().faults == 1; }));
     const std::vector<std::int32_t> serials = orderMany(100);
-    EXPECT_TRUE(eventually([&] { return countOf(serials, WriteStep::WithDriver) == 100; }));
+    EXPECT_TRUE(eventually([&] { return countOf(serials, OrderStep::WithDriver) == 100; }));
     plc.stop();
-    EXPECT_TRUE(eventually([&] { return countOf(serials, WriteStep::Failed) == 100; }));
+    EXPECT_TRUE(eventually([&] { return countOf(serials, OrderStep::Failed) == 100; }));
     for (const std::int32_t serial : serials) {
         EXPECT_EQ(failureOf(serial).find("not sent: "), 0u) << failureOf(serial);
     }
@@ -154,15 +154,15 @@ TEST_F(WritesTest, AtTheEndOfTheSessionEveryPendingWriteFails) {
     plc.inject({sim::FaultKind::Silence, 0}, 1000);
     const std::vector<std::int32_t> serials = orderMany(100);
     const std::int32_t bit = order("Main.word.b[3]", "1");
-    EXPECT_TRUE(eventually([&] { return countOf(serials, WriteStep::WithDriver) > 0; }));
+    EXPECT_TRUE(eventually([&] { return countOf(serials, OrderStep::WithDriver) > 0; }));
     session->stop();
-    EXPECT_EQ(countOf(serials, WriteStep::Failed), 100);
-    EXPECT_EQ(stepOf(bit), WriteStep::Failed);
+    EXPECT_EQ(countOf(serials, OrderStep::Failed), 100);
+    EXPECT_EQ(stepOf(bit), OrderStep::Failed);
     for (const std::int32_t serial : serials) {
         EXPECT_NE(failureOf(serial), "");
     }
     const std::int32_t tooLate = order("Main.int", "1");
-    EXPECT_EQ(stepOf(tooLate), WriteStep::Failed);
+    EXPECT_EQ(stepOf(tooLate), OrderStep::Failed);
 }
 
 TEST_F(WritesTest, AtTheEndOfTheSessionABitWriteThatIsStillReadingFails) {
@@ -172,9 +172,9 @@ TEST_F(WritesTest, AtTheEndOfTheSessionABitWriteThatIsStillReadingFails) {
     plc.inject({sim::FaultKind::Delay, 2000}, 1, sim::Service::Read);
     EXPECT_TRUE(eventually([&] { return plc.counters().faults == 1; }));
     const std::int32_t bit = order("Main.word.b[3]", "1");
-    EXPECT_TRUE(eventually([&] { return stepOf(bit) == WriteStep::ReadingFirst; }));
+    EXPECT_TRUE(eventually([&] { return stepOf(bit) == OrderStep::ReadingFirst; }));
     session->stop();
-    EXPECT_EQ(stepOf(bit), WriteStep::Failed);
+    EXPECT_EQ(stepOf(bit), OrderStep::Failed);
     EXPECT_EQ(failureOf(bit).find("not sent: "), 0u) << failureOf(bit);
     EXPECT_EQ(plc.counters().writes, 0u);
 }
@@ -186,9 +186,9 @@ TEST_F(WritesTest, WhatFailedWithASessionIsNotSentByTheNext) {
     plc.inject({sim::FaultKind::Delay, 2000}, 1, sim::Service::Read);
     EXPECT_TRUE(eventually([&] { return plc.counters().faults == 1; }));
     const std::int32_t serial = order("Main.int", "99");
-    EXPECT_TRUE(eventually([&] { return stepOf(serial) == WriteStep::WithDriver; }));
+    EXPECT_TRUE(eventually([&] { return stepOf(serial) == OrderStep::WithDriver; }));
     session->stop();
-    EXPECT_EQ(stepOf(serial), WriteStep::Failed);
+    EXPECT_EQ(stepOf(serial), OrderStep::Failed);
     session.reset();
     plc.write(1, 4, byteString("00 01"));
     begin({"Main.int"});
@@ -206,7 +206,7 @@ TEST_F(WritesTest, AFailedWriteLeavesNoValueUntilThePlcWasReadAgain) {
     const std::int32_t serial = order("Main.int", "5");
     EXPECT_TRUE(eventually([&] { return plc.counters().faults > 0; }));
     plc.inject({sim::FaultKind::Silence, 0}, 1000);
-    EXPECT_TRUE(eventually([&] { return stepOf(serial) == WriteStep::Failed; }));
+    EXPECT_TRUE(eventually([&] { return stepOf(serial) == OrderStep::Failed; }));
     EXPECT_EQ(stateOf("Main.int"), host::ValueState::WriteFailed);
     EXPECT_FALSE(session->value(tag("Main.int")).isKnown);
     plc.inject({sim::FaultKind::None, 0}, 0);
@@ -221,7 +221,7 @@ TEST_F(WritesTest, AWrittenValueIsPendingUntilThePlcWasReadAgain) {
     const std::int32_t serial = order("Main.int", "5");
     EXPECT_EQ(stateOf("Main.int"), host::ValueState::WritePending);
     EXPECT_NE(stateOf("Main.uint"), host::ValueState::WritePending);
-    EXPECT_TRUE(eventually([&] { return stepOf(serial) == WriteStep::Succeeded; }));
+    EXPECT_TRUE(eventually([&] { return stepOf(serial) == OrderStep::Succeeded; }));
     EXPECT_EQ(read("Main.int"), "5");
 }
 
@@ -238,7 +238,7 @@ TEST_F(WritesTest, AFailedWriteIsShownAndItsValueIsThePlcsOwnAgain) {
         wrongValueShown = wrongValueShown || (value.isKnown && value.state != host::ValueState::WritePending &&
                                               value.values != host::HostValues{std::int64_t{7}} &&
                                               value.values != host::HostValues{std::int64_t{5}});
-        return stepOf(serial) == WriteStep::Failed;
+        return stepOf(serial) == OrderStep::Failed;
     }));
     EXPECT_EQ(stateOf("Main.int"), host::ValueState::WriteFailed);
     EXPECT_NE(session->value(tag("Main.int")).failure.text.find("the PLC may or may not have it"), std::string::npos);
@@ -264,7 +264,7 @@ TEST_F(WritesTest, ARefusedWriteOfAReservedVariableTellsTheStatusWord) {
     session->poll({bootCount});
     const std::int32_t serial = session->write(bootCount, {std::uint64_t{9}});
     EXPECT_TRUE(eventually([&] { return hasEnded(serial); }));
-    EXPECT_EQ(stepOf(serial), WriteStep::Failed);
+    EXPECT_EQ(stepOf(serial), OrderStep::Failed);
     EXPECT_NE(failureOf(serial).find("status word 0x0304"), std::string::npos) << failureOf(serial);
 }
 

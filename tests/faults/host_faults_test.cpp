@@ -199,10 +199,10 @@ protected:
     // The three below: one order, to its end. "done" or "failed".
     std::string readOnce() const {
         const std::int32_t serial = session->readOnce(tag("Main.setpoint"));
-        const auto step = [&] { return session->onceReadRecord(serial)->step; };
+        const auto step = [&] { return session->order(serial)->step; };
         waitFor("the end of a one-shot read",
-                [&] { return step() == host::ReadStep::Succeeded || step() == host::ReadStep::Failed; });
-        return step() == host::ReadStep::Succeeded ? "done" : "failed";
+                [&] { return step() == host::OrderStep::Succeeded || step() == host::OrderStep::Failed; });
+        return step() == host::OrderStep::Succeeded ? "done" : "failed";
     }
 
     std::string write(const char* value) const {
@@ -210,9 +210,9 @@ protected:
         std::string error;
         const std::int32_t serial =
             session->write(valve, host::parseValues(valve.form, valve.elements, value, &error).value());
-        const auto step = [&] { return session->writeRecord(serial)->step; };
+        const auto step = [&] { return session->order(serial)->step; };
         waitFor("the end of a write", [&] { return host::hasEnded(step()); });
-        return step() == host::WriteStep::Succeeded ? "done" : "failed";
+        return step() == host::OrderStep::Succeeded ? "done" : "failed";
     }
 
     std::string order(const char* value) const { return isWrite(GetParam().state) ? write(value) : readOnce(); }

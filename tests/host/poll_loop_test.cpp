@@ -27,7 +27,7 @@ public:
         urgent = false;
     }
     void failed(const Failure& failure) override {
-        failures.push_back(std::string(layerName(failure.layer)) + ": " + failure.text);
+        failures.push_back(std::string(failureKindName(failure.kind)) + ": " + failure.text);
     }
     bool hasUrgentWork() const override { return urgent; }
 

@@ -126,7 +126,7 @@ void Load::follow() {
 void Load::followWrites() {
     const host::Time now = parts_.clock.now();
     for (const WriteLedger::OpenWrite& write : parts_.ledger.open()) {
-        const std::optional<host::WriteRecord> record = parts_.session.writeRecord(write.serial);
+        const std::optional<host::Order> record = parts_.session.order(write.serial);
         const std::string& name = parts_.tags[write.tag].plant.text;
         if (!record) {
             parts_.findings.add(fmt::format("write {} of {} is forgotten and was never ended", write.serial, name));
@@ -134,7 +134,7 @@ void Load::followWrites() {
         } else if (host::hasEnded(record->step)) {
             checkFate(write, *record);
             writeTexts_.add(record->failure.text.size());
-            parts_.ledger.ended(write, record->step == host::WriteStep::Succeeded, record->ended);
+            parts_.ledger.ended(write, record->step == host::OrderStep::Succeeded, record->ended);
         } else if (now - write.ordered > kPatience) {
             parts_.findings.add(fmt::format("write {} of {} has not ended in {} s; to the driver's reports it is {}",
                                             write.serial, name, kPatience.count(),
@@ -144,9 +144,9 @@ void Load::followWrites() {
     }
 }
 
-void Load::checkFate(const WriteLedger::OpenWrite& write, const host::WriteRecord& record) {
+void Load::checkFate(const WriteLedger::OpenWrite& write, const host::Order& record) {
     const Fate fate = parts_.book.fateOf(write.serial);
-    const bool done = record.step == host::WriteStep::Succeeded;
+    const bool done = record.step == host::OrderStep::Succeeded;
     if (done ? fate != Fate::Done : fate == Fate::Done || fate == Fate::Open) {
         parts_.findings.add(fmt::format("write {} of {} {}, but to the driver's reports it is {}", write.serial,
                                         parts_.tags[write.tag].plant.text,
@@ -158,18 +158,18 @@ void Load::followReads() {
     const std::lock_guard<std::mutex> lock(mutex_);
     const host::Time now = parts_.clock.now();
     const auto isOver = [&](const OpenRead& read) {
-        const std::optional<host::OnceReadRecord> record = parts_.session.onceReadRecord(read.serial);
+        const std::optional<host::Order> record = parts_.session.order(read.serial);
         const std::string& name = parts_.tags[read.tag].plant.text;
         if (!record) {
             parts_.findings.add(fmt::format("one-shot read {} of {} is forgotten", read.serial, name));
-        } else if (record->step == host::ReadStep::Succeeded) {
+        } else if (record->step == host::OrderStep::Succeeded) {
             ++readsDone_;
             readTexts_.add(0);
             return true;
-        } else if (record->step != host::ReadStep::Failed && now - read.ordered > kPatience) {
+        } else if (record->step != host::OrderStep::Failed && now - read.ordered > kPatience) {
             parts_.findings.add(
                 fmt::format("one-shot read {} of {} has not ended in {} s", read.serial, name, kPatience.count()));
-        } else if (record->step != host::ReadStep::Failed) {
+        } else if (record->step != host::OrderStep::Failed) {
             return false;
         }
         ++readsFailed_;

@@ -66,7 +66,7 @@ private:
     void write(std::size_t tag);
     void followWrites();
     void followReads();
-    void checkFate(const WriteLedger::OpenWrite& write, const host::WriteRecord& record);
+    void checkFate(const WriteLedger::OpenWrite& write, const host::Order& record);
     bool wait(int steadyMs, std::size_t open);
 
     const Parts parts_;

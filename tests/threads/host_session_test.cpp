@@ -102,13 +102,13 @@ TEST_F(HostSessionThreads, EveryOrderOfEveryThreadComesToAnEnd) {
         const host::Tag what = tag(text);
         for (int value = 1; value <= 50; ++value) {
             const std::int32_t serial = write(what, what.form.isBit ? value % 2 : value);
-            waitForEnd([&] { return host::hasEnded(session.writeRecord(serial)->step); });
+            waitForEnd([&] { return host::hasEnded(session.order(serial)->step); });
         }
     };
     const auto reader = [&] {
         for (int round = 0; round < 50; ++round) {
             const std::int32_t serial = session.readOnce(tag("Main.text"));
-            waitForEnd([&] { return session.onceReadRecord(serial)->step >= host::ReadStep::Succeeded; });
+            waitForEnd([&] { return session.order(serial)->step >= host::OrderStep::Succeeded; });
         }
     };
     const auto watcher = [&] {
@@ -141,8 +141,8 @@ TEST_F(HostSessionThreads, EveryOrderOfEveryThreadComesToAnEnd) {
     // The last of each may have failed: some replies never came.
     waitForEnd([&] { return session.status().isOnline; });
     const std::int32_t serial = write(tag("Main.words[10]"), 4660);
-    waitForEnd([&] { return host::hasEnded(session.writeRecord(serial)->step); });
-    EXPECT_EQ(session.writeRecord(serial)->step, host::WriteStep::Succeeded);
+    waitForEnd([&] { return host::hasEnded(session.order(serial)->step); });
+    EXPECT_EQ(session.order(serial)->step, host::OrderStep::Succeeded);
     session.stop();
     EXPECT_EQ(plc.memory().read({1, 18, 2}), std::string("\x12\x34"));
     EXPECT_GT(plc.counters().faults, 0U);

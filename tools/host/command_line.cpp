@@ -3,16 +3,16 @@
 #include <CLI/CLI.hpp>
 #include <sstream>
 
-#include "tools/host/layer.h"
+#include "tools/host/failure.h"
 
 namespace ac500::host {
 
 namespace {
 
-const char kDescription[] =
+constexpr char kDescription[] =
     "Reads, writes and watches variables of an AC500 PLC by name, through the communication driver.";
 
-const char kFooter[] =
+constexpr char kFooter[] =
     "Tags:\n"
     "  Main.motor.speed      a variable\n"
     "  Main.grid[2,3]        an element of an array\n"
@@ -42,9 +42,9 @@ const char kFooter[] =
     "  ac500-host --symbols plant.json write Main.setpoint=21.5 Main.flags.b[3]=1\n"
     "  ac500-host --symbols plant.json watch --seconds 10 Main.counter \"Main.recipe[1..5]\"\n";
 
-const int kLongestMs = 24 * 60 * 60 * 1000;
-const int kMostRequestWords = 32000;
-const int kMostRetries = 1000;
+constexpr int kLongestMs = 24 * 60 * 60 * 1000;
+constexpr int kMostRequestWords = 32000;
+constexpr int kMostRetries = 1000;
 
 void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
     app.add_option("--driver", options.driver,
@@ -75,7 +75,8 @@ void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
         ->capture_default_str();
     app.add_flag("--json", options.json, "Output for programs: one JSON document; watch: one JSON object per line");
     app.add_flag("--simulator", options.simulator, "Add the simulator's own variables: scope Sim");
-    app.add_flag("--verbose", options.verbose, "Tell on stderr what goes wrong on the way, also when it is mended");
+    app.add_flag("--verbose", options.verbose,
+                 "Tell on stderr what goes wrong on the way, also when the host recovers from it");
 }
 
 struct CommandRow {
@@ -87,7 +88,7 @@ struct CommandRow {
     const char* argumentSummary;
 };
 
-const CommandRow kCommands[] = {
+constexpr CommandRow kCommands[] = {
     {Command::Read, "read", "Read variables once and show their values", "TAG", 1, "What to read"},
     {Command::Write, "write", "Write variables, then read them back and compare", "TAG=VALUE", 1, "What to write"},
     {Command::Watch, "watch", "Show variables in a live table", "TAG", 1, "What to watch"},
@@ -124,7 +125,7 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
 
 ParsedCommandLine usageError(const std::string& what) {
     ParsedCommandLine parsed;
-    parsed.exitCode = static_cast<int>(Layer::Usage);
+    parsed.exitCode = exitCodeOf(FailureKind::Usage);
     parsed.text = "usage: " + what + "; ac500-host --help shows how it is used\n";
     return parsed;
 }

@@ -10,10 +10,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const char kLibraryName[] = "libac500driver.so";
+constexpr char kLibraryName[] = "libac500driver.so";
 
 // Overloaded in C++, so it has no bare name: get_label_address_info(QString const&, ControlInformationM&).
-const char kResolveTagSymbol[] = "_Z22get_label_address_infoRK7QStringR19ControlInformationM";
+constexpr char kResolveTagSymbol[] = "_Z22get_label_address_infoRK7QStringR19ControlInformationM";
 
 bool isFile(const std::string& path) {
     std::error_code ignored;

@@ -26,9 +26,9 @@ inline bool operator==(const VariableId& a, const VariableId& b) {
 
 // Cyclic reads carry the identity that the driver gives them; the others get theirs from this host, with a serial number
 // as second word. hostId also selects the status code within a family (1 to 11), so a code tells what was asked.
-const VariableId kCyclicReadId{0, -1};
-const std::int32_t kWriteHostId = 1;
-const std::int32_t kOnceReadHostId = 2;
+constexpr VariableId kCyclicReadId{0, -1};
+constexpr std::int32_t kWriteHostId = 1;
+constexpr std::int32_t kOnceReadHostId = 2;
 
 struct VariableReport {
     VariableId id;

@@ -3,7 +3,7 @@
 
 #include "tools/host/command_line.h"
 #include "tools/host/commands.h"
-#include "tools/host/layer.h"
+#include "tools/host/failure.h"
 
 int main(int argc, char** argv) {
     using namespace ac500::host;

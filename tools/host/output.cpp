@@ -9,14 +9,6 @@ namespace ac500::host {
 
 namespace {
 
-std::string boundsText(const std::vector<ArrayDimension>& dimensions) {
-    std::string text;
-    for (const ArrayDimension& dimension : dimensions) {
-        text += fmt::format("{}{}..{}", text.empty() ? "" : ",", dimension.lower, dimension.upper);
-    }
-    return text.empty() ? text : "[" + text + "]";
-}
-
 // Bytes of UTF-8 that do not begin a character.
 bool continuesCharacter(char c) {
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
@@ -137,7 +129,7 @@ Json statisticsJson(const Statistics& statistics) {
 }
 
 Json failureJson(const Failure& failure) {
-    return {{"layer", layerName(failure.layer)}, {"code", static_cast<int>(failure.layer)}, {"message", failure.text}};
+    return {{"layer", failureKindName(failure.kind)}, {"code", exitCodeOf(failure.kind)}, {"message", failure.text}};
 }
 
 std::string statisticsText(const Statistics& statistics) {

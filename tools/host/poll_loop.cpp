@@ -13,22 +13,22 @@ namespace ac500::host {
 namespace {
 
 // A driver with writes alone pending has nothing to send on every sixth turn (quirk 6): ask again soon.
-const Milliseconds kIdleTurn{5};
-const Milliseconds kAtOnce{0};
+constexpr Milliseconds kIdleTurn{5};
+constexpr Milliseconds kAtOnce{0};
 
 // A driver that gives up nothing in so many turns never will.
-const int kMostTurnsToGiveUp = 10000;
+constexpr int kMostTurnsToGiveUp = 10000;
 
 // Smallest handshake replies that the driver takes, envelope included.
-const int kOpenSessionReplyBytes = 206;
-const int kSymbolFileReplyBytes = 36;
+constexpr int kOpenSessionReplyBytes = 206;
+constexpr int kSymbolFileReplyBytes = 36;
 
 Milliseconds roundUp(Time time) {
     return std::chrono::ceil<Milliseconds>(std::max(time, Time(0)));
 }
 
-Layer layerOf(Service service) {
-    return isHandshake(service) ? Layer::Handshake : Layer::Request;
+FailureKind kindOfFailure(Service service) {
+    return isHandshake(service) ? FailureKind::Handshake : FailureKind::Request;
 }
 
 std::string describe(const RequestFrame& request) {
@@ -41,7 +41,11 @@ std::string describe(const RequestFrame& request) {
 }
 
 Failure failureOf(const RequestFrame& request, const std::string& what) {
-    return {layerOf(request.service), describe(request) + ": " + what};
+    return {kindOfFailure(request.service), describe(request) + ": " + what};
+}
+
+Failure refusedByDriver(const RequestFrame& request, const QByteArray& reply) {
+    return failureOf(request, fmt::format("the driver refused the reply of {} bytes", reply.size()));
 }
 
 RequestKind kindOf(const RW_VAR& result) {
@@ -52,8 +56,22 @@ RequestKind kindOf(const RW_VAR& result) {
                                                                         : RequestKind::OnceRead;
 }
 
-bool isAbandoned(int status) {
-    return !isAccepted(status) && status != kStatusPending && status != kStatusHandshakeRejected;
+// What the status of DataCom's result means to the loop.
+enum class DriverAnswer {
+    Accepted,
+    SendAgain,          // it was bad; the same frame will be offered again
+    HandshakeRejected,  // too small; the driver will start the handshake again
+    GivenUp,            // bad once more than it tolerates: the driver has abandoned the request
+};
+
+DriverAnswer answerOf(const RW_VAR& result) {
+    if (isAccepted(result.status)) {
+        return DriverAnswer::Accepted;
+    }
+    if (result.status == kStatusPending) {
+        return DriverAnswer::SendAgain;
+    }
+    return result.status == kStatusHandshakeRejected ? DriverAnswer::HandshakeRejected : DriverAnswer::GivenUp;
 }
 
 }  // namespace
@@ -81,6 +99,7 @@ PollLoop::PollLoop(const Parts& parts, const LoopSettings& settings)
       clock_(parts.clock),
       listener_(parts.listener),
       settings_(settings),
+      pacer_(settings.cycle),
       nextBackOff_(settings.firstBackOff) {}
 
 Milliseconds PollLoop::step() {
@@ -100,13 +119,7 @@ Milliseconds PollLoop::step() {
 }
 
 bool PollLoop::takesWork() const {
-    return state_ == LoopState::Exchanging && (session_ == Session::Open || driverIsIdle_);
-}
-
-void PollLoop::cyclicListRebuilt(int requests) {
-    passRequests_ = requests;
-    passRunning_ = false;
-    passStarted_ = clock_.now() - settings_.cycle;
+    return state_ == LoopState::Exchanging && (link_ == Link::SessionOpen || head_ == Head::None);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -124,20 +137,22 @@ Milliseconds PollLoop::continueConnecting() {
     const ConnectResult result = transport_.waitConnected(settings_.slice);
     if (result.status == ConnectStatus::Connected) {
         assembler_.clear();
-        connected_ = true;
-        driverIsIdle_ = false;
         // A session of the last connection, half of one, or one of an earlier user of the library.
-        session_ = Session::Stale;
+        link_ = Link::SessionStale;
+        // What the driver had when it was last asked is long ago.
+        if (head_ == Head::None) {
+            head_ = Head::Unsent;
+        }
         ++statistics_.connections;
         state_ = LoopState::Exchanging;
     } else if (result.status == ConnectStatus::Failed) {
-        fail({Layer::Tcp, fmt::format("no connection to {}: {}; is the PLC on, and are address and port right?",
-                                      settings_.plc.text(), result.reason)});
+        fail({FailureKind::Tcp, fmt::format("no connection to {}: {}; is the PLC on, and are address and port right?",
+                                            settings_.plc.text(), result.reason)});
         closeConnection();
         backOff();
     } else if (clock_.now() >= connectDeadline_) {
-        fail({Layer::Tcp, fmt::format("no connection to {} within {} ms; is the PLC on, and is it reachable?",
-                                      settings_.plc.text(), settings_.connectTimeout.count())});
+        fail({FailureKind::Tcp, fmt::format("no connection to {} within {} ms; is the PLC on, and is it reachable?",
+                                            settings_.plc.text(), settings_.connectTimeout.count())});
         closeConnection();
         backOff();
     }
@@ -154,7 +169,7 @@ Milliseconds PollLoop::waitForBackOff() {
     if (clock_.now() < retryAt_) {
         return roundUp(retryAt_ - clock_.now());
     }
-    state_ = connected_ ? LoopState::Exchanging : LoopState::Disconnected;
+    state_ = isConnected() ? LoopState::Exchanging : LoopState::Disconnected;
     return kAtOnce;
 }
 
@@ -167,17 +182,20 @@ Milliseconds PollLoop::sendNext() {
         return waitForPass();
     }
     Protocol* frame = driver_.nextRequest();
-    driverIsIdle_ = frame == nullptr;
     if (frame == nullptr) {
+        head_ = Head::None;
         return nothingToSend();
     }
+    if (head_ == Head::None) {
+        head_ = Head::Unsent;
+    }
     const RequestFrame request = parseRequest(frame->frame);
-    if (session_ == Session::Stale && request.service != Service::OpenSession) {
-        startGivingUp({Layer::Request, "the session with the PLC ended with the earlier connection"});
+    if (link_ == Link::SessionStale && request.service != Service::OpenSession) {
+        startGivingUp({FailureKind::Request, "the session with the PLC ended with the earlier connection"});
         return kAtOnce;
     }
-    if (session_ == Session::Stale) {
-        session_ = Session::None;
+    if (link_ == Link::SessionStale) {
+        link_ = Link::NoSession;
     }
     if (streamIsQuiet()) {
         sendRequest(frame, request);
@@ -190,15 +208,13 @@ Milliseconds PollLoop::nothingToSend() {
 }
 
 void PollLoop::sendRequest(Protocol* frame, const RequestFrame& request) {
-    if (!passRunning_ && VariableId{frame->var.hostId, frame->var.hostSubId} == kCyclicReadId) {
-        passRunning_ = true;
-        passRequestsDone_ = 0;
-        passStarted_ = clock_.now();
+    const Time now = clock_.now();
+    if (VariableId{frame->var.hostId, frame->var.hostSubId} == kCyclicReadId) {
+        pacer_.readSent(now);
     }
-    statistics_.retries += sendingAgain_ ? 1 : 0;
-    sendingAgain_ = false;
-    headWasSent_ = true;
-    exchange_ = Exchange{frame, request, clock_.now() + settings_.replyTimeout};
+    statistics_.retries += head_ == Head::Failed ? 1 : 0;
+    head_ = Head::Sent;
+    exchange_ = Exchange{frame, request, now + settings_.replyTimeout};
     if (!transport_.send(frame->frame)) {
         connectionLost(failureOf(request, "the connection was lost while it was sent"));
         return;
@@ -219,25 +235,26 @@ bool PollLoop::streamIsQuiet() {
     if (result.status == ReceiveStatus::Data) {
         statistics_.bytesReceived += result.bytes.size();
         ++statistics_.badReplies;
-        connectionLost({Layer::Request, fmt::format("{} bytes arrived that nobody asked for; the connection is dropped",
-                                                    result.bytes.size())});
+        connectionLost(
+            {FailureKind::Request,
+             fmt::format("{} bytes arrived that nobody asked for; the connection is dropped", result.bytes.size())});
     } else {
-        connectionLost({Layer::Tcp, "the connection was lost: " + result.reason});
+        connectionLost({FailureKind::Tcp, "the connection was lost: " + result.reason});
     }
     return false;
 }
 
 // The driver offers the next cyclic read whenever it is asked, so between two passes it is not asked.
 bool PollLoop::mustWaitForPass() const {
-    return session_ == Session::Open && !sendingAgain_ && !passRunning_ && !listener_.hasUrgentWork() &&
-           clock_.now() < passStarted_ + settings_.cycle;
+    return link_ == Link::SessionOpen && head_ != Head::Failed && pacer_.untilNext(clock_.now()) > Time(0) &&
+           !listener_.hasUrgentWork();
 }
 
 Milliseconds PollLoop::waitForPass() {
     if (!streamIsQuiet()) {
         return kAtOnce;
     }
-    return std::min(roundUp(passStarted_ + settings_.cycle - clock_.now()), settings_.slice);
+    return std::min(roundUp(pacer_.untilNext(clock_.now())), settings_.slice);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -303,7 +320,7 @@ void PollLoop::replyTimedOut() {
 // whatever its length (quirk 9).
 void PollLoop::replyUnusable(const Failure& reason, bool keepConnection) {
     if (settings_.guardValues && !keepConnection) {
-        connectionLost({reason.layer, reason.text + "; the connection is dropped"});
+        connectionLost({reason.kind, reason.text + "; the connection is dropped"});
         return;
     }
     fail(reason);
@@ -319,27 +336,26 @@ void PollLoop::handOver(const RequestFrame& request, QByteArray reply) {
     }
     exchange_.reset();
     const RW_VAR& result = *driver_.takeReply(&reply, reply.size());
-    if (isAccepted(result.status)) {
-        accepted(request, reply);
-    } else if (result.status == kStatusHandshakeRejected) {
-        handshakeRejected(request, reply);
-    } else {
-        const Failure reason =
-            failureOf(request, fmt::format("the driver refused the reply of {} bytes", reply.size()));
-        fail(reason);
-        sendingAgain_ = result.status == kStatusPending;
-        if (isAbandoned(result.status)) {
-            abandoned(result, reason);
-            backOff();
-        }
+    switch (answerOf(result)) {
+        case DriverAnswer::Accepted:
+            return accepted(request, reply);
+        case DriverAnswer::HandshakeRejected:
+            return handshakeRejected(request, reply);
+        case DriverAnswer::SendAgain:
+            head_ = Head::Failed;
+            return fail(refusedByDriver(request, reply));
+        case DriverAnswer::GivenUp:
+            fail(refusedByDriver(request, reply));
+            abandoned(result, refusedByDriver(request, reply));
+            return backOff();
     }
 }
 
 void PollLoop::accepted(const RequestFrame& request, const QByteArray& reply) {
-    headWasSent_ = false;
+    head_ = Head::Unsent;
     ++statistics_.framesAccepted;
     if (request.service == Service::SymbolFile) {
-        session_ = Session::Open;
+        link_ = Link::SessionOpen;
         ++statistics_.handshakes;
     }
     if (isHandshake(request.service)) {
@@ -350,29 +366,22 @@ void PollLoop::accepted(const RequestFrame& request, const QByteArray& reply) {
     for (const VariableReport& report : reports_.take()) {
         listener_.variableReported(report);
     }
-    countPass(request);
-}
-
-// One-shot reads are counted along: they make a pass end early at most, and the next one begins where it ended.
-void PollLoop::countPass(const RequestFrame& request) {
-    if (!passRunning_ || request.service != Service::Read) {
+    if (request.service != Service::Read) {
         return;
     }
-    passRequestsDone_ += static_cast<int>(request.items.size());
-    if (passRequestsDone_ >= passRequests_) {
-        passRunning_ = false;
-        statistics_.addCycle(clock_.now() - passStarted_);
+    const int reads = static_cast<int>(request.items.size());
+    if (const std::optional<Time> duration = pacer_.readsAnswered(reads, clock_.now())) {
+        statistics_.addCycle(*duration);
     }
 }
 
 void PollLoop::handshakeRejected(const RequestFrame& request, const QByteArray& reply) {
-    headWasSent_ = false;
+    head_ = Head::Unsent;
     ++statistics_.badReplies;
     const int least = request.service == Service::OpenSession ? kOpenSessionReplyBytes : kSymbolFileReplyBytes;
     fail(failureOf(request, fmt::format("the reply has {} bytes, at least {} were expected; is {} a PLC of this kind?",
                                         reply.size(), least, settings_.plc.text())));
     closeConnection();
-    session_ = Session::None;
     backOff();
 }
 
@@ -382,13 +391,9 @@ void PollLoop::handshakeRejected(const RequestFrame& request, const QByteArray& 
 
 void PollLoop::connectionLost(const Failure& reason) {
     fail(reason);
+    const bool mayHaveSession = link_ == Link::SessionOpen || link_ == Link::SessionStale;
     closeConnection();
-    mustFeed_ = exchange_.has_value();
-    exchange_.reset();
-    if (session_ == Session::Open) {
-        session_ = Session::Stale;
-    }
-    if (mustFeed_ || session_ == Session::Stale) {
+    if (exchange_ || mayHaveSession) {
         startGivingUp(reason);
     } else {
         backOff();
@@ -397,7 +402,7 @@ void PollLoop::connectionLost(const Failure& reason) {
 
 void PollLoop::closeConnection() {
     transport_.close();
-    connected_ = false;
+    link_ = Link::Down;
 }
 
 void PollLoop::startGivingUp(const Failure& reason) {
@@ -410,16 +415,17 @@ void PollLoop::startGivingUp(const Failure& reason) {
 Milliseconds PollLoop::giveUpOnce() {
     Protocol* frame = driver_.nextRequest();
     const bool opensSession = frame != nullptr && parseRequest(frame->frame).service == Service::OpenSession;
-    if (frame != nullptr && (mustFeed_ || !opensSession)) {
-        mustFeed_ = false;
+    // The request in flight failed: that counts, whatever the driver offers.
+    const bool wasInFlight = exchange_.has_value();
+    exchange_.reset();
+    if (frame != nullptr && (wasInFlight || !opensSession)) {
         if (!feedEmptyReply(giveUpReason_)) {
             return kAtOnce;
         }
-    } else if (opensSession) {
-        session_ = Session::None;
+    } else if (opensSession && isConnected()) {
+        link_ = Link::NoSession;
     }
-    mustFeed_ = false;
-    if (connected_) {
+    if (isConnected()) {
         state_ = LoopState::Exchanging;
     } else {
         backOff();
@@ -431,20 +437,21 @@ Milliseconds PollLoop::giveUpOnce() {
 bool PollLoop::feedEmptyReply(const Failure& reason) {
     QByteArray nothing;
     const RW_VAR& result = *driver_.takeReply(&nothing, 0);
-    sendingAgain_ = result.status == kStatusPending;
-    if (!isAbandoned(result.status)) {
-        return false;
+    const DriverAnswer answer = answerOf(result);
+    if (answer == DriverAnswer::GivenUp) {
+        abandoned(result, reason);
+    } else if (answer == DriverAnswer::SendAgain && head_ == Head::Sent) {
+        head_ = Head::Failed;
     }
-    abandoned(result, reason);
-    return true;
+    return answer == DriverAnswer::GivenUp;
 }
 
 void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
     ++statistics_.abandoned;
-    session_ = Session::None;
-    sendingAgain_ = false;
-    passRunning_ = false;
-    const bool wasSent = std::exchange(headWasSent_, false);
+    link_ = isConnected() ? Link::NoSession : Link::Down;
+    pacer_.passAbandoned();
+    const bool wasSent = head_ == Head::Sent || head_ == Head::Failed;
+    head_ = Head::Unsent;
     const AbandonedRequest request{kindOf(result), result.status, wasSent, reason, reports_.take()};
     listener_.requestAbandoned(request);
 }
@@ -461,7 +468,7 @@ void PollLoop::shutDown() {
     closeConnection();
     exchange_.reset();
     state_ = LoopState::Disconnected;
-    giveUpUrgentWork({Layer::Request, "the session was ended"});
+    giveUpUrgentWork({FailureKind::Request, "the session was ended"});
 }
 
 void PollLoop::fail(const Failure& failure) {

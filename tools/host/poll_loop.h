@@ -17,7 +17,8 @@
 #include "tools/host/clock.h"
 #include "tools/host/driver_library.h"
 #include "tools/host/driver_reports.h"
-#include "tools/host/layer.h"
+#include "tools/host/failure.h"
+#include "tools/host/pass_pacer.h"
 #include "tools/host/reply_assembler.h"
 #include "tools/host/request_frame.h"
 #include "tools/host/statistics.h"
@@ -99,26 +100,36 @@ public:
     void shutDown();
 
     // The cyclic list was rebuilt and now holds `requests` requests: a new pass begins.
-    void cyclicListRebuilt(int requests);
+    void cyclicListRebuilt(int requests) { pacer_.listRebuilt(requests); }
 
     LoopState state() const { return state_; }
-    bool isConnected() const { return connected_; }
+    bool isConnected() const { return link_ != Link::Down; }
     // Connected, and the driver's session belongs to this connection.
-    bool isOnline() const { return state_ == LoopState::Exchanging && session_ == Session::Open; }
+    bool isOnline() const { return state_ == LoopState::Exchanging && link_ == Link::SessionOpen; }
     // May new work be handed to the driver? Not before its session is open: it drops all pending writes together with a
     // request that it gives up, and until then that is likely. But a driver that has nothing to send opens no session.
     bool takesWork() const;
     const Statistics& statistics() const { return statistics_; }
 
 private:
-    // What the driver believes about its session with the PLC. Session bytes belong to a connection and to a run of the
-    // PLC, so a session that outlives its connection must be ended before the next request.
-    enum class Session {
-        None,   // not open; on a connection: its next frame is one of the handshake
-        Open,   // the handshake was completed on this connection
-        Stale,  // whatever it believes is about an earlier connection
+    // The connection, and what the driver believes about its session with the PLC. Session bytes belong to a connection
+    // and to a run of the PLC, so a session that outlives its connection must be ended before the next request.
+    enum class Link {
+        Down,          // no connection
+        SessionStale,  // connected; whatever the driver believes is about an earlier connection
+        NoSession,     // connected; the driver's next frame is one of the handshake
+        SessionOpen,   // connected, and the handshake was completed on this connection
     };
 
+    // What is known about the request at the head of the driver's queue.
+    enum class Head {
+        None,    // the driver had nothing to send when it was last asked
+        Unsent,  // whatever it is, it has not been sent yet
+        Sent,
+        Failed,  // it was sent and failed; the driver keeps it and offers it again
+    };
+
+    // A request that was sent and whose end the driver has not been told yet.
     struct Exchange {
         Protocol* frame;  // owned by the driver; the head of its queue until DataCom removes it
         RequestFrame request;
@@ -144,7 +155,6 @@ private:
     void handOver(const RequestFrame& request, QByteArray reply);
     void accepted(const RequestFrame& request, const QByteArray& reply);
     void handshakeRejected(const RequestFrame& request, const QByteArray& reply);
-    void countPass(const RequestFrame& request);
 
     void connectionLost(const Failure& reason);
     void closeConnection();
@@ -162,25 +172,15 @@ private:
     const LoopSettings settings_;
 
     LoopState state_ = LoopState::Disconnected;
-    Session session_ = Session::None;
+    Link link_ = Link::Down;
+    Head head_ = Head::Unsent;
     std::optional<Exchange> exchange_;
     ReplyAssembler assembler_;
+    PassPacer pacer_;
     Time connectDeadline_{0};
     Time retryAt_{0};
     Milliseconds nextBackOff_;
-    bool connected_ = false;
-    bool sendingAgain_ = false;  // the driver keeps a frame that failed and offers it again
-    bool driverIsIdle_ = false;  // it had nothing to send when it was last asked
-    bool headWasSent_ = false;   // the request at the head of the driver's queue went out at least once
-
     Failure giveUpReason_;
-    bool mustFeed_ = false;  // the request in flight failed: that counts, whatever the driver offers next
-
-    int passRequests_ = 0;      // requests in the cyclic list
-    int passRequestsDone_ = 0;  // of the current pass
-    Time passStarted_{0};
-    bool passRunning_ = false;
-
     Statistics statistics_;
 };
 

@@ -11,8 +11,8 @@ namespace ac500::host {
 
 namespace {
 
-const int kStringStride = 81;  // 80 characters and a terminator, whatever the PLC program declared (quirk 21)
-const int kBitsPerWord = 16;
+constexpr int kStringStride = 81;  // 80 characters and a terminator, whatever the PLC program declared (quirk 21)
+constexpr int kBitsPerWord = 16;
 
 std::optional<int> parseIndex(const std::string& text) {
     int index = 0;
@@ -40,14 +40,6 @@ std::optional<LastIndex> splitLastIndex(const std::string& text) {
 
 std::string withoutIndices(const std::string& tag) {
     return tag.empty() || tag.back() != ']' ? tag : tag.substr(0, tag.rfind('['));
-}
-
-std::string boundsText(const Leaf& leaf) {
-    std::string text;
-    for (const ArrayDimension& dimension : leaf.dimensions) {
-        text += fmt::format("{}{}..{}", text.empty() ? "" : ",", dimension.lower, dimension.upper);
-    }
-    return text;
 }
 
 void place(const Element& element, Tag* tag) {
@@ -106,6 +98,14 @@ std::vector<RunChunk> Tag::writePlan() const {
     return planRun({elements, countPerElement(form), rowExtent});
 }
 
+std::string boundsText(const std::vector<ArrayDimension>& dimensions) {
+    std::string text;
+    for (const ArrayDimension& dimension : dimensions) {
+        text += fmt::format("{}{}..{}", text.empty() ? "" : ",", dimension.lower, dimension.upper);
+    }
+    return text.empty() ? text : "[" + text + "]";
+}
+
 bool overlap(const std::vector<ByteRun>& a, const std::vector<ByteRun>& b) {
     for (const ByteRun& left : a) {
         for (const ByteRun& right : b) {
@@ -148,8 +148,8 @@ std::optional<Tag> TagTable::find(const std::string& text, std::string* error) c
 
 std::optional<Tag> TagTable::wholeArray(const std::string& text, const Leaf& leaf, std::string* error) const {
     if (leaf.dimensions.size() > 1) {
-        *error = fmt::format("{} is an array of {} dimensions [{}]; name one row, e.g. {}[{},{}..{}]", text,
-                             leaf.dimensions.size(), boundsText(leaf), text, leaf.dimensions[0].lower,
+        *error = fmt::format("{} is an array of {} dimensions {}; name one row, e.g. {}[{},{}..{}]", text,
+                             leaf.dimensions.size(), boundsText(leaf.dimensions), text, leaf.dimensions[0].lower,
                              leaf.dimensions.back().lower, leaf.dimensions.back().upper);
         return std::nullopt;
     }

@@ -45,6 +45,9 @@ struct Tag {
 // Do two tags share a byte?
 bool overlap(const std::vector<ByteRun>& a, const std::vector<ByteRun>& b);
 
+// "[1..5]", "[0..2,1..3]"; empty without dimensions.
+std::string boundsText(const std::vector<ArrayDimension>& dimensions);
+
 class TagTable {
 public:
     explicit TagTable(SymbolFile file);

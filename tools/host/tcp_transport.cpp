@@ -10,10 +10,10 @@ namespace ac500::host {
 namespace {
 
 // A request is a few hundred bytes: when the kernel cannot take all of it in this time, the peer has stopped reading.
-const int kSendTimeoutMs = 1000;
+constexpr int kSendTimeoutMs = 1000;
 
 // A peer that sends more at once keeps the rest in the kernel's buffers.
-const qint64 kReadBufferBytes = 64 * 1024;
+constexpr qint64 kReadBufferBytes = 64 * 1024;
 
 int toInt(Milliseconds time) {
     return static_cast<int>(time.count());

@@ -17,8 +17,8 @@ void onInterrupt(int) {
     interrupted = 1;
 }
 
-const char kClearToEndOfLine[] = "\x1b[K";
-const char kClearToEndOfScreen[] = "\x1b[J";
+constexpr char kClearToEndOfLine[] = "\x1b[K";
+constexpr char kClearToEndOfScreen[] = "\x1b[J";
 
 }  // namespace
 

@@ -1,10 +1,10 @@
-#include "tools/host/workplace.h"
+#include "tools/host/command_context.h"
 
-#include <fmt/format.h>
+#include <algorithm>
 
-#include <cstdio>
-
+#include "tools/host/print.h"
 #include "tools/host/tcp_transport.h"
+#include "tools/host/terminal.h"
 #include "tools/simulator/reserved_variables.h"
 
 namespace ac500::host {
@@ -33,32 +33,28 @@ SessionSettings sessionSettings(const Options& options) {
 
 }  // namespace
 
-std::unique_ptr<TagTable> loadTags(const Options& options, Failure* failure) {
-    LoadedSymbolFile loaded = loadSymbolFile(options.symbols);
-    if (loaded.problems.empty() && options.simulator) {
+bool CommandContext::openSymbols(Failure* failure) {
+    LoadedSymbolFile loaded = loadSymbolFile(options_.symbols);
+    if (loaded.problems.empty() && options_.simulator) {
         loaded.problems = sim::reservedConflicts(loaded.file);
         if (loaded.problems.empty()) {
             loaded.file = sim::withReservedVariables(std::move(loaded.file));
         }
     }
     if (!loaded.problems.empty()) {
-        *failure = {Layer::File, describeAll(options.symbols, loaded.problems)};
-        return nullptr;
+        *failure = {FailureKind::File, describeAll(options_.symbols, loaded.problems)};
+        return false;
     }
-    return std::make_unique<TagTable>(std::move(loaded.file));
+    tags_ = std::make_unique<TagTable>(std::move(loaded.file));
+    return true;
 }
 
-bool Workplace::openSymbols(Failure* failure) {
-    tags_ = loadTags(options_, failure);
-    return tags_ != nullptr;
-}
-
-bool Workplace::findTags(const std::vector<std::string>& texts, std::vector<Tag>* tags, Failure* failure) const {
+bool CommandContext::findTags(const std::vector<std::string>& texts, std::vector<Tag>* tags, Failure* failure) const {
     for (const std::string& text : texts) {
         std::string error;
         const std::optional<Tag> tag = tags_->find(text, &error);
         if (!tag) {
-            *failure = {Layer::Name, error};
+            *failure = {FailureKind::Name, error};
             return false;
         }
         tags->push_back(*tag);
@@ -66,28 +62,31 @@ bool Workplace::findTags(const std::vector<std::string>& texts, std::vector<Tag>
     return true;
 }
 
-bool Workplace::openDriver(Failure* failure) {
+bool CommandContext::openDriver(Failure* failure) {
     std::string error;
     driver_ = options_.driver.empty() ? DriverLibrary::loadFirst(defaultDriverPaths(), &error)
                                       : DriverLibrary::load(options_.driver, &error);
     if (driver_ == nullptr) {
-        *failure = {Layer::File, error};
+        *failure = {FailureKind::File, error};
     }
     return driver_ != nullptr;
 }
 
-bool Workplace::startSession(const std::vector<Tag>& tags, Failure* failure) {
+bool CommandContext::startSession(const std::vector<Tag>& tags, Failure* failure) {
+    if (!openDriver(failure)) {
+        return false;
+    }
     const HostSession::Parts parts{driver_->functions(), *tags_, clock_,
                                    [] { return std::make_unique<TcpTransport>(); }};
     session_ = std::make_unique<HostSession>(parts, sessionSettings(options_));
     std::string error;
     if (!session_->start(&error)) {
-        *failure = {Layer::File, error};
+        *failure = {FailureKind::File, error};
         return false;
     }
     for (const Tag& tag : tags) {
         if (!session_->driverKnows(tag, &error)) {
-            *failure = {Layer::Name, error};
+            *failure = {FailureKind::Name, error};
             return false;
         }
     }
@@ -95,7 +94,32 @@ bool Workplace::startSession(const std::vector<Tag>& tags, Failure* failure) {
     return true;
 }
 
-void Workplace::tellEvents() {
+int CommandContext::cannotBegin(const Failure& failure) const {
+    complain(failure);
+    if (options_.json) {
+        printJson({{"error", failureJson(failure)}});
+    }
+    return exitCodeOf(failure.kind);
+}
+
+bool CommandContext::waitUntil(Milliseconds timeout, const std::function<bool()>& isDone) {
+    const Time deadline = clock_.now() + timeout;
+    while (!isDone()) {
+        tellEvents();
+        if (clock_.now() >= deadline || wasInterrupted()) {
+            return isDone();
+        }
+        session_->waitForChange(kGlance);
+    }
+    tellEvents();
+    return true;
+}
+
+bool CommandContext::areReceived(const std::vector<Tag>& tags) {
+    return std::all_of(tags.begin(), tags.end(), [this](const Tag& tag) { return session_->value(tag).isKnown; });
+}
+
+void CommandContext::tellEvents() {
     if (!options_.verbose || session_ == nullptr) {
         return;
     }
@@ -103,11 +127,6 @@ void Workplace::tellEvents() {
         complain(event.failure);
         ++eventsTold_;
     }
-}
-
-void complain(const Failure& failure) {
-    fmt::print(stderr, "{}: {}\n", layerName(failure.layer), failure.text);
-    std::fflush(stderr);
 }
 
 }  // namespace ac500::host

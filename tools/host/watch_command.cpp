@@ -1,21 +1,20 @@
-#include "tools/host/watch.h"
+#include "tools/host/commands.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <chrono>
-#include <cstdio>
 
-#include "tools/host/output.h"
+#include "tools/host/print.h"
 #include "tools/host/terminal.h"
 
 namespace ac500::host {
 
 namespace {
 
-const Milliseconds kFailureShown{10000};
-const char kBold[] = "\x1b[1m";
-const char kPlain[] = "\x1b[0m";
+constexpr Milliseconds kFailureShown{10000};
+constexpr char kBold[] = "\x1b[1m";
+constexpr char kPlain[] = "\x1b[0m";
 
 // One look at everything that is shown.
 struct Picture {
@@ -70,7 +69,7 @@ std::string failureLine(const Picture& picture) {
         return std::string();
     }
     const double age = static_cast<double>((picture.now - last->time).count()) / 1e6;
-    return fmt::format("{:.1f} s ago: {}: {}", age, layerName(last->failure.layer), last->failure.text);
+    return fmt::format("{:.1f} s ago: {}: {}", age, failureKindName(last->failure.kind), last->failure.text);
 }
 
 // Rows that do not fit the height are counted instead of shown.
@@ -100,13 +99,13 @@ void printLines(const std::vector<Tag>& tags, const Picture& picture) {
     for (std::size_t i = 0; i < tags.size(); ++i) {
         const TagValue& value = picture.values[i];
         const std::string failure = value.failure.text.empty() ? "" : "  " + value.failure.text;
-        fmt::print("{}  {}  {}  {}  {}{}\n", time, tags[i].text, valueText(tags[i], value), valueStateName(value.state),
-                   ageText(value), failure);
+        printLine(fmt::format("{}  {}  {}  {}  {}{}", time, tags[i].text, valueText(tags[i], value),
+                              valueStateName(value.state), ageText(value), failure));
     }
-    std::fflush(stdout);
+    flushOutput();
 }
 
-void printJsonLine(const std::vector<Tag>& tags, const Picture& picture) {
+void printAsJson(const std::vector<Tag>& tags, const Picture& picture) {
     Json json;
     json["elapsed_ms"] = picture.elapsed.count();
     json["link"] = linkText(picture.status);
@@ -114,14 +113,14 @@ void printJsonLine(const std::vector<Tag>& tags, const Picture& picture) {
     for (std::size_t i = 0; i < tags.size(); ++i) {
         json["values"].push_back(tagValueJson(tags[i], picture.values[i]));
     }
-    fmt::print("{}\n", json.dump(-1, ' ', false, Json::error_handler_t::replace));
-    std::fflush(stdout);
+    printJsonLine(json);
+    flushOutput();
 }
 
 class Watch {
 public:
-    Watch(Workplace& workplace, const std::vector<Tag>& tags)
-        : workplace_(workplace), tags_(tags), received_(tags.size(), false), started_(clock_.now()) {}
+    Watch(CommandContext& context, const std::vector<Tag>& tags)
+        : context_(context), tags_(tags), received_(tags.size(), false), started_(clock_.now()) {}
 
     int run() {
         while (!isOver()) {
@@ -136,47 +135,47 @@ private:
     Milliseconds elapsed() const { return std::chrono::duration_cast<Milliseconds>(clock_.now() - started_); }
 
     bool isOver() const {
-        const double seconds = workplace_.options().seconds;
+        const double seconds = context_.options().seconds;
         return wasInterrupted() || (seconds > 0 && static_cast<double>(elapsed().count()) >= seconds * 1000);
     }
 
     void show() {
-        Picture picture{workplace_.session().status(), {}, elapsed(), clock_.now()};
+        Picture picture{context_.session().status(), {}, elapsed(), clock_.now()};
         for (std::size_t i = 0; i < tags_.size(); ++i) {
-            picture.values.push_back(workplace_.session().value(tags_[i]));
+            picture.values.push_back(context_.session().value(tags_[i]));
             received_[i] = received_[i] || picture.values[i].isKnown;
         }
-        if (workplace_.options().json) {
-            printJsonLine(tags_, picture);
+        if (context_.options().json) {
+            printAsJson(tags_, picture);
         } else if (outputIsTerminal()) {
-            live_.draw(tableLines(workplace_.options(), tags_, picture));
+            live_.draw(tableLines(context_.options(), tags_, picture));
         } else {
             printLines(tags_, picture);
         }
     }
 
     void waitForNext() {
-        const Time next = clock_.now() + Milliseconds(workplace_.options().intervalMs);
+        const Time next = clock_.now() + Milliseconds(context_.options().intervalMs);
         while (!isOver() && clock_.now() < next) {
-            workplace_.tellEvents();
+            context_.tellEvents();
             const Milliseconds left = std::chrono::ceil<Milliseconds>(next - clock_.now());
-            workplace_.session().waitForChange(std::min(kGlance, std::max(left, Milliseconds(1))));
+            context_.session().waitForChange(std::min(CommandContext::kGlance, std::max(left, Milliseconds(1))));
         }
     }
 
     int exitCode() const {
         for (std::size_t i = 0; i < tags_.size(); ++i) {
             if (!received_[i]) {
-                const std::optional<SessionEvent> last = workplace_.session().status().lastFailure;
-                const Failure failure = last ? last->failure : Failure{Layer::Request, "no reply yet"};
-                complain({failure.layer, tags_[i].text + ": never received: " + failure.text});
-                return static_cast<int>(failure.layer);
+                const std::optional<SessionEvent> last = context_.session().status().lastFailure;
+                const Failure failure = last ? last->failure : Failure{FailureKind::Request, "no reply yet"};
+                complain({failure.kind, tags_[i].text + ": never received: " + failure.text});
+                return exitCodeOf(failure.kind);
             }
         }
         return 0;
     }
 
-    Workplace& workplace_;
+    CommandContext& context_;
     const std::vector<Tag>& tags_;
     SteadyClock clock_;
     std::vector<bool> received_;
@@ -186,8 +185,13 @@ private:
 
 }  // namespace
 
-int runWatch(Workplace& workplace, const std::vector<Tag>& tags) {
-    return Watch(workplace, tags).run();
+int runWatch(CommandContext& context) {
+    std::vector<Tag> tags;
+    Failure failure;
+    if (!context.findTags(context.options().arguments, &tags, &failure) || !context.startSession(tags, &failure)) {
+        return context.cannotBegin(failure);
+    }
+    return Watch(context, tags).run();
 }
 
 }  // namespace ac500::host

@@ -1,0 +1,317 @@
+#include "tools/host/order_book.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace ac500::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr int kRequestBytes = 200;
+const Failure kNoLink{FailureKind::Tcp, "not sent: no connection"};
+const Failure kGivenUp{FailureKind::Request, "given up"};
+
+Time ms(int time) {
+    return Milliseconds(time);
+}
+
+Tag wordAt(std::int64_t address) {
+    Tag tag;
+    tag.text = "Main.word";
+    tag.prefix = tag.text;
+    tag.form = {TypeCode::Int, false};
+    tag.area = 1;
+    tag.address = address;
+    return tag;
+}
+
+Tag bitOfWordAt(std::int64_t address) {
+    Tag tag = wordAt(address);
+    tag.form = {TypeCode::Word, true};
+    return tag;
+}
+
+Tag wordsOf(int elements) {
+    Tag tag = wordAt(0);
+    tag.elements = elements;
+    tag.rowExtent = elements;
+    return tag;
+}
+
+Tag stringInArray() {
+    Tag tag;
+    tag.form = {TypeCode::String, false};
+    tag.elements = 1;
+    tag.rowExtent = 3;
+    tag.area = 1;
+    return tag;
+}
+
+class OrderBookTest : public testing::Test {
+protected:
+    std::int32_t orderWord(int address, int time = 0) {
+        return book_.orderWrite(wordAt(address), {std::int64_t{7}}, ms(time));
+    }
+    std::int32_t orderBit(int address) { return book_.orderWrite(bitOfWordAt(address), {true}, ms(0)); }
+    std::int32_t orderReadOf(int words) { return book_.orderRead(wordsOf(words), ms(0)); }
+
+    static std::int32_t serialOf(const Order* order) { return order == nullptr ? 0 : order->serial; }
+    // 0: none may go
+    std::int32_t nextWrite() const { return serialOf(book_.nextWrite()); }
+    std::int32_t nextRead() const { return serialOf(book_.nextRead()); }
+    // Hands the reading over that a bit write needs; returns its serial.
+    std::int32_t handOverReading() {
+        const std::int32_t reading = nextRead();
+        book_.handedOver(reading, ms(1));
+        return reading;
+    }
+    OrderStep stepOf(std::int32_t serial) const { return book_.find(serial)->step; }
+    WriteView::Kind viewAt(std::int64_t address, std::optional<Time> oldest, Time now) const {
+        return book_.view({{1, address, 2}}, oldest, now).kind;
+    }
+
+    OrderBook book_{kRequestBytes};
+};
+
+TEST_F(OrderBookTest, WritesGoInTheOrderOfTheOrders) {
+    const std::int32_t first = orderWord(0);
+    const std::int32_t second = orderWord(2);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(nextWrite(), first);
+    book_.handedOver(first, ms(1));
+    EXPECT_EQ(nextWrite(), second);
+    book_.handedOver(second, ms(1));
+    EXPECT_EQ(nextWrite(), 0);
+    EXPECT_THAT(book_.at(OrderKind::Write, OrderStep::WithDriver), ElementsAre(first, second));
+}
+
+TEST_F(OrderBookTest, ABitWriteWaitsForWhatIsUnderwayAndHoldsBackWhatFollows) {
+    const std::int32_t word = orderWord(0);
+    const std::int32_t bit = orderBit(0);
+    const std::int32_t later = orderWord(2);
+    book_.handedOver(word, ms(1));
+    EXPECT_EQ(nextWrite(), 0);
+    book_.succeeded(word, ms(1));
+    EXPECT_EQ(nextWrite(), bit);
+    book_.readFirst(bit, ms(1));
+    EXPECT_EQ(nextWrite(), 0);
+    book_.handedOver(bit, ms(1));
+    EXPECT_EQ(nextWrite(), 0);
+    book_.succeeded(bit, ms(2));
+    EXPECT_EQ(nextWrite(), later);
+}
+
+TEST_F(OrderBookTest, AFailedBitWriteLetsTheNextOneGo) {
+    const std::int32_t first = orderBit(0);
+    const std::int32_t second = orderBit(0);
+    book_.readFirst(first, ms(1));
+    book_.failed(first, kNoLink, ms(1));
+    EXPECT_EQ(nextWrite(), second);
+}
+
+TEST_F(OrderBookTest, EveryWriteEndsOnce) {
+    const std::int32_t serial = orderWord(0);
+    book_.handedOver(serial, ms(1));
+    EXPECT_TRUE(book_.anyUrgent());
+    book_.succeeded(serial, ms(5));
+    EXPECT_FALSE(book_.anyUrgent());
+    book_.failed(serial, kNoLink, ms(6));
+    EXPECT_EQ(stepOf(serial), OrderStep::Succeeded);
+    EXPECT_EQ(book_.find(serial)->ended, ms(5));
+    book_.succeeded(4711, ms(7));
+    EXPECT_EQ(book_.find(4711), nullptr);
+}
+
+TEST_F(OrderBookTest, WaitingWritesFailAfterTheDeadlineEachWithTheReason) {
+    const std::int32_t early = orderWord(0, 0);
+    const std::int32_t late = orderWord(2, 600);
+    book_.expireWrites(ms(1000), Milliseconds(1000), kNoLink);
+    EXPECT_EQ(stepOf(early), OrderStep::Waiting);
+    book_.expireWrites(ms(1001), Milliseconds(1000), kNoLink);
+    EXPECT_EQ(stepOf(early), OrderStep::Failed);
+    EXPECT_EQ(book_.find(early)->failure.text, "not sent: no connection");
+    EXPECT_EQ(stepOf(late), OrderStep::Waiting);
+    EXPECT_EQ(nextWrite(), late);
+}
+
+TEST_F(OrderBookTest, WhatTheDriverHoldsDoesNotExpireButBecomesOverdue) {
+    const std::int32_t serial = orderWord(0, 0);
+    EXPECT_FALSE(book_.anyWriteOverdue(ms(5000), Milliseconds(1000)));
+    book_.handedOver(serial, ms(1));
+    book_.expireWrites(ms(5000), Milliseconds(1000), kNoLink);
+    EXPECT_EQ(stepOf(serial), OrderStep::WithDriver);
+    EXPECT_FALSE(book_.anyWriteOverdue(ms(1000), Milliseconds(1000)));
+    EXPECT_TRUE(book_.anyWriteOverdue(ms(1001), Milliseconds(1000)));
+}
+
+TEST_F(OrderBookTest, AValueIsPendingUntilItWasReadAfterTheWrite) {
+    const std::int32_t serial = orderWord(10);
+    EXPECT_EQ(viewAt(10, ms(1), ms(2)), WriteView::Kind::Pending);
+    book_.handedOver(serial, ms(1));
+    EXPECT_EQ(viewAt(10, ms(1), ms(2)), WriteView::Kind::Pending);
+    book_.succeeded(serial, ms(5));
+    EXPECT_EQ(viewAt(10, ms(4), ms(6)), WriteView::Kind::Pending);
+    EXPECT_EQ(viewAt(10, ms(5), ms(6)), WriteView::Kind::Pending);
+    EXPECT_EQ(viewAt(10, std::nullopt, ms(6)), WriteView::Kind::Pending);
+    EXPECT_EQ(viewAt(10, ms(6), ms(6)), WriteView::Kind::None);
+}
+
+TEST_F(OrderBookTest, OnlyTagsThatShareAByteAreConcerned) {
+    orderWord(10);
+    EXPECT_EQ(viewAt(11, ms(1), ms(2)), WriteView::Kind::Pending);
+    EXPECT_EQ(viewAt(12, ms(1), ms(2)), WriteView::Kind::None);
+    EXPECT_EQ(viewAt(8, ms(1), ms(2)), WriteView::Kind::None);
+}
+
+TEST_F(OrderBookTest, AFailureIsShownForTenSecondsAndUntilTheValueIsReadAgain) {
+    const std::int32_t serial = orderWord(10);
+    book_.failed(serial, kNoLink, ms(5));
+    EXPECT_EQ(viewAt(10, ms(6), ms(7)), WriteView::Kind::Failed);
+    EXPECT_EQ(viewAt(10, ms(6), ms(10004)), WriteView::Kind::Failed);
+    EXPECT_EQ(viewAt(10, ms(6), ms(10005)), WriteView::Kind::None);
+    EXPECT_EQ(viewAt(10, ms(4), ms(99999)), WriteView::Kind::Failed);
+}
+
+TEST_F(OrderBookTest, TheLatestWriteOfATagDecides) {
+    const std::int32_t first = orderWord(10);
+    book_.failed(first, kNoLink, ms(5));
+    const std::int32_t second = orderWord(10, 6);
+    EXPECT_EQ(viewAt(10, ms(4), ms(7)), WriteView::Kind::Pending);
+    book_.handedOver(second, ms(1));
+    book_.succeeded(second, ms(8));
+    EXPECT_EQ(viewAt(10, ms(9), ms(10)), WriteView::Kind::None);
+}
+
+TEST_F(OrderBookTest, OldRecordsAreForgottenButNeverOnesThatHaveNotEnded) {
+    const std::int32_t waiting = orderWord(0);
+    std::int32_t firstEnded = 0;
+    for (int i = 0; i < 1001; ++i) {
+        const std::int32_t serial = orderWord(2);
+        firstEnded = firstEnded == 0 ? serial : firstEnded;
+        book_.failed(serial, kNoLink, ms(1));
+    }
+    EXPECT_EQ(book_.find(firstEnded), nullptr);
+    EXPECT_NE(book_.find(firstEnded + 1), nullptr);
+    EXPECT_EQ(stepOf(waiting), OrderStep::Waiting);
+    EXPECT_THAT(book_.at(OrderKind::Write, OrderStep::WithDriver), IsEmpty());
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// One-shot reads
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(OrderBookTest, AReadGoesToTheDriverAndEndsOnce) {
+    const std::int32_t serial = orderReadOf(1);
+    EXPECT_FALSE(book_.anyUrgent());
+    EXPECT_EQ(nextRead(), serial);
+    EXPECT_EQ(nextWrite(), 0);
+    book_.handedOver(serial, ms(1));
+    EXPECT_TRUE(book_.anyUrgent());
+    EXPECT_EQ(nextRead(), 0);
+    EXPECT_EQ(book_.find(serial)->handedOver, ms(1));
+    EXPECT_EQ(book_.succeeded(serial, ms(2)), nullptr);
+    EXPECT_FALSE(book_.anyUrgent());
+    book_.failed(serial, kGivenUp, ms(3));
+    EXPECT_EQ(stepOf(serial), OrderStep::Succeeded);
+    EXPECT_EQ(book_.find(serial)->ended, ms(2));
+}
+
+TEST_F(OrderBookTest, AReadAndAWriteNeverShareASerial) {
+    const std::int32_t write = orderWord(0);
+    const std::int32_t read = orderReadOf(1);
+    EXPECT_NE(write, read);
+    EXPECT_EQ(book_.find(write)->kind, OrderKind::Write);
+    EXPECT_EQ(book_.find(read)->kind, OrderKind::Read);
+}
+
+TEST_F(OrderBookTest, NoMoreIsHandedOverThanTheDriverQueues) {
+    // 60 000 bytes: at most 301 requests of 200 bytes
+    std::vector<std::int32_t> serials;
+    for (int i = 0; i < 4; ++i) {
+        serials.push_back(orderReadOf(30000));
+    }
+    EXPECT_EQ(book_.find(serials[0])->requests, 301);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(nextRead(), serials[static_cast<std::size_t>(i)]);
+        book_.handedOver(serials[static_cast<std::size_t>(i)], ms(1));
+    }
+    EXPECT_EQ(nextRead(), 0);
+    book_.succeeded(serials[1], ms(2));
+    EXPECT_EQ(nextRead(), serials[3]);
+}
+
+TEST_F(OrderBookTest, AReadThatNeverFitsIsOfferedSoThatItCanFail) {
+    const std::int32_t serial = orderReadOf(200000);
+    EXPECT_EQ(nextRead(), serial);
+    EXPECT_GT(book_.nextRead()->requests, 1024);
+}
+
+TEST_F(OrderBookTest, AReadByAddressTakesNoPlaceInTheDriversQueueAndIsNotUrgent) {
+    const std::int32_t serial = book_.orderRead(stringInArray(), ms(0));
+    EXPECT_EQ(book_.find(serial)->requests, 0);
+    book_.handedOver(serial, ms(1));
+    EXPECT_FALSE(book_.anyUrgent());
+}
+
+TEST_F(OrderBookTest, TheReadsAtAStepComeOldestFirst) {
+    const std::int32_t first = orderReadOf(1);
+    const std::int32_t second = orderReadOf(1);
+    const std::int32_t third = orderReadOf(1);
+    const std::int32_t fourth = orderReadOf(1);
+    book_.handedOver(second, ms(1));
+    book_.handedOver(first, ms(2));
+    EXPECT_THAT(book_.at(OrderKind::Read, OrderStep::WithDriver), ElementsAre(first, second));
+    EXPECT_THAT(book_.at(OrderKind::Read, OrderStep::Waiting), ElementsAre(third, fourth));
+    EXPECT_THAT(book_.at(OrderKind::Write, OrderStep::Waiting), IsEmpty());
+}
+
+TEST_F(OrderBookTest, ManyReadsDoNotMakeAWriteForgotten) {
+    const std::int32_t write = orderWord(10);
+    book_.failed(write, kNoLink, ms(1));
+    for (int i = 0; i < 1001; ++i) {
+        book_.failed(orderReadOf(1), kGivenUp, ms(2));
+    }
+    EXPECT_NE(book_.find(write), nullptr);
+    EXPECT_EQ(viewAt(10, std::nullopt, ms(3)), WriteView::Kind::Failed);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The reading before a bit write
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(OrderBookTest, ABitWriteGoesToTheDriverOnceItsVariableWasRead) {
+    const std::int32_t bit = orderBit(4);
+    book_.readFirst(bit, ms(1));
+    EXPECT_TRUE(book_.anyUrgent());
+    const std::int32_t reading = handOverReading();
+    ASSERT_NE(reading, 0);
+    EXPECT_EQ(book_.find(reading)->tag.address, 4);
+    EXPECT_EQ(stepOf(bit), OrderStep::ReadingFirst);
+    EXPECT_EQ(serialOf(book_.succeeded(reading, ms(2))), bit);
+    book_.handedOver(bit, ms(2));
+    EXPECT_EQ(stepOf(bit), OrderStep::WithDriver);
+}
+
+TEST_F(OrderBookTest, ABitWriteWhoseReadingFailsFailsWithItsReason) {
+    const std::int32_t bit = orderBit(4);
+    book_.readFirst(bit, ms(1));
+    book_.failed(handOverReading(), kGivenUp, ms(2));
+    EXPECT_EQ(stepOf(bit), OrderStep::Failed);
+    EXPECT_EQ(book_.find(bit)->failure.kind, FailureKind::Request);
+    EXPECT_EQ(book_.find(bit)->failure.text, "not sent: the variable of the bit could not be read: given up");
+    EXPECT_EQ(book_.find(bit)->ended, ms(2));
+}
+
+TEST_F(OrderBookTest, ABitWriteThatHasFailedMeanwhileIsNotSent) {
+    const std::int32_t bit = orderBit(4);
+    book_.readFirst(bit, ms(1));
+    const std::int32_t reading = handOverReading();
+    book_.failed(bit, kNoLink, ms(2));
+    EXPECT_EQ(book_.succeeded(reading, ms(3)), nullptr);
+    EXPECT_EQ(book_.find(bit)->failure.text, "not sent: no connection");
+}
+
+}  // namespace
+}  // namespace ac500::host

@@ -1,0 +1,66 @@
+#include "tools/host/commands.h"
+
+#include <fmt/format.h>
+
+#include "tools/host/print.h"
+#include "tools/host/terminal.h"
+
+namespace ac500::host {
+
+namespace {
+
+// Why a value did not come: the last thing that failed on the way.
+Failure missingValue(CommandContext& context, const Tag& tag) {
+    const std::optional<SessionEvent> last = context.session().status().lastFailure;
+    const std::string waited = fmt::format("{}: not received within {} ms", tag.text, context.options().waitMs);
+    if (!last) {
+        return {FailureKind::Request, waited + "; a longer --wait may help"};
+    }
+    return {last->failure.kind, waited + ": " + last->failure.text};
+}
+
+void printValues(const std::vector<Tag>& tags, CommandContext& context) {
+    std::vector<std::vector<std::string>> rows;
+    for (const Tag& tag : tags) {
+        rows.push_back({tag.text, valueText(tag, context.session().value(tag))});
+    }
+    printTable(rows);
+}
+
+void printValuesJson(const std::vector<Tag>& tags, CommandContext& context, const Failure& failure) {
+    Json json;
+    json["values"] = Json::array();
+    for (const Tag& tag : tags) {
+        json["values"].push_back(tagValueJson(tag, context.session().value(tag)));
+    }
+    if (failure.occurred()) {
+        json["error"] = failureJson(failure);
+    }
+    printJson(json);
+}
+
+}  // namespace
+
+int runRead(CommandContext& context) {
+    std::vector<Tag> tags;
+    Failure failure;
+    if (!context.findTags(context.options().arguments, &tags, &failure) || !context.startSession(tags, &failure)) {
+        return context.cannotBegin(failure);
+    }
+    const Milliseconds wait(context.options().waitMs);
+    const bool isComplete = context.waitUntil(wait, [&] { return context.areReceived(tags); });
+    for (const Tag& tag : tags) {
+        if (!isComplete && !context.session().value(tag).isKnown) {
+            failure = missingValue(context, tag);
+            complain(failure);
+        }
+    }
+    if (context.options().json) {
+        printValuesJson(tags, context, failure);
+    } else {
+        printValues(tags, context);
+    }
+    return !isComplete && wasInterrupted() ? kExitInterrupted : exitCodeOf(failure.kind);
+}
+
+}  // namespace ac500::host

@@ -1,0 +1,253 @@
+#include "tools/host/session_worker.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace ac500::host {
+
+namespace {
+
+bool isReported(const AbandonedRequest& request, VariableId id) {
+    return std::any_of(request.reports.begin(), request.reports.end(),
+                       [id](const VariableReport& report) { return report.id == id; });
+}
+
+// What became of a write that the driver gave up with `request`, reported by it or not.
+std::string fateOf(const AbandonedRequest& request, bool wasReported) {
+    if (!request.wasSent) {
+        return fmt::format("not sent: {} (status {})", request.reason.text, request.status);
+    }
+    const char* fate = wasReported ? "the request failed; the PLC may or may not have it"
+                                   : "dropped by the driver, which gives up all pending writes after a failed one";
+    return fmt::format("{} (status {}: {})", fate, request.status, request.reason.text);
+}
+
+Failure notSent(const Failure& reason) {
+    return {reason.kind, "not sent: " + reason.text};
+}
+
+Failure whyLinkIsDown(const SessionStatus& status) {
+    if (!status.lastFailure) {
+        return {FailureKind::Request, "the link to the PLC was not up in time"};
+    }
+    return status.lastFailure->failure;
+}
+
+}  // namespace
+
+SessionWorker::SessionWorker(const Parts& parts, const SessionSettings& settings)
+    : parts_(parts), settings_(settings), reports_(parts.driver) {}
+
+void SessionWorker::run() {
+    const std::unique_ptr<Transport> transport = parts_.makeTransport();
+    PollLoop loop({parts_.driver, reports_, *transport, parts_.clock, *this}, settings_.loop);
+    Milliseconds pause{0};
+    do {
+        giveWorkToDriver(loop);
+        pause = loop.step();
+        publish(loop);
+    } while (parts_.handover.waitForWork(pause));
+    loop.shutDown();
+    failEverything(
+        {FailureKind::Request, "the session was ended before it was answered; the PLC may or may not have it"});
+    publish(loop);
+}
+
+void SessionWorker::publish(const PollLoop& loop) {
+    {
+        Handover::Access work = parts_.handover.access();
+        work->status.state = loop.state();
+        work->status.isOnline = loop.isOnline();
+        work->status.statistics = loop.statistics();
+    }
+    parts_.handover.wakeCallers();
+}
+
+// Writes come first: one that waits for a reading is to tell why the link is down, not that the reading ended.
+void SessionWorker::failEverything(const Failure& reason) {
+    const Time now = parts_.clock.now();
+    Handover::Access work = parts_.handover.access();
+    OrderBook& orders = work->orders;
+    const Failure notSentReason = notSent(whyLinkIsDown(work->status));
+    for (const OrderKind kind : {OrderKind::Write, OrderKind::Read}) {
+        for (const OrderStep step : {OrderStep::Waiting, OrderStep::ReadingFirst, OrderStep::WithDriver}) {
+            const bool isUnsentWrite = kind == OrderKind::Write && step != OrderStep::WithDriver;
+            for (const std::int32_t serial : orders.at(kind, step)) {
+                orders.failed(serial, isUnsentWrite ? notSentReason : reason, now);
+            }
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Orders on their way to the driver
+// ---------------------------------------------------------------------------------------------------------------------
+
+void SessionWorker::giveWorkToDriver(PollLoop& loop) {
+    std::optional<std::vector<Tag>> tags;
+    bool isOverdue = false;
+    Failure reason;
+    {
+        const Time now = parts_.clock.now();
+        Handover::Access work = parts_.handover.access();
+        tags.swap(work->newTags);
+        reason = whyLinkIsDown(work->status);
+        work->orders.expireWrites(now, settings_.writeDeadline, notSent(reason));
+        isOverdue = work->orders.anyWriteOverdue(now, settings_.writeDeadline);
+    }
+    if (isOverdue && !loop.isConnected()) {
+        loop.giveUpUrgentWork(reason);
+    }
+    if (tags) {
+        loop.cyclicListRebuilt(parts_.access.rebuildCyclicList(*tags));
+    }
+    if (loop.takesWork()) {
+        startWaitingWrites();
+        startWaitingReads(loop);
+    }
+}
+
+void SessionWorker::startWaitingReads(PollLoop& loop) {
+    for (;;) {
+        std::optional<Order> read;
+        {
+            Handover::Access work = parts_.handover.access();
+            const Order* next = work->orders.nextRead();
+            if (next == nullptr) {
+                return;
+            }
+            read = *next;
+            work->orders.handedOver(read->serial, parts_.clock.now());
+        }
+        startRead(loop, *read);
+    }
+}
+
+void SessionWorker::startRead(PollLoop& loop, const Order& read) {
+    if (read.tag.isStringInArray()) {
+        if (const std::optional<int> requests = parts_.access.addToCyclicList(read.tag)) {
+            loop.cyclicListRebuilt(*requests);
+        }
+    } else if (read.requests > OrderBook::kDriverQueue) {
+        orderFailed(read.serial, {FailureKind::Request, "too long for one reading; read it in parts"});
+    } else if (!parts_.access.readOnce(read.tag, read.serial)) {
+        orderFailed(read.serial, {FailureKind::Name, "the driver refuses to read it"});
+    }
+}
+
+void SessionWorker::startWaitingWrites() {
+    for (;;) {
+        std::optional<Order> write;
+        {
+            Handover::Access work = parts_.handover.access();
+            const Order* next = work->orders.nextWrite();
+            if (next == nullptr) {
+                return;
+            }
+            if (OrderBook::mustReadFirst(next->tag)) {
+                work->orders.readFirst(next->serial, parts_.clock.now());
+                return;
+            }
+            write = *next;
+        }
+        startWrite(*write);
+    }
+}
+
+void SessionWorker::startWrite(const Order& write) {
+    parts_.handover.access()->orders.handedOver(write.serial, parts_.clock.now());
+    if (!parts_.access.write(write.tag, write.values, write.serial)) {
+        orderFailed(write.serial, {FailureKind::Name, "the driver refuses to write it"});
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// What became of them
+// ---------------------------------------------------------------------------------------------------------------------
+
+// A bit write that waited for this reading goes on at once: the driver makes the new value of the variable from the bits
+// that have just come in.
+void SessionWorker::orderSucceeded(std::int32_t serial) {
+    std::optional<Order> write;
+    {
+        Handover::Access work = parts_.handover.access();
+        if (const Order* waiting = work->orders.succeeded(serial, parts_.clock.now())) {
+            write = *waiting;
+        }
+    }
+    if (write) {
+        startWrite(*write);
+    }
+}
+
+void SessionWorker::orderFailed(std::int32_t serial, const Failure& failure) {
+    parts_.handover.access()->orders.failed(serial, failure, parts_.clock.now());
+}
+
+void SessionWorker::replyAccepted(const RequestFrame& request, const QByteArray&) {
+    if (request.service != Service::Read) {
+        return;
+    }
+    const Time now = parts_.clock.now();
+    Handover::Access work = parts_.handover.access();
+    work->received.record(request.items, now);
+    // The driver does not report a string in an array: it is in the cyclic list, and was read when its bytes came.
+    for (const std::int32_t serial : work->orders.at(OrderKind::Read, OrderStep::WithDriver)) {
+        const Order& read = *work->orders.find(serial);
+        const std::optional<Time> oldest = work->received.oldest(read.runs);
+        if (read.tag.isStringInArray() && oldest && *oldest > read.handedOver) {
+            work->orders.succeeded(serial, now);
+        }
+    }
+}
+
+void SessionWorker::variableReported(const VariableReport& report) {
+    const bool isOrder = report.id.hostId == kWriteHostId || report.id.hostId == kOnceReadHostId;
+    if (isOrder && report.success) {
+        orderSucceeded(report.id.hostSubId);
+    }
+}
+
+void SessionWorker::requestAbandoned(const AbandonedRequest& request) {
+    switch (request.kind) {
+        case RequestKind::Write:
+            return writesAbandoned(request);
+        case RequestKind::OnceRead:
+            return onceReadsAbandoned(request);
+        case RequestKind::CyclicRead:
+            return;
+    }
+}
+
+void SessionWorker::writesAbandoned(const AbandonedRequest& request) {
+    const Time now = parts_.clock.now();
+    Handover::Access work = parts_.handover.access();
+    for (const std::int32_t serial : work->orders.at(OrderKind::Write, OrderStep::WithDriver)) {
+        const std::string fate = fateOf(request, isReported(request, {kWriteHostId, serial}));
+        work->orders.failed(serial, {request.reason.kind, fate}, now);
+    }
+}
+
+// Those that are read by address are in the cyclic list, which the driver keeps.
+void SessionWorker::onceReadsAbandoned(const AbandonedRequest& request) {
+    const Time now = parts_.clock.now();
+    const Failure failure{request.reason.kind,
+                          fmt::format("the request failed (status {}: {})", request.status, request.reason.text)};
+    Handover::Access work = parts_.handover.access();
+    for (const std::int32_t serial : work->orders.at(OrderKind::Read, OrderStep::WithDriver)) {
+        if (work->orders.find(serial)->requests > 0) {
+            work->orders.failed(serial, failure, now);
+        }
+    }
+}
+
+void SessionWorker::failed(const Failure& failure) {
+    parts_.handover.access()->addEvent({parts_.clock.now(), failure});
+}
+
+bool SessionWorker::hasUrgentWork() const {
+    return parts_.handover.access()->orders.anyUrgent();
+}
+
+}  // namespace ac500::host
