@@ -74,7 +74,7 @@ inline clearLine() {
     hasRepeated = false
 }
 
-/* A new request goes out: all that is on its way belongs to an earlier one. Nothing has arrived: the host has looked. */
+/* A new request goes out, after a look that found nothing: all that is on its way belongs to an earlier one. */
 inline allBecomeEarlier() {
     assert(len(line) == 0);
     for (i : 1 .. len(requests)) { requests ? service, _; requests ! service, false }
