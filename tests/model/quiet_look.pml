@@ -239,6 +239,7 @@ inline accept() {
         readsLeft--;
         if
         :: readsLeft == 0 -> readsLeft = PASS; lookIsDue = true
+        :: readsLeft > 0 -> lookIsDue = true /* a pass that takes long is published in parts */
         :: readsLeft > 0
         fi
     :: sessionIsOpen && batch == ONCE -> once = ANSWERED
