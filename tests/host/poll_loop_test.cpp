@@ -449,6 +449,16 @@ TEST_F(PollLoopTest, WorkIsTakenOnceTheSessionIsOpenOrTheDriverHasNothingElse) {
     EXPECT_FALSE(loop_->takesWork());
 }
 
+TEST_F(PollLoopTest, ADriverThatWasIdleOnTheLastConnectionIsAskedAgainBeforeItGetsWork) {
+    steps(3);
+    ASSERT_TRUE(loop_->takesWork());
+    transport_.closedByPeer = true;
+    stepUntil([this] { return transport_.connections == 2 && loop_->state() == LoopState::Exchanging; });
+    EXPECT_FALSE(loop_->takesWork());
+    steps(1);
+    EXPECT_TRUE(loop_->takesWork());
+}
+
 TEST_F(PollLoopTest, PassesKeepTheirCycle) {
     goOnline();
     loop_->cyclicListRebuilt(1);
@@ -499,6 +509,39 @@ TEST_F(PollLoopTest, ARetryDoesNotWaitForTheNextPass) {
     driver_.offer(readFrame());
     stepUntil([this] { return driver_.frames.empty(); });
     EXPECT_LT(clock_.now() - start, Milliseconds(10));
+}
+
+TEST_F(PollLoopTest, AWriteThatFailedIsSentAgainBetweenTwoPasses) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    listener_.urgent = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    driver_.processStatuses = {0};
+    stepUntil([this] { return driver_.failures == 1; });
+    listener_.urgent = false;
+    const Time start = clock_.now();
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_LT(clock_.now() - start, Milliseconds(10));
+}
+
+TEST_F(PollLoopTest, APassThatWasGivenUpIsNotContinuedAfterTheHandshake) {
+    goOnline();
+    loop_->cyclicListRebuilt(2);
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    transport_.answer = [](const QByteArray&) { return refusal(); };
+    driver_.offer(readFrame(16));
+    stepUntil([this] { return !listener_.abandoned.empty(); });
+    transport_.answer = [](const QByteArray& frame) { return goodReply(frame); };
+    goOnline();
+    driver_.offer(readFrame());
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 0);
+    driver_.offer(readFrame(16));
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 1);
 }
 
 TEST_F(PollLoopTest, TheEndGivesUpUrgentWork) {

@@ -100,7 +100,7 @@ const Order* OrderBook::succeeded(std::int32_t serial, Time now) {
         return nullptr;
     }
     end(*order, OrderStep::Succeeded, now);
-    return writeWaitingFor(*order);
+    return openOrder(order->forWrite);
 }
 
 void OrderBook::failed(std::int32_t serial, const Failure& failure, Time now) {
@@ -110,7 +110,7 @@ void OrderBook::failed(std::int32_t serial, const Failure& failure, Time now) {
     }
     order->failure = failure;
     end(*order, OrderStep::Failed, now);
-    if (Order* write = writeWaitingFor(*order)) {
+    if (Order* write = openOrder(order->forWrite)) {
         write->failure = {failure.kind, "not sent: the variable of the bit could not be read: " + failure.text};
         end(*write, OrderStep::Failed, now);
     }
@@ -126,11 +126,6 @@ void OrderBook::expireWrites(Time now, Milliseconds limit, const Failure& reason
 Order* OrderBook::openOrder(std::int32_t serial) {
     const Order* order = find(serial);
     return order == nullptr || hasEnded(order->step) ? nullptr : &laneOf(order->kind).orders.at(serial);
-}
-
-Order* OrderBook::writeWaitingFor(const Order& read) {
-    Order* write = openOrder(read.forWrite);
-    return write == nullptr || write->step != OrderStep::ReadingFirst ? nullptr : write;
 }
 
 void OrderBook::moveTo(Order& order, OrderStep step) {

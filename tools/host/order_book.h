@@ -84,6 +84,7 @@ public:
     // Serials that do not exist or have ended already are ignored in the following four.
     // Orders the reading that the bit write needs. REQUIRES: a waiting write
     void readFirst(std::int32_t serial, Time now);
+    // A bit write only after its reading: succeeded() says when.
     void handedOver(std::int32_t serial, Time now);
     // The bit write that waited for this reading, and is to go to the driver before the image changes again; else null.
     const Order* succeeded(std::int32_t serial, Time now);
@@ -118,7 +119,6 @@ private:
     Order* openOrder(std::int32_t serial);
     void moveTo(Order& order, OrderStep step);
     void end(Order& order, OrderStep step, Time now);
-    Order* writeWaitingFor(const Order& read);
 
     const int requestBytes_;
     Lane writes_;
