@@ -115,7 +115,17 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each component opens its descriptio
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_GENERATOR DEB)
+
+# The Debian packages name Debian's QtCore 5. A build for a panel's QtCore 4.8 makes an archive to unpack on the panel, and
+# refuses to be made into Debian packages (packaging/cpack.cmake).
+set(CPACK_AC500_QT ${AC500_QT})
+set(CPACK_PROJECT_CONFIG_FILE ${packaging}/cpack.cmake)
+if(AC500_QT EQUAL 5)
+  set(CPACK_GENERATOR DEB)
+else()
+  set(CPACK_GENERATOR TGZ)
+  set(CPACK_SYSTEM_NAME qt4-${CMAKE_SYSTEM_PROCESSOR})
+endif()
 
 if(AC500_TARGET_ARCH)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${AC500_TARGET_ARCH})  # else dpkg's own
