@@ -72,14 +72,20 @@ foreach(header
   install(FILES ${header} DESTINATION ${include_dir}/${folder} COMPONENT dev)
 endforeach()
 
-# The headers show QtCore types, so a host needs the same QtCore.
+# The headers show QtCore types, so a host needs the same QtCore. The one of an SDK has no CMake package: the module that
+# found it for this build is installed, too.
 if(AC500_QT EQUAL 5)
   target_link_libraries(ac500driver INTERFACE Qt5::Core)
   set(qt_pkgconfig Qt5Core)
   set(qt_dependency "find_dependency(Qt5 5.15 COMPONENTS Core)")
 else()
-  set(qt_pkgconfig QtCore)
-  set(qt_dependency "# Built against a panel SDK's QtCore 4.8, which has no CMake package: link it beside this target.")
+  target_link_libraries(ac500driver INTERFACE QtCore4::QtCore4)
+  set(qt_pkgconfig "QtCore >= 4.8")
+  set(qt_dependency [[
+list(INSERT CMAKE_MODULE_PATH 0 ${CMAKE_CURRENT_LIST_DIR})
+find_dependency(QtCore4)
+list(REMOVE_AT CMAKE_MODULE_PATH 0)]])
+  install(FILES cmake/FindQtCore4.cmake DESTINATION ${cmake_dir} COMPONENT dev)
 endif()
 file(RELATIVE_PATH prefix_from_pkgconfig /${pkgconfig_dir} /)
 string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
@@ -109,7 +115,17 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each component opens its descriptio
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_GENERATOR DEB)
+
+# The Debian packages name Debian's QtCore 5. A build for a panel's QtCore 4.8 makes an archive to unpack on the panel, and
+# refuses to be made into Debian packages (packaging/cpack.cmake).
+set(CPACK_AC500_QT ${AC500_QT})
+set(CPACK_PROJECT_CONFIG_FILE ${packaging}/cpack.cmake)
+if(AC500_QT EQUAL 5)
+  set(CPACK_GENERATOR DEB)
+else()
+  set(CPACK_GENERATOR TGZ)
+  set(CPACK_SYSTEM_NAME qt4-${CMAKE_SYSTEM_PROCESSOR})
+endif()
 
 if(AC500_TARGET_ARCH)
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${AC500_TARGET_ARCH})  # else dpkg's own

@@ -34,6 +34,7 @@ struct ComInfo {
     qint32 stationId;      // setting: first argument of the completion callback
 };
 
+#if __cplusplus >= 201103L
 static_assert(offsetof(ComInfo, maxRequestWords) == 16, "ComInfo::maxRequestWords");
 static_assert(offsetof(ComInfo, comWord) == 24, "ComInfo::comWord");
 static_assert(offsetof(ComInfo, retryLimit) == 28, "ComInfo::retryLimit");
@@ -48,5 +49,6 @@ static_assert(offsetof(ComInfo, accessMode) == 64, "ComInfo::accessMode");
 static_assert(offsetof(ComInfo, firstPassDone) == 68, "ComInfo::firstPassDone");
 static_assert(offsetof(ComInfo, stationId) == 72, "ComInfo::stationId");
 static_assert(sizeof(ComInfo) == 76, "ComInfo ends with stationId");
+#endif
 
 #endif

@@ -40,6 +40,7 @@ struct EXTENDVAR {
     QByteArray data;
 };
 
+#if __cplusplus >= 201103L
 #if __SIZEOF_POINTER__ == 4
 static_assert(offsetof(EXTENDVAR, word0) == 0, "EXTENDVAR::word0");
 static_assert(offsetof(EXTENDVAR, word1) == 4, "EXTENDVAR::word1");
@@ -48,6 +49,7 @@ static_assert(offsetof(EXTENDVAR, data) == 12, "EXTENDVAR::data");
 static_assert(sizeof(EXTENDVAR) == 16, "EXTENDVAR is 16 bytes on 32-bit targets");
 #else
 static_assert(sizeof(EXTENDVAR) == 24, "EXTENDVAR is 24 bytes on 64-bit targets");
+#endif
 #endif
 
 enum { kBatchCapacity = 100, kSessionBytes = 4 };
@@ -90,6 +92,7 @@ private:
     Q_DISABLE_COPY(Communication_Protocol)
 };
 
+#if __cplusplus >= 201103L
 #if __SIZEOF_POINTER__ == 4
 static_assert(offsetof(Communication_Protocol, comInfo) == 0, "Communication_Protocol::comInfo");
 static_assert(offsetof(Communication_Protocol, readList) == 4, "Communication_Protocol::readList");
@@ -120,6 +123,7 @@ static_assert(offsetof(Communication_Protocol, localValues) == 6144, "Communicat
 static_assert(sizeof(Communication_Protocol) == 6148, "Communication_Protocol is 6148 bytes on 32-bit targets");
 #else
 static_assert(sizeof(Communication_Protocol) == 7424, "Communication_Protocol is 7424 bytes on 64-bit targets");
+#endif
 #endif
 
 extern "C" {

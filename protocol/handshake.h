@@ -9,10 +9,10 @@
 #include "vars/rw_var.h"
 
 // Queues the two handshake frames on behalf of `var` and sets frameTotal 2, frameDone 0. Loop thread; no lock.
-AC500_API void handshake_data(RW_VAR* var) noexcept;
+AC500_API void handshake_data(RW_VAR* var) AC500_NOEXCEPT;
 
 // Judges a handshake reply by its size: a HandshakeResult (core/codes.h). An accepted second reply sets the session
 // bytes. Loop thread; no lock.
-AC500_API int handshake_data_check(QByteArray* reply) noexcept;
+AC500_API int handshake_data_check(QByteArray* reply) AC500_NOEXCEPT;
 
 #endif

@@ -22,6 +22,7 @@ struct Protocol {
     qint32 reserved88;
 };
 
+#if __cplusplus >= 201103L
 #if __SIZEOF_POINTER__ == 4
 static_assert(offsetof(Protocol, frame) == 0, "Protocol::frame");
 static_assert(offsetof(Protocol, frameLength) == 4, "Protocol::frameLength");
@@ -35,6 +36,7 @@ static_assert(offsetof(Protocol, reserved88) == 88, "Protocol::reserved88");
 static_assert(sizeof(Protocol) == 92, "Protocol is 92 bytes on 32-bit targets");
 #else
 static_assert(sizeof(Protocol) == 112, "Protocol is 112 bytes on 64-bit targets");
+#endif
 #endif
 
 #endif

@@ -8,12 +8,12 @@
 
 // Encode batch[0 .. batchCount-1] as one request and queue it; `var` is copied into the queued record. Data shorter
 // than an item's size is filled up with zeros. Nothing is queued when a write would not fit into a byte array (1 GiB).
-AC500_API void ReadAnalog(RW_VAR* var) noexcept;
-AC500_API void WriteAnalog(RW_VAR* var) noexcept;
+AC500_API void ReadAnalog(RW_VAR* var) AC500_NOEXCEPT;
+AC500_API void WriteAnalog(RW_VAR* var) AC500_NOEXCEPT;
 
 // As ReadAnalog and WriteAnalog. WriteRegister also mirrors `var` into the byte image (image lock) unless communication
 // has failed.
-AC500_API void ReadRegister(RW_VAR* var) noexcept;
-AC500_API void WriteRegister(RW_VAR* var) noexcept;
+AC500_API void ReadRegister(RW_VAR* var) AC500_NOEXCEPT;
+AC500_API void WriteRegister(RW_VAR* var) AC500_NOEXCEPT;
 
 #endif

@@ -20,6 +20,7 @@ struct ControlInformationM {
     qint32 area;           // PLC memory area
 };
 
+#if __cplusplus >= 201103L
 static_assert(offsetof(ControlInformationM, dataType) == 0, "ControlInformationM::dataType");
 static_assert(offsetof(ControlInformationM, address) == 4, "ControlInformationM::address");
 static_assert(offsetof(ControlInformationM, reserved) == 8, "ControlInformationM::reserved");
@@ -31,5 +32,6 @@ static_assert(offsetof(ControlInformationM, arrayIndex) == 28, "ControlInformati
 static_assert(offsetof(ControlInformationM, arrayCount) == 32, "ControlInformationM::arrayCount");
 static_assert(offsetof(ControlInformationM, area) == 36, "ControlInformationM::area");
 static_assert(sizeof(ControlInformationM) == 40, "ControlInformationM is ten words");
+#endif
 
 #endif

@@ -28,6 +28,7 @@ struct Label_Type_Info {
     QList<QString> textList;             // carried only
 };
 
+#if __cplusplus >= 201103L
 #if __SIZEOF_POINTER__ == 4
 static_assert(offsetof(Label_Type_Info, name) == 0, "Label_Type_Info::name");
 static_assert(offsetof(Label_Type_Info, type) == 4, "Label_Type_Info::type");
@@ -45,6 +46,7 @@ static_assert(offsetof(Label_Type_Info, textList) == 48, "Label_Type_Info::textL
 static_assert(sizeof(Label_Type_Info) == 52, "Label_Type_Info is 52 bytes on 32-bit targets");
 #else
 static_assert(sizeof(Label_Type_Info) == 80, "Label_Type_Info is 80 bytes on 64-bit targets");
+#endif
 #endif
 
 #endif

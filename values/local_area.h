@@ -9,9 +9,9 @@
 
 // Stores the item data of a read reply for the current batch in the byte image. Loop thread. REQUIRES: the image lock is
 // held.
-AC500_API void SaveToLocalDataErea(QByteArray* reply) noexcept;
+AC500_API void SaveToLocalDataErea(QByteArray* reply) AC500_NOEXCEPT;
 
 // Stores the data of one written variable in the byte image. Any thread; takes the image lock.
-AC500_API void WriteDataToLocal(RW_VAR* var) noexcept;
+AC500_API void WriteDataToLocal(RW_VAR* var) AC500_NOEXCEPT;
 
 #endif

@@ -15,6 +15,7 @@ struct HostTag {
     qint32 count;      // elements wanted (16-bit words for wider types and strings, see docs/host-interface.md)
 };
 
+#if __cplusplus >= 201103L
 #if __SIZEOF_POINTER__ == 4
 static_assert(offsetof(HostTag, hostWord0) == 0, "HostTag::hostWord0");
 static_assert(offsetof(HostTag, hostWord1) == 4, "HostTag::hostWord1");
@@ -24,6 +25,7 @@ static_assert(offsetof(HostTag, count) == 16, "HostTag::count");
 static_assert(sizeof(HostTag) == 20, "HostTag is 20 bytes on 32-bit targets");
 #else
 static_assert(sizeof(HostTag) == 32, "HostTag is 32 bytes on 64-bit targets");
+#endif
 #endif
 
 #endif

@@ -9,15 +9,15 @@
 #include "vars/rw_var.h"
 
 // Sorts by offset, ascending; equal offsets keep their order. Any thread: touches only the given list.
-AC500_API void Bubble_Sort(QList<RW_VAR>* list) noexcept;
+AC500_API void Bubble_Sort(QList<RW_VAR>* list) AC500_NOEXCEPT;
 
 // Merges one area's sorted list into requests of at most maxBytes and appends them to the cyclic read list; nothing for
 // maxBytes of 0 or less. Loop thread. REQUIRES: the list lock is held.
-AC500_API void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept;
+AC500_API void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) AC500_NOEXCEPT;
 
 // Cuts one variable of `total` bytes into requests of at most maxBytes and appends them to `list`; `var` is left with
 // the values of the last piece. Nothing when maxBytes is 0 or less and total is larger. Any thread: touches only its
 // arguments.
-AC500_API void WhetherGroup(int total, int maxBytes, RW_VAR* var, QList<RW_VAR>* list) noexcept;
+AC500_API void WhetherGroup(int total, int maxBytes, RW_VAR* var, QList<RW_VAR>* list) AC500_NOEXCEPT;
 
 #endif

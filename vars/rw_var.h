@@ -29,6 +29,7 @@ struct RW_VAR {
     QByteArray data;       // bytes in PLC order (big-endian); a write sends the first `size`, zeros where it is short
 };
 
+#if __cplusplus >= 201103L
 #if __SIZEOF_POINTER__ == 4
 static_assert(offsetof(RW_VAR, hostId) == 0, "RW_VAR::hostId");
 static_assert(offsetof(RW_VAR, hostSubId) == 4, "RW_VAR::hostSubId");
@@ -48,6 +49,7 @@ static_assert(offsetof(RW_VAR, data) == 56, "RW_VAR::data");
 static_assert(sizeof(RW_VAR) == 60, "RW_VAR is 60 bytes on 32-bit targets");
 #else
 static_assert(sizeof(RW_VAR) == 72, "RW_VAR is 72 bytes on 64-bit targets");
+#endif
 #endif
 
 #endif

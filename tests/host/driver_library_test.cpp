@@ -22,6 +22,20 @@ TEST(DriverLibrary, AMissingEntryPointIsNamed) {
     EXPECT_THAT(error, HasSubstr("\"SetComInfo\""));
 }
 
+TEST(DriverLibrary, ADriverForAnotherQtIsRefusedBeforeItIsLoaded) {
+    std::string error;
+    EXPECT_EQ(DriverLibrary::load(AC500_DRIVER_FOR_QT4, &error), nullptr);
+    EXPECT_THAT(error, testing::StartsWith(AC500_DRIVER_FOR_QT4));
+    EXPECT_THAT(error, HasSubstr("is built for Qt 4, and this program runs with Qt 5.15."));
+}
+
+TEST(DriverLibrary, ADriverForAnotherQtIsRefusedWhereTheSystemsLoaderFindsIt) {
+    std::string error;
+    EXPECT_EQ(DriverLibrary::load("libac500_driver_for_qt4.so", &error), nullptr);
+    EXPECT_THAT(error, testing::StartsWith(AC500_DRIVER_FOR_QT4));
+    EXPECT_THAT(error, HasSubstr("is built for Qt 4"));
+}
+
 TEST(DriverLibrary, WhereNoCandidateExistsTheLastIsNamed) {
     std::string error;
     EXPECT_EQ(DriverLibrary::loadFirst({"/nowhere/a.so", "/nowhere/b.so"}, &error), nullptr);

@@ -4,6 +4,8 @@
 
 #include <filesystem>
 
+#include "tools/host/needed_libraries.h"
+
 namespace ac500::host {
 
 namespace {
@@ -26,6 +28,42 @@ std::string pathForLoader(const std::string& path) {
     return isPlainName && isFile(path) ? "./" + path : path;
 }
 
+// The file that the system's loader takes for a name without a slash. It knows more folders than it tells: those of its
+// cache. Empty when the file is in none of the others.
+std::string fileInSearchPath(const std::string& name) {
+    void* self = dlopen(nullptr, RTLD_NOW);
+    Dl_serinfo size;
+    std::string found;
+    if (self != nullptr && dlinfo(self, RTLD_DI_SERINFOSIZE, &size) == 0) {
+        std::vector<char> buffer(size.dls_size);
+        auto* folders = reinterpret_cast<Dl_serinfo*>(buffer.data());
+        if (dlinfo(self, RTLD_DI_SERINFOSIZE, folders) == 0 && dlinfo(self, RTLD_DI_SERINFO, folders) == 0) {
+            for (unsigned int i = 0; i < folders->dls_cnt && found.empty(); ++i) {
+                const std::string file = (fs::path(folders->dls_serpath[i].dls_name) / name).string();
+                found = isFile(file) ? file : "";
+            }
+        }
+    }
+    if (self != nullptr) {
+        dlclose(self);
+    }
+    return found;
+}
+
+// Two versions of Qt in one process take each other's functions and end it, at best while the driver is being loaded:
+// that can only be told before. Empty when the driver is for this program's Qt.
+std::string complaintAboutQt(const std::string& path) {
+    const bool isPlainName = path.find('/') == std::string::npos;
+    const std::string file = isPlainName ? fileInSearchPath(path) : path;
+    const int version = file.empty() ? 0 : qtVersionAmong(neededLibraries(file));
+    if (version == 0 || version == QT_VERSION_MAJOR) {
+        return "";
+    }
+    return file + " is built for Qt " + std::to_string(version) + ", and this program runs with Qt " + qVersion() +
+           ": one process cannot have both; name a driver built for Qt " + std::to_string(QT_VERSION_MAJOR) +
+           " with --driver PATH";
+}
+
 template <typename Function>
 bool find(void* handle, const char* symbol, Function* function, std::string* error) {
     *function = reinterpret_cast<Function>(dlsym(handle, symbol));
@@ -38,7 +76,12 @@ bool find(void* handle, const char* symbol, Function* function, std::string* err
 }  // namespace
 
 std::unique_ptr<DriverLibrary> DriverLibrary::load(const std::string& path, std::string* error) {
-    void* handle = dlopen(pathForLoader(path).c_str(), RTLD_NOW | RTLD_LOCAL);
+    const std::string file = pathForLoader(path);
+    *error = complaintAboutQt(file);
+    if (!error->empty()) {
+        return nullptr;
+    }
+    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
         *error = "the driver cannot be loaded: " + std::string(dlerror()) + "; name the file with --driver PATH";
         return nullptr;

@@ -30,7 +30,8 @@ struct DriverFunctions {
 
 class DriverLibrary {
 public:
-    // Loads `path` and finds every entry point. Null on failure; *error then names the file or the missing symbol.
+    // Loads `path` and finds every entry point. Null on failure; *error then names the file or the missing symbol. A
+    // driver built for another version of Qt than this program is refused without loading it.
     static std::unique_ptr<DriverLibrary> load(const std::string& path, std::string* error);
 
     // Loads the first of `candidates` whose file exists, else the last one.
