@@ -34,6 +34,8 @@ private:
     const bool isMine_;
 };
 
+}  // namespace
+
 // The members of one list by name. Holds a copy of the list, which shares its data: the records stay where they are for
 // as long as the index lives, and whoever changes the list gets another one.
 class MemberIndex {
@@ -61,8 +63,6 @@ private:
     const QList<Label_Type_Info> members_;
     SlotTable slots_;
 };
-
-}  // namespace
 
 struct IndexedScope {
     IndexedScope() : name(nullptr), record(nullptr), variables(nullptr) {}
