@@ -1,10 +1,8 @@
 // Making a tag template concrete: "Main.values[0,%%+1]" and a number become "Main.values[1,0]".
 #include "core/host_interface.h"
 #include "protocol/bytes.h"
-#include "symbols/array_index.h"
-#include "symbols/data_types.h"
 #include "symbols/resolution_steps.h"
-#include "symbols/symbol_lookup.h"
+#include "symbols/symbol_table.h"
 #include "symbols/tag_path.h"
 #include "symbols/tag_resolution.h"
 
@@ -14,16 +12,15 @@ namespace {
 
 // The value that one index item stands for before it is fitted into its dimension. The plus forms do not count from
 // the lower bound, and a carry reaches plain numbers only (quirk 19).
-qint32 itemValue(const QString& item, int argument, qint32 lower, qint32 carry) {
+qint32 itemValue(const TextSpan& item, int argument, qint32 lower, qint32 carry) {
     if (!hasPlaceholder(item)) {
-        return wrapAdd(carry, item.toInt());
+        return wrapAdd(carry, numberOrZero(item));
     }
-    if (!item.contains(QLatin1Char('+'))) {
+    const TextSpans terms = split(item, '+');
+    if (terms.size() == 1) {
         return wrapAdd(lower, argument);
     }
-    const QStringList terms = item.split(QLatin1Char('+'));
-    const QString& number = hasPlaceholder(terms.at(0)) ? terms.at(1) : terms.at(0);
-    return wrapAdd(number.toInt(), argument);
+    return wrapAdd(numberOrZero(hasPlaceholder(terms.at(0)) ? terms.at(1) : terms.at(0)), argument);
 }
 
 struct FittedIndex {
@@ -40,14 +37,18 @@ FittedIndex carryOver(qint32 value, qint32 lower, qint32 upper) {
     return fitted;
 }
 
-// Rewrites the items of one index list, innermost first, and returns the concrete list without brackets; a null text
-// when the element lies beyond the array or the bounds do not fit the items.
-QString concreteIndexList(const Label_Type_Info& record, QString indexList, int argument) {
-    const QStringList items = indexList.remove(QLatin1Char(' ')).split(QLatin1Char(','));
-    if (record.dimensions < items.size() || !hasBoundsFor(record.arrayBounds, record.dimensions)) {
-        return QString();
+// Rewrites the items of one index list, innermost first, into the concrete list without brackets. kNotFound when there are
+// more items than dimensions or the element lies beyond the array; kBadIndex when bounds are missing.
+int rewriteIndexList(const Label_Type_Info& record, QString& indexList, int argument) {
+    const QString withoutBlanks = indexList.remove(QLatin1Char(' '));
+    const TextSpans items = split(withoutBlanks, ',');
+    const int outermost = record.dimensions < 1 ? -1 : record.dimensions - items.size();
+    if (outermost < 0) {
+        return kNotFound;
     }
-    const int outermost = record.dimensions - items.size();
+    if (!hasBoundsFor(record.arrayBounds, record.dimensions)) {
+        return kBadIndex;
+    }
 
     QStringList output;
     qint32 carry = 0;
@@ -57,65 +58,68 @@ QString concreteIndexList(const Label_Type_Info& record, QString indexList, int 
         FittedIndex fitted = {itemValue(items.at(i), argument, lower, carry), 0};
         if (fitted.index >= upper) {
             if (i == 0 || upper == lower) {
-                return QString();
+                return kNotFound;
             }
             fitted = carryOver(fitted.index, lower, upper);
         }
         output.prepend(QString::number(fitted.index));
         carry = fitted.carry;
     }
-    return output.join(QString(QLatin1Char(',')));
-}
-
-int rewriteComponent(const Label_Type_Info& record, const Component& component, int argument, QString& part) {
-    const QString indexList = concreteIndexList(record, component.indexList, argument);
-    if (indexList.isNull()) {
-        return kNotFound;
-    }
-    part = component.name + QLatin1Char('[') + indexList + QLatin1Char(']');
+    indexList = output.join(QString(QLatin1Char(',')));
     return kResolved;
 }
 
-int rewriteBelow(const Label_Type_Info& record, QStringList& parts, int index, int argument) {
-    if (record.elementType.isEmpty()) {
-        return kNoElementType;
+int rewriteComponent(const Label_Type_Info& record, const Component& component, int argument, QString& part) {
+    QString indexList = component.indexList.toString();
+    const int result = rewriteIndexList(record, indexList, argument);
+    if (result == kResolved) {
+        part = component.name.toString() + QLatin1Char('[') + indexList + QLatin1Char(']');
     }
-    return get_label_address_3(record.elementType.first(), parts, index + 1, argument);
+    return result;
 }
 
 }  // namespace
 
-int ac500::makeConcrete(QString& tag, int argument, SymbolMemory::Use& memory) {
-    FoundVariable found = findVariable(PLC_driver.labelTable, tag, memory);
+int ac500::makeConcrete(QString& tag, int argument, ResolutionCache::Use& cache) {
+    const FoundVariable found = findVariable(split(tag, '.'), cache);
     if (found.code != kResolved) {
         return found.code;
     }
-    const int result = get_label_address_3(*found.variable, found.parts, 1, argument);
+    QStringList parts = tag.split(QLatin1Char('.'));
+    const int result = get_label_address_3(*found.variable, parts, 1, argument);
     if (result == kResolved) {
-        tag = found.parts.join(QString(QLatin1Char('.')));
+        tag = parts.join(QString(QLatin1Char('.')));
     }
     return result;
 }
 
 int get_label_address_info(QString& tag, int argument) noexcept {
-    SymbolMemory::Use memory(symbolMemory);
-    return makeConcrete(tag, argument, memory);
+    ResolutionCache::Use cache(resolutionCache);
+    return makeConcrete(tag, argument, cache);
 }
 
-int get_label_address_3(Label_Type_Info const& record, QStringList& parts, int index, int argument) noexcept {
-    if (index < 0 || index >= parts.size()) {
-        return kNotFound;
+int get_label_address_3(Label_Type_Info const& start, QStringList& parts, int index, int argument) noexcept {
+    const Label_Type_Info* record = &start;
+    int levels = 0;
+    while (index >= 0 && index < parts.size()) {
+        const Component component = splitComponent(parts.at(index));
+        if (hasFlag(*record, kArrayFlag) && hasPlaceholder(component.indexList)) {
+            return rewriteComponent(*record, component, argument, parts[index]);
+        }
+        if (hasFlag(*record, kStructureFlag)) {
+            record = ++levels > kMostNestedStructures ? nullptr : findMember(*record, component.name);
+            if (record == nullptr) {
+                return kUnknownMember;  // else the same component goes on (quirk 15)
+            }
+        } else if (typeCode(*record) == kStructureType || mayNameBit(*record, parts.size(), index)) {
+            if (record->elementType.isEmpty()) {
+                return kNoElementType;
+            }
+            record = &record->elementType.first();
+            ++index;
+        } else {
+            return component.hasIndexList ? kNotFound : kResolved;  // quirk 33
+        }
     }
-    const Component component = splitComponent(parts.at(index));
-    if (hasFlag(record, kArrayFlag) && hasPlaceholder(component.indexList)) {
-        return rewriteComponent(record, component, argument, parts[index]);
-    }
-    if (hasFlag(record, kStructureFlag)) {
-        const Label_Type_Info* member = findMember(record, component.name);
-        return member == nullptr ? kUnknownMember : get_label_address_3(*member, parts, index, argument);  // quirk 15
-    }
-    if (typeCode(record) == kStructureType || mayNameBit(record, parts, index)) {
-        return rewriteBelow(record, parts, index, argument);
-    }
-    return component.hasIndexList ? kNotFound : kResolved;  // quirk 33
+    return kNotFound;
 }

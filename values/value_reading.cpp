@@ -123,7 +123,7 @@ void readBits(const ControlInformationM& info, int count, ByteImage& image, QByt
 
 quint32 GetRegisterData(QString* label, qint32, QString* labelArg, qint32, QByteArray* out, qint32 count) noexcept {
     ControlInformationM info;
-    if (resolveTag(*label, *labelArg, info) != kResolved) {
+    if (resolveTag(*label, labelArg, info) != kResolved) {
         setZeroWords(*out, count);
         return 0;
     }

@@ -170,12 +170,12 @@ int pieceLimit(const ControlInformationM& info) {
 quint32 SetRegisterData(QString* label, qint32, QString* labelArg, qint32, QByteArray* in, qint32 count, qint32 hostId,
                         qint32 hostSubId) noexcept {
     ControlInformationM info;
-    if (resolveTag(*label, *labelArg, info) != kResolved) {
+    if (resolveTag(*label, labelArg, info) != kResolved) {
         return 0;
     }
     in->detach();  // the host may share the array with another thread
 
-    RW_VAR record = writeRecord(*label, *labelArg, info);
+    RW_VAR record = writeRecord(*label, labelArg == nullptr ? QString() : *labelArg, info);
     record.hostId = hostId;
     record.hostSubId = hostSubId;
     if (info.isBit == 1) {

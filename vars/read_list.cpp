@@ -23,7 +23,7 @@ struct ResolvedTag {
 ResolvedTag resolved(const HostTag& tag) {
     ResolvedTag result = {tag.tagName, 0, {false, 0, 0, 0}};
     ControlInformationM info;
-    if (resolveTag(result.concreteName, tag.argument, info) == kResolved) {
+    if (resolveTag(result.concreteName, &tag.argument, info) == kResolved) {
         result.area = info.area;
         result.extent = readExtent(info, tag.count);
     }

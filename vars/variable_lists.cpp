@@ -69,7 +69,7 @@ int AddListWriteVar(RW_VAR* var) noexcept {
 int AddListOnceReadVar(RW_VAR* var) noexcept {
     QString tag = var->labelName;
     ControlInformationM info;
-    if (resolveTag(tag, var->labelArg, info) != kResolved) {
+    if (resolveTag(tag, &var->labelArg, info) != kResolved) {
         return 0;
     }
 

@@ -214,11 +214,72 @@ private:
 
     void loadPlant(int shift) {
         say("load plant, shift " + std::to_string(shift));
-        const std::vector<Symbol> list{scopeOf("Main", plant(shift))};
+        variables_ = plant(shift);
+        const std::vector<Symbol> list{scopeOf("Main", variables_)};
         QList<Label_Type_Info> driverList = toDriver(list);
         PassVarName_2(&driverList);
         machine_.loadSymbols(list);
         compared();
+    }
+
+    // A host that changes the table itself. What was resolved before is asked for before and after.
+    void changeTable(Choices& choices) {
+        const std::size_t at = choices.number() % variables_.size();
+        Symbol& variable = variables_[at];
+        const std::string name = "Main." + variable.name;
+        std::string other = "Main." + variables_[choices.number() % variables_.size()].name;
+        readValue(name, "", 2);
+        readValue(other, "", 2);
+        QList<Label_Type_Info>& members = PLC_driver.labelTable["Main"].elementType[0].members;
+        Label_Type_Info& member = members[static_cast<int>(at)];
+        switch (choices.below(5)) {
+            default:
+                variable.offset += 2;
+                member.offset = variable.offset;
+                break;
+            case 1:
+                variable.areaList = {(variable.areaList[0] + 1) % 3};
+                PLC_driver.labelTable.find("Main")->elementType[0].members[static_cast<int>(at)].areaList[0] =
+                    variable.areaList[0];
+                break;
+            case 2:
+                variable.name = variable.name == "renamed" ? "s2" : "renamed";
+                member.name = toDriver(variable.name);
+                other = "Main." + variable.name;
+                break;
+            case 3:
+                std::swap(variable, variables_.front());
+                std::swap(member, members.first());
+                break;
+            case 4:
+                variables_.push_back(variables_.front());
+                variables_.back().name = "added";
+                PLC_driver.labelTable["Main"] = toDriver(scopeOf("Main", variables_));
+                other = "Main.added";
+                break;
+        }
+        say("the host changes variable " + std::to_string(at) + " in the table");
+        machine_.loadSymbols({scopeOf("Main", variables_)});
+        compared("table changed by the host");
+        readValue(name, "", 2);
+        readValue(other, "", 2);
+    }
+
+    // A host that has one string for all its tags and edits it through a pointer.
+    void readInPlace(Choices& choices) {
+        std::string name = tagName(choices, "sam");
+        QString label = toDriver(name);
+        QChar* const text = label.data();
+        for (int i = 0; i < 8; ++i) {
+            say("in place:");
+            readValue(name, "", 2, label);
+            std::string next = tagName(choices, "sam");
+            if (next.size() == name.size()) {
+                name = next;
+                std::transform(name.begin(), name.end(), text, [](char c) { return QLatin1Char(c); });
+                figures_.reached("label edited in place");
+            }
+        }
     }
 
     // Whether there is a request.
@@ -543,9 +604,17 @@ private:
     void readValue(Choices& choices) {
         const std::string name = tagName(choices);
         const std::string arg = argument(choices, name);
-        const std::int32_t count = randomCount(choices);
-        say("GetRegisterData " + name + " (" + arg + ") count " + std::to_string(count));
+        readValue(name, arg, randomCount(choices));
+    }
+
+    void readValue(const std::string& name, const std::string& arg, std::int32_t count) {
         QString label = toDriver(name);
+        readValue(name, arg, count, label);
+    }
+
+    // `label` is the name.
+    void readValue(const std::string& name, const std::string& arg, std::int32_t count, QString& label) {
+        say("GetRegisterData " + name + " (" + arg + ") count " + std::to_string(count));
         QString driverArgument = toDriver(arg);
         QByteArray out("old");
         const quint32 result = GetRegisterData(&label, 1, &driverArgument, 2, &out, count);
@@ -754,9 +823,13 @@ private:
     }
 
     void perform(Choices& choices) {
-        switch (choices.below(40)) {
+        switch (choices.below(42)) {
             default:
                 return goodTurns(choices);
+            case 40:
+                return changeTable(choices);
+            case 41:
+                return readInPlace(choices);
             case 8:
             case 9:
             case 10:
@@ -821,6 +894,7 @@ private:
     Settings settings_[2];
     int used_ = 0;
     Machine machine_;
+    std::vector<Symbol> variables_;  // of the scope Main
     std::string lastReply_;
     bool everFailed_ = false;
     std::uint32_t seed_ = 0;  // of the data in the PLC's answers
@@ -866,6 +940,7 @@ TEST(Reference, Machine) {
                    "handshake reply rejected",
                    "idle turn with writes pending",
                    "incomplete reply",
+                   "label edited in place",
                    "many large writes added",
                    "many small reads added",
                    "name rewritten",
@@ -890,6 +965,7 @@ TEST(Reference, Machine) {
                    "settings changed",
                    "settings record replaced",
                    "station switched",
+                   "table changed by the host",
                    "unanswered request offered again",
                    "value not queued",
                    "value not resolved",

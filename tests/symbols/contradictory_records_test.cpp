@@ -101,6 +101,36 @@ TEST_F(ContradictoryRecords, RewritingAnArrayWithTooFewBounds) {
     }
 }
 
+// The same record is refused for the same reason, whether the tag names an element or is a template.
+TEST_F(ContradictoryRecords, ResolvingAndRewritingRefuseBoundsWithOneCode) {
+    struct {
+        const char* situation;
+        QList<int> bounds;
+        int dimensions;
+        int code;
+    } const rows[] = {
+        {"no bounds at all", {}, 1, 3},
+        {"only the number base", {10}, 1, 3},
+        {"upper bound missing", {10, 0}, 1, 3},
+        {"no dimensions", {10, 0, 4}, 0, 1},
+        {"negative number of dimensions", {10, 0, 4}, -1, 1},
+        {"smallest number of dimensions", {10, 0, 4}, INT_MIN, 1},
+    };
+    for (const auto& row : rows) {
+        Label_Type_Info array = asArray(variable("array", 3, 0), {10, 0, 4});
+        array.arrayBounds = row.bounds;
+        array.dimensions = row.dimensions;
+        loadMain({array});
+        QString name = "Main.array[%%]";
+        EXPECT_EQ(resolutionCode("Main.array[1]"), row.code) << row.situation;
+        EXPECT_EQ(get_label_address_info(name, 1), row.code) << row.situation;
+    }
+    loadMain({asArray(variable("array", 3, 0), {10, 0, 4})});
+    QString tooMany = "Main.array[1,%%]";
+    EXPECT_EQ(resolutionCode("Main.array[1,1]"), 1);
+    EXPECT_EQ(get_label_address_info(tooMany, 1), 1);
+}
+
 TEST_F(ContradictoryRecords, MoreIndicesThanBounds) {
     loadMain({asArray(variable("vector", 3, 0), {10, 0, 4}), asArray(variable("grid", 3, 0), {10, 0, 4, 0, 3})});
     EXPECT_NE(resolutionCode("Main.vector[1,1]"), 0);
@@ -128,6 +158,59 @@ TEST_F(ContradictoryRecords, StructureVariableWithoutItsStructure) {
     expectNotRewritten("Main.motors[0].temps[%%]", 1);
 }
 
+// A structure whose member is a structure whose member ...: each of the name "m" and reached by the same component.
+Label_Type_Info structuresDirectlyWithin(int levels) {
+    Label_Type_Info inner = asArray(variable("m", 3, 1), {10, 0, 4});
+    for (int level = 0; level < levels; ++level) {
+        inner = inArea(structure("m", 0, {inner}), 1);
+        inner.offset = 1;
+    }
+    return inner;
+}
+
+// A variable m of a structure with a member m of a structure ...: a component each.
+Label_Type_Info structureVariablesWithin(int levels) {
+    Label_Type_Info inner = asArray(variable("m", 3, 1), {10, 0, 4});
+    for (int level = 0; level < levels; ++level) {
+        inner = ofStructure(variable("m", 0, 1), structure("type", 0, {inner}));
+    }
+    return inner;
+}
+
+TEST_F(ContradictoryRecords, StructuresNestedDeeperThanAHundredLevelsHoldNoMember) {
+    struct {
+        int levels;
+        int code;
+    } const rows[] = {{99, 0}, {100, 0}, {101, 7}, {5000, 7}};
+    for (const auto& row : rows) {
+        QString direct = "Main.m[%%]";
+        loadMain({structuresDirectlyWithin(row.levels)});
+        EXPECT_EQ(resolutionCode("Main.m[2]"), row.code) << row.levels;
+        EXPECT_EQ(get_label_address_info(direct, 2), row.code) << row.levels;
+        EXPECT_EQ(direct.toStdString(), row.code == 0 ? "Main.m[2]" : "Main.m[%%]");
+
+        const QByteArray path = "Main" + QByteArray(".m").repeated(row.levels + 1);
+        QString byVariables = QString::fromLatin1(path + "[%%]");
+        loadMain({structureVariablesWithin(row.levels)});
+        EXPECT_EQ(resolutionCode((path + "[2]").constData()), row.code) << row.levels;
+        EXPECT_EQ(get_label_address_info(byVariables, 2), row.code) << row.levels;
+    }
+    loadMain({structureVariablesWithin(100)});
+    EXPECT_EQ(resolve(("Main" + QByteArray(".m").repeated(101) + "[2]").constData()),
+              "0: type 3, area 1, address 105, element 2 of 4");
+}
+
+// Types without a structure between them take a component each, however many.
+TEST_F(ContradictoryRecords, TypesOfTypesAreFollowedAsFarAsTheNameGoes) {
+    Label_Type_Info inner = variable("m", 3, 7);
+    for (int level = 0; level < 5000; ++level) {
+        inner = ofStructure(variable("m", 0, 0), inner);
+    }
+    loadMain({inner});
+    EXPECT_EQ(resolutionCode(("Main" + QByteArray(".m").repeated(5001)).constData()), 0);
+    EXPECT_EQ(resolutionCode(("Main" + QByteArray(".m").repeated(5000)).constData()), 1);
+}
+
 TEST_F(ContradictoryRecords, NamedBitsWithoutTheirElementType) {
     loadMain({variable("flags", 3 | kBitAddressableFlag, 500)});
     expectNotRewritten("Main.flags.b[%%]", 1);
@@ -137,7 +220,8 @@ TEST_F(ContradictoryRecords, NamedBitsWithoutTheirElementType) {
 TEST_F(ContradictoryRecords, NumberBaseThatDoesNotExist) {
     for (int base : {1, 37, -1, 100, INT_MAX, INT_MIN}) {
         loadMain({asArray(variable("vector", 3, 0), {base, 0, 4})});
-        EXPECT_NE(resolutionCode("Main.vector[1]"), 0) << base;
+        EXPECT_EQ(resolutionCode("Main.vector[0]"), 3) << base;
+        EXPECT_EQ(resolutionCode("Main.vector[1]"), 3) << base;
     }
 }
 

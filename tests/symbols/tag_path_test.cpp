@@ -3,8 +3,21 @@
 
 #include <gtest/gtest.h>
 
+#include <QtCore/QLocale>
+#include <QtCore/QStringList>
+#include <clocale>
+#include <string>
+
 namespace ac500::test {
 namespace {
+
+QStringList pieces(const QString& text, char separator) {
+    QStringList list;
+    for (const TextSpan& piece : split(text, separator)) {
+        list << piece.toString();
+    }
+    return list;
+}
 
 TEST(TagPath, SplitsAComponentIntoNameAndIndexList) {
     struct {
@@ -28,24 +41,122 @@ TEST(TagPath, SplitsAComponentIntoNameAndIndexList) {
         {"[]", "", "", true},
     };
     for (const auto& row : rows) {
-        const Component component = splitComponent(row.component);
+        const QString text = row.component;
+        const Component component = splitComponent(text);
         EXPECT_EQ(component.hasIndexList, row.hasIndexList) << row.component;
-        EXPECT_EQ(component.name, QString(row.name)) << row.component;
-        EXPECT_EQ(component.indexList, QString(row.indexList)) << row.component;
+        EXPECT_EQ(component.name.toString(), QString(row.name)) << row.component;
+        EXPECT_EQ(component.indexList.toString(), QString(row.indexList)) << row.component;
     }
 }
 
-TEST(TagPath, KeepsEmptyComponents) {
-    EXPECT_EQ(splitTag("Main.motor.speed"), (QStringList{"Main", "motor", "speed"}));
-    EXPECT_EQ(splitTag(".a..b."), (QStringList{"", "a", "", "b", ""}));
-    EXPECT_EQ(splitTag(""), QStringList{""});
+TEST(TagPath, KeepsEmptyPieces) {
+    EXPECT_EQ(pieces("Main.motor.speed", '.'), (QStringList{"Main", "motor", "speed"}));
+    EXPECT_EQ(pieces(".a..b.", '.'), (QStringList{"", "a", "", "b", ""}));
+    EXPECT_EQ(pieces("", '.'), QStringList{""});
+    EXPECT_EQ(pieces("1,2", '.'), QStringList{"1,2"});
+    EXPECT_EQ(pieces("1,2", ','), (QStringList{"1", "2"}));
+    EXPECT_EQ(pieces("a.b.c.d.e.f.g.h.i.j", '.').size(), 10);
 }
 
 TEST(TagPath, PlaceholderIsTwoPercentSigns) {
-    EXPECT_TRUE(hasPlaceholder("a[%%]"));
-    EXPECT_TRUE(hasPlaceholder("%%"));
-    EXPECT_FALSE(hasPlaceholder("a[%]"));
-    EXPECT_FALSE(hasPlaceholder(""));
+    EXPECT_TRUE(hasPlaceholder(QString("%a%%")));
+    EXPECT_FALSE(hasPlaceholder(QString("%a%")));
+    EXPECT_TRUE(hasPlaceholder(QString("a[%%]")));
+    EXPECT_TRUE(hasPlaceholder(QString("%%")));
+    EXPECT_FALSE(hasPlaceholder(QString("a[%]")));
+    EXPECT_FALSE(hasPlaceholder(QString("")));
+}
+
+TEST(ReadNumber, TakesTheDigitsOfItsBase) {
+    struct {
+        const char* text;
+        int base;
+        bool isNumber;
+        qint32 number;
+    } const rows[] = {
+        {"0", 10, true, 0},
+        {"42", 10, true, 42},
+        {"0042", 10, true, 42},
+        {"+42", 10, true, 42},
+        {"-42", 10, true, -42},
+        {"-0", 10, true, 0},
+        {"2147483647", 10, true, 2147483647},
+        {"-2147483648", 10, true, -2147483647 - 1},
+        {"2147483648", 10, false, 0},
+        {"-2147483649", 10, false, 0},
+        {"99999999999999999999999999999999999999", 10, false, 0},
+        {"", 10, false, 0},
+        {"-", 10, false, 0},
+        {"--1", 10, false, 0},
+        {"+-1", 10, false, 0},
+        {"- 1", 10, false, 0},
+        {"1 2", 10, false, 0},
+        {"1,000", 10, false, 0},
+        {"1.0", 10, false, 0},
+        {"1e2", 10, false, 0},
+        {"0x10", 10, false, 0},
+        {"7", 8, true, 7},
+        {"8", 8, false, 0},
+        {"101", 2, true, 5},
+        {"2", 2, false, 0},
+        {"ff", 16, true, 255},
+        {"FF", 16, true, 255},
+        {"0xff", 16, true, 255},
+        {"-0XfF", 16, true, -255},
+        {"0x", 16, false, 0},
+        {"fg", 16, false, 0},
+        {"x", 16, false, 0},
+        {"7fffffff", 16, true, 2147483647},
+        {"80000000", 16, false, 0},
+        {"z", 36, true, 35},
+        {"Z", 36, true, 35},
+        {"z", 35, false, 0},
+        {"12", 0, true, 12},
+        {"012", 0, true, 10},
+        {"018", 0, false, 0},
+        {"0", 0, true, 0},
+        {"0x12", 0, true, 18},
+        {"0b1", 0, false, 0},
+    };
+    for (const auto& row : rows) {
+        qint32 number = 77;
+        const QString text = row.text;
+        EXPECT_EQ(readNumber(text, row.base, &number), row.isNumber) << row.text << " in base " << row.base;
+        EXPECT_EQ(number, row.number) << row.text << " in base " << row.base;
+        EXPECT_EQ(text.toInt(nullptr, row.base), row.number) << "as Qt has it: " << row.text;
+    }
+}
+
+TEST(ReadNumber, AllowsWhiteSpaceAround) {
+    const ushort spaces[] = {' ', '\t', '\n', '\v', '\f', '\r', 0x85, 0xA0, 0x2003, 0x3000};
+    for (const ushort space : spaces) {
+        qint32 number = 77;
+        EXPECT_TRUE(readNumber(QString(QChar(space)) + "12" + QChar(space) + QChar(space), 10, &number)) << space;
+        EXPECT_EQ(number, 12);
+        EXPECT_FALSE(readNumber(QString(QChar(space)), 10, &number)) << space;
+    }
+}
+
+TEST(ReadNumber, TakesTheTypesettersMinus) {
+    EXPECT_EQ(numberOrZero(QString(QChar(0x2212)) + "12"), -12);
+}
+
+// The host's locale makes no difference, nor does QtCore's version.
+TEST(ReadNumber, TakesNoDigitsButAsciiInAnyLocale) {
+    for (const char* locale : {"C", "fa_IR", "ar_EG", "mr_IN", "de_DE"}) {
+        setlocale(LC_ALL, (std::string(locale) + ".UTF-8").c_str());  // where it is installed
+        QLocale::setDefault(QLocale(locale));
+        for (const int zero : {0x660, 0x6F0, 0x966, 0xFF10}) {  // Arabic, Persian, Devanagari, wide
+            qint32 number = 77;
+            EXPECT_FALSE(readNumber(QString(QChar(zero + 3)), 10, &number)) << locale << " " << zero;
+            EXPECT_EQ(number, 0);
+            EXPECT_EQ(numberOrZero(QString("1") + QChar(zero)), 0);
+        }
+        EXPECT_EQ(numberOrZero(QString("-103")), -103) << locale;
+        EXPECT_EQ(numberOrZero(QString("1.000")), 0) << locale;
+    }
+    setlocale(LC_ALL, "C");
+    QLocale::setDefault(QLocale::c());
 }
 
 }  // namespace

@@ -588,5 +588,19 @@ TEST_F(ReadingValues, NoOtherLockIsTaken) {
     EXPECT_TRUE(runsBeside(PLC_driver.listMutex, [] { read("Main.counter", 1); }));
 }
 
+// The argument is looked at for "%%" alone; none is as good as an empty one.
+TEST_F(ReadingValues, NeedsNoArgumentWhereItIsNotUsed) {
+    loadMain({asArray(variable("values", 3, 10), {10, 0, 4})});
+    setImage(1, 10, "12 34 56 78");
+    QString concrete = "Main.values[1]";
+    QString element = "Main.values[%%]";
+    QByteArray out;
+    EXPECT_EQ(GetRegisterData(&concrete, 0, nullptr, 0, &out, 1), 1U);
+    EXPECT_EQ(hex(out), "78 56");
+    EXPECT_EQ(GetRegisterData(&element, 0, nullptr, 0, &out, 1), 1U);
+    EXPECT_EQ(hex(out), "34 12");
+    EXPECT_EQ(element, "Main.values[0]");
+}
+
 }  // namespace
 }  // namespace ac500::test

@@ -653,5 +653,15 @@ TEST_F(WriteTargets, MirroringWaitsForTheImageLock) {
     EXPECT_EQ(image(1, 100, 2), "12 34");
 }
 
+// As in reading.
+TEST_F(WritingValues, NeedsNoArgumentWhereItIsNotUsed) {
+    loadMain({variable("counter", 3, 10)});
+    QString label = "Main.counter";
+    QByteArray in("\x34\x12", 2);
+    ASSERT_EQ(SetRegisterData(&label, 0, nullptr, 0, &in, 1, 1, 2), 1U);
+    EXPECT_EQ(hex(PLC_driver.writeList.first().data), "12 34");
+    EXPECT_EQ(PLC_driver.writeList.first().labelArg, QString());
+}
+
 }  // namespace
 }  // namespace ac500::test

@@ -1,0 +1,332 @@
+// The store of answers on its own: every word comes back, names are told apart though their hashes are equal, what is
+// asked for stays, and no more is held than the bound says.
+#include "symbols/answer_store.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace ac500::test {
+namespace {
+
+constexpr std::size_t kMostBytes = 14 * 1024 * 1024;  // 11 MiB of pages, 3 MiB of slots
+
+class AnswerStoreTest : public testing::Test {
+protected:
+    AnswerStoreTest() : seat_(seats_.take()) {}
+
+    void insert(const QString& name, const ControlInformationM& info) { insert(HashedName(name), info); }
+    void insert(const HashedName& name, const ControlInformationM& info) { store_.insert(name, info, seats_, seat_); }
+
+    // The address that is kept for the name, or -1.
+    qint32 found(const QString& name) const { return found(HashedName(name)); }
+    qint32 found(const HashedName& name) const {
+        ControlInformationM info;
+        return store_.find(name, info) ? info.address : -1;
+    }
+
+    // A name with a hash of the test's choosing. REQUIRES: `name` outlives what is returned.
+    static HashedName hashedAs(const QString& name, quint32 hash) {
+        HashedName hashed(name);
+        hashed.hash = hash;
+        return hashed;
+    }
+
+    static ControlInformationM scalar(qint32 address) {
+        ControlInformationM info = ControlInformationM();
+        info.dataType = 3;
+        info.address = address;
+        info.area = 1;
+        return info;
+    }
+
+    // A name of its own for each number. Not by QString::arg, which takes most of the time of these tests.
+    static QString nameOf(int number, int length = 19) {
+        QString name(length, 'v');
+        QChar* digit = name.data() + length;
+        for (; number > 0 && digit > name.data(); number /= 10) {
+            *--digit = QChar('0' + number % 10);
+        }
+        return name;
+    }
+
+    ReaderSeats seats_;
+    int seat_;
+    AnswerStore store_;
+};
+
+TEST_F(AnswerStoreTest, KnowsNothingAtFirst) {
+    const QString name = "Main.counter";
+    ControlInformationM info = scalar(77);
+    EXPECT_FALSE(store_.find(HashedName(name), info));
+    EXPECT_EQ(info.address, 77);
+    EXPECT_EQ(store_.bytes(), 0U);
+}
+
+TEST_F(AnswerStoreTest, GivesBackAllTenWords) {
+    ControlInformationM ofBit = scalar(30);
+    ofBit.isBit = 1;
+    ofBit.bitIndex = -9;
+    ControlInformationM ofElement = scalar(-16);
+    ofElement.dataType = 21;
+    ofElement.area = -2;
+    ofElement.isArray = 1;
+    ofElement.arrayIndex = 3;
+    ofElement.arrayCount = -5;
+    ControlInformationM ofBoth = ofElement;
+    ofBoth.isBit = 1;
+    ofBoth.bitIndex = 7;
+    const ControlInformationM all[] = {ControlInformationM(), scalar(40), ofBit, ofElement, ofBoth};
+    for (int i = 0; i < 5; ++i) {
+        insert(nameOf(i), all[i]);
+    }
+    for (int i = 0; i < 5; ++i) {
+        const QString name = nameOf(i);
+        ControlInformationM info = {9, 9, 9, 9, 9, 9, 9, 9, 9, 9};
+        ASSERT_TRUE(store_.find(HashedName(name), info)) << i;
+        EXPECT_EQ(std::memcmp(&info, &all[i], sizeof info), 0) << i;
+    }
+}
+
+TEST_F(AnswerStoreTest, TellsNamesOfOneHashApart) {
+    const QString first = "Main.first";
+    const QString second = "Main.secon";
+    const QString third = "Main.third";
+    const QString longer = "Main.first.";
+    insert(hashedAs(first, 5), scalar(10));
+    insert(hashedAs(second, 5), scalar(20));
+    EXPECT_EQ(found(hashedAs(first, 5)), 10);
+    EXPECT_EQ(found(hashedAs(second, 5)), 20);
+    EXPECT_EQ(found(hashedAs(third, 5)), -1);
+    EXPECT_EQ(found(hashedAs(longer, 5)), -1);
+}
+
+// The host may let a string point at a buffer of its own, or edit a string through a pointer that it took earlier.
+TEST_F(AnswerStoreTest, KeepsACopyOfTheName) {
+    QString name = "Main.counter";
+    QChar* inPlace = name.data();
+    insert(hashedAs(name, 5), scalar(10));
+    std::fill(inPlace, inPlace + name.size(), QLatin1Char('x'));
+    const QString before = "Main.counter";
+    EXPECT_EQ(found(hashedAs(name, 5)), -1);
+    EXPECT_EQ(found(hashedAs(before, 5)), 10);
+}
+
+TEST_F(AnswerStoreTest, KeepsNamesOfEveryLengthUpToItsLimit) {
+    for (int length : {0, 1, 2, 3, 4, 7, 8, 9, 100, 254, 255}) {
+        insert(QString(length, 'n'), scalar(length));
+    }
+    for (int length : {0, 1, 2, 3, 4, 7, 8, 9, 100, 254, 255}) {
+        EXPECT_EQ(found(QString(length, 'n')), length);
+    }
+    const std::size_t held = store_.bytes();
+    for (int length : {256, 257, 4096, 65536 + 255, 1000000}) {
+        insert(QString(length, 'n'), scalar(length));
+        EXPECT_EQ(found(QString(length, 'n')), -1);
+    }
+    EXPECT_EQ(store_.bytes(), held);
+    EXPECT_EQ(found(QString(255, 'n')), 255);
+}
+
+TEST_F(AnswerStoreTest, KeepsWhatItKnowsWhileItGrows) {
+    for (int i = 0; i < 10000; ++i) {
+        insert(nameOf(i), scalar(i));
+        insert(nameOf(i), scalar(-7));  // is known
+    }
+    for (int i = 0; i < 10000; ++i) {
+        ASSERT_EQ(found(nameOf(i)), i);
+    }
+}
+
+TEST_F(AnswerStoreTest, HoldsLittleForAFewNames) {
+    for (int i = 0; i < 100; ++i) {
+        insert(nameOf(i), scalar(i));
+    }
+    EXPECT_LE(store_.bytes(), 34U * 1024);
+    for (int i = 100; i < 10000; ++i) {
+        insert(nameOf(i), scalar(i));
+    }
+    EXPECT_LE(store_.bytes(), 66U * 10000 + 34 * 1024) << "56 bytes and a slot and a half";
+}
+
+TEST_F(AnswerStoreTest, KnowsNothingOnceCleared) {
+    insert("Main.counter", scalar(10));
+    seats_.leave(seat_);
+    ASSERT_TRUE(seats_.takeAll());
+    store_.clear();
+    seats_.leaveAll();
+    seat_ = seats_.take();
+    EXPECT_EQ(store_.bytes(), 0U);
+    EXPECT_EQ(found("Main.counter"), -1);
+    insert("Main.counter", scalar(20));
+    EXPECT_EQ(found("Main.counter"), 20);
+}
+
+TEST_F(AnswerStoreTest, HoldsAHundredThousandOrdinaryNames) {
+    for (int i = 0; i < 100000; ++i) {
+        insert(nameOf(i, 40), scalar(i));
+    }
+    for (int i = 0; i < 100000; ++i) {
+        ASSERT_EQ(found(nameOf(i, 40)), i);
+    }
+    EXPECT_LE(store_.bytes(), kMostBytes);
+}
+
+TEST_F(AnswerStoreTest, NeverHoldsMoreThanItsBound) {
+    struct {
+        int length;
+        int names;
+    } const rows[] = {{6, 370000}, {255, 40000}, {30, 150000}};  // the shortest and the longest: most slots, fewest
+    for (const auto& row : rows) {
+        std::size_t most = 0;
+        for (int i = 0; i < row.names; ++i) {
+            insert(nameOf(i, row.length), scalar(i));
+            most = i % 100 == 0 ? std::max(most, store_.bytes()) : most;
+        }
+        EXPECT_LE(most, kMostBytes) << row.length;
+        EXPECT_GE(most, 11U * 1024 * 1024) << row.length << ": it was filled";
+        EXPECT_EQ(found(nameOf(row.names - 1, row.length)), row.names - 1);
+    }
+}
+
+// One screen is looked at again and again while many others are looked at once. The long names fill the store soon: some
+// 21,000 fit.
+TEST_F(AnswerStoreTest, LetsGoOfWhatWasNotAskedForAndKeepsTheRest) {
+    for (int i = 0; i < 70000; ++i) {
+        insert(nameOf(i, 255), scalar(i));
+        if (i >= 100) {
+            ASSERT_EQ(found(nameOf(i % 100, 255)), i % 100) << "when " << i << " was inserted";
+        }
+    }
+    EXPECT_EQ(found(nameOf(5000, 255)), -1) << "not asked for";
+    EXPECT_EQ(found(nameOf(69999, 255)), 69999);
+}
+
+TEST_F(AnswerStoreTest, MakesRoomAlsoWhenEverythingWasAskedFor) {
+    int kept = 0;
+    for (int i = 0; i < 70000; ++i) {
+        insert(nameOf(i, 255), scalar(i));
+        kept += found(nameOf(i, 255)) == i ? 1 : 0;
+    }
+    EXPECT_GE(kept, 70000 - 70000 / 62) << "62 fit into a page; one may be skipped for each that is emptied";
+    EXPECT_LE(store_.bytes(), kMostBytes);
+}
+
+TEST_F(AnswerStoreTest, AnswersRightWhateverComesAndGoes) {
+    std::mt19937 random(1);
+    int right = 0;
+    for (int i = 0; i < 150000; ++i) {
+        const int number = static_cast<int>(random() % 50000);
+        const QString name = nameOf(number, 155 + number % 100);
+        const qint32 address = found(name);
+        ASSERT_TRUE(address == number || address == -1) << number;
+        right += address == number ? 1 : 0;
+        if (address == -1) {
+            insert(name, scalar(number));
+        }
+    }
+    EXPECT_GT(right, 50000);
+    EXPECT_LE(store_.bytes(), kMostBytes);
+}
+
+// Who sits may still look at what was given up: it is not used again before.
+TEST_F(AnswerStoreTest, InsertsNothingWhileAReaderMayLookAtWhatWasGivenUp) {
+    for (int i = 0; i < 12; ++i) {
+        insert(nameOf(i), scalar(i));
+    }
+    const int reader = seats_.take();
+    insert(nameOf(12), scalar(12));  // the table of 16 slots grows
+    EXPECT_EQ(found(nameOf(12)), 12);
+    const std::size_t held = store_.bytes();
+    insert(nameOf(13), scalar(13));
+    EXPECT_EQ(found(nameOf(13)), -1);
+    EXPECT_EQ(store_.bytes(), held) << "the old table is still there";
+    EXPECT_EQ(found(nameOf(3)), 3);
+
+    seats_.leave(reader);
+    const int another = seats_.take();  // came afterwards
+    insert(nameOf(13), scalar(13));
+    EXPECT_EQ(found(nameOf(13)), -1) << "the seat was not seen empty";
+    seats_.leave(another);
+    insert(nameOf(13), scalar(13));
+    EXPECT_EQ(found(nameOf(13)), 13);
+    EXPECT_EQ(store_.bytes(), held - 16 * 4);
+}
+
+// More names than fit, so that answers come and go all the time: readers see the right answer or none.
+TEST_F(AnswerStoreTest, ReadersSeeTheRightAnswerOrNoneWhileOthersInsert) {
+    std::atomic<bool> done(false);
+    std::atomic<int> wrong(0);
+    std::atomic<int> right(0);
+    std::vector<std::thread> readers;
+    seats_.leave(seat_);
+    for (unsigned t = 0; t < 3; ++t) {
+        readers.emplace_back([&, t] {
+            std::mt19937 random(t);
+            while (!done) {
+                const int seat = seats_.take();
+                const int number = static_cast<int>(random() % 30000);
+                const qint32 address = found(nameOf(number, 255));
+                wrong += address == number || address == -1 ? 0 : 1;
+                right += address == number ? 1 : 0;
+                seats_.leave(seat);
+            }
+        });
+    }
+    for (int i = 0; i < 60000; ++i) {
+        seat_ = seats_.take();
+        insert(nameOf(i % 30000, 255), scalar(i % 30000));
+        seats_.leave(seat_);
+    }
+    done = true;
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+    seat_ = seats_.take();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(right, 0);
+}
+
+TEST(ReaderSeatsTest, GivesEachReaderASeatOfItsOwnUntilAllAreTaken) {
+    ReaderSeats seats;
+    std::vector<int> taken;
+    for (int i = 0; i < 16; ++i) {
+        taken.push_back(seats.take());
+    }
+    EXPECT_EQ(seats.take(), -1);
+    std::vector<int> sorted = taken;
+    std::sort(sorted.begin(), sorted.end());
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_EQ(sorted[static_cast<std::size_t>(i)], i);
+    }
+    seats.leave(7);
+    EXPECT_EQ(seats.take(), 7);
+}
+
+TEST(ReaderSeatsTest, TakesAllOrNone) {
+    ReaderSeats seats;
+    const int one = seats.take();
+    EXPECT_FALSE(seats.takeAll());
+    EXPECT_EQ(seats.takenAmong(0xFFFF), 1U << one);
+    seats.leave(one);
+    ASSERT_TRUE(seats.takeAll());
+    EXPECT_EQ(seats.take(), -1);
+    EXPECT_FALSE(seats.takeAll());
+    seats.leaveAll();
+    EXPECT_EQ(seats.takenAmong(0xFFFF), 0U);
+}
+
+TEST(ReaderSeatsTest, TellsWhichOfTheSeatsAskedForAreTaken) {
+    ReaderSeats seats;
+    const int first = seats.take();
+    const int second = seats.take();
+    EXPECT_EQ(seats.takenAmong(ReaderSeats::allBut(first)), 1U << second);
+    EXPECT_EQ(seats.takenAmong(1U << first), 1U << first);
+    EXPECT_EQ(seats.takenAmong(0), 0U);
+}
+
+}  // namespace
+}  // namespace ac500::test
