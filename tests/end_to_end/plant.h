@@ -158,7 +158,7 @@ protected:
         EXPECT_EQ(stepOf(serial), host::OrderStep::Succeeded) << text << ": " << failureOf(serial);
     }
 
-    std::string inPlc(int area, std::uint64_t offset, std::uint64_t size) const {
+    std::string inPlc(int area, std::int64_t offset, std::int64_t size) const {
         return hex(plc.read({area, offset, size}));
     }
 

@@ -26,7 +26,7 @@ TEST(BitLayout, OnlyBitsOfBitVariablesAreBitWrites) {
     struct Row {
         const char* situation;
         int area;
-        std::uint64_t offset;
+        std::int64_t address;
         bool bit;
     };
     const Row rows[] = {
@@ -36,7 +36,7 @@ TEST(BitLayout, OnlyBitsOfBitVariablesAreBitWrites) {
         {"same number, other area", 1, 17, false}, {"unknown area", 2, 17, false},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(layout.isBitWrite(row.area, row.offset), row.bit) << row.situation;
+        EXPECT_EQ(layout.isBitWrite(row.area, row.address), row.bit) << row.situation;
     }
 }
 

@@ -81,7 +81,7 @@ TEST(FaultRule, ArgumentsByTheKeyOfTheirKind) {
 
 TEST(FaultRule, ServicesByName) {
     EXPECT_EQ(parsed("silence:service=hello").service, Service::Hello);
-    EXPECT_EQ(parsed("silence:service=symbols").service, Service::SymbolFile);
+    EXPECT_EQ(parsed("silence:service=symbols").service, Service::Symbols);
     EXPECT_EQ(parsed("silence:service=read").service, Service::Read);
     EXPECT_EQ(parsed("silence:service=write").service, Service::Write);
 }

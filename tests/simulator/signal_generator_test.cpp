@@ -92,7 +92,7 @@ class SignalGeneratorTest : public testing::Test {
 protected:
     SignalGeneratorTest() { memory_.addArea(1, 16); }
 
-    std::string word(std::uint64_t offset) const { return hex(memory_.read({1, offset, 2})); }
+    std::string word(std::int64_t address) const { return hex(memory_.read({1, address, 2})); }
 
     PlcMemory memory_;
 };

@@ -6,13 +6,14 @@
 #include <string>
 
 #include "tests/support/wire.h"
-#include "tools/simulator/wire.h"
 #include "tools/symbol_file/symbol_file.h"
+#include "tools/wire/frame.h"
 
 namespace ac500::sim {
 
 using test::byteString;
 using test::hex;
+using wire::Bytes;
 
 // The two handshake requests, as every client sends them.
 inline Bytes helloRequest() {

@@ -68,7 +68,7 @@ private:
     std::optional<Service> service() {
         const std::optional<Service> choices[] = {std::nullopt,   std::nullopt,   std::nullopt,
                                                   Service::Read,  Service::Read,  Service::Write,
-                                                  Service::Write, Service::Hello, Service::SymbolFile};
+                                                  Service::Write, Service::Hello, Service::Symbols};
         return choices[between(0, static_cast<int>(std::size(choices)) - 1)];
     }
 

@@ -152,7 +152,7 @@ protected:
         return !PLC_driver.writeList.isEmpty() || !PLC_driver.onceReadList.isEmpty() || !PLC_driver.frameList.isEmpty();
     }
 
-    std::string inPlc(int area, std::uint64_t offset, std::uint64_t size) const {
+    std::string inPlc(int area, std::int64_t offset, std::int64_t size) const {
         return hex(plc.memory().read({area, offset, size}));
     }
 

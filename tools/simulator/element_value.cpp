@@ -13,6 +13,9 @@ namespace ac500::sim {
 
 namespace {
 
+using wire::bigEndian;
+using wire::fromBigEndian;
+
 constexpr std::size_t kStringBytes = 81;  // 80 characters and a terminator
 
 enum class Family { Boolean, Signed, Unsigned, Float, Double, Text };
@@ -50,23 +53,6 @@ Family familyOf(TypeCode code) {
 
 std::size_t widthOf(TypeCode code) {
     return static_cast<std::size_t>(typeTraits(code)->widthBytes);
-}
-
-Bytes bigEndian(std::uint64_t value, std::size_t width) {
-    Bytes bytes(width, '\0');
-    for (std::size_t i = width; i > 0; --i) {
-        bytes[i - 1] = static_cast<char>(value & 0xFF);
-        value >>= 8;
-    }
-    return bytes;
-}
-
-std::uint64_t fromBigEndian(const Bytes& bytes) {
-    std::uint64_t value = 0;
-    for (const char byte : bytes) {
-        value = (value << 8) | static_cast<std::uint8_t>(byte);
-    }
-    return value;
 }
 
 // 2^exponent, exactly.
@@ -176,14 +162,13 @@ bool isSingleBit(const Element& element) {
 }
 
 // A bit of a variable: which byte holds it, counted from the variable's least significant end, and its mask there.
-std::uint64_t byteOfBit(const Element& element) {
-    const std::uint64_t fromTheEnd = static_cast<std::uint64_t>(element.bit / 8) + 1;
-    return static_cast<std::uint64_t>(element.address) + widthOf(element.code) - fromTheEnd;
+std::int64_t byteOfBit(const Element& element) {
+    return element.address + typeTraits(element.code)->widthBytes - (element.bit / 8 + 1);
 }
 
 bool readBit(const PlcMemory& memory, const Element& element) {
     if (element.code == TypeCode::Bit) {
-        return memory.bit(element.area, static_cast<std::uint64_t>(element.address));
+        return memory.bit(element.area, element.address);
     }
     const Bytes byte = memory.read({element.area, byteOfBit(element), 1});
     return ((static_cast<std::uint8_t>(byte[0]) >> (element.bit % 8)) & 1) != 0;
@@ -191,7 +176,7 @@ bool readBit(const PlcMemory& memory, const Element& element) {
 
 void writeBit(PlcMemory& memory, const Element& element, bool value) {
     if (element.code == TypeCode::Bit) {
-        memory.setBit(element.area, static_cast<std::uint64_t>(element.address), value);
+        memory.setBit(element.area, element.address, value);
         return;
     }
     Bytes byte = memory.read({element.area, byteOfBit(element), 1});
@@ -202,7 +187,7 @@ void writeBit(PlcMemory& memory, const Element& element, bool value) {
 }
 
 void writeBytes(PlcMemory& memory, const Element& element, const Bytes& bytes) {
-    memory.write(element.area, static_cast<std::uint64_t>(element.address), bytes);
+    memory.write(element.area, element.address, bytes);
 }
 
 bool parseBool(const std::string& text, bool* value) {
@@ -278,12 +263,11 @@ bool parseValue(TypeCode code, const std::string& text, Bytes* bytes) {
 
 }  // namespace
 
-ByteRange rangeOf(const Element& element) {
-    const std::uint64_t address = static_cast<std::uint64_t>(element.address);
+ByteRun runOf(const Element& element) {
     if (element.code == TypeCode::Bit) {
-        return PlcMemory::wordOfBit(element.area, address);
+        return PlcMemory::wordOfBit(element.area, element.address);
     }
-    return {element.area, address, widthOf(element.code)};
+    return {element.area, element.address, typeTraits(element.code)->widthBytes};
 }
 
 void writeNumber(PlcMemory& memory, const Element& element, double number) {
@@ -298,7 +282,7 @@ double readNumber(const PlcMemory& memory, const Element& element) {
     if (isSingleBit(element)) {
         return readBit(memory, element) ? 1 : 0;
     }
-    return decode(element.code, memory.read(rangeOf(element)));
+    return decode(element.code, memory.read(runOf(element)));
 }
 
 bool writeText(PlcMemory& memory, const Element& element, const std::string& text) {
@@ -320,7 +304,7 @@ bool writeText(PlcMemory& memory, const Element& element, const std::string& tex
 
 void copyValue(PlcMemory& memory, const Element& source, const Element& target) {
     if (source.code == target.code && !isSingleBit(source) && !isSingleBit(target)) {
-        writeBytes(memory, target, memory.read(rangeOf(source)));
+        writeBytes(memory, target, memory.read(runOf(source)));
     } else {
         writeNumber(memory, target, readNumber(memory, source));
     }

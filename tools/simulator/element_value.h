@@ -14,9 +14,9 @@
 namespace ac500::sim {
 
 // The bytes that the element occupies; for a bit (type Bit): its word.
-ByteRange rangeOf(const Element& element);
+ByteRun runOf(const Element& element);
 
-// All REQUIRE: memory.contains(rangeOf(element)).
+// All REQUIRE: memory.contains(runOf(element)).
 
 void writeNumber(PlcMemory& memory, const Element& element, double number);
 

@@ -3,14 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "protocol/bytes.h"
-
 namespace ac500::sim {
 
 namespace {
-
-constexpr std::size_t kLengthOffset = 2;
-constexpr std::size_t kStatusOffset = kEnvelopeBytes;
 
 Delivery oneStep(DeliveryStep step) {
     Delivery delivery;
@@ -36,13 +31,13 @@ Delivery truncated(std::size_t bytes, const Bytes& reply) {
 
 // The low 16 bits of the length move and wrap; the upper half is left alone, as clients do not look at it.
 Delivery wrongLength(int difference, Bytes reply) {
-    char* low = &reply[kLengthOffset + 2];
-    putU16(low, static_cast<quint16>(getU16(low) + difference));
+    char* low = &reply[wire::kLowLengthAt];
+    wire::putU16(low, static_cast<std::uint16_t>(wire::getU16(low) + difference));
     return oneStep({0, std::move(reply), After::Nothing});
 }
 
 Delivery wrongStatus(int status, Bytes reply) {
-    putU16(&reply[kStatusOffset], static_cast<quint16>(status));
+    wire::putU16(&reply[wire::kStatusAt], static_cast<std::uint16_t>(status));
     return oneStep({0, std::move(reply), After::Nothing});
 }
 

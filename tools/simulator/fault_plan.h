@@ -8,6 +8,7 @@
 
 #include "tools/simulator/fault_rule.h"
 #include "tools/simulator/random.h"
+#include "tools/simulator/reply_frame.h"
 
 namespace ac500::sim {
 

@@ -31,8 +31,6 @@ const FaultTraits kFaults[] = {
      "new session bytes, all connections closed, memory kept, no reply"},
 };
 
-constexpr Service kServices[] = {Service::Hello, Service::SymbolFile, Service::Read, Service::Write};
-
 std::string kindNames() {
     std::string names;
     for (const FaultTraits& traits : kFaults) {
@@ -77,13 +75,9 @@ std::string setRate(const std::string& text, FaultRule* rule) {
 }
 
 std::string setService(const std::string& text, FaultRule* rule) {
-    for (const Service service : kServices) {
-        if (text == serviceName(static_cast<std::uint8_t>(service))) {
-            rule->service = service;
-            return std::string();
-        }
-    }
-    return fmt::format("service must be hello, symbols, read or write, not \"{}\"", text);
+    rule->service = wire::serviceNamed(text);
+    return rule->service ? std::string()
+                         : fmt::format("service must be hello, symbols, read or write, not \"{}\"", text);
 }
 
 std::string setTrigger(const std::string& key, const std::string& text, FaultRule* rule) {

@@ -8,9 +8,11 @@
 #include <optional>
 #include <string>
 
-#include "tools/simulator/wire.h"
+#include "tools/wire/frame.h"
 
 namespace ac500::sim {
+
+using wire::Service;
 
 // The numbers are those of Sim.fault_kind.
 enum class FaultKind : std::uint16_t {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "protocol/bytes.h"
 #include "tools/simulator/reserved_variables.h"
 
 namespace ac500::sim {
@@ -46,10 +45,10 @@ SessionBytes nextSession(Random& random, const SessionBytes& old) {
 }
 
 std::uint64_t* counterOf(Counters& counters, std::uint8_t serviceCode) {
-    switch (static_cast<Service>(serviceCode)) {
+    switch (Service{serviceCode}) {
         case Service::Hello:
             return &counters.hello;
-        case Service::SymbolFile:
+        case Service::Symbols:
             return &counters.symbols;
         case Service::Read:
             return &counters.reads;
@@ -60,7 +59,7 @@ std::uint64_t* counterOf(Counters& counters, std::uint8_t serviceCode) {
 }
 
 std::uint8_t serviceCodeOf(const Bytes& request) {
-    return request.size() > kEnvelopeBytes ? byteAt(request.data(), kEnvelopeBytes) : 0;
+    return request.size() > wire::kServiceAt ? wire::byteAt(request.data(), wire::kServiceAt) : 0;
 }
 
 }  // namespace
@@ -103,7 +102,7 @@ Exchange PlcModel::serve(const Bytes& request) {
     exchange.items = reply.items;
     exchange.replyBytes = reply.bytes.size();
     if (reply.status == Status::Good && !reply.armed) {
-        exchange.fault = faults_.next(static_cast<Service>(exchange.serviceCode));
+        exchange.fault = faults_.next(Service{exchange.serviceCode});
     }
     if (reply.armed) {
         faults_.arm(*reply.armed);
@@ -189,7 +188,7 @@ bool PlcModel::locate(const SymbolFile& file, const std::string& tag, int line, 
         problems_.push_back(problemAt(line, where, "no variable " + tag + ": " + error));
         return false;
     }
-    if (!memory_.contains(rangeOf(*element))) {
+    if (!memory_.contains(runOf(*element))) {
         problems_.push_back(problemAt(line, where, tag + " lies outside its memory area; make the area larger"));
         return false;
     }
@@ -208,13 +207,13 @@ void PlcModel::addWarnings(const std::vector<Leaf>& leaves, const BitLayout& bit
 void PlcModel::publish() {
     Bytes block(reserved::kAreaBytes - reserved::kFirstReadOnly, '\0');
     const auto at = [&block](std::uint32_t offset) { return &block[offset - reserved::kFirstReadOnly]; };
-    putU16(at(reserved::kFaultsLeft), static_cast<quint16>(faults_.armedLeft()));
-    putU32(at(reserved::kFaultsDone), static_cast<quint32>(counters_.faults));
-    putU32(at(reserved::kBootCount), identity_.bootCount);
-    putU32(at(reserved::kRequests), static_cast<quint32>(counters_.requests()));
-    putU32(at(reserved::kRefused), static_cast<quint32>(counters_.refused));
-    putU32(at(reserved::kConnections), static_cast<quint32>(counters_.connections));
-    putU32(at(reserved::kUptimeMs), static_cast<quint32>(nowMs_));
+    wire::putU16(at(reserved::kFaultsLeft), static_cast<std::uint16_t>(faults_.armedLeft()));
+    wire::putU32(at(reserved::kFaultsDone), static_cast<std::uint32_t>(counters_.faults));
+    wire::putU32(at(reserved::kBootCount), identity_.bootCount);
+    wire::putU32(at(reserved::kRequests), static_cast<std::uint32_t>(counters_.requests()));
+    wire::putU32(at(reserved::kRefused), static_cast<std::uint32_t>(counters_.refused));
+    wire::putU32(at(reserved::kConnections), static_cast<std::uint32_t>(counters_.connections));
+    wire::putU32(at(reserved::kUptimeMs), static_cast<std::uint32_t>(nowMs_));
     memory_.write(kReservedArea, reserved::kFirstReadOnly, block);
 }
 

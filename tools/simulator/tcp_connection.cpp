@@ -15,15 +15,18 @@ namespace {
 constexpr qint64 kReadBufferBytes = 64 * 1024;
 constexpr int kRequestsPerTurn = 16;  // then it is the other clients' turn
 
-bool isData(std::uint8_t serviceCode) {
-    return serviceCode == static_cast<std::uint8_t>(Service::Read) ||
-           serviceCode == static_cast<std::uint8_t>(Service::Write);
+std::string serviceNameOf(const Exchange& exchange) {
+    return wire::serviceName(Service{exchange.serviceCode});
+}
+
+bool isData(const Exchange& exchange) {
+    const Service service{exchange.serviceCode};
+    return service == Service::Read || service == Service::Write;
 }
 
 std::string describe(const Exchange& exchange) {
-    const std::string name = serviceName(exchange.serviceCode);
-    const std::string items = isData(exchange.serviceCode) ? fmt::format(" of {} item(s)", exchange.items) : "";
-    return fmt::format("{}{}, reply of {} bytes", name, items, exchange.replyBytes);
+    const std::string items = isData(exchange) ? fmt::format(" of {} item(s)", exchange.items) : "";
+    return fmt::format("{}{}, reply of {} bytes", serviceNameOf(exchange), items, exchange.replyBytes);
 }
 
 std::string describeRefusal(const Exchange& exchange) {
@@ -265,7 +268,7 @@ void TcpConnection::tell(const Exchange& exchange) const {
     }
     server_.tell(EventLevel::Detail, fmt::format("client {}: {}", number_, describe(exchange)));
     if (exchange.fault.kind != FaultKind::None) {
-        note("fault " + describe(exchange.fault) + " on a reply to " + serviceName(exchange.serviceCode));
+        note("fault " + describe(exchange.fault) + " on a reply to " + serviceNameOf(exchange));
     }
 }
 

@@ -11,6 +11,7 @@
 #include <QtCore/QTimer>
 #include <QtNetwork/QTcpSocket>
 
+#include "tools/simulator/frame_splitter.h"
 #include "tools/simulator/tcp_server.h"
 
 namespace ac500::sim {
