@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <charconv>
 
-#include "tools/host/near_names.h"
+#include "tools/text/near_names.h"
+#include "tools/text/text.h"
 
 namespace ac500::host {
 
@@ -219,7 +220,7 @@ std::string TagTable::suggestions(const std::string& text) const {
         names.push_back(leaf.tag);
     }
     std::string list;
-    for (const std::string& name : nearNames(withoutIndices(text), names, 3)) {
+    for (const std::string& name : text::nearNames(withoutIndices(text), names, 3)) {
         list += (list.empty() ? "" : ", ") + name;
     }
     return list.empty() ? "; \"tags\" lists what there is" : "; near names: " + list;
@@ -235,7 +236,8 @@ bool matchesPattern(const std::string& pattern, const std::string& text) {
         if (p < pattern.size() && pattern[p] == '*') {
             star = p++;
             retry = t;
-        } else if (p < pattern.size() && (pattern[p] == '?' || folded(pattern[p]) == folded(text[t]))) {
+        } else if (p < pattern.size() &&
+                   (pattern[p] == '?' || text::lowerCase(pattern[p]) == text::lowerCase(text[t]))) {
             ++p;
             ++t;
         } else if (star != std::string::npos) {

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "tools/host/latin1.h"
+#include "tools/text/text.h"
 
 namespace ac500::host {
 
@@ -71,14 +72,8 @@ std::vector<std::string> splitList(const std::string& text) {
     return parts;
 }
 
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); });
-    return text;
-}
-
 std::optional<HostValue> parseBoolean(const std::string& text, std::string* error) {
-    const std::string word = lowerCase(text);
+    const std::string word = text::lowerCase(text);
     if (word == "true" || word == "1") {
         return true;
     }

@@ -10,6 +10,8 @@
 
 #include <fmt/format.h>
 
+#include "tools/text/text.h"
+
 namespace ac500::sim {
 
 namespace {
@@ -114,20 +116,9 @@ struct KeyValue {
     std::string value;
 };
 
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::size_t begin = 0;
-    for (std::size_t end = text.find(separator); end != std::string::npos; end = text.find(separator, begin)) {
-        parts.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    parts.push_back(text.substr(begin));
-    return parts;
-}
-
 std::string parseSettings(const FaultTraits& traits, const std::string& settings, FaultRule* rule) {
     std::set<std::string> seen;
-    for (const std::string& setting : split(settings, ',')) {
+    for (const std::string& setting : text::split(settings, ',')) {
         const std::size_t equals = setting.find('=');
         if (equals == std::string::npos) {
             return fmt::format("\"{}\" is no key=value", setting);

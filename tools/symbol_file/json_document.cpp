@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/symbol_file/limits.h"
+#include "tools/text/text.h"
 
 namespace ac500 {
 namespace {
@@ -137,7 +138,7 @@ std::string reasonIn(const std::string& message) {
     const std::size_t column = message.find("column ");
     const std::size_t start = column == std::string::npos ? std::string::npos : message.find(": ", column);
     const std::string reason = start == std::string::npos ? message : message.substr(start + 2);
-    return withoutControls(reason.substr(0, kMaxReason));
+    return text::withoutControls(reason.substr(0, kMaxReason));
 }
 
 // Builds the document from the parser's events. Every handler answers whether the parser is to go on.
@@ -273,19 +274,6 @@ std::size_t byteOrderMarkBytes(const std::string& text) {
 }
 
 }  // namespace
-
-std::string withoutControls(std::string text) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
-        if (byte < 0x20 || byte == 0x7F) {
-            text[i] = '?';
-        } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {  // U+0080 to U+009F
-            text.replace(i, 2, "?");
-        }
-    }
-    return text;
-}
 
 ParsedJson parseJson(const std::string& text) {
     ParsedJson parsed;

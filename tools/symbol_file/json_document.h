@@ -43,9 +43,6 @@ struct ParsedJson {
     std::vector<Problem> problems;  // at most one: what follows a syntax error cannot be judged
 };
 
-// Puts "?" in place of control characters, which a terminal would obey: text of a file that a message repeats.
-std::string withoutControls(std::string text);
-
 // Parses UTF-8 text, with or without a byte order mark. Nesting and size of the document are bounded (limits.h).
 ParsedJson parseJson(const std::string& text);
 

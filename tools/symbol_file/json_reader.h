@@ -74,9 +74,6 @@ std::string shown(const std::string& text);
 // The same in quotes.
 std::string inQuotes(const std::string& text);
 
-// The candidate that `text` was probably meant to be, or an empty text.
-std::string nearest(const std::string& text, const std::vector<std::string>& candidates);
-
 // ; did you mean "WORD"?  or, without a likely candidate, "; " and the fallback.
 std::string suggestion(const std::string& text, const std::vector<std::string>& candidates,
                        const std::string& fallback);

@@ -10,15 +10,6 @@
 namespace ac500 {
 namespace {
 
-std::string upperCase(std::string text) {
-    for (char& c : text) {
-        if (c >= 'a' && c <= 'z') {
-            c = static_cast<char>(c - 'a' + 'A');
-        }
-    }
-    return text;
-}
-
 void checkFits(const Declaration& member, const StructType& type, ProblemList* problems) {
     if (!member.complete || endByte(member.variable) <= type.sizeBytes) {
         return;
@@ -186,10 +177,8 @@ bool StructureTypes::link(Declaration* declaration, ProblemList* problems) const
     for (const Entry& entry : entries_) {
         known.push_back(entry.name);
     }
-    const std::string asBuiltIn = typeTraits(upperCase(name)) ? upperCase(name) : name;
-    problems->add(declaration->type,
-                  "unknown type " + inQuotes(name) +
-                      suggestion(asBuiltIn, known, "use a built-in type or declare it under \"types\""));
+    problems->add(declaration->type, "unknown type " + inQuotes(name) +
+                                         suggestion(name, known, "use a built-in type or declare it under \"types\""));
     return false;
 }
 
