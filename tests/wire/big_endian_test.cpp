@@ -34,5 +34,11 @@ TEST(BigEndian, BytesOfAnyWidthMakeANumber) {
     EXPECT_EQ(fromBigEndian("\xF1\xE2\xD3\xC4\xB5\xA6\x97\x88"), 0xF1E2D3C4B5A69788U);
 }
 
+TEST(BigEndian, FloatingPointNumbersAreTheirBits) {
+    EXPECT_EQ(bitCast<std::uint32_t>(-1.5F), 0xBFC00000U);
+    EXPECT_EQ(bitCast<float>(std::uint32_t{0x40490FDB}), 3.14159274F);
+    EXPECT_EQ(bitCast<std::uint64_t>(-1.5), 0xBFF8000000000000U);
+}
+
 }  // namespace
 }  // namespace ac500::wire

@@ -12,7 +12,6 @@ namespace ac500::host {
 
 namespace {
 
-constexpr int kStringStride = 81;  // 80 characters and a terminator, whatever the PLC program declared (quirk 21)
 constexpr int kBitsPerWord = 16;
 
 std::optional<int> parseIndex(const std::string& text) {
@@ -78,9 +77,9 @@ std::vector<ByteRun> Tag::byteRuns() const {
     if (!isString(form)) {
         return {{area, address, std::int64_t{elements} * typeTraits(form.code)->widthBytes}};
     }
-    std::vector<ByteRun> runs;
+    std::vector<ByteRun> runs;  // a string has its room whatever the PLC program declared (quirk 21)
     for (int i = 0; i < elements; ++i) {
-        runs.push_back({area, address + std::int64_t{i} * kStringStride, kMaxStringCharacters});
+        runs.push_back({area, address + std::int64_t{i} * kStringBytes, kStringCharacters});
     }
     return runs;
 }

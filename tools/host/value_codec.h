@@ -34,8 +34,6 @@ inline bool operator==(const ValueForm& a, const ValueForm& b) {
 bool isBoolean(ValueForm form);
 bool isString(ValueForm form);
 
-constexpr int kMaxStringCharacters = 80;
-
 // What one element adds to the `count` argument of the driver's functions: 16-bit words for values of 16 bits and more
 // and for strings, elements for all others.
 int countPerElement(ValueForm form);

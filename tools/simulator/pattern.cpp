@@ -78,7 +78,7 @@ std::uint16_t patternPlace(int area, std::int64_t address) {
 Bytes patternBytes(const Element& element, std::uint64_t generation) {
     const std::uint64_t place = patternPlace(element.area, element.address);
     const auto width = static_cast<std::size_t>(typeTraits(element.code)->widthBytes);
-    if (element.code == TypeCode::String || element.code == TypeCode::Cstring) {
+    if (kindOf(element.code) == TypeKind::Text) {
         return textBytes(place, generation, width);
     }
     return wire::bigEndian(numberBits(element.code, place, generation), element.code == TypeCode::Bit ? 1 : width);

@@ -8,7 +8,7 @@
 
 namespace ac500 {
 
-const std::size_t kLeadsNowhere = static_cast<std::size_t>(-1);
+constexpr std::size_t kLeadsNowhere = static_cast<std::size_t>(-1);
 
 // `next[i]` is where i leads to, or kLeadsNowhere. Every circle is listed once, in order, starting with its smallest
 // member.

@@ -9,8 +9,6 @@
 
 namespace ac500 {
 
-const char* const kNameRule = "use letters, digits and underscores, and no digit in front";
-
 namespace {
 
 // Reads one declaration, key by key. A key that is absent or wrong leaves the declaration incomplete.

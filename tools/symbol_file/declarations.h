@@ -43,7 +43,7 @@ std::optional<std::string> readName(const std::optional<JsonNode>& node, Problem
 bool isName(const std::string& text);
 
 // What isName asks for, as a remedy.
-extern const char* const kNameRule;
+constexpr const char* kNameRule = "use letters, digits and underscores, and no digit in front";
 
 }  // namespace ac500
 

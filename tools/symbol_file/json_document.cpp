@@ -124,17 +124,9 @@ private:
     PositionTracker* tracker_;
 };
 
-Problem problemAt(TextPosition position, std::string what) {
-    Problem problem;
-    problem.line = position.line;
-    problem.column = position.column;
-    problem.what = std::move(what);
-    return problem;
-}
-
 // The parser's own message begins with its name and a position of its own; only the rest is of use.
 std::string reasonIn(const std::string& message) {
-    const std::size_t kMaxReason = 300;
+    constexpr std::size_t kMaxReason = 300;
     const std::size_t column = message.find("column ");
     const std::size_t start = column == std::string::npos ? std::string::npos : message.find(": ", column);
     const std::string reason = start == std::string::npos ? message : message.substr(start + 2);
@@ -204,7 +196,7 @@ public:
 
 private:
     bool fail(TextPosition position, std::string what) {
-        target_->problems.push_back(problemAt(position, std::move(what)));
+        target_->problems.push_back({position.line, position.column, "", std::move(what)});
         return false;
     }
 

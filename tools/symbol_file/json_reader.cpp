@@ -195,7 +195,7 @@ std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList
 }
 
 std::string shown(const std::string& text) {
-    const std::size_t kMaxShown = 60;
+    constexpr std::size_t kMaxShown = 60;
     std::size_t end = kMaxShown;
     while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
         ++end;  // whole characters only

@@ -9,7 +9,7 @@
 namespace ac500 {
 namespace {
 
-const int kIndexBase = 10;
+constexpr int kIndexBase = 10;
 
 Label_Type_Info filledRecord(const std::string& name, int type) {
     Label_Type_Info record;

@@ -18,7 +18,7 @@
 namespace ac500 {
 namespace {
 
-const char* const kFormat = "ac500-symbols";
+constexpr const char* kFormat = "ac500-symbols";
 
 // Reads a document part by part: what a later part refers to stands in an earlier one.
 class SymbolFileReader {

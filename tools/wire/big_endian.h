@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 namespace ac500::wire {
@@ -52,6 +53,15 @@ inline std::uint64_t fromBigEndian(const Bytes& bytes) {
         value = (value << 8) | static_cast<std::uint8_t>(byte);
     }
     return value;
+}
+
+// The same bits under another type (std::bit_cast of C++20): floating-point numbers travel as the bits of an integer.
+template <typename To, typename From>
+To bitCast(From from) {
+    static_assert(sizeof(To) == sizeof(From), "as many bits");
+    To to;
+    std::memcpy(&to, &from, sizeof to);
+    return to;
 }
 
 }  // namespace ac500::wire
