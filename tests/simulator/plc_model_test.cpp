@@ -186,9 +186,8 @@ TEST(PlcModel, ARestartFaultHasHappenedWhenServeReturns) {
 
 TEST(PlcModel, TheSameSeedGivesTheSameRun) {
     const auto run = [](std::uint64_t seed) {
-        PlcModel model(smallPlant(), {seed,
-                                      {parseFaultRule("silence:rate=0.2").rule, parseFaultRule("glue:rate=0.3").rule,
-                                       parseFaultRule("restart:every=17").rule}});
+        PlcModel model(smallPlant(),
+                       {seed, {rule("silence:rate=0.2"), rule("glue:rate=0.3"), rule("restart:every=17")}});
         std::string story;
         for (int i = 0; i < 200; ++i) {
             const Exchange exchange = model.serve(symbolsRequest());

@@ -28,12 +28,12 @@ std::string foundByDriver(const std::string& tag) {
 }
 
 std::string foundInFile(const SymbolFile& file, const std::string& tag) {
-    Element element;
     std::string error;
-    if (!findElement(file, tag, &element, &error)) {
+    const std::optional<Element> element = findElement(file, tag, &error);
+    if (!element) {
         return error;
     }
-    return place(static_cast<int>(element.code), element.area, element.address, element.bit);
+    return place(static_cast<int>(element->code), element->area, element->address, element->bit);
 }
 
 std::string rewritten(const std::string& tag, int argument) {

@@ -166,26 +166,26 @@ std::optional<Tag> TagTable::wholeArray(const std::string& text, const Leaf& lea
 }
 
 std::optional<Tag> TagTable::single(const std::string& text, std::string* error) const {
-    Element element;
     std::string reason;
-    if (!findElement(file_, text, &element, &reason)) {
+    const std::optional<Element> element = findElement(file_, text, &reason);
+    if (!element) {
         *error = reason + suggestions(text);
         return std::nullopt;
     }
     Tag tag;
     tag.text = text;
     tag.prefix = text;
-    place(element, &tag);
-    const bool endsWithIndex = text.back() == ']' && element.bit < 0;
+    place(*element, &tag);
+    const bool endsWithIndex = text.back() == ']' && element->bit < 0;
     tag.rowExtent = endsWithIndex ? rowExtentOf(text) : 0;
     return tag;
 }
 
 std::optional<Tag> TagTable::range(const std::string& text, const Range& range, std::string* error) const {
-    Element first;
-    Element last;
     std::string reason;
-    if (!findElement(file_, range.first, &first, &reason) || !findElement(file_, range.last, &last, &reason)) {
+    const std::optional<Element> first = findElement(file_, range.first, &reason);
+    const std::optional<Element> last = first ? findElement(file_, range.last, &reason) : std::nullopt;
+    if (!last) {
         *error = reason + suggestions(text);
         return std::nullopt;
     }
@@ -194,9 +194,9 @@ std::optional<Tag> TagTable::range(const std::string& text, const Range& range, 
     tag.isList = true;
     nameByIndex(range.prefix, range.lower, &tag);
     tag.elements = range.upper - range.lower + 1;
-    place(first, &tag);
+    place(*first, &tag);
     tag.rowExtent = tag.form.isBit ? 0 : rowExtentOf(range.first);
-    if (tag.form.isBit && !samePosition(first, last)) {
+    if (tag.form.isBit && !samePosition(*first, *last)) {
         *error = fmt::format("{}: the bits belong to different variables", text);
         return std::nullopt;
     }

@@ -176,13 +176,14 @@ bool acceptsArgument(const FaultTraits& traits, std::int64_t argument) {
            (traits.argumentKey != nullptr && argument >= traits.smallest && argument <= traits.largest);
 }
 
-ParsedFaultRule parseFaultRule(const std::string& text) {
-    ParsedFaultRule parsed;
-    const std::string error = parseInto(text, &parsed.rule);
-    if (!error.empty()) {
-        parsed.error = fmt::format("fault rule \"{}\": {}", text, error);
+std::optional<FaultRule> parseFaultRule(const std::string& text, std::string* error) {
+    FaultRule rule;
+    const std::string reason = parseInto(text, &rule);
+    if (!reason.empty()) {
+        *error = fmt::format("fault rule \"{}\": {}", text, reason);
+        return std::nullopt;
     }
-    return parsed;
+    return rule;
 }
 
 std::string faultRuleHelp() {

@@ -5,9 +5,11 @@
 #define AC500_TOOLS_SIMULATOR_PLC_MODEL_H
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/simulator/delivery.h"
 #include "tools/simulator/request_server.h"
 #include "tools/simulator/signal_generator.h"
 
@@ -85,12 +87,12 @@ public:
     const Identity& identity() const { return identity_; }
 
 private:
-    Reply count(const Bytes& request);
+    Reply answerAndCount(const Bytes& request);
     void applyInitialValues(const SymbolFile& file);
-    std::vector<SignalGenerator::Wiring> wire(const SymbolFile& file);
-    bool locate(const SymbolFile& file, const std::string& tag, int line, const char* where, Element* element);
+    std::vector<SignalGenerator::ResolvedSignal> resolveSignals(const SymbolFile& file);
+    std::optional<Element> locate(const SymbolFile& file, const std::string& tag, int line, const char* where);
     void addWarnings(const std::vector<Leaf>& leaves, const BitLayout& bits);
-    void publish();
+    void updateReservedVariables();
 
     std::vector<Problem> problems_;
     std::vector<Problem> warnings_;

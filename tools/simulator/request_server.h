@@ -1,5 +1,5 @@
 // RequestServer answers requests out of a memory: it checks a request, reads or writes, and builds the reply. It is the
-// well-behaved half of the simulated PLC; faults come later (fault_plan.h). Knows no sockets, no clock.
+// well-behaved half of the simulated PLC; faults come later (fault_schedule.h). Knows no sockets, no clock.
 //
 // A request is checked as a whole before anything is written: it is carried out completely or refused. Nothing in it is
 // trusted; the longest reply has wire::kMaxPayloadBytes of payload. Not thread-safe.
@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "tools/simulator/bit_layout.h"
-#include "tools/simulator/fault_plan.h"
+#include "tools/simulator/fault_schedule.h"
 #include "tools/simulator/plc_memory.h"
 #include "tools/simulator/reply_frame.h"
 

@@ -66,8 +66,8 @@ void TcpConnection::close() {
     ended();
 }
 
-void TcpConnection::giveWay() {
-    note(lastGoodMs_ ? "has asked nothing for long: makes place for another" : "never asked: makes place for another");
+void TcpConnection::evict() {
+    note(lastGoodMs_ ? "has asked nothing for long: makes room for another" : "never asked: makes room for another");
     close();
 }
 
@@ -80,7 +80,7 @@ void TcpConnection::reset() {
 }
 
 void TcpConnection::takeRequests() {
-    if (state_ == State::Farewell) {
+    if (state_ == State::Draining) {
         socket_->readAll();
     }
     int taken = 0;
@@ -230,7 +230,7 @@ bool TcpConnection::conclude(After after) {
         case After::Nothing:
             return true;
         case After::Close:
-            beginFarewell();
+            beginDraining();
             return false;
         case After::Reset:
             reset();
@@ -244,11 +244,11 @@ bool TcpConnection::conclude(After after) {
 
 // Closing while bytes of the client are unread would send a reset, which can overtake the refusal just sent. So only
 // the own side is closed, and what still comes is thrown away until the client closes too or its time is up.
-void TcpConnection::beginFarewell() {
-    state_ = State::Farewell;
+void TcpConnection::beginDraining() {
+    state_ = State::Draining;
     ::shutdown(static_cast<int>(socket_->socketDescriptor()), SHUT_WR);
     socket_->readAll();
-    QTimer::singleShot(server_.settings_.limits.farewellMs, this, [this] { socket_->abort(); });
+    QTimer::singleShot(server_.settings_.limits.drainMs, this, [this] { socket_->abort(); });
 }
 
 void TcpConnection::ended() {

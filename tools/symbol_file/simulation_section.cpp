@@ -110,16 +110,16 @@ public:
 
     std::optional<Element> find(const std::optional<JsonNode>& node) const {
         const auto tag = readText(node, problems_);
-        Element element;
-        std::string error;
         if (!tag || lookup_ == TagLookup::Impossible) {
             return std::nullopt;
         }
-        if (!findElement(file_, *tag, &element, &error)) {
+        std::string error;
+        const std::optional<Element> element = findElement(file_, *tag, &error);
+        if (!element) {
             problems_->add(*node, error);
             return std::nullopt;
         }
-        if (element.bit < 0) {
+        if (element->bit < 0) {
             return element;
         }
         problems_->add(*node, "names a single bit of a variable; name the whole variable");

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -192,8 +193,9 @@ struct Element {
     int bit = -1;  // 0 = least significant when the tag names a bit of the variable, else -1
 };
 
-// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). False: not found, and `*error` says which component.
-bool findElement(const SymbolFile& file, const std::string& tag, Element* element, std::string* error);
+// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). Nothing on failure; *error then says which component
+// does not exist.
+std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error);
 
 }  // namespace ac500
 

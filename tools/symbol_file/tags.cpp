@@ -271,14 +271,13 @@ std::vector<Leaf> listLeaves(const SymbolFile& file) {
     return leaves;
 }
 
-bool findElement(const SymbolFile& file, const std::string& tag, Element* element, std::string* error) {
+std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error) {
     TagWalk walk(file, tag);
     if (!walk.run()) {
         *error = walk.error();
-        return false;
+        return std::nullopt;
     }
-    *element = walk.element();
-    return true;
+    return walk.element();
 }
 
 }  // namespace ac500
