@@ -20,6 +20,10 @@
 
 namespace ac500 {
 
+using symbol_file::LoadedSymbolFile;
+using symbol_file::parseSymbolFile;
+using symbol_file::Problem;
+using symbol_file::SymbolFile;
 using test::byteString;
 using test::hex;
 

@@ -11,6 +11,7 @@
 
 using namespace ac500;
 using namespace ac500::fuzz;
+using namespace ac500::symbol_file;
 
 namespace {
 

@@ -6,6 +6,9 @@
 #include "tests/simulator/support.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 Leaf leaf(const char* tag, TypeCode code, int area, std::int64_t address, int elements = 0) {

@@ -8,6 +8,9 @@
 #include "tests/simulator/support.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 // One area of 100 bytes; elements at byte 2, so that a wrong address shows.

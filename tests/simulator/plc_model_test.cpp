@@ -7,6 +7,9 @@
 #include "tests/simulator/support.h"
 
 namespace ac500::sim {
+
+using symbol_file::InitialValue;
+
 namespace {
 
 // The end of every request to this model: its session bytes reversed, as a client makes them from the reply.

@@ -7,6 +7,9 @@
 #include "tools/simulator/reserved_variables.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 class RequestServerTest : public testing::Test {

@@ -5,6 +5,10 @@
 #include "tests/simulator/support.h"
 
 namespace ac500::sim {
+
+using symbol_file::Element;
+using symbol_file::TypeCode;
+
 namespace {
 
 TEST(ReservedVariables, AreFoundByNameLikeAnyOther) {

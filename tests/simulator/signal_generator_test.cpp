@@ -9,6 +9,9 @@
 #include "tools/simulator/pattern.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 Signal signal(Signal::Kind kind, double minimum, double maximum, int periodMs, double step = 1) {

@@ -12,6 +12,9 @@
 
 namespace ac500::sim {
 
+using symbol_file::LoadedSymbolFile;
+using symbol_file::parseSymbolFile;
+using symbol_file::SymbolFile;
 using test::byteString;
 using test::hex;
 using wire::Bytes;

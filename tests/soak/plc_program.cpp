@@ -22,6 +22,8 @@
 
 namespace ac500::soak {
 
+using symbol_file::Problem;
+
 namespace {
 
 using sim::Fault;

@@ -8,6 +8,8 @@
 
 namespace ac500::soak {
 
+using symbol_file::TypeCode;
+
 namespace {
 
 constexpr std::size_t kShownCharacters = 80;

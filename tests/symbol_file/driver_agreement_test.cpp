@@ -8,7 +8,7 @@
 #include "tests/symbol_file/sample.h"
 #include "tools/symbol_file/label_records.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 // The same line for both sides: "type 3 at 1:128", with "bit 5" behind it where the tag names one.
@@ -125,4 +125,4 @@ TEST(DriverAgreement, HoldsForTheHighestBitWhenBitsAreRewritten) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -8,7 +8,7 @@
 #include "tests/symbol_file/sample.h"
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 // "INT 1:128 row 4", with " bit 3" behind it where the tag names one.
@@ -188,4 +188,4 @@ TEST(Leaves, CarryCommentsAndBounds) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -5,7 +5,7 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 struct Row {
@@ -85,4 +85,4 @@ TEST(TypeTable, OffersEveryTypeButTheStructureByName) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

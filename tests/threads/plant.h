@@ -17,6 +17,9 @@
 
 namespace ac500::test {
 
+using symbol_file::parseSymbolFile;
+using symbol_file::SymbolFile;
+
 constexpr char kProgram[] = R"({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 4096}, {"number": 2, "bytes": 64}, {"number": 3, "bytes": 64}],

@@ -10,6 +10,10 @@
 
 namespace ac500::host {
 
+using symbol_file::Element;
+using symbol_file::kStringBytes;
+using symbol_file::kStringCharacters;
+
 namespace {
 
 constexpr int kBitsPerWord = 16;

@@ -12,6 +12,10 @@
 
 namespace ac500::host {
 
+using symbol_file::IntegerLimits;
+using symbol_file::kStringCharacters;
+using symbol_file::TypeKind;
+
 namespace {
 
 int widthOf(ValueForm form) {

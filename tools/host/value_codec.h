@@ -17,6 +17,8 @@
 
 namespace ac500::host {
 
+using symbol_file::TypeCode;
+
 // One element. bool for BOOL, BIT and a single bit; integers by sign; strings in UTF-8.
 using HostValue = std::variant<bool, std::int64_t, std::uint64_t, float, double, std::string>;
 using HostValues = std::vector<HostValue>;

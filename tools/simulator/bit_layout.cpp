@@ -5,6 +5,8 @@
 
 namespace ac500::sim {
 
+using symbol_file::TypeCode;
+
 namespace {
 
 template <class Span>

@@ -14,6 +14,8 @@
 
 namespace ac500::sim {
 
+using symbol_file::Leaf;
+
 class BitLayout {
 public:
     BitLayout() = default;

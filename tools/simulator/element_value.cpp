@@ -10,6 +10,12 @@
 
 namespace ac500::sim {
 
+using symbol_file::IntegerLimits;
+using symbol_file::kStringBytes;
+using symbol_file::kStringCharacters;
+using symbol_file::TypeCode;
+using symbol_file::TypeKind;
+
 namespace {
 
 using wire::bigEndian;

@@ -13,6 +13,8 @@
 
 namespace ac500::sim {
 
+using symbol_file::Element;
+
 // The bytes that the element occupies; for a bit (type Bit): its word.
 ByteRun runOf(const Element& element);
 

@@ -19,6 +19,8 @@
 
 namespace ac500::sim {
 
+using symbol_file::SymbolFile;
+
 class EmbeddedSimulator {
 public:
     // The reserved variables are appended to the file. Throws std::runtime_error when the file has problems or no port

@@ -4,6 +4,9 @@
 
 namespace ac500::sim {
 
+using symbol_file::TypeCode;
+using symbol_file::TypeKind;
+
 namespace {
 
 constexpr int kCells = 5;

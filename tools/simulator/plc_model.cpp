@@ -7,6 +7,9 @@
 
 namespace ac500::sim {
 
+using symbol_file::Area;
+using symbol_file::InitialValue;
+
 namespace {
 
 // Streams of one seed, so that more signals do not change the session bytes and so on.

@@ -15,6 +15,11 @@
 
 namespace ac500::sim {
 
+using symbol_file::Element;
+using symbol_file::Leaf;
+using symbol_file::Problem;
+using symbol_file::SymbolFile;
+
 struct PlcSettings {
     std::uint64_t seed = 1;  // of session bytes, random walks and fault rules
     std::vector<FaultRule> faults;

@@ -5,6 +5,11 @@
 
 namespace ac500::sim {
 
+using symbol_file::Area;
+using symbol_file::Scope;
+using symbol_file::TypeCode;
+using symbol_file::Variable;
+
 namespace {
 
 constexpr const char* kAreaName = "simulator";

@@ -25,6 +25,9 @@
 
 namespace ac500::sim {
 
+using symbol_file::Element;
+using symbol_file::Signal;
+
 // The value of every kind that depends on nothing but time; the middle for RandomWalk, 0 for Echo and Pattern.
 double signalValueAt(const Signal& signal, std::int64_t nowMs);
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 constexpr std::size_t kLeadsNowhere = static_cast<std::size_t>(-1);
 
@@ -34,6 +34,6 @@ inline std::vector<std::vector<std::size_t>> findCircles(const std::vector<std::
     return circles;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

@@ -7,7 +7,7 @@
 #include "tools/symbol_file/layout.h"
 #include "tools/symbol_file/limits.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 namespace {
 
@@ -229,4 +229,4 @@ std::optional<std::string> readName(const std::optional<JsonNode>& node, Problem
     return std::nullopt;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -10,7 +10,7 @@
 #include "tools/symbol_file/limits.h"
 #include "tools/text/text.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 struct TokenStart {
@@ -277,4 +277,4 @@ ParsedJson parseJson(const std::string& text) {
     return parsed;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -9,7 +9,7 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 // A place in a text, both from 1; columns count characters, not bytes.
 struct TextPosition {
@@ -46,6 +46,6 @@ struct ParsedJson {
 // Parses UTF-8 text, with or without a byte order mark. Nesting and size of the document are bounded (limits.h).
 ParsedJson parseJson(const std::string& text);
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

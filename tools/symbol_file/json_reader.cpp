@@ -8,7 +8,7 @@
 #include "tools/text/near_names.h"
 #include "tools/text/text.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 const char* kindName(JsonValue::Kind kind) {
@@ -213,4 +213,4 @@ std::string suggestion(const std::string& text, const std::vector<std::string>& 
     return near.empty() ? "; " + fallback : "; did you mean " + inQuotes(near.front()) + "?";
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -11,7 +11,7 @@
 #include "tools/symbol_file/json_document.h"
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 // A value of the document and the way to it: "scopes[0].variables[3].type". The document outlives its nodes.
 struct JsonNode {
@@ -78,6 +78,6 @@ std::string inQuotes(const std::string& text);
 std::string suggestion(const std::string& text, const std::vector<std::string>& candidates,
                        const std::string& fallback);
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

@@ -6,7 +6,7 @@
 
 #include "core/codes.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 constexpr int kIndexBase = 10;
@@ -116,4 +116,4 @@ QList<Label_Type_Info> labelRecords(const SymbolFile& file) {
     return records;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

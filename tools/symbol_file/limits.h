@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 constexpr std::size_t kMaxFileBytes = 64u * 1024 * 1024;
 constexpr int kMaxJsonNesting = 64;
@@ -27,6 +27,6 @@ constexpr std::int64_t kMaxLeaves = 1000000;
 constexpr std::size_t kMaxSimulationEntries = 10000;        // signals, and initial values
 constexpr std::int64_t kMaxPeriodMs = 24 * 60 * 60 * 1000;  // a day
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

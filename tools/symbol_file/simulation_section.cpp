@@ -11,7 +11,7 @@
 #include "tools/symbol_file/circles.h"
 #include "tools/symbol_file/limits.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 struct SignalKind {
@@ -449,4 +449,4 @@ void readSimulation(const std::optional<JsonNode>& section, TagLookup lookup, Sy
     readInitialValues(object, tags, file, problems);
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -7,7 +7,7 @@
 #include "tools/symbol_file/layout.h"
 #include "tools/symbol_file/limits.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 void checkFits(const Declaration& member, const StructType& type, ProblemList* problems) {
@@ -199,4 +199,4 @@ std::vector<std::shared_ptr<const StructType>> StructureTypes::all() const {
     return types;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -15,7 +15,7 @@
 #include "tools/symbol_file/simulation_section.h"
 #include "tools/symbol_file/structure_types.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 constexpr const char* kFormat = "ac500-symbols";
@@ -206,4 +206,4 @@ LoadedSymbolFile parseSymbolFile(const std::string& text) {
     return SymbolFileReader(parsed.root).read();
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 // Type codes of the driver's interface (docs/host-interface.md). Codes 19 and 20 do not exist, 12 is a structure.
 enum class TypeCode : std::uint8_t {
@@ -197,6 +197,6 @@ struct Element {
 // does not exist.
 std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error);
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

@@ -7,7 +7,7 @@
 #include "tools/symbol_file/symbol_file.h"
 #include "tools/text/text.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 std::string bounds(const ArrayDimension& dimension) {
@@ -280,4 +280,4 @@ std::optional<Element> findElement(const SymbolFile& file, const std::string& ta
     return walk.element();
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

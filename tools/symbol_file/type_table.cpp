@@ -3,7 +3,7 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 constexpr TypeTraits kTypes[] = {
@@ -68,4 +68,4 @@ IntegerLimits integerLimits(TypeCode code) {
     return {-static_cast<std::int64_t>(largest) - 1, largest};
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
