@@ -2,13 +2,13 @@
 
 #include "bench/workload.h"
 #include "core/host_interface.h"
-#include "protocol/bytes.h"
+#include "tools/wire/frame.h"
 
 namespace ac500::bench {
 
 namespace {
 
-enum { kItemCountAt = 8, kHandshakeFrames = 2 };
+constexpr int kHandshakeFrames = 2;
 
 }  // namespace
 
@@ -17,7 +17,7 @@ RequestSource driverSource() {
 }
 
 int itemCount(const QByteArray& request) {
-    return static_cast<int>(getU32(request.constData() + kItemCountAt));
+    return static_cast<int>(wire::getU32(request.constData() + wire::kItemCountAt));
 }
 
 void openSession(const Exchange& exchange) {

@@ -7,7 +7,7 @@
 #include <QtCore/QStringList>
 
 #include "bench/driver_setup.h"
-#include "protocol/bytes.h"
+#include "tools/wire/frame.h"
 
 namespace ac500::bench {
 
@@ -28,11 +28,9 @@ bool startsBefore(const RW_VAR& a, const RW_VAR& b) {
     return a.offset < b.offset;
 }
 
-// Offsets in frames.
-enum { kHeaderBytes = 12, kItemBytes = 10, kSessionBytes = 4, kEnvelopeBytes = 6, kReplyItemsAt = 12 };
-
 bool isComplete(const QByteArray& reply) {
-    return reply.size() >= kEnvelopeBytes && reply.size() == kEnvelopeBytes + getU16(reply.constData() + 4);
+    return reply.size() >= wire::kEnvelopeBytes &&
+           reply.size() == wire::kEnvelopeBytes + wire::getU16(reply.constData() + wire::kLowLengthAt);
 }
 
 }  // namespace
@@ -165,17 +163,17 @@ Protocol* CycleFloor::nextRequest() {
         batch_[batchCount_] = readList_.at(batchCount_);
     }
 
-    QByteArray frame(kHeaderBytes + batchCount_ * kItemBytes + kSessionBytes, '\0');
+    QByteArray frame(wire::kItemsAt + batchCount_ * wire::kItemHeadBytes + wire::kSessionBytes, '\0');
     char* next = frame.data();
-    putU16(next, 0xBBBB);
-    putU16(next + 4, static_cast<quint16>(frame.size() - kEnvelopeBytes));
-    next[6] = 0x2E;
-    putU32(next + 8, static_cast<quint32>(batchCount_));
-    next += kHeaderBytes;
-    for (int i = 0; i < batchCount_; ++i, next += kItemBytes) {
-        putU16(next, static_cast<quint16>(batch_[i].area));
-        putU32(next + 2, static_cast<quint32>(batch_[i].offset));
-        putU32(next + 6, static_cast<quint32>(batch_[i].size));
+    wire::putU16(next, wire::kMagic);
+    wire::putU16(next + wire::kLowLengthAt, static_cast<quint16>(frame.size() - wire::kEnvelopeBytes));
+    next[wire::kServiceAt] = static_cast<char>(wire::Service::Read);
+    wire::putU32(next + wire::kItemCountAt, static_cast<quint32>(batchCount_));
+    next += wire::kItemsAt;
+    for (int i = 0; i < batchCount_; ++i, next += wire::kItemHeadBytes) {
+        wire::putU16(next, static_cast<quint16>(batch_[i].area));
+        wire::putU32(next + 2, static_cast<quint32>(batch_[i].offset));
+        wire::putU32(next + 6, static_cast<quint32>(batch_[i].size));
     }
     std::memcpy(next, sessionBytes_, sizeof sessionBytes_);
 
@@ -183,7 +181,7 @@ Protocol* CycleFloor::nextRequest() {
     request.frame = frame;
     request.frameLength = frame.size();
     request.replyLength = -1;
-    request.replyDataOffset = kReplyItemsAt;
+    request.replyDataOffset = wire::kReadReplyHeadBytes;
     request.var = batch_[0];
     frames_.append(request);
     return &frames_.first();
@@ -199,7 +197,8 @@ int CycleFloor::takeReply(QByteArray* reply, int received) {
         head.replyLength = reply->size();
         return 1;
     }
-    if (!isComplete(*reply) || received != head.replyLength || getU16(reply->constData() + kEnvelopeBytes) != 0) {
+    if (!isComplete(*reply) || received != head.replyLength ||
+        wire::getU16(reply->constData() + wire::kStatusAt) != 0) {
         return 0;
     }
     {

@@ -83,7 +83,9 @@ public:
     const QHash<quint64, char>& image() const { return image_; }
 
 private:
-    enum { kCapacity = 100, kMostEntries = 79, kByteBudget = 800 };
+    static constexpr int kCapacity = 100;
+    static constexpr int kMostEntries = 79;
+    static constexpr int kByteBudget = 800;
 
     QMutex listMutex_;
     QMutex imageMutex_;

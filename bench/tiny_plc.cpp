@@ -1,22 +1,15 @@
 #include "bench/tiny_plc.h"
 
 #include "bench/corpus.h"
-#include "protocol/bytes.h"
+#include "tools/wire/frame.h"
 
 namespace ac500::bench {
 
 namespace {
 
-enum { kEnvelopeBytes = 6, kServiceAt = 6, kItemCountAt = 8, kItemsAt = 12, kItemBytes = 10 };
-enum { kHelloService = 0x01, kSymbolsService = 0x31, kReadService = 0x2E };
-enum { kHelloReplyBytes = 206, kSymbolsReplyBytes = 36, kSessionBytesAt = 24 };
+using wire::Service;
 
 constexpr char kLeadByte = '\xFF';
-
-void putEnvelope(std::string& reply) {
-    putU16(&reply[0], 0xBBBB);
-    putU32(&reply[2], static_cast<quint32>(reply.size() - kEnvelopeBytes));
-}
 
 }  // namespace
 
@@ -27,48 +20,51 @@ TinyPlc::TinyPlc(int areaBytes) {
 }
 
 int TinyPlc::requestBytes(const char* buffer, int size) {
-    if (size < kEnvelopeBytes) {
+    if (size < wire::kEnvelopeBytes) {
         return 0;
     }
-    const int whole = kEnvelopeBytes + getU16(buffer + 4);
+    const int whole = wire::kEnvelopeBytes + wire::getU16(buffer + wire::kLowLengthAt);
     return size < whole ? 0 : whole;
 }
 
 const std::string& TinyPlc::answer(const char* request, int size) {
     reply_.clear();
-    switch (size > kServiceAt ? request[kServiceAt] : 0) {
-        case kHelloService:
-            reply_.assign(kHelloReplyBytes, '\0');
+    if (size <= wire::kServiceAt) {
+        return reply_;
+    }
+    switch (Service{wire::byteAt(request, wire::kServiceAt)}) {
+        case Service::Hello:
+            reply_.assign(wire::kHelloReplyBytes, '\0');
             break;
-        case kSymbolsService:
-            reply_.assign(kSymbolsReplyBytes, '\0');
-            putU32(&reply_[kSessionBytesAt], 0x11223344);
+        case Service::Symbols:
+            reply_.assign(wire::kSymbolsReplyBytes, '\0');
+            wire::putU32(&reply_[wire::kSessionAt], 0x11223344);
             break;
-        case kReadService:
+        case Service::Read:
             answerRead(request, size);
             break;
-        default:
-            return reply_;
+        case Service::Write:
+            break;
     }
     if (!reply_.empty()) {
-        putEnvelope(reply_);
+        wire::putEnvelope(reply_);
     }
     return reply_;
 }
 
 void TinyPlc::answerRead(const char* request, int size) {
-    reply_.assign(kItemsAt, '\0');
-    const quint32 items = getU32(request + kItemCountAt);
-    const char* item = request + kItemsAt;
-    for (quint32 i = 0; i < items && item + kItemBytes <= request + size; ++i, item += kItemBytes) {
-        const std::size_t start = getU32(item + 2);
-        const std::size_t bytes = getU32(item + 6);
-        if (getU16(item) != kArea || start + bytes > memory_.size()) {
+    reply_.assign(wire::kReadReplyHeadBytes, '\0');
+    const std::uint32_t items = wire::getU32(request + wire::kItemCountAt);
+    const char* item = request + wire::kItemsAt;
+    for (std::uint32_t i = 0; i < items && item + wire::kItemHeadBytes <= request + size; ++i) {
+        const wire::ByteRun run = wire::getItemHead(item);
+        item += wire::kItemHeadBytes;
+        if (run.area != kArea || run.address + run.size > static_cast<std::int64_t>(memory_.size())) {
             reply_.clear();
             return;
         }
         reply_.push_back(kLeadByte);
-        reply_.append(memory_.data() + start, bytes);
+        reply_.append(memory_.data() + run.address, static_cast<std::size_t>(run.size));
     }
 }
 

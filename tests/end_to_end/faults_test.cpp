@@ -54,7 +54,7 @@ protected:
     // A fault of the handshake needs one: the link is broken until all were met.
     void meetFaults(std::uint64_t faults) {
         const bool inHandshake =
-            GetParam().service == sim::Service::Hello || GetParam().service == sim::Service::SymbolFile;
+            GetParam().service == sim::Service::Hello || GetParam().service == sim::Service::Symbols;
         EXPECT_TRUE(eventually([&] {
             expectNoWrongValue();
             const bool isMet = plc.counters().faults >= faults;
@@ -102,7 +102,7 @@ TEST_P(FaultsTest, LosesNoWriteWithoutAReport) {
         const std::int32_t serial = serials[static_cast<std::size_t>(i - 1)];
         EXPECT_TRUE(eventually([&] { return hasEnded(serial); })) << i;
         if (stepOf(serial) == host::OrderStep::Succeeded) {
-            EXPECT_EQ(plc.read({2, static_cast<std::uint64_t>(2 * i - 2), 2}),
+            EXPECT_EQ(plc.read({2, 2 * i - 2, 2}),
                       std::string({static_cast<char>(i >> 8), static_cast<char>(i & 0xFF)}));
         } else {
             EXPECT_NE(failureOf(serial), "");
@@ -117,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Meeting{"SilenceAtReads", {sim::FaultKind::Silence, 0}, sim::Service::Read},
                     Meeting{"SilenceAtWrites", {sim::FaultKind::Silence, 0}, sim::Service::Write},
                     Meeting{"SilenceAtTheFirstHandshakeFrame", {sim::FaultKind::Silence, 0}, sim::Service::Hello},
-                    Meeting{"SilenceAtTheSecondHandshakeFrame", {sim::FaultKind::Silence, 0}, sim::Service::SymbolFile},
+                    Meeting{"SilenceAtTheSecondHandshakeFrame", {sim::FaultKind::Silence, 0}, sim::Service::Symbols},
                     Meeting{"LateReads", {sim::FaultKind::Late, test::paced(300)}, sim::Service::Read},
                     Meeting{"LateWrites", {sim::FaultKind::Late, test::paced(300)}, sim::Service::Write},
                     Meeting{"TruncatedReads", {sim::FaultKind::Truncate, 0}, sim::Service::Read},
@@ -131,13 +131,13 @@ INSTANTIATE_TEST_SUITE_P(
                     Meeting{"StatusAtWrites", {sim::FaultKind::Status, 3}, sim::Service::Write},
                     Meeting{"FragmentsOfReads", {sim::FaultKind::Fragments, 0}, sim::Service::Read},
                     Meeting{"FragmentsOfWrites", {sim::FaultKind::Fragments, 0}, sim::Service::Write},
-                    Meeting{"FragmentsOfTheHandshake", {sim::FaultKind::Fragments, 0}, sim::Service::SymbolFile},
+                    Meeting{"FragmentsOfTheHandshake", {sim::FaultKind::Fragments, 0}, sim::Service::Symbols},
                     Meeting{"GluedReads", {sim::FaultKind::Glue, 2}, sim::Service::Read},
                     Meeting{"GluedWrites", {sim::FaultKind::Glue, 3}, sim::Service::Write},
                     Meeting{"GluedHandshake", {sim::FaultKind::Glue, 2}, sim::Service::Hello},
                     Meeting{"ResetAtReads", {sim::FaultKind::Reset, 0}, sim::Service::Read},
                     Meeting{"ResetAtWrites", {sim::FaultKind::Reset, 0}, sim::Service::Write},
-                    Meeting{"ResetAtTheHandshake", {sim::FaultKind::Reset, 0}, sim::Service::SymbolFile},
+                    Meeting{"ResetAtTheHandshake", {sim::FaultKind::Reset, 0}, sim::Service::Symbols},
                     Meeting{"RestartAtReads", {sim::FaultKind::Restart, 0}, sim::Service::Read},
                     Meeting{"RestartAtWrites", {sim::FaultKind::Restart, 0}, sim::Service::Write}),
     nameOf);

@@ -7,6 +7,11 @@
 #include "tests/end_to_end/plant.h"
 
 namespace ac500 {
+
+using symbol_file::Area;
+using symbol_file::TypeCode;
+using symbol_file::Variable;
+
 namespace {
 
 class LinkTest : public PlantTest {};

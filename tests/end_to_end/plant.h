@@ -20,6 +20,10 @@
 
 namespace ac500 {
 
+using symbol_file::LoadedSymbolFile;
+using symbol_file::parseSymbolFile;
+using symbol_file::Problem;
+using symbol_file::SymbolFile;
 using test::byteString;
 using test::hex;
 
@@ -158,7 +162,7 @@ protected:
         EXPECT_EQ(stepOf(serial), host::OrderStep::Succeeded) << text << ": " << failureOf(serial);
     }
 
-    std::string inPlc(int area, std::uint64_t offset, std::uint64_t size) const {
+    std::string inPlc(int area, std::int64_t offset, std::int64_t size) const {
         return hex(plc.read({area, offset, size}));
     }
 

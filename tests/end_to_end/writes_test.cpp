@@ -22,8 +22,7 @@ protected:
             std::count_if(serials.begin(), serials.end(), [&](std::int32_t serial) { return stepOf(serial) == step; }));
     }
     bool isInPlc(int i) const {
-        return plc.read({2, static_cast<std::uint64_t>(2 * i - 2), 2}) ==
-               std::string({static_cast<char>(i >> 8), static_cast<char>(i & 0xFF)});
+        return plc.read({2, 2 * i - 2, 2}) == std::string({static_cast<char>(i >> 8), static_cast<char>(i & 0xFF)});
     }
 };
 

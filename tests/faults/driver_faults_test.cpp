@@ -13,6 +13,9 @@
 
 namespace ac500::test {
 
+using symbol_file::parseSymbolFile;
+using symbol_file::SymbolFile;
+
 void PrintTo(const DriverRow& row, std::ostream* out) {
     *out << nameOf(row.state) << "_" << nameOf(row.fault);
 }

@@ -99,7 +99,7 @@ sim::Service serviceOf(State state) {
         return sim::Service::Hello;
     }
     if (state == State::BeforeSymbols || state == State::RetryingSymbols) {
-        return sim::Service::SymbolFile;
+        return sim::Service::Symbols;
     }
     return isWrite(state) ? sim::Service::Write : sim::Service::Read;
 }
@@ -217,7 +217,7 @@ protected:
 
     std::string order(const char* value) const { return isWrite(GetParam().state) ? write(value) : readOnce(); }
 
-    std::string inPlc(std::uint64_t offset) const { return hex(plc.read({1, offset, 2})); }
+    std::string inPlc(std::int64_t offset) const { return hex(plc.read({1, offset, 2})); }
 
     std::string shown(const char* text) const {
         const host::TagValue value = session->value(tag(text));

@@ -5,6 +5,9 @@
 
 namespace ac500::fuzz {
 
+using symbol_file::LoadedSymbolFile;
+using symbol_file::parseSymbolFile;
+
 namespace {
 
 constexpr char kProgram[] = R"({

@@ -9,6 +9,8 @@
 
 namespace ac500::fuzz {
 
+using symbol_file::SymbolFile;
+
 // Areas 1 (2048 bytes), 2 (256) and 3 (16, BIT variables alone). No signals: nothing changes by itself.
 const SymbolFile& plant();
 

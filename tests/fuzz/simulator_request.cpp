@@ -5,6 +5,7 @@
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/plant.h"
+#include "tools/simulator/frame_splitter.h"
 #include "tools/simulator/plc_model.h"
 #include "tools/simulator/reserved_variables.h"
 
@@ -17,23 +18,23 @@ namespace {
 constexpr int kSessionFlag = 0x40;
 constexpr int kMostRequests = 40;
 
-constexpr ByteRange kMemory[] = {{1, 0, 2048}, {2, 0, 256}, {3, 0, 16}};
+constexpr ByteRun kMemory[] = {{1, 0, 2048}, {2, 0, 256}, {3, 0, 16}};
 // The part of the reserved area that clients write.
-constexpr ByteRange kCommand = {kReservedArea, 0, reserved::kFirstReadOnly};
+constexpr ByteRun kCommand = {kReservedArea, 0, reserved::kFirstReadOnly};
 
 Bytes wholeMemory(const PlcModel& model) {
     Bytes all = model.memory().read(kCommand);
-    for (const ByteRange& range : kMemory) {
-        all += model.memory().read(range);
+    for (const ByteRun& run : kMemory) {
+        all += model.memory().read(run);
     }
     return all;
 }
 
 void withSession(const PlcModel& model, Bytes& request) {
-    const std::size_t at = request.size() < kSessionBytes ? 0 : request.size() - kSessionBytes;
+    const std::size_t at = request.size() < wire::kSessionBytes ? 0 : request.size() - wire::kSessionBytes;
     if (request.compare(at, Bytes::npos, "SSSS") == 0) {
         const SessionBytes& session = model.identity().session;
-        request.replace(at, kSessionBytes, Bytes(session.rbegin(), session.rend()));
+        request.replace(at, wire::kSessionBytes, Bytes(session.rbegin(), session.rend()));
     }
 }
 
@@ -42,22 +43,22 @@ bool isNamed(Status status) {
 }
 
 void checkReply(const Bytes& reply) {
-    FUZZ_CHECK(reply.size() >= kShortReplyBytes && reply.size() <= kEnvelopeBytes + kMaxPayloadBytes);
+    FUZZ_CHECK(reply.size() >= wire::kShortReplyBytes && reply.size() <= wire::kEnvelopeBytes + wire::kMaxPayloadBytes);
     FUZZ_CHECK(getU16(reply.data()) == 0xBBBB);
-    FUZZ_CHECK(getU32(reply.data() + 2) == reply.size() - kEnvelopeBytes);
-    const Status status = static_cast<Status>(getU16(reply.data() + kEnvelopeBytes));
+    FUZZ_CHECK(getU32(reply.data() + 2) == reply.size() - wire::kEnvelopeBytes);
+    const Status status = static_cast<Status>(getU16(reply.data() + wire::kEnvelopeBytes));
     FUZZ_CHECK(isNamed(status));
-    FUZZ_CHECK(status == Status::Good || reply.size() == kShortReplyBytes);
+    FUZZ_CHECK(status == Status::Good || reply.size() == wire::kShortReplyBytes);
 }
 
 // The bytes of a good read, item by item.
 void checkReadReply(const PlcModel& model, const Bytes& request, const Bytes& reply) {
     std::size_t at = 12;
-    for (std::size_t item = 12; item + 10 <= request.size() - kSessionBytes; item += 10) {
-        const ByteRange range{getU16(&request[item]), getU32(&request[item + 2]), getU32(&request[item + 6])};
-        FUZZ_CHECK(model.memory().contains(range));
-        FUZZ_CHECK(reply.compare(at + 1, static_cast<std::size_t>(range.size), model.memory().read(range)) == 0);
-        at += 1 + static_cast<std::size_t>(range.size);
+    for (std::size_t item = 12; item + 10 <= request.size() - wire::kSessionBytes; item += 10) {
+        const ByteRun run{getU16(&request[item]), getU32(&request[item + 2]), getU32(&request[item + 6])};
+        FUZZ_CHECK(model.memory().contains(run));
+        FUZZ_CHECK(reply.compare(at + 1, static_cast<std::size_t>(run.size), model.memory().read(run)) == 0);
+        at += 1 + static_cast<std::size_t>(run.size);
     }
     FUZZ_CHECK(at == reply.size());
 }
@@ -65,15 +66,15 @@ void checkReadReply(const PlcModel& model, const Bytes& request, const Bytes& re
 // What was written last stands in the memory; bits go elsewhere.
 void checkLastWritten(const PlcModel& model, const Bytes& request) {
     std::size_t at = 12;
-    ByteRange last;
+    ByteRun last;
     std::size_t dataAt = 0;
-    while (at + 10 <= request.size() - kSessionBytes) {
+    while (at + 10 <= request.size() - wire::kSessionBytes) {
         last = {getU16(&request[at]), getU32(&request[at + 2]), getU32(&request[at + 6])};
         dataAt = at + 10;
         at = dataAt + static_cast<std::size_t>(last.size);
     }
-    FUZZ_CHECK(at == request.size() - kSessionBytes);
-    FUZZ_CHECK(last.area != kReservedArea || last.offset + last.size <= reserved::kFirstReadOnly);
+    FUZZ_CHECK(at == request.size() - wire::kSessionBytes);
+    FUZZ_CHECK(last.area != kReservedArea || last.address + last.size <= reserved::kFirstReadOnly);
     if (dataAt != 0 && last.area != 3) {
         FUZZ_CHECK(model.memory().read(last) == request.substr(dataAt, static_cast<std::size_t>(last.size)));
     }
@@ -82,8 +83,8 @@ void checkLastWritten(const PlcModel& model, const Bytes& request) {
 // Waits only for a request that may still come: the right magic, a length that is allowed, and bytes missing.
 void checkWaiting(const Bytes& pending) {
     FUZZ_CHECK(pending.compare(0, 2, Bytes("\xBB\xBB").substr(0, pending.size())) == 0);
-    FUZZ_CHECK(pending.size() < kEnvelopeBytes || getU32(&pending[2]) <= kMaxPayloadBytes);
-    FUZZ_CHECK(pending.size() < kEnvelopeBytes || pending.size() < kEnvelopeBytes + getU32(&pending[2]));
+    FUZZ_CHECK(pending.size() < wire::kEnvelopeBytes || getU32(&pending[2]) <= wire::kMaxPayloadBytes);
+    FUZZ_CHECK(pending.size() < wire::kEnvelopeBytes || pending.size() < wire::kEnvelopeBytes + getU32(&pending[2]));
 }
 
 // An answer without faults first, then one with: the second never harms the memory more than the first.
@@ -93,8 +94,8 @@ void serve(PlcModel& model, const Bytes& request) {
     const Bytes reply = model.answer(request);
     checkReply(reply);
     FUZZ_CHECK(model.counters().requests() == counters.requests() + 1);
-    const bool good = getU16(reply.data() + kEnvelopeBytes) == 0;
-    const int service = byteAt(request.data(), kEnvelopeBytes);
+    const bool good = getU16(reply.data() + wire::kEnvelopeBytes) == 0;
+    const int service = byteAt(request.data(), wire::kEnvelopeBytes);
     const bool writes = service == static_cast<int>(Service::Write);
     FUZZ_CHECK(model.counters().refused == counters.refused + (good ? 0 : 1));
     FUZZ_CHECK((good && writes) || wholeMemory(model) == before);

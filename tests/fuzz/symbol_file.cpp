@@ -11,6 +11,7 @@
 
 using namespace ac500;
 using namespace ac500::fuzz;
+using namespace ac500::symbol_file;
 
 namespace {
 
@@ -82,10 +83,10 @@ void checkAgreement(const SymbolFile& file) {
     PassVarName_2(&records);
     for (const Leaf& leaf : listLeaves(file)) {
         const std::string tag = firstElementOf(leaf);
-        Element element;
         std::string error;
-        FUZZ_CHECK(findElement(file, tag, &element, &error));
-        FUZZ_CHECK(element.address == leaf.address && element.area == leaf.area && element.code == leaf.code);
+        const std::optional<Element> element = findElement(file, tag, &error);
+        FUZZ_CHECK(element);
+        FUZZ_CHECK(element->address == leaf.address && element->area == leaf.area && element->code == leaf.code);
         ControlInformationM info = ControlInformationM();
         FUZZ_CHECK(get_label_address_info(QString::fromStdString(tag), info) == 0);
         FUZZ_CHECK(info.address == leaf.address && info.area == leaf.area);

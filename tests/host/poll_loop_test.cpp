@@ -16,7 +16,7 @@ using testing::SizeIs;
 class Listener : public LoopListener {
 public:
     void replyAccepted(const RequestFrame& request, const QByteArray&) override {
-        story.push_back(std::string("accepted ") + serviceName(request.service));
+        story.push_back(std::string("accepted ") + wire::serviceName(request.service));
     }
     void variableReported(const VariableReport& report) override {
         story.push_back("reported " + std::to_string(report.id.hostId) + "/" + std::to_string(report.id.hostSubId) +
@@ -53,9 +53,9 @@ protected:
 
     static QByteArray goodReply(const QByteArray& frame) {
         switch (parseRequest(frame).service) {
-            case Service::OpenSession:
+            case Service::Hello:
                 return openSessionReply();
-            case Service::SymbolFile:
+            case Service::Symbols:
                 return symbolFileReply();
             case Service::Read:
                 return readReply();
@@ -232,8 +232,7 @@ TEST_F(PollLoopTest, AnotherMagicEndsTheConnectionWithoutWaitingForMore) {
     const Time before = clock_.now();
     stepUntil([this] { return loop_->state() == LoopState::GivingUp; });
     EXPECT_LT(clock_.now() - before, Milliseconds(100));
-    EXPECT_THAT(listener_.firstFailure(),
-                HasSubstr("handshake: open session request: the reply begins with 4854 instead"));
+    EXPECT_THAT(listener_.firstFailure(), HasSubstr("handshake: hello request: the reply begins with 4854 instead"));
 }
 
 TEST_F(PollLoopTest, ATrickleDoesNotRenewTheTimeOfARequest) {
@@ -338,7 +337,7 @@ TEST_F(PollLoopTest, AnUnansweredFirstFrameCountsAsOneFailureAndIsOfferedAgain) 
     }
     stepUntil([this] { return listener_.abandoned.size() == 1; });
     EXPECT_EQ(transport_.connections, 3);
-    EXPECT_THAT(listener_.firstFailure(), HasSubstr("handshake: open session request: no reply within 2000 ms"));
+    EXPECT_THAT(listener_.firstFailure(), HasSubstr("handshake: hello request: no reply within 2000 ms"));
 }
 
 TEST_F(PollLoopTest, ARejectedHandshakeEndsTheConnectionAndSaysWhatWasExpected) {

@@ -46,7 +46,7 @@ TEST(ReplyVerdict, AWriteReplyMayHaveAnyLengthFromTheStatusWordOn) {
 }
 
 TEST(ReplyVerdict, HandshakeRepliesAreLeftToTheDriver) {
-    const RequestFrame handshake{Service::OpenSession, {}, -1};
+    const RequestFrame handshake{Service::Hello, {}, -1};
     EXPECT_EQ(judgeReply(handshake, bytes("BBBB 00000002 FFFF")).verdict, Verdict::Good);
     EXPECT_EQ(judgeReply(handshake, bytes("BBBB 00000000")).verdict, Verdict::Good);
 }

@@ -37,13 +37,13 @@ TEST(RequestFrame, WriteRequestYieldsItsItemsAndSkipsTheirData) {
 
 TEST(RequestFrame, HandshakeFramesAreKnownAndHaveNoItems) {
     const RequestFrame first = parseRequest(bytes(test::kFirstHandshakeRequest));
-    EXPECT_EQ(first.service, Service::OpenSession);
+    EXPECT_EQ(first.service, Service::Hello);
     EXPECT_TRUE(first.items.empty());
     EXPECT_EQ(first.expectedReplyBytes, -1);
-    EXPECT_TRUE(isHandshake(first.service));
+    EXPECT_TRUE(wire::isHandshake(first.service));
     const RequestFrame second = parseRequest(bytes(test::kSecondHandshakeRequest));
-    EXPECT_EQ(second.service, Service::SymbolFile);
-    EXPECT_TRUE(isHandshake(second.service));
+    EXPECT_EQ(second.service, Service::Symbols);
+    EXPECT_TRUE(wire::isHandshake(second.service));
 }
 
 TEST(RequestFrame, AddressesFromTwoToThe31OnStayPositive) {

@@ -4,6 +4,10 @@
 #include <gtest/gtest.h>
 
 namespace ac500::host {
+
+using symbol_file::LoadedSymbolFile;
+using symbol_file::parseSymbolFile;
+
 namespace {
 
 using testing::HasSubstr;

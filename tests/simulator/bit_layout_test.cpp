@@ -6,6 +6,9 @@
 #include "tests/simulator/support.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 Leaf leaf(const char* tag, TypeCode code, int area, std::int64_t address, int elements = 0) {
@@ -26,7 +29,7 @@ TEST(BitLayout, OnlyBitsOfBitVariablesAreBitWrites) {
     struct Row {
         const char* situation;
         int area;
-        std::uint64_t offset;
+        std::int64_t address;
         bool bit;
     };
     const Row rows[] = {
@@ -36,7 +39,7 @@ TEST(BitLayout, OnlyBitsOfBitVariablesAreBitWrites) {
         {"same number, other area", 1, 17, false}, {"unknown area", 2, 17, false},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(layout.isBitWrite(row.area, row.offset), row.bit) << row.situation;
+        EXPECT_EQ(layout.isBitWrite(row.area, row.address), row.bit) << row.situation;
     }
 }
 

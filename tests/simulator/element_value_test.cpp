@@ -8,6 +8,9 @@
 #include "tests/simulator/support.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 // One area of 100 bytes; elements at byte 2, so that a wrong address shows.
@@ -23,7 +26,7 @@ protected:
         return element;
     }
 
-    std::string bytes(std::uint64_t size) const { return hex(memory_.read({1, 2, size})); }
+    std::string bytes(std::int64_t size) const { return hex(memory_.read({1, 2, size})); }
 
     PlcMemory memory_;
 };
@@ -54,7 +57,7 @@ TEST_F(ElementValue, NumbersBecomeBigEndianBytesOfTheirType) {
         {TypeCode::Lreal, -2.5, "C0 04 00 00 00 00 00 00"},
     };
     for (const Row& row : rows) {
-        const std::uint64_t size = static_cast<std::uint64_t>(typeTraits(row.code)->widthBytes);
+        const std::int64_t size = typeTraits(row.code)->widthBytes;
         writeNumber(memory_, element(row.code), row.number);
         EXPECT_EQ(bytes(size), row.bytes) << typeTraits(row.code)->name << " " << row.number;
     }
@@ -80,7 +83,7 @@ TEST_F(ElementValue, IntegersAreRoundedAndLimited) {
         {TypeCode::Real, 1e300, "7F 7F FF FF"},
     };
     for (const Row& row : rows) {
-        const std::uint64_t size = static_cast<std::uint64_t>(typeTraits(row.code)->widthBytes);
+        const std::int64_t size = typeTraits(row.code)->widthBytes;
         writeNumber(memory_, element(row.code), row.number);
         EXPECT_EQ(bytes(size), row.bytes) << typeTraits(row.code)->name << " " << row.number;
     }
@@ -117,8 +120,8 @@ TEST_F(ElementValue, BitVariablesHaveBitAddresses) {
     bit.address = 17;  // the word at bytes 2 and 3, bit 1
     writeNumber(memory_, bit, 1);
     EXPECT_EQ(bytes(2), "00 02");
-    EXPECT_EQ(rangeOf(bit).offset, 2U);
-    EXPECT_EQ(rangeOf(bit).size, 2U);
+    EXPECT_EQ(runOf(bit).address, 2);
+    EXPECT_EQ(runOf(bit).size, 2);
 }
 
 TEST_F(ElementValue, TextsBecomeValues) {
@@ -139,7 +142,7 @@ TEST_F(ElementValue, TextsBecomeValues) {
         {TypeCode::Lreal, "-1e3", "C0 8F 40 00 00 00 00 00"},
     };
     for (const Row& row : rows) {
-        const std::uint64_t size = static_cast<std::uint64_t>(typeTraits(row.code)->widthBytes);
+        const std::int64_t size = typeTraits(row.code)->widthBytes;
         EXPECT_TRUE(writeText(memory_, element(row.code), row.text)) << row.text;
         EXPECT_EQ(bytes(size), row.bytes) << row.text;
     }

@@ -59,7 +59,7 @@ TEST(EmbeddedSimulator, RestartGivesNewSessionBytes) {
 TEST(EmbeddedSimulator, InjectedFaultsHaveTheirCountAndService) {
     EmbeddedSimulator plc(smallPlant());
     RawClient client(plc.port());
-    plc.inject({FaultKind::Status, 0}, 2, Service::SymbolFile);
+    plc.inject({FaultKind::Status, 0}, 2, Service::Symbols);
     const auto statusOf = [](const Bytes& reply) { return hex(reply.substr(6, 2)); };
     EXPECT_EQ(statusOf(client.ask(helloRequest())), "00 00");
     EXPECT_EQ(statusOf(client.ask(symbolsRequest())), "0F 01");

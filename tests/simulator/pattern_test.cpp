@@ -10,6 +10,9 @@
 #include "tests/simulator/support.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 constexpr std::uint64_t kGeneration = 0x1234567;

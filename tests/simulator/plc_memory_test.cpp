@@ -23,10 +23,10 @@ TEST(PlcMemory, KeepsWhatIsWrittenWhereItIsWritten) {
     EXPECT_EQ(hex(memory.read({2, 5, 3})), "00 12 34");
 }
 
-TEST(PlcMemory, RangesEndWithTheArea) {
+TEST(PlcMemory, RunsEndWithTheArea) {
     struct Row {
         const char* situation;
-        ByteRange range;
+        ByteRun run;
         bool contained;
     };
     const Row rows[] = {
@@ -35,13 +35,15 @@ TEST(PlcMemory, RangesEndWithTheArea) {
         {"one byte too many", {2, 7, 2}, false},
         {"nothing at the end", {2, 8, 0}, true},
         {"nothing behind the end", {2, 9, 0}, false},
-        {"sum of offset and size wraps at 32 bits", {2, 0xFFFFFFFF, 1}, false},
+        {"before the area", {2, -1, 2}, false},
+        {"negative size", {2, 1, -1}, false},
+        {"sum of address and size wraps at 32 bits", {2, 0xFFFFFFFF, 1}, false},
         {"huge size", {2, 0, 0xFFFFFFFF}, false},
         {"other area", {1, 0, 1}, false},
     };
     const PlcMemory memory = eightBytesInAreaTwo();
     for (const Row& row : rows) {
-        EXPECT_EQ(memory.contains(row.range), row.contained) << row.situation;
+        EXPECT_EQ(memory.contains(row.run), row.contained) << row.situation;
     }
 }
 

@@ -7,6 +7,9 @@
 #include "tests/simulator/support.h"
 
 namespace ac500::sim {
+
+using symbol_file::InitialValue;
+
 namespace {
 
 // The end of every request to this model: its session bytes reversed, as a client makes them from the reply.
@@ -186,9 +189,8 @@ TEST(PlcModel, ARestartFaultHasHappenedWhenServeReturns) {
 
 TEST(PlcModel, TheSameSeedGivesTheSameRun) {
     const auto run = [](std::uint64_t seed) {
-        PlcModel model(smallPlant(), {seed,
-                                      {parseFaultRule("silence:rate=0.2").rule, parseFaultRule("glue:rate=0.3").rule,
-                                       parseFaultRule("restart:every=17").rule}});
+        PlcModel model(smallPlant(),
+                       {seed, {rule("silence:rate=0.2"), rule("glue:rate=0.3"), rule("restart:every=17")}});
         std::string story;
         for (int i = 0; i < 200; ++i) {
             const Exchange exchange = model.serve(symbolsRequest());

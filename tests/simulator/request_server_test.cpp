@@ -7,6 +7,9 @@
 #include "tools/simulator/reserved_variables.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 class RequestServerTest : public testing::Test {
@@ -22,8 +25,8 @@ protected:
 
     Reply answer(const Bytes& request) { return server_.answer(request, identity_); }
     std::string reply(const std::string& request) { return hex(answer(byteString(request)).bytes); }
-    std::string memoryAt(int area, std::uint64_t offset, std::uint64_t size) const {
-        return hex(memory_.read({area, offset, size}));
+    std::string memoryAt(int area, std::int64_t address, std::int64_t size) const {
+        return hex(memory_.read({area, address, size}));
     }
 
     PlcMemory memory_;

@@ -5,6 +5,10 @@
 #include "tests/simulator/support.h"
 
 namespace ac500::sim {
+
+using symbol_file::Element;
+using symbol_file::TypeCode;
+
 namespace {
 
 TEST(ReservedVariables, AreFoundByNameLikeAnyOther) {
@@ -23,12 +27,12 @@ TEST(ReservedVariables, AreFoundByNameLikeAnyOther) {
     };
     const SymbolFile file = withReservedVariables(smallPlant());
     for (const Row& row : rows) {
-        Element element;
         std::string error;
-        ASSERT_TRUE(findElement(file, row.tag, &element, &error)) << row.tag << ": " << error;
-        EXPECT_EQ(element.code, row.code) << row.tag;
-        EXPECT_EQ(element.area, 9) << row.tag;
-        EXPECT_EQ(element.address, row.address) << row.tag;
+        const std::optional<Element> element = findElement(file, row.tag, &error);
+        ASSERT_TRUE(element) << row.tag << ": " << error;
+        EXPECT_EQ(element->code, row.code) << row.tag;
+        EXPECT_EQ(element->area, 9) << row.tag;
+        EXPECT_EQ(element->address, row.address) << row.tag;
     }
 }
 

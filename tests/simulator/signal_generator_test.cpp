@@ -9,6 +9,9 @@
 #include "tools/simulator/pattern.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 Signal signal(Signal::Kind kind, double minimum, double maximum, int periodMs, double step = 1) {
@@ -92,7 +95,7 @@ class SignalGeneratorTest : public testing::Test {
 protected:
     SignalGeneratorTest() { memory_.addArea(1, 16); }
 
-    std::string word(std::uint64_t offset) const { return hex(memory_.read({1, offset, 2})); }
+    std::string word(std::int64_t address) const { return hex(memory_.read({1, address, 2})); }
 
     PlcMemory memory_;
 };

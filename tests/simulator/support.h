@@ -6,13 +6,18 @@
 #include <string>
 
 #include "tests/support/wire.h"
-#include "tools/simulator/wire.h"
+#include "tools/simulator/fault_rule.h"
 #include "tools/symbol_file/symbol_file.h"
+#include "tools/wire/frame.h"
 
 namespace ac500::sim {
 
+using symbol_file::LoadedSymbolFile;
+using symbol_file::parseSymbolFile;
+using symbol_file::SymbolFile;
 using test::byteString;
 using test::hex;
+using wire::Bytes;
 
 // The two handshake requests, as every client sends them.
 inline Bytes helloRequest() {
@@ -20,6 +25,16 @@ inline Bytes helloRequest() {
 }
 inline Bytes symbolsRequest() {
     return byteString(test::kSecondHandshakeRequest);
+}
+
+// A fault rule that is right; anything else is the test's own mistake.
+inline FaultRule rule(const std::string& text) {
+    std::string error;
+    const std::optional<FaultRule> parsed = parseFaultRule(text, &error);
+    if (!parsed) {
+        throw std::logic_error(error);
+    }
+    return *parsed;
 }
 
 // Reads Main.mode of the small plant below: area 1, offset 8, size 1. `end` is what this connection's requests end with.

@@ -207,7 +207,7 @@ TEST_F(TcpServerTest, AClientProvokesAFaultByWriting) {
 
 // What a client sees of sixty reads when half of the replies get a wrong status: one letter each.
 std::string storyOf(std::uint64_t seed) {
-    EmbeddedSimulator plc(smallPlant(), {seed, {parseFaultRule("status:rate=0.5,service=read").rule}});
+    EmbeddedSimulator plc(smallPlant(), {seed, {rule("status:rate=0.5,service=read")}});
     RawClient client(plc.port());
     const Bytes end = client.handshake();
     std::string story;
@@ -356,7 +356,7 @@ TEST_F(TcpServerTest, RequestsBehindADeliveryWaitInTheClientsOwnBuffer) {
 TEST(TcpServerLimits, PendingLateRepliesAreBounded) {
     TcpSettings settings;
     settings.limits.maxLateReplies = 3;
-    EmbeddedSimulator plc(smallPlant(), {1, {parseFaultRule("late:ms=1000,service=read").rule}}, settings);
+    EmbeddedSimulator plc(smallPlant(), {1, {rule("late:ms=1000,service=read")}}, settings);
     RawClient client(plc.port());
     const Bytes end = client.handshake();
     Bytes requests;

@@ -11,6 +11,9 @@
 #include "tools/simulator/request_server.h"
 
 namespace ac500::sim {
+
+using symbol_file::TypeCode;
+
 namespace {
 
 struct Example {

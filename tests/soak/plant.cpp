@@ -9,6 +9,13 @@
 
 namespace ac500::soak {
 
+using symbol_file::ArrayDimension;
+using symbol_file::Leaf;
+using symbol_file::Signal;
+using symbol_file::StructType;
+using symbol_file::TypeCode;
+using symbol_file::Variable;
+
 namespace {
 
 constexpr int kAreas = 4;    // numbered from 1, for everything but BIT

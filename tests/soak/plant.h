@@ -14,6 +14,9 @@
 
 namespace ac500::soak {
 
+using symbol_file::Area;
+using symbol_file::SymbolFile;
+
 struct PlantTag {
     std::string text;        // as TagTable::find takes it
     bool isWritten = false;  // by the host; else the PLC changes it

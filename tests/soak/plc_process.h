@@ -14,11 +14,11 @@
 #include <string>
 
 #include "tools/simulator/fault_rule.h"
-#include "tools/simulator/wire.h"
+#include "tools/wire/big_endian.h"
 
 namespace ac500::soak {
 
-using AreaBytes = std::map<int, sim::Bytes>;
+using AreaBytes = std::map<int, wire::Bytes>;
 
 struct PlcCounts {
     std::array<std::uint64_t, sim::kFaultKinds> faults{};  // by kind

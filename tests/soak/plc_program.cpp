@@ -22,6 +22,8 @@
 
 namespace ac500::soak {
 
+using symbol_file::Problem;
+
 namespace {
 
 using sim::Fault;
@@ -68,7 +70,7 @@ private:
     std::optional<Service> service() {
         const std::optional<Service> choices[] = {std::nullopt,   std::nullopt,   std::nullopt,
                                                   Service::Read,  Service::Read,  Service::Write,
-                                                  Service::Write, Service::Hello, Service::SymbolFile};
+                                                  Service::Write, Service::Hello, Service::Symbols};
         return choices[between(0, static_cast<int>(std::size(choices)) - 1)];
     }
 

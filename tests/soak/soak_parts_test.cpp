@@ -15,6 +15,10 @@
 #include "tools/simulator/plc_model.h"
 
 namespace ac500::soak {
+
+using symbol_file::parseSymbolFile;
+using symbol_file::TypeCode;
+
 namespace {
 
 using host::Time;

@@ -8,6 +8,8 @@
 
 namespace ac500::soak {
 
+using symbol_file::TypeCode;
+
 namespace {
 
 constexpr std::size_t kShownCharacters = 80;
@@ -138,9 +140,11 @@ TagShape::TagShape(const SymbolFile& file, const host::Tag& tag) : tag_(tag) {
         Cell cell;
         cell.name = tag.elementName(i);
         std::string error;
-        if (!findElement(file, cell.name, &cell.element, &error)) {
+        const std::optional<Element> element = findElement(file, cell.name, &error);
+        if (!element) {
             throw std::logic_error(cell.name + ": " + error);
         }
+        cell.element = *element;
         cell.address = addressOf(cell.element);
         cell.at = bytes_;
         cell.size = widthOf(cell.element);

@@ -16,6 +16,8 @@
 namespace ac500::soak {
 
 using sim::Bytes;
+using symbol_file::Element;
+using symbol_file::SymbolFile;
 
 // One element, or one bit of a variable.
 struct Cell {

@@ -8,7 +8,7 @@
 #include "tests/symbol_file/sample.h"
 #include "tools/symbol_file/label_records.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 // The same line for both sides: "type 3 at 1:128", with "bit 5" behind it where the tag names one.
@@ -28,12 +28,12 @@ std::string foundByDriver(const std::string& tag) {
 }
 
 std::string foundInFile(const SymbolFile& file, const std::string& tag) {
-    Element element;
     std::string error;
-    if (!findElement(file, tag, &element, &error)) {
+    const std::optional<Element> element = findElement(file, tag, &error);
+    if (!element) {
         return error;
     }
-    return place(static_cast<int>(element.code), element.area, element.address, element.bit);
+    return place(static_cast<int>(element->code), element->area, element->address, element->bit);
 }
 
 std::string rewritten(const std::string& tag, int argument) {
@@ -125,4 +125,4 @@ TEST(DriverAgreement, HoldsForTheHighestBitWhenBitsAreRewritten) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -7,7 +7,7 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 using testing::ElementsAre;
@@ -234,4 +234,4 @@ TEST(HostileFile, MayListTooManySignals) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -6,7 +6,7 @@
 #include "tests/symbol_file/sample.h"
 #include "tools/symbol_file/label_records.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 std::string listText(const QList<int>& numbers) {
@@ -145,4 +145,4 @@ TEST(LabelRecords, OfAnEmptyFileAreNone) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -8,7 +8,7 @@
 #include "tests/symbol_file/sample.h"
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 using testing::ElementsAre;
@@ -111,4 +111,4 @@ TEST(LoadedInitialValues, AreTextInOneSpelling) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

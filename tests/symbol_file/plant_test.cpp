@@ -10,7 +10,7 @@
 #include "tests/symbol_file/sample.h"
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 class Plant : public testing::Test {
@@ -139,4 +139,4 @@ TEST_F(Plant, HasNoOverlappingVariables) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

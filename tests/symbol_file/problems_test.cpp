@@ -9,7 +9,7 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 using testing::ElementsAreArray;
@@ -518,4 +518,4 @@ TEST(UnreadableFile, MayBeADeviceWithoutEnd) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

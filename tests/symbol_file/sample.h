@@ -8,7 +8,7 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 // The content of a file under data/, which must be good.
 inline SymbolFile loadGood(const std::string& path) {
@@ -23,6 +23,6 @@ inline SymbolFile sampleFile() {
     return loadGood(AC500_TEST_DATA "/sample.json");
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

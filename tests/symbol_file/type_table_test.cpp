@@ -5,7 +5,7 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 struct Row {
@@ -42,6 +42,35 @@ TEST(TypeTable, FindsEveryTypeByItsName) {
     }
 }
 
+TEST(TypeTable, WholeNumbersEndWhereTheirBitsDo) {
+    struct Limits {
+        TypeCode code;
+        std::int64_t smallest;
+        std::uint64_t largest;
+    };
+    const Limits rows[] = {
+        {TypeCode::Bool, 0, 1},
+        {TypeCode::Bit, 0, 1},
+        {TypeCode::Sint, -128, 127},
+        {TypeCode::Int, -32768, 32767},
+        {TypeCode::Uint, 0, 65535},
+        {TypeCode::Dint, -2147483648LL, 2147483647},
+        {TypeCode::Udint, 0, 4294967295U},
+        {TypeCode::Lint, INT64_MIN, 9223372036854775807U},
+        {TypeCode::Usint, 0, 255},
+        {TypeCode::Byte, 0, 255},
+        {TypeCode::Word, 0, 65535},
+        {TypeCode::Dword, 0, 4294967295U},
+        {TypeCode::Lword, 0, 18446744073709551615U},
+        {TypeCode::Ulint, 0, 18446744073709551615U},
+    };
+    for (const Limits& row : rows) {
+        SCOPED_TRACE(typeTraits(row.code)->name);
+        EXPECT_EQ(integerLimits(row.code).smallest, row.smallest);
+        EXPECT_EQ(integerLimits(row.code).largest, row.largest);
+    }
+}
+
 TEST(TypeTable, KnowsNoOtherSpellingAndNoOtherName) {
     EXPECT_EQ(typeTraits(std::string("int")), nullptr);
     EXPECT_EQ(typeTraits(std::string("INT ")), nullptr);
@@ -56,4 +85,4 @@ TEST(TypeTable, OffersEveryTypeButTheStructureByName) {
 }
 
 }  // namespace
-}  // namespace ac500
+}  // namespace ac500::symbol_file

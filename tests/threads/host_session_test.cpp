@@ -83,7 +83,9 @@ protected:
 
     const SymbolFile file = parseSymbolFile(kProgram).file;
     const host::TagTable table{file};
-    sim::PlcModel plc{file, {1, {sim::parseFaultRule("silence:every=40,count=5").rule}}};  // loop thread
+    std::string faultError;
+    sim::PlcModel plc{file,
+                      {1, {sim::parseFaultRule("silence:every=40,count=5", &faultError).value()}}};  // loop thread
     host::SteadyClock clock;
     host::SessionSettings sessionSettings = quickSettings();
     const host::DriverFunctions driver = linkedDriver();

@@ -17,6 +17,9 @@
 
 namespace ac500::test {
 
+using symbol_file::parseSymbolFile;
+using symbol_file::SymbolFile;
+
 constexpr char kProgram[] = R"({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 4096}, {"number": 2, "bytes": 64}, {"number": 3, "bytes": 64}],
@@ -152,7 +155,7 @@ protected:
         return !PLC_driver.writeList.isEmpty() || !PLC_driver.onceReadList.isEmpty() || !PLC_driver.frameList.isEmpty();
     }
 
-    std::string inPlc(int area, std::uint64_t offset, std::uint64_t size) const {
+    std::string inPlc(int area, std::int64_t offset, std::int64_t size) const {
         return hex(plc.memory().read({area, offset, size}));
     }
 

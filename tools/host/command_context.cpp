@@ -9,6 +9,10 @@
 
 namespace ac500::host {
 
+using symbol_file::LoadedSymbolFile;
+using symbol_file::loadSymbolFile;
+using symbol_file::Problem;
+
 namespace {
 
 std::string describeAll(const std::string& fileName, const std::vector<Problem>& problems) {

@@ -5,19 +5,11 @@
 
 #include <fmt/format.h>
 
+#include "tools/text/text.h"
+
 namespace ac500::host {
 
 namespace {
-
-bool isControl(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7F;
-}
-
-// U+0080 to U+009F in UTF-8: terminals take some of them for the beginning of a command.
-bool isHighControl(const std::string& text, std::size_t at) {
-    return text[at] == '\xC2' && at + 1 < text.size() && (static_cast<unsigned char>(text[at + 1]) & 0xE0) == 0x80;
-}
 
 // Reads one escape behind the backslash at `position` and moves on to its last character.
 bool readEscape(const std::string& text, std::size_t* position, std::string* to) {
@@ -61,13 +53,13 @@ std::string fromLatin1(const QByteArray& bytes) {
 std::string quote(const std::string& text) {
     std::string quoted = "\"";
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool isHigh = isHighControl(text, i);
-        i += isHigh ? 1 : 0;  // the second byte is the character's code
-        const char c = text[i];
-        if (isHigh || isControl(c)) {
-            quoted += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
+        const std::size_t controlBytes = text::controlBytesAt(text, i);
+        if (controlBytes > 0) {
+            i += controlBytes - 1;  // the last byte is the character's code
+            quoted += fmt::format("\\x{:02x}", static_cast<unsigned char>(text[i]));
             continue;
         }
+        const char c = text[i];
         quoted += c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
     }
     return quoted + "\"";

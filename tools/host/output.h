@@ -10,6 +10,8 @@
 
 namespace ac500::host {
 
+using symbol_file::Leaf;
+
 // Keys in the order in which they are set.
 using Json = nlohmann::ordered_json;
 

@@ -19,24 +19,20 @@ constexpr Milliseconds kAtOnce{0};
 // A driver that gives up nothing in so many turns never will.
 constexpr int kMostTurnsToGiveUp = 10000;
 
-// Smallest handshake replies that the driver takes, envelope included.
-constexpr int kOpenSessionReplyBytes = 206;
-constexpr int kSymbolFileReplyBytes = 36;
-
 Milliseconds roundUp(Time time) {
     return std::chrono::ceil<Milliseconds>(std::max(time, Time(0)));
 }
 
 FailureKind kindOfFailure(Service service) {
-    return isHandshake(service) ? FailureKind::Handshake : FailureKind::Request;
+    return wire::isHandshake(service) ? FailureKind::Handshake : FailureKind::Request;
 }
 
 std::string describe(const RequestFrame& request) {
-    if (isHandshake(request.service) || request.items.empty()) {
-        return fmt::format("{} request", serviceName(request.service));
+    if (wire::isHandshake(request.service) || request.items.empty()) {
+        return fmt::format("{} request", wire::serviceName(request.service));
     }
     const ByteRun& first = request.items.front();
-    return fmt::format("{} of {} item(s), the first in area {} at {}, {} bytes", serviceName(request.service),
+    return fmt::format("{} of {} item(s), the first in area {} at {}, {} bytes", wire::serviceName(request.service),
                        request.items.size(), first.area, first.address, first.size);
 }
 
@@ -190,7 +186,7 @@ Milliseconds PollLoop::sendNext() {
         head_ = Head::Unsent;
     }
     const RequestFrame request = parseRequest(frame->frame);
-    if (link_ == Link::SessionStale && request.service != Service::OpenSession) {
+    if (link_ == Link::SessionStale && request.service != Service::Hello) {
         startGivingUp({FailureKind::Request, "the session with the PLC ended with the earlier connection"});
         return kAtOnce;
     }
@@ -354,11 +350,11 @@ void PollLoop::handOver(const RequestFrame& request, QByteArray reply) {
 void PollLoop::accepted(const RequestFrame& request, const QByteArray& reply) {
     head_ = Head::Unsent;
     ++statistics_.framesAccepted;
-    if (request.service == Service::SymbolFile) {
+    if (request.service == Service::Symbols) {
         link_ = Link::SessionOpen;
         ++statistics_.handshakes;
     }
-    if (isHandshake(request.service)) {
+    if (wire::isHandshake(request.service)) {
         return;
     }
     nextBackOff_ = settings_.firstBackOff;
@@ -378,7 +374,7 @@ void PollLoop::accepted(const RequestFrame& request, const QByteArray& reply) {
 void PollLoop::handshakeRejected(const RequestFrame& request, const QByteArray& reply) {
     head_ = Head::Unsent;
     ++statistics_.badReplies;
-    const int least = request.service == Service::OpenSession ? kOpenSessionReplyBytes : kSymbolFileReplyBytes;
+    const int least = request.service == Service::Hello ? wire::kHelloReplyBytes : wire::kSymbolsReplyBytes;
     fail(failureOf(request, fmt::format("the reply has {} bytes, at least {} were expected; is {} a PLC of this kind?",
                                         reply.size(), least, settings_.plc.text())));
     closeConnection();
@@ -414,7 +410,7 @@ void PollLoop::startGivingUp(const Failure& reason) {
 // case it goes on believing in its session, and the first frame on the next connection shows that (sendNext).
 Milliseconds PollLoop::giveUpOnce() {
     Protocol* frame = driver_.nextRequest();
-    const bool opensSession = frame != nullptr && parseRequest(frame->frame).service == Service::OpenSession;
+    const bool opensSession = frame != nullptr && parseRequest(frame->frame).service == Service::Hello;
     // The request in flight failed: that counts, whatever the driver offers.
     const bool wasInFlight = exchange_.has_value();
     exchange_.reset();

@@ -1,23 +1,17 @@
 #include "tools/host/reply_assembler.h"
 
-#include "protocol/bytes.h"
+#include "tools/wire/frame.h"
 
 namespace ac500::host {
 
-namespace {
-
-const char kMagicByte = static_cast<char>(0xBB);
-const int kLengthLowAt = 4;
-const int kEnvelopeBytes = 2 + 4;
-
-}  // namespace
-
 int ReplyAssembler::announced() const {
-    return bytes_.size() < kEnvelopeBytes ? -1 : kEnvelopeBytes + getU16(bytes_.constData() + kLengthLowAt);
+    return bytes_.size() < wire::kEnvelopeBytes
+               ? -1
+               : wire::kEnvelopeBytes + wire::getU16(bytes_.constData() + wire::kLowLengthAt);
 }
 
 bool ReplyAssembler::mayBeReply() const {
-    return (bytes_.size() < 1 || bytes_[0] == kMagicByte) && (bytes_.size() < 2 || bytes_[1] == kMagicByte);
+    return wire::mayBeginFrame({bytes_.constData(), static_cast<std::size_t>(bytes_.size())});
 }
 
 QByteArray ReplyAssembler::takeReply() {

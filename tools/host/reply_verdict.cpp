@@ -2,22 +2,16 @@
 
 #include <fmt/format.h>
 
-#include "protocol/bytes.h"
-
 namespace ac500::host {
 
 namespace {
 
-const int kStatusAt = 6;
-const int kStatusEnd = 8;
-const quint16 kMagic = 0xBBBB;
-
 ReplyVerdict judgeData(const RequestFrame& request, const QByteArray& reply) {
-    if (reply.size() < kStatusEnd) {
+    if (reply.size() < wire::kShortReplyBytes) {
         return {Verdict::NoStatus,
                 fmt::format("the reply of {} bytes is too short to carry a status word", reply.size())};
     }
-    const quint16 status = getU16(reply.constData() + kStatusAt);
+    const std::uint16_t status = wire::getU16(reply.constData() + wire::kStatusAt);
     if (status != 0) {
         return {Verdict::Refused, fmt::format("the PLC refused it with status word 0x{:04X}", status)};
     }
@@ -31,11 +25,11 @@ ReplyVerdict judgeData(const RequestFrame& request, const QByteArray& reply) {
 }  // namespace
 
 ReplyVerdict judgeReply(const RequestFrame& request, const QByteArray& reply) {
-    const quint16 magic = getU16(reply.constData());
-    if (magic != kMagic) {
+    const std::uint16_t magic = wire::getU16(reply.constData());
+    if (magic != wire::kMagic) {
         return {Verdict::WrongMagic, fmt::format("the reply begins with 0x{:04X} instead of 0xBBBB", magic)};
     }
-    return isHandshake(request.service) ? ReplyVerdict() : judgeData(request, reply);
+    return wire::isHandshake(request.service) ? ReplyVerdict() : judgeData(request, reply);
 }
 
 bool keepsConnection(Verdict verdict) {

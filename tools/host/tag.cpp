@@ -5,13 +5,17 @@
 #include <algorithm>
 #include <charconv>
 
-#include "tools/host/near_names.h"
+#include "tools/text/near_names.h"
+#include "tools/text/text.h"
 
 namespace ac500::host {
 
+using symbol_file::Element;
+using symbol_file::kStringBytes;
+using symbol_file::kStringCharacters;
+
 namespace {
 
-constexpr int kStringStride = 81;  // 80 characters and a terminator, whatever the PLC program declared (quirk 21)
 constexpr int kBitsPerWord = 16;
 
 std::optional<int> parseIndex(const std::string& text) {
@@ -77,9 +81,9 @@ std::vector<ByteRun> Tag::byteRuns() const {
     if (!isString(form)) {
         return {{area, address, std::int64_t{elements} * typeTraits(form.code)->widthBytes}};
     }
-    std::vector<ByteRun> runs;
+    std::vector<ByteRun> runs;  // a string has its room whatever the PLC program declared (quirk 21)
     for (int i = 0; i < elements; ++i) {
-        runs.push_back({area, address + std::int64_t{i} * kStringStride, kMaxStringCharacters});
+        runs.push_back({area, address + std::int64_t{i} * kStringBytes, kStringCharacters});
     }
     return runs;
 }
@@ -166,26 +170,26 @@ std::optional<Tag> TagTable::wholeArray(const std::string& text, const Leaf& lea
 }
 
 std::optional<Tag> TagTable::single(const std::string& text, std::string* error) const {
-    Element element;
     std::string reason;
-    if (!findElement(file_, text, &element, &reason)) {
+    const std::optional<Element> element = findElement(file_, text, &reason);
+    if (!element) {
         *error = reason + suggestions(text);
         return std::nullopt;
     }
     Tag tag;
     tag.text = text;
     tag.prefix = text;
-    place(element, &tag);
-    const bool endsWithIndex = text.back() == ']' && element.bit < 0;
+    place(*element, &tag);
+    const bool endsWithIndex = text.back() == ']' && element->bit < 0;
     tag.rowExtent = endsWithIndex ? rowExtentOf(text) : 0;
     return tag;
 }
 
 std::optional<Tag> TagTable::range(const std::string& text, const Range& range, std::string* error) const {
-    Element first;
-    Element last;
     std::string reason;
-    if (!findElement(file_, range.first, &first, &reason) || !findElement(file_, range.last, &last, &reason)) {
+    const std::optional<Element> first = findElement(file_, range.first, &reason);
+    const std::optional<Element> last = first ? findElement(file_, range.last, &reason) : std::nullopt;
+    if (!last) {
         *error = reason + suggestions(text);
         return std::nullopt;
     }
@@ -194,9 +198,9 @@ std::optional<Tag> TagTable::range(const std::string& text, const Range& range, 
     tag.isList = true;
     nameByIndex(range.prefix, range.lower, &tag);
     tag.elements = range.upper - range.lower + 1;
-    place(first, &tag);
+    place(*first, &tag);
     tag.rowExtent = tag.form.isBit ? 0 : rowExtentOf(range.first);
-    if (tag.form.isBit && !samePosition(first, last)) {
+    if (tag.form.isBit && !samePosition(*first, *last)) {
         *error = fmt::format("{}: the bits belong to different variables", text);
         return std::nullopt;
     }
@@ -219,7 +223,7 @@ std::string TagTable::suggestions(const std::string& text) const {
         names.push_back(leaf.tag);
     }
     std::string list;
-    for (const std::string& name : nearNames(withoutIndices(text), names, 3)) {
+    for (const std::string& name : text::nearNames(withoutIndices(text), names, 3)) {
         list += (list.empty() ? "" : ", ") + name;
     }
     return list.empty() ? "; \"tags\" lists what there is" : "; near names: " + list;
@@ -235,7 +239,8 @@ bool matchesPattern(const std::string& pattern, const std::string& text) {
         if (p < pattern.size() && pattern[p] == '*') {
             star = p++;
             retry = t;
-        } else if (p < pattern.size() && (pattern[p] == '?' || folded(pattern[p]) == folded(text[t]))) {
+        } else if (p < pattern.size() &&
+                   (pattern[p] == '?' || text::lowerCase(pattern[p]) == text::lowerCase(text[t]))) {
             ++p;
             ++t;
         } else if (star != std::string::npos) {

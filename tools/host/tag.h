@@ -15,6 +15,10 @@
 
 namespace ac500::host {
 
+using symbol_file::ArrayDimension;
+using symbol_file::Leaf;
+using symbol_file::SymbolFile;
+
 struct Tag {
     std::string text;  // as the user wrote it: "Main.recipe[1..5]"
     ValueForm form;

@@ -5,39 +5,18 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 
 #include "tools/host/latin1.h"
+#include "tools/text/text.h"
+#include "tools/wire/big_endian.h"
 
 namespace ac500::host {
 
+using symbol_file::IntegerLimits;
+using symbol_file::kStringCharacters;
+using symbol_file::TypeKind;
+
 namespace {
-
-enum class Number { None, Signed, Unsigned, Float };
-
-// One row per type: what its numbers are and how people see them.
-struct FormRow {
-    TypeCode code;
-    Number number;
-    bool hexadecimal;
-};
-
-const FormRow kForms[] = {
-    {TypeCode::Bool, Number::None, false},      {TypeCode::Sint, Number::Signed, false},
-    {TypeCode::Int, Number::Signed, false},     {TypeCode::Uint, Number::Unsigned, false},
-    {TypeCode::Dint, Number::Signed, false},    {TypeCode::Udint, Number::Unsigned, false},
-    {TypeCode::Real, Number::Float, false},     {TypeCode::Lint, Number::Signed, false},
-    {TypeCode::Lreal, Number::Float, false},    {TypeCode::String, Number::None, false},
-    {TypeCode::Cstring, Number::None, false},   {TypeCode::Struct, Number::None, false},
-    {TypeCode::Bit, Number::None, false},       {TypeCode::Usint, Number::Unsigned, false},
-    {TypeCode::Byte, Number::Unsigned, true},   {TypeCode::Word, Number::Unsigned, true},
-    {TypeCode::Dword, Number::Unsigned, true},  {TypeCode::Lword, Number::Unsigned, true},
-    {TypeCode::Ulint, Number::Unsigned, false},
-};
-
-const FormRow& formRow(TypeCode code) {
-    return *std::find_if(std::begin(kForms), std::end(kForms), [code](const FormRow& row) { return row.code == code; });
-}
 
 int widthOf(ValueForm form) {
     return typeTraits(form.code)->widthBytes;
@@ -71,14 +50,8 @@ std::vector<std::string> splitList(const std::string& text) {
     return parts;
 }
 
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); });
-    return text;
-}
-
 std::optional<HostValue> parseBoolean(const std::string& text, std::string* error) {
-    const std::string word = lowerCase(text);
+    const std::string word = text::lowerCase(text);
     if (word == "true" || word == "1") {
         return true;
     }
@@ -111,35 +84,25 @@ Digits parseMagnitude(const std::string& text, Magnitude* magnitude) {
     return problem == std::errc() && rest == end ? Digits::Good : Digits::NotANumber;
 }
 
-// Largest absolute values that fit, above and below 0.
-struct IntegerRange {
-    std::uint64_t below;
-    std::uint64_t above;
-};
-
-IntegerRange rangeOf(ValueForm form) {
-    const std::uint64_t all = widthOf(form) == 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (widthOf(form) * 8)) - 1;
-    if (formRow(form.code).number == Number::Unsigned) {
-        return {0, all};
-    }
-    return {all / 2 + 1, all / 2};
+// How far a number may be from 0.
+std::uint64_t largestMagnitude(IntegerLimits limits, bool negative) {
+    return negative ? ~static_cast<std::uint64_t>(limits.smallest) + 1 : limits.largest;
 }
 
 std::optional<HostValue> parseInteger(ValueForm form, const std::string& text, std::string* error) {
-    const IntegerRange range = rangeOf(form);
-    const bool isSigned = formRow(form.code).number == Number::Signed;
+    const IntegerLimits limits = integerLimits(form.code);
     Magnitude magnitude;
     const Digits digits = parseMagnitude(text, &magnitude);
     if (digits == Digits::NotANumber) {
         *error = fmt::format("\"{}\" is no whole number; write it decimal, or hexadecimal as 0x1F", text);
         return std::nullopt;
     }
-    if (digits == Digits::TooLarge || magnitude.value > (magnitude.negative ? range.below : range.above)) {
-        *error = fmt::format("{} is out of range; {} goes from {}{} to {}", text, typeTraits(form.code)->name,
-                             isSigned ? "-" : "", range.below, range.above);
+    if (digits == Digits::TooLarge || magnitude.value > largestMagnitude(limits, magnitude.negative)) {
+        *error = fmt::format("{} is out of range; {} goes from {} to {}", text, typeTraits(form.code)->name,
+                             limits.smallest, limits.largest);
         return std::nullopt;
     }
-    if (!isSigned) {
+    if (kindOf(form.code) != TypeKind::Signed) {
         return magnitude.value;
     }
     return static_cast<std::int64_t>(magnitude.negative ? ~magnitude.value + 1 : magnitude.value);
@@ -172,9 +135,9 @@ std::optional<HostValue> parseString(const std::string& text, std::string* error
         *error = fmt::format("{} holds characters that a PLC string cannot (only Latin-1 can)", text);
         return std::nullopt;
     }
-    if (latin1->size() > kMaxStringCharacters) {
+    if (latin1->size() > kStringCharacters) {
         *error = fmt::format("the string has {} characters; a PLC string takes at most {}", latin1->size(),
-                             kMaxStringCharacters);
+                             kStringCharacters);
         return std::nullopt;
     }
     if (latin1->find('\0') != std::string::npos) {
@@ -219,21 +182,13 @@ std::uint64_t littleEndianAt(const QByteArray& bytes, int position, int width) {
     return bits;
 }
 
-template <typename To, typename From>
-To bitCast(From from) {
-    static_assert(sizeof(To) == sizeof(From), "the same bits under another type");
-    To to;
-    std::memcpy(&to, &from, sizeof to);
-    return to;
-}
-
 std::uint64_t bitsOf(const HostValue& value) {
     struct Visitor {
         std::uint64_t operator()(bool v) const { return v ? 1 : 0; }
         std::uint64_t operator()(std::int64_t v) const { return static_cast<std::uint64_t>(v); }
         std::uint64_t operator()(std::uint64_t v) const { return v; }
-        std::uint64_t operator()(float v) const { return bitCast<std::uint32_t>(v); }
-        std::uint64_t operator()(double v) const { return bitCast<std::uint64_t>(v); }
+        std::uint64_t operator()(float v) const { return wire::bitCast<std::uint32_t>(v); }
+        std::uint64_t operator()(double v) const { return wire::bitCast<std::uint64_t>(v); }
         std::uint64_t operator()(const std::string&) const { return 0; }
     };
     return std::visit(Visitor(), value);
@@ -245,26 +200,29 @@ std::int64_t signExtended(std::uint64_t bits, int width) {
 }
 
 HostValue fromBits(ValueForm form, std::uint64_t bits) {
-    switch (formRow(form.code).number) {
-        case Number::Signed:
+    switch (kindOf(form.code)) {
+        case TypeKind::Signed:
             return signExtended(bits, widthOf(form));
-        case Number::Unsigned:
+        case TypeKind::Unsigned:
+        case TypeKind::BitString:
             return bits;
-        case Number::Float:
+        case TypeKind::Float:
             break;
-        case Number::None:
+        case TypeKind::Truth:
+        case TypeKind::Text:
+        case TypeKind::Structure:
             return bits != 0;
     }
     if (form.code == TypeCode::Real) {
-        return bitCast<float>(static_cast<std::uint32_t>(bits));
+        return wire::bitCast<float>(static_cast<std::uint32_t>(bits));
     }
-    return bitCast<double>(bits);
+    return wire::bitCast<double>(bits);
 }
 
 QByteArray encodeString(const std::string& text) {
     const std::string latin1 = toLatin1(text).value_or("");
     QByteArray bytes(latin1.data(), static_cast<int>(latin1.size()));
-    if (bytes.size() < kMaxStringCharacters) {
+    if (bytes.size() < kStringCharacters) {
         bytes.append('\0');
     }
     if (bytes.size() % 2 != 0) {
@@ -278,22 +236,22 @@ int readStride(ValueForm form) {
     if (isBoolean(form)) {
         return 1;
     }
-    return isString(form) ? kMaxStringCharacters : widthOf(form);
+    return isString(form) ? kStringCharacters : widthOf(form);
 }
 
 }  // namespace
 
 bool isBoolean(ValueForm form) {
-    return form.isBit || form.code == TypeCode::Bool || form.code == TypeCode::Bit;
+    return form.isBit || kindOf(form.code) == TypeKind::Truth;
 }
 
 bool isString(ValueForm form) {
-    return !form.isBit && (form.code == TypeCode::String || form.code == TypeCode::Cstring);
+    return !form.isBit && kindOf(form.code) == TypeKind::Text;
 }
 
 int countPerElement(ValueForm form) {
     if (isString(form)) {
-        return kMaxStringCharacters / 2;
+        return kStringCharacters / 2;
     }
     return isBoolean(form) ? 1 : std::max(1, widthOf(form) / 2);
 }
@@ -325,7 +283,8 @@ std::string formatValue(ValueForm form, const HostValue& value) {
         }
         std::string operator()(std::int64_t v) const { return std::to_string(v); }
         std::string operator()(std::uint64_t v) const {
-            return formRow(form.code).hexadecimal ? fmt::format("0x{:0{}X}", v, 2 * widthOf(form)) : std::to_string(v);
+            return kindOf(form.code) == TypeKind::BitString ? fmt::format("0x{:0{}X}", v, 2 * widthOf(form))
+                                                            : std::to_string(v);
         }
         std::string operator()(float v) const { return fmt::format("{}", v); }
         std::string operator()(double v) const { return fmt::format("{}", v); }

@@ -17,6 +17,8 @@
 
 namespace ac500::host {
 
+using symbol_file::TypeCode;
+
 // One element. bool for BOOL, BIT and a single bit; integers by sign; strings in UTF-8.
 using HostValue = std::variant<bool, std::int64_t, std::uint64_t, float, double, std::string>;
 using HostValues = std::vector<HostValue>;
@@ -33,8 +35,6 @@ inline bool operator==(const ValueForm& a, const ValueForm& b) {
 
 bool isBoolean(ValueForm form);
 bool isString(ValueForm form);
-
-constexpr int kMaxStringCharacters = 80;
 
 // What one element adds to the `count` argument of the driver's functions: 16-bit words for values of 16 bits and more
 // and for strings, elements for all others.

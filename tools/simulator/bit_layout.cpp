@@ -5,6 +5,8 @@
 
 namespace ac500::sim {
 
+using symbol_file::TypeCode;
+
 namespace {
 
 template <class Span>
@@ -27,26 +29,24 @@ void normalise(std::vector<Span>& spans) {
     spans.swap(merged);
 }
 
-std::uint64_t extentOf(const Leaf& leaf) {
-    const std::uint64_t elements = static_cast<std::uint64_t>(leaf.elementCount());
+std::int64_t extentOf(const Leaf& leaf) {
     const int width = leaf.code == TypeCode::Bit ? 1 : typeTraits(leaf.code)->widthBytes;
-    return elements * static_cast<std::uint64_t>(width);
+    return std::int64_t{leaf.elementCount()} * width;
 }
 
 }  // namespace
 
 BitLayout::BitLayout(const std::vector<Leaf>& leaves) {
     for (const Leaf& leaf : leaves) {
-        const std::uint64_t begin = static_cast<std::uint64_t>(leaf.address);
         std::vector<Span>& spans = leaf.code == TypeCode::Bit ? bits_ : bytes_;
-        spans.push_back({leaf.area, begin, begin + extentOf(leaf)});
+        spans.push_back({leaf.area, leaf.address, leaf.address + extentOf(leaf)});
     }
     normalise(bits_);
     normalise(bytes_);
 }
 
-bool BitLayout::isBitWrite(int area, std::uint64_t offset) const {
-    return covers(bits_, area, offset) && !covers(bytes_, area, offset);
+bool BitLayout::isBitWrite(int area, std::int64_t address) const {
+    return covers(bits_, area, address) && !covers(bytes_, area, address);
 }
 
 std::vector<Leaf> BitLayout::ambiguousBits(const std::vector<Leaf>& leaves) const {
@@ -55,10 +55,9 @@ std::vector<Leaf> BitLayout::ambiguousBits(const std::vector<Leaf>& leaves) cons
         if (leaf.code != TypeCode::Bit) {
             continue;
         }
-        const std::uint64_t begin = static_cast<std::uint64_t>(leaf.address);
-        const std::uint64_t end = begin + extentOf(leaf);
+        const std::int64_t end = leaf.address + extentOf(leaf);
         const auto overlaps = [&](const Span& span) {
-            return span.area == leaf.area && span.begin < end && begin < span.end;
+            return span.area == leaf.area && span.begin < end && leaf.address < span.end;
         };
         if (std::any_of(bytes_.begin(), bytes_.end(), overlaps)) {
             found.push_back(leaf);
@@ -67,7 +66,7 @@ std::vector<Leaf> BitLayout::ambiguousBits(const std::vector<Leaf>& leaves) cons
     return found;
 }
 
-bool BitLayout::covers(const std::vector<Span>& spans, int area, std::uint64_t address) {
+bool BitLayout::covers(const std::vector<Span>& spans, int area, std::int64_t address) {
     const Span wanted{area, address, address};
     const auto next = std::upper_bound(spans.begin(), spans.end(), wanted, startsBefore<Span>);
     if (next == spans.begin()) {

@@ -14,12 +14,14 @@
 
 namespace ac500::sim {
 
+using symbol_file::Leaf;
+
 class BitLayout {
 public:
     BitLayout() = default;
     explicit BitLayout(const std::vector<Leaf>& leaves);
 
-    bool isBitWrite(int area, std::uint64_t offset) const;
+    bool isBitWrite(int area, std::int64_t address) const;
 
     // BIT variables whose writes would be taken for bytes, at least partly, because another variable owns a byte of the
     // same number. They belong into an area of their own.
@@ -29,11 +31,11 @@ private:
     // Addresses [begin, end) of one area.
     struct Span {
         int area;
-        std::uint64_t begin;
-        std::uint64_t end;
+        std::int64_t begin;
+        std::int64_t end;
     };
 
-    static bool covers(const std::vector<Span>& spans, int area, std::uint64_t address);
+    static bool covers(const std::vector<Span>& spans, int area, std::int64_t address);
 
     // Sorted, without overlaps.
     std::vector<Span> bits_;

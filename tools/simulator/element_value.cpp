@@ -4,69 +4,25 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 
 #include <fmt/format.h>
 
 namespace ac500::sim {
 
+using symbol_file::IntegerLimits;
+using symbol_file::kStringBytes;
+using symbol_file::kStringCharacters;
+using symbol_file::TypeCode;
+using symbol_file::TypeKind;
+
 namespace {
 
-constexpr std::size_t kStringBytes = 81;  // 80 characters and a terminator
-
-enum class Family { Boolean, Signed, Unsigned, Float, Double, Text };
-
-Family familyOf(TypeCode code) {
-    switch (code) {
-        case TypeCode::Bool:
-        case TypeCode::Bit:
-            return Family::Boolean;
-        case TypeCode::Sint:
-        case TypeCode::Int:
-        case TypeCode::Dint:
-        case TypeCode::Lint:
-            return Family::Signed;
-        case TypeCode::Real:
-            return Family::Float;
-        case TypeCode::Lreal:
-            return Family::Double;
-        case TypeCode::String:
-        case TypeCode::Cstring:
-            return Family::Text;
-        case TypeCode::Uint:
-        case TypeCode::Udint:
-        case TypeCode::Usint:
-        case TypeCode::Byte:
-        case TypeCode::Word:
-        case TypeCode::Dword:
-        case TypeCode::Lword:
-        case TypeCode::Ulint:
-        case TypeCode::Struct:
-            break;
-    }
-    return Family::Unsigned;
-}
+using wire::bigEndian;
+using wire::fromBigEndian;
 
 std::size_t widthOf(TypeCode code) {
     return static_cast<std::size_t>(typeTraits(code)->widthBytes);
-}
-
-Bytes bigEndian(std::uint64_t value, std::size_t width) {
-    Bytes bytes(width, '\0');
-    for (std::size_t i = width; i > 0; --i) {
-        bytes[i - 1] = static_cast<char>(value & 0xFF);
-        value >>= 8;
-    }
-    return bytes;
-}
-
-std::uint64_t fromBigEndian(const Bytes& bytes) {
-    std::uint64_t value = 0;
-    for (const char byte : bytes) {
-        value = (value << 8) | static_cast<std::uint8_t>(byte);
-    }
-    return value;
 }
 
 // 2^exponent, exactly.
@@ -92,45 +48,39 @@ std::uint64_t limitedUnsigned(double number, std::size_t bits) {
     return number <= 0 ? 0 : static_cast<std::uint64_t>(number);
 }
 
-Bytes floatBytes(float number) {
-    std::uint32_t bits = 0;
-    std::memcpy(&bits, &number, sizeof(bits));
-    return bigEndian(bits, sizeof(bits));
-}
-
-Bytes doubleBytes(double number) {
-    std::uint64_t bits = 0;
-    std::memcpy(&bits, &number, sizeof(bits));
-    return bigEndian(bits, sizeof(bits));
-}
-
 // A finite number beyond the range of a 32-bit float is limited: converting it would be undefined.
 float limitedFloat(double number) {
     const double limit = std::numeric_limits<float>::max();
     return static_cast<float>(std::isfinite(number) ? std::fmin(std::fmax(number, -limit), limit) : number);
 }
 
+Bytes encodeFloat(TypeCode code, double number) {
+    return code == TypeCode::Real ? bigEndian(wire::bitCast<std::uint32_t>(limitedFloat(number)), sizeof(float))
+                                  : bigEndian(wire::bitCast<std::uint64_t>(number), sizeof(double));
+}
+
 Bytes textBytes(const std::string& text) {
-    Bytes bytes = text.substr(0, kStringBytes - 1);
+    Bytes bytes = text.substr(0, kStringCharacters);
     bytes.resize(kStringBytes, '\0');
     return bytes;
 }
 
 Bytes encode(TypeCode code, double number) {
     const double rounded = std::isnan(number) ? 0 : std::round(number);
-    switch (familyOf(code)) {
-        case Family::Boolean:
+    switch (kindOf(code)) {
+        case TypeKind::Truth:
             return Bytes(1, rounded != 0 ? '\1' : '\0');
-        case Family::Signed:
+        case TypeKind::Signed:
             return bigEndian(limitedSigned(rounded, widthOf(code) * 8), widthOf(code));
-        case Family::Unsigned:
+        case TypeKind::Unsigned:
+        case TypeKind::BitString:
             return bigEndian(limitedUnsigned(rounded, widthOf(code) * 8), widthOf(code));
-        case Family::Float:
-            return floatBytes(limitedFloat(number));
-        case Family::Double:
-            return doubleBytes(number);
-        case Family::Text:
+        case TypeKind::Float:
+            return encodeFloat(code, number);
+        case TypeKind::Text:
             return textBytes(fmt::format("{}", number));
+        case TypeKind::Structure:
+            break;
     }
     return Bytes();
 }
@@ -141,32 +91,26 @@ double decodeSigned(const Bytes& bytes) {
 }
 
 double decodeFloat(const Bytes& bytes) {
-    const std::uint32_t bits = static_cast<std::uint32_t>(fromBigEndian(bytes));
-    float number = 0;
-    std::memcpy(&number, &bits, sizeof(number));
-    return static_cast<double>(number);
-}
-
-double decodeDouble(const Bytes& bytes) {
-    const std::uint64_t bits = fromBigEndian(bytes);
-    double number = 0;
-    std::memcpy(&number, &bits, sizeof(number));
-    return number;
+    if (bytes.size() == sizeof(float)) {
+        return static_cast<double>(wire::bitCast<float>(static_cast<std::uint32_t>(fromBigEndian(bytes))));
+    }
+    return wire::bitCast<double>(fromBigEndian(bytes));
 }
 
 double decode(TypeCode code, const Bytes& bytes) {
-    switch (familyOf(code)) {
-        case Family::Boolean:
-        case Family::Unsigned:
+    switch (kindOf(code)) {
+        case TypeKind::Truth:
+        case TypeKind::Unsigned:
+        case TypeKind::BitString:
             return static_cast<double>(fromBigEndian(bytes));
-        case Family::Signed:
+        case TypeKind::Signed:
             return decodeSigned(bytes);
-        case Family::Float:
+        case TypeKind::Float:
             return decodeFloat(bytes);
-        case Family::Double:
-            return decodeDouble(bytes);
-        case Family::Text:
+        case TypeKind::Text:
             return std::strtod(bytes.c_str(), nullptr);
+        case TypeKind::Structure:
+            break;
     }
     return 0;
 }
@@ -176,14 +120,13 @@ bool isSingleBit(const Element& element) {
 }
 
 // A bit of a variable: which byte holds it, counted from the variable's least significant end, and its mask there.
-std::uint64_t byteOfBit(const Element& element) {
-    const std::uint64_t fromTheEnd = static_cast<std::uint64_t>(element.bit / 8) + 1;
-    return static_cast<std::uint64_t>(element.address) + widthOf(element.code) - fromTheEnd;
+std::int64_t byteOfBit(const Element& element) {
+    return element.address + typeTraits(element.code)->widthBytes - (element.bit / 8 + 1);
 }
 
 bool readBit(const PlcMemory& memory, const Element& element) {
     if (element.code == TypeCode::Bit) {
-        return memory.bit(element.area, static_cast<std::uint64_t>(element.address));
+        return memory.bit(element.area, element.address);
     }
     const Bytes byte = memory.read({element.area, byteOfBit(element), 1});
     return ((static_cast<std::uint8_t>(byte[0]) >> (element.bit % 8)) & 1) != 0;
@@ -191,7 +134,7 @@ bool readBit(const PlcMemory& memory, const Element& element) {
 
 void writeBit(PlcMemory& memory, const Element& element, bool value) {
     if (element.code == TypeCode::Bit) {
-        memory.setBit(element.area, static_cast<std::uint64_t>(element.address), value);
+        memory.setBit(element.area, element.address, value);
         return;
     }
     Bytes byte = memory.read({element.area, byteOfBit(element), 1});
@@ -202,7 +145,7 @@ void writeBit(PlcMemory& memory, const Element& element, bool value) {
 }
 
 void writeBytes(PlcMemory& memory, const Element& element, const Bytes& bytes) {
-    memory.write(element.area, static_cast<std::uint64_t>(element.address), bytes);
+    memory.write(element.area, element.address, bytes);
 }
 
 bool parseBool(const std::string& text, bool* value) {
@@ -226,25 +169,25 @@ bool startsWithDigit(const char* text) {
     return std::isxdigit(static_cast<unsigned char>(*text)) != 0;
 }
 
-bool parseSigned(const std::string& text, std::size_t bits, Bytes* bytes) {
+bool parseSigned(const std::string& text, TypeCode code, Bytes* bytes) {
     const Digits digits = digitsOf(text);
     const bool negative = digits.base == 10 && text[0] == '-';
     char* end = nullptr;
     errno = 0;
     const long long value = std::strtoll(digits.begin, &end, digits.base);
-    const long long limit = static_cast<long long>(~std::uint64_t{0} >> (65 - bits));
-    *bytes = bigEndian(static_cast<std::uint64_t>(value), bits / 8);
-    return errno == 0 && startsWithDigit(digits.begin + (negative ? 1 : 0)) && *end == '\0' && value <= limit &&
-           value >= -limit - 1;
+    const IntegerLimits limits = integerLimits(code);
+    *bytes = bigEndian(static_cast<std::uint64_t>(value), widthOf(code));
+    return errno == 0 && startsWithDigit(digits.begin + (negative ? 1 : 0)) && *end == '\0' &&
+           value >= limits.smallest && value <= static_cast<std::int64_t>(limits.largest);
 }
 
-bool parseUnsigned(const std::string& text, std::size_t bits, Bytes* bytes) {
+bool parseUnsigned(const std::string& text, TypeCode code, Bytes* bytes) {
     const Digits digits = digitsOf(text);
     char* end = nullptr;
     errno = 0;
     const unsigned long long value = std::strtoull(digits.begin, &end, digits.base);
-    *bytes = bigEndian(value, bits / 8);
-    return errno == 0 && startsWithDigit(digits.begin) && *end == '\0' && value <= (~std::uint64_t{0} >> (64 - bits));
+    *bytes = bigEndian(value, widthOf(code));
+    return errno == 0 && startsWithDigit(digits.begin) && *end == '\0' && value <= integerLimits(code).largest;
 }
 
 bool parseFloat(const std::string& text, double* number) {
@@ -256,21 +199,22 @@ bool parseFloat(const std::string& text, double* number) {
 // The bytes of a whole variable that is no boolean; false when `text` is no value of the type.
 bool parseValue(TypeCode code, const std::string& text, Bytes* bytes) {
     double number = 0;
-    switch (familyOf(code)) {
-        case Family::Signed:
-            return parseSigned(text, widthOf(code) * 8, bytes);
-        case Family::Unsigned:
-            return parseUnsigned(text, widthOf(code) * 8, bytes);
-        case Family::Float:
-        case Family::Double: {
+    switch (kindOf(code)) {
+        case TypeKind::Signed:
+            return parseSigned(text, code, bytes);
+        case TypeKind::Unsigned:
+        case TypeKind::BitString:
+            return parseUnsigned(text, code, bytes);
+        case TypeKind::Float: {
             const bool good = parseFloat(text, &number);
             *bytes = encode(code, number);
             return good;
         }
-        case Family::Text:
+        case TypeKind::Text:
             *bytes = textBytes(text);
             return true;
-        case Family::Boolean:
+        case TypeKind::Truth:
+        case TypeKind::Structure:
             break;
     }
     return false;
@@ -278,12 +222,11 @@ bool parseValue(TypeCode code, const std::string& text, Bytes* bytes) {
 
 }  // namespace
 
-ByteRange rangeOf(const Element& element) {
-    const std::uint64_t address = static_cast<std::uint64_t>(element.address);
+ByteRun runOf(const Element& element) {
     if (element.code == TypeCode::Bit) {
-        return PlcMemory::wordOfBit(element.area, address);
+        return PlcMemory::wordOfBit(element.area, element.address);
     }
-    return {element.area, address, widthOf(element.code)};
+    return {element.area, element.address, typeTraits(element.code)->widthBytes};
 }
 
 void writeNumber(PlcMemory& memory, const Element& element, double number) {
@@ -298,7 +241,7 @@ double readNumber(const PlcMemory& memory, const Element& element) {
     if (isSingleBit(element)) {
         return readBit(memory, element) ? 1 : 0;
     }
-    return decode(element.code, memory.read(rangeOf(element)));
+    return decode(element.code, memory.read(runOf(element)));
 }
 
 bool writeText(PlcMemory& memory, const Element& element, const std::string& text) {
@@ -320,7 +263,7 @@ bool writeText(PlcMemory& memory, const Element& element, const std::string& tex
 
 void copyValue(PlcMemory& memory, const Element& source, const Element& target) {
     if (source.code == target.code && !isSingleBit(source) && !isSingleBit(target)) {
-        writeBytes(memory, target, memory.read(rangeOf(source)));
+        writeBytes(memory, target, memory.read(runOf(source)));
     } else {
         writeNumber(memory, target, readNumber(memory, source));
     }

@@ -13,10 +13,12 @@
 
 namespace ac500::sim {
 
-// The bytes that the element occupies; for a bit (type Bit): its word.
-ByteRange rangeOf(const Element& element);
+using symbol_file::Element;
 
-// All REQUIRE: memory.contains(rangeOf(element)).
+// The bytes that the element occupies; for a bit (type Bit): its word.
+ByteRun runOf(const Element& element);
+
+// All REQUIRE: memory.contains(runOf(element)).
 
 void writeNumber(PlcMemory& memory, const Element& element, double number);
 

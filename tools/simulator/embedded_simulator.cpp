@@ -55,14 +55,14 @@ EmbeddedSimulator::~EmbeddedSimulator() {
     stop();
 }
 
-Bytes EmbeddedSimulator::read(const ByteRange& range) const {
+Bytes EmbeddedSimulator::read(const ByteRun& run) const {
     const std::lock_guard<std::mutex> guard(modelMutex_);
-    return model_.memory().read(range);
+    return model_.memory().read(run);
 }
 
-void EmbeddedSimulator::write(int area, std::uint64_t offset, const Bytes& bytes) {
+void EmbeddedSimulator::write(int area, std::int64_t address, const Bytes& bytes) {
     const std::lock_guard<std::mutex> guard(modelMutex_);
-    model_.memory().write(area, offset, bytes);
+    model_.memory().write(area, address, bytes);
 }
 
 void EmbeddedSimulator::inject(const Fault& fault, std::uint32_t count, std::optional<Service> service) {

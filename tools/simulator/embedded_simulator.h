@@ -19,6 +19,8 @@
 
 namespace ac500::sim {
 
+using symbol_file::SymbolFile;
+
 class EmbeddedSimulator {
 public:
     // The reserved variables are appended to the file. Throws std::runtime_error when the file has problems or no port
@@ -32,10 +34,10 @@ public:
     // On 127.0.0.1. Stays the same for the object's life.
     quint16 port() const { return port_; }
 
-    // Bytes of the PLC's memory, as a client would see or leave them. REQUIRES: the range lies within its area.
+    // Bytes of the PLC's memory, as a client would see or leave them. REQUIRES: the run lies within its area.
     // Variables that a signal drives change with the next request or tick; writing to Sim.fault_kind arms nothing.
-    Bytes read(const ByteRange& range) const;
-    void write(int area, std::uint64_t offset, const Bytes& bytes);
+    Bytes read(const ByteRun& run) const;
+    void write(int area, std::int64_t address, const Bytes& bytes);
 
     // The next `count` good replies (to requests of `service`, if given) meet the fault. Replaces what was injected.
     void inject(const Fault& fault, std::uint32_t count = 1, std::optional<Service> service = std::nullopt);

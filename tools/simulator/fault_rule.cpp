@@ -10,6 +10,8 @@
 
 #include <fmt/format.h>
 
+#include "tools/text/text.h"
+
 namespace ac500::sim {
 
 namespace {
@@ -30,8 +32,6 @@ const FaultTraits kFaults[] = {
     {FaultKind::Restart, "restart", nullptr, 0, 0, 0,
      "new session bytes, all connections closed, memory kept, no reply"},
 };
-
-constexpr Service kServices[] = {Service::Hello, Service::SymbolFile, Service::Read, Service::Write};
 
 std::string kindNames() {
     std::string names;
@@ -77,13 +77,9 @@ std::string setRate(const std::string& text, FaultRule* rule) {
 }
 
 std::string setService(const std::string& text, FaultRule* rule) {
-    for (const Service service : kServices) {
-        if (text == serviceName(static_cast<std::uint8_t>(service))) {
-            rule->service = service;
-            return std::string();
-        }
-    }
-    return fmt::format("service must be hello, symbols, read or write, not \"{}\"", text);
+    rule->service = wire::serviceNamed(text);
+    return rule->service ? std::string()
+                         : fmt::format("service must be hello, symbols, read or write, not \"{}\"", text);
 }
 
 std::string setTrigger(const std::string& key, const std::string& text, FaultRule* rule) {
@@ -120,20 +116,9 @@ struct KeyValue {
     std::string value;
 };
 
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::size_t begin = 0;
-    for (std::size_t end = text.find(separator); end != std::string::npos; end = text.find(separator, begin)) {
-        parts.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    parts.push_back(text.substr(begin));
-    return parts;
-}
-
 std::string parseSettings(const FaultTraits& traits, const std::string& settings, FaultRule* rule) {
     std::set<std::string> seen;
-    for (const std::string& setting : split(settings, ',')) {
+    for (const std::string& setting : text::split(settings, ',')) {
         const std::size_t equals = setting.find('=');
         if (equals == std::string::npos) {
             return fmt::format("\"{}\" is no key=value", setting);
@@ -191,13 +176,14 @@ bool acceptsArgument(const FaultTraits& traits, std::int64_t argument) {
            (traits.argumentKey != nullptr && argument >= traits.smallest && argument <= traits.largest);
 }
 
-ParsedFaultRule parseFaultRule(const std::string& text) {
-    ParsedFaultRule parsed;
-    const std::string error = parseInto(text, &parsed.rule);
-    if (!error.empty()) {
-        parsed.error = fmt::format("fault rule \"{}\": {}", text, error);
+std::optional<FaultRule> parseFaultRule(const std::string& text, std::string* error) {
+    FaultRule rule;
+    const std::string reason = parseInto(text, &rule);
+    if (!reason.empty()) {
+        *error = fmt::format("fault rule \"{}\": {}", text, reason);
+        return std::nullopt;
     }
-    return parsed;
+    return rule;
 }
 
 std::string faultRuleHelp() {

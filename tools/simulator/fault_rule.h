@@ -8,9 +8,11 @@
 #include <optional>
 #include <string>
 
-#include "tools/simulator/wire.h"
+#include "tools/wire/frame.h"
 
 namespace ac500::sim {
+
+using wire::Service;
 
 // The numbers are those of Sim.fault_kind.
 enum class FaultKind : std::uint16_t {
@@ -71,15 +73,11 @@ struct FaultRule {
     std::uint32_t count = 0;  // the rule is used up after so many faults; 0: never
 };
 
-struct ParsedFaultRule {
-    FaultRule rule;     // usable exactly when `error` is empty
-    std::string error;  // says what is wrong with the text and what would be right
-};
-
 // Reads "KIND" or "KIND:key=value,key=value...". Keys: at, every or rate (at most one of them), count, service, and the
 // argument key of the kind. `at` without `count` means one reply. Examples: "reset:every=50",
-// "delay:ms=200,rate=0.05,service=read", "silence:at=10,count=2".
-ParsedFaultRule parseFaultRule(const std::string& text);
+// "delay:ms=200,rate=0.05,service=read", "silence:at=10,count=2". Nothing on failure; *error then says what is wrong with
+// the text and what would be right.
+std::optional<FaultRule> parseFaultRule(const std::string& text, std::string* error);
 
 // The lines of the help text that describe kinds, keys and examples.
 std::string faultRuleHelp();

@@ -21,6 +21,7 @@ namespace {
 
 using namespace ac500;
 using namespace ac500::sim;
+using namespace ac500::symbol_file;
 
 // Lines appear at once, also in a pipe.
 void print(const std::string& line) {

@@ -66,7 +66,7 @@ void declare(CLI::App& app, Raw& raw) {
         ->type_name("S")
         ->capture_default_str();
     app.add_option("--idle-seconds", raw.idleSeconds,
-                   "with all places taken, a client that has asked nothing for so long makes place for another")
+                   "with all places taken, a client that has asked nothing for so long makes room for another")
         ->check(CLI::Range(0.0, kLongestSeconds).description(""))
         ->type_name("S")
         ->capture_default_str();
@@ -75,7 +75,7 @@ void declare(CLI::App& app, Raw& raw) {
     app.footer("\n" + faultRuleHelp() + "\n" + kReservedHelp);
 }
 
-ParsedOptions finished(ExitCode exitCode, std::string text) {
+ParsedOptions finished(int exitCode, std::string text) {
     ParsedOptions parsed;
     parsed.exitCode = exitCode;
     parsed.text = std::move(text);
@@ -84,11 +84,12 @@ ParsedOptions finished(ExitCode exitCode, std::string text) {
 
 ParsedOptions withRules(Raw raw) {
     for (const std::string& text : raw.rules) {
-        const ParsedFaultRule parsed = parseFaultRule(text);
-        if (!parsed.error.empty()) {
-            return finished(kExitUsage, "ac500-sim: " + parsed.error + "\nTry ac500-sim --help.\n");
+        std::string error;
+        const std::optional<FaultRule> rule = parseFaultRule(text, &error);
+        if (!rule) {
+            return finished(kExitUsage, "ac500-sim: " + error + "\nTry ac500-sim --help.\n");
         }
-        raw.options.faults.push_back(parsed.rule);
+        raw.options.faults.push_back(*rule);
     }
     raw.options.port = static_cast<std::uint16_t>(raw.port);
     raw.options.limits.requestMs = milliseconds(raw.requestSeconds);

@@ -11,7 +11,10 @@
 
 namespace ac500::sim {
 
-enum ExitCode { kExitGood = 0, kExitUsage = 1, kExitSymbolFile = 2, kExitCannotListen = 3 };
+constexpr int kExitGood = 0;
+constexpr int kExitUsage = 1;
+constexpr int kExitSymbolFile = 2;
+constexpr int kExitCannotListen = 3;
 
 struct Options {
     std::string symbols;
@@ -29,7 +32,7 @@ struct ParsedOptions {
     Options options;
     bool run = false;  // false: `text` is all there is to say, then exit with `exitCode`
     std::string text;  // help (exit code good) or error
-    ExitCode exitCode = kExitGood;
+    int exitCode = kExitGood;
 };
 
 // `arguments` without the program's name.

@@ -4,6 +4,9 @@
 
 namespace ac500::sim {
 
+using symbol_file::TypeCode;
+using symbol_file::TypeKind;
+
 namespace {
 
 constexpr int kCells = 5;
@@ -59,21 +62,13 @@ std::uint64_t numberBits(TypeCode code, std::uint64_t place, std::uint64_t gener
     }
 }
 
-Bytes bigEndian(std::uint64_t value, int width) {
-    Bytes bytes;
-    for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) {
-        bytes += static_cast<char>((value >> shift) & 0xFF);
-    }
-    return bytes;
-}
-
-Bytes textBytes(std::uint64_t place, std::uint64_t generation, int width) {
+Bytes textBytes(std::uint64_t place, std::uint64_t generation, std::size_t width) {
     Bytes text;
     for (int cell = 0; cell < kCells; ++cell) {
         text += fmt::format("{:04X}{:06X}{:X}{:05X}", place, low(generation, 24), cell,
                             checksum(place, generation, cell, 20));
     }
-    text.resize(static_cast<std::size_t>(width), '\0');
+    text.resize(width, '\0');
     return text;
 }
 
@@ -85,19 +80,19 @@ std::uint16_t patternPlace(int area, std::int64_t address) {
 
 Bytes patternBytes(const Element& element, std::uint64_t generation) {
     const std::uint64_t place = patternPlace(element.area, element.address);
-    const int width = typeTraits(element.code)->widthBytes;
-    if (element.code == TypeCode::String || element.code == TypeCode::Cstring) {
+    const auto width = static_cast<std::size_t>(typeTraits(element.code)->widthBytes);
+    if (kindOf(element.code) == TypeKind::Text) {
         return textBytes(place, generation, width);
     }
-    return bigEndian(numberBits(element.code, place, generation), element.code == TypeCode::Bit ? 1 : width);
+    return wire::bigEndian(numberBits(element.code, place, generation), element.code == TypeCode::Bit ? 1 : width);
 }
 
 void writePattern(PlcMemory& memory, const Element& element, std::uint64_t generation) {
     const Bytes bytes = patternBytes(element, generation);
     if (element.code == TypeCode::Bit) {
-        memory.setBit(element.area, static_cast<std::uint64_t>(element.address), bytes[0] != '\0');
+        memory.setBit(element.area, element.address, bytes[0] != '\0');
     } else {
-        memory.write(element.area, static_cast<std::uint64_t>(element.address), bytes);
+        memory.write(element.area, element.address, bytes);
     }
 }
 

@@ -26,6 +26,8 @@
 
 namespace ac500::sim {
 
+using symbol_file::Element;
+
 std::uint16_t patternPlace(int area, std::int64_t address);
 
 // The bytes of one element as they lie in the PLC's memory; for a BIT one byte, 0 or 1. A single bit of a variable

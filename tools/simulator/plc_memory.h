@@ -6,16 +6,12 @@
 #include <cstdint>
 #include <map>
 
-#include "tools/simulator/wire.h"
+#include "tools/wire/frame.h"
 
 namespace ac500::sim {
 
-// Bytes [offset, offset + size) of one area.
-struct ByteRange {
-    int area = 0;
-    std::uint64_t offset = 0;
-    std::uint64_t size = 0;
-};
+using wire::ByteRun;
+using wire::Bytes;
 
 class PlcMemory {
 public:
@@ -24,22 +20,22 @@ public:
 
     bool hasArea(int number) const { return areas_.count(number) != 0; }
 
-    // Does the range lie within an area? An empty range does up to and including the area's end.
-    bool contains(const ByteRange& range) const;
+    // Does the run lie within an area? An empty run does up to and including the area's end.
+    bool contains(const ByteRun& run) const;
 
-    // REQUIRES: contains(range)
-    Bytes read(const ByteRange& range) const;
+    // REQUIRES: contains(run)
+    Bytes read(const ByteRun& run) const;
 
     // REQUIRES: the bytes lie within the area
-    void write(int area, std::uint64_t offset, const Bytes& bytes);
+    void write(int area, std::int64_t address, const Bytes& bytes);
 
     // The word of a bit: bit b stands in the big-endian 16-bit word at byte (b / 16) * 2, as its bit b % 16, bit 0 being
     // the least significant. So bits 0..7 stand in the second byte of the word.
-    static ByteRange wordOfBit(int area, std::uint64_t bitAddress);
+    static ByteRun wordOfBit(int area, std::int64_t bitAddress);
 
     // REQUIRES: contains(wordOfBit(area, bitAddress))
-    bool bit(int area, std::uint64_t bitAddress) const;
-    void setBit(int area, std::uint64_t bitAddress, bool value);
+    bool bit(int area, std::int64_t bitAddress) const;
+    void setBit(int area, std::int64_t bitAddress, bool value);
 
 private:
     std::map<int, Bytes> areas_;

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "protocol/bytes.h"
 #include "tools/simulator/reserved_variables.h"
 
 namespace ac500::sim {
+
+using symbol_file::Area;
+using symbol_file::InitialValue;
 
 namespace {
 
@@ -14,14 +16,6 @@ namespace {
 constexpr std::uint64_t kSessionStream = 0x5E55;
 constexpr std::uint64_t kSignalStream = 0x516A;
 constexpr std::uint64_t kFaultStream = 0xFA17;
-
-Problem problemAt(int line, const char* where, std::string what) {
-    Problem problem;
-    problem.line = line;
-    problem.where = where;
-    problem.what = std::move(what);
-    return problem;
-}
 
 SessionBytes drawSession(Random& random) {
     const std::uint64_t drawn = random.next();
@@ -46,10 +40,10 @@ SessionBytes nextSession(Random& random, const SessionBytes& old) {
 }
 
 std::uint64_t* counterOf(Counters& counters, std::uint8_t serviceCode) {
-    switch (static_cast<Service>(serviceCode)) {
+    switch (Service{serviceCode}) {
         case Service::Hello:
             return &counters.hello;
-        case Service::SymbolFile:
+        case Service::Symbols:
             return &counters.symbols;
         case Service::Read:
             return &counters.reads;
@@ -60,7 +54,7 @@ std::uint64_t* counterOf(Counters& counters, std::uint8_t serviceCode) {
 }
 
 std::uint8_t serviceCodeOf(const Bytes& request) {
-    return request.size() > kEnvelopeBytes ? byteAt(request.data(), kEnvelopeBytes) : 0;
+    return request.size() > wire::kServiceAt ? wire::byteAt(request.data(), wire::kServiceAt) : 0;
 }
 
 }  // namespace
@@ -79,7 +73,7 @@ PlcModel::PlcModel(const SymbolFile& file, PlcSettings settings)
     const BitLayout bits(leaves);
     addWarnings(leaves, bits);
     applyInitialValues(whole);
-    signals_ = SignalGenerator(wire(whole), settings.seed ^ kSignalStream);
+    signals_ = SignalGenerator(resolveSignals(whole), settings.seed ^ kSignalStream);
     server_.setBits(bits);
     identity_.session = nextSession(sessionRandom_, SessionBytes{});
     advance(0);
@@ -88,22 +82,22 @@ PlcModel::PlcModel(const SymbolFile& file, PlcSettings settings)
 void PlcModel::advance(std::int64_t nowMs) {
     nowMs_ = nowMs;
     signals_.advance(nowMs, memory_);
-    publish();
+    updateReservedVariables();
 }
 
 Bytes PlcModel::answer(const Bytes& request) {
-    return count(request).bytes;
+    return answerAndCount(request).bytes;
 }
 
 Exchange PlcModel::serve(const Bytes& request) {
-    Reply reply = count(request);
+    Reply reply = answerAndCount(request);
     Exchange exchange;
     exchange.serviceCode = serviceCodeOf(request);
     exchange.status = reply.status;
     exchange.items = reply.items;
     exchange.replyBytes = reply.bytes.size();
     if (reply.status == Status::Good && !reply.armed) {
-        exchange.fault = faults_.next(static_cast<Service>(exchange.serviceCode));
+        exchange.fault = faults_.next(Service{exchange.serviceCode});
     }
     if (reply.armed) {
         faults_.arm(*reply.armed);
@@ -116,14 +110,14 @@ Exchange PlcModel::serve(const Bytes& request) {
         restart();
     }
     exchange.delivery = planDelivery(exchange.fault, reply.bytes);
-    publish();
+    updateReservedVariables();
     return exchange;
 }
 
 Exchange PlcModel::refuse(Status status) {
     ++counters_.others;
     ++counters_.refused;
-    publish();
+    updateReservedVariables();
     Exchange exchange;
     exchange.status = status;
     exchange.delivery.steps.push_back({0, makeRefusal(status), After::Close});
@@ -132,24 +126,24 @@ Exchange PlcModel::refuse(Status status) {
 
 void PlcModel::arm(const FaultSchedule::Armed& armed) {
     faults_.arm(armed);
-    publish();
+    updateReservedVariables();
 }
 
 void PlcModel::restart() {
     identity_.session = nextSession(sessionRandom_, identity_.session);
     ++identity_.bootCount;
-    publish();
+    updateReservedVariables();
 }
 
 void PlcModel::connectionOpened() {
     ++counters_.connections;
-    publish();
+    updateReservedVariables();
 }
 
 // The counters count the request before it is answered, so that a read of Sim.requests sees itself.
-Reply PlcModel::count(const Bytes& request) {
+Reply PlcModel::answerAndCount(const Bytes& request) {
     ++*counterOf(counters_, serviceCodeOf(request));
-    publish();
+    updateReservedVariables();
     Reply reply = server_.answer(request, identity_);
     if (reply.status != Status::Good) {
         ++counters_.refused;
@@ -159,62 +153,63 @@ Reply PlcModel::count(const Bytes& request) {
 
 void PlcModel::applyInitialValues(const SymbolFile& file) {
     for (const InitialValue& initial : file.initialValues) {
-        Element element;
-        if (locate(file, initial.tag, initial.line, "initialValues", &element) &&
-            !writeText(memory_, element, initial.text)) {
-            problems_.push_back(problemAt(
-                initial.line, "initialValues",
-                "\"" + initial.text + "\" is no " + typeTraits(element.code)->name + " value for " + initial.tag));
+        const std::optional<Element> element = locate(file, initial.tag, initial.line, "initialValues");
+        if (element && !writeText(memory_, *element, initial.text)) {
+            problems_.push_back(
+                {initial.line, 0, "initialValues",
+                 "\"" + initial.text + "\" is no " + typeTraits(element->code)->name + " value for " + initial.tag});
         }
     }
 }
 
-std::vector<SignalGenerator::Wiring> PlcModel::wire(const SymbolFile& file) {
-    std::vector<SignalGenerator::Wiring> wirings;
+std::vector<SignalGenerator::ResolvedSignal> PlcModel::resolveSignals(const SymbolFile& file) {
+    std::vector<SignalGenerator::ResolvedSignal> resolved;
     for (const Signal& signal : file.signals) {
-        SignalGenerator::Wiring wiring{signal, Element(), Element()};
-        const bool echo = signal.kind == Signal::Kind::Echo;
-        if (locate(file, signal.tag, signal.line, "signals", &wiring.target) &&
-            (!echo || locate(file, signal.source, signal.line, "signals", &wiring.source))) {
-            wirings.push_back(std::move(wiring));
+        const bool isEcho = signal.kind == Signal::Kind::Echo;
+        const std::optional<Element> target = locate(file, signal.tag, signal.line, "signals");
+        const std::optional<Element> source =
+            isEcho && target ? locate(file, signal.source, signal.line, "signals") : std::nullopt;
+        if (target && (source || !isEcho)) {
+            resolved.push_back({signal, *target, source.value_or(Element())});
         }
     }
-    return wirings;
+    return resolved;
 }
 
-// False, and a problem noted, when the tag is no single variable within its area.
-bool PlcModel::locate(const SymbolFile& file, const std::string& tag, int line, const char* where, Element* element) {
+// Nothing, and a problem noted, when the tag is no single variable within its area.
+std::optional<Element> PlcModel::locate(const SymbolFile& file, const std::string& tag, int line, const char* where) {
     std::string error;
-    if (!findElement(file, tag, element, &error)) {
-        problems_.push_back(problemAt(line, where, "no variable " + tag + ": " + error));
-        return false;
+    const std::optional<Element> element = findElement(file, tag, &error);
+    if (!element) {
+        problems_.push_back({line, 0, where, "no variable " + tag + ": " + error});
+        return std::nullopt;
     }
-    if (!memory_.contains(rangeOf(*element))) {
-        problems_.push_back(problemAt(line, where, tag + " lies outside its memory area; make the area larger"));
-        return false;
+    if (!memory_.contains(runOf(*element))) {
+        problems_.push_back({line, 0, where, tag + " lies outside its memory area; make the area larger"});
+        return std::nullopt;
     }
-    return true;
+    return element;
 }
 
 void PlcModel::addWarnings(const std::vector<Leaf>& leaves, const BitLayout& bits) {
     for (const Leaf& leaf : bits.ambiguousBits(leaves)) {
-        warnings_.push_back(problemAt(0, "scopes",
-                                      leaf.tag + ": writes to this BIT cannot be told from writes to the byte of the " +
-                                          "same number; put BIT variables into an area of their own"));
+        warnings_.push_back({0, 0, "scopes",
+                             leaf.tag + ": writes to this BIT cannot be told from writes to the byte of the " +
+                                 "same number; put BIT variables into an area of their own"});
     }
 }
 
-// Shows the model's own state in the reserved area. Counters show their low 32 bits.
-void PlcModel::publish() {
+// Counters show their low 32 bits.
+void PlcModel::updateReservedVariables() {
     Bytes block(reserved::kAreaBytes - reserved::kFirstReadOnly, '\0');
     const auto at = [&block](std::uint32_t offset) { return &block[offset - reserved::kFirstReadOnly]; };
-    putU16(at(reserved::kFaultsLeft), static_cast<quint16>(faults_.armedLeft()));
-    putU32(at(reserved::kFaultsDone), static_cast<quint32>(counters_.faults));
-    putU32(at(reserved::kBootCount), identity_.bootCount);
-    putU32(at(reserved::kRequests), static_cast<quint32>(counters_.requests()));
-    putU32(at(reserved::kRefused), static_cast<quint32>(counters_.refused));
-    putU32(at(reserved::kConnections), static_cast<quint32>(counters_.connections));
-    putU32(at(reserved::kUptimeMs), static_cast<quint32>(nowMs_));
+    wire::putU16(at(reserved::kFaultsLeft), static_cast<std::uint16_t>(faults_.armedLeft()));
+    wire::putU32(at(reserved::kFaultsDone), static_cast<std::uint32_t>(counters_.faults));
+    wire::putU32(at(reserved::kBootCount), identity_.bootCount);
+    wire::putU32(at(reserved::kRequests), static_cast<std::uint32_t>(counters_.requests()));
+    wire::putU32(at(reserved::kRefused), static_cast<std::uint32_t>(counters_.refused));
+    wire::putU32(at(reserved::kConnections), static_cast<std::uint32_t>(counters_.connections));
+    wire::putU32(at(reserved::kUptimeMs), static_cast<std::uint32_t>(nowMs_));
     memory_.write(kReservedArea, reserved::kFirstReadOnly, block);
 }
 

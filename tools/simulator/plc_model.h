@@ -5,13 +5,20 @@
 #define AC500_TOOLS_SIMULATOR_PLC_MODEL_H
 
 #include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/simulator/delivery.h"
 #include "tools/simulator/request_server.h"
 #include "tools/simulator/signal_generator.h"
 
 namespace ac500::sim {
+
+using symbol_file::Element;
+using symbol_file::Leaf;
+using symbol_file::Problem;
+using symbol_file::SymbolFile;
 
 struct PlcSettings {
     std::uint64_t seed = 1;  // of session bytes, random walks and fault rules
@@ -85,12 +92,12 @@ public:
     const Identity& identity() const { return identity_; }
 
 private:
-    Reply count(const Bytes& request);
+    Reply answerAndCount(const Bytes& request);
     void applyInitialValues(const SymbolFile& file);
-    std::vector<SignalGenerator::Wiring> wire(const SymbolFile& file);
-    bool locate(const SymbolFile& file, const std::string& tag, int line, const char* where, Element* element);
+    std::vector<SignalGenerator::ResolvedSignal> resolveSignals(const SymbolFile& file);
+    std::optional<Element> locate(const SymbolFile& file, const std::string& tag, int line, const char* where);
     void addWarnings(const std::vector<Leaf>& leaves, const BitLayout& bits);
-    void publish();
+    void updateReservedVariables();
 
     std::vector<Problem> problems_;
     std::vector<Problem> warnings_;

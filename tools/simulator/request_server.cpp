@@ -4,39 +4,25 @@
 #include <cstring>
 #include <utility>
 
-#include "protocol/bytes.h"
 #include "tools/simulator/reserved_variables.h"
 
 namespace ac500::sim {
 
 namespace {
 
-// Requests.
-constexpr std::size_t kServiceOffset = kEnvelopeBytes;
-constexpr std::size_t kCountOffset = 8;            // read and write: number of items
-constexpr std::size_t kItemsOffset = 12;           // read and write: first item
-constexpr std::size_t kItemHeadBytes = 2 + 4 + 4;  // area, offset, size
-constexpr std::size_t kSmallestDataRequest = kItemsOffset + kSessionBytes;
-constexpr std::size_t kHelloRequestBytes = kEnvelopeBytes + 14;
-constexpr std::size_t kNameLengthOffset = 8;
-constexpr std::size_t kNameOffset = 10;
+constexpr std::size_t kSmallestDataRequest = wire::kItemsAt + wire::kSessionBytes;
 
-// Replies.
-constexpr std::size_t kHelloReplyPayload = 200;
-constexpr std::size_t kHelloServiceOffset = 8;
-constexpr std::size_t kHelloBootCountOffset = 12;
-constexpr std::size_t kHelloMaxRequestOffset = 16;
-constexpr std::size_t kHelloMaxReplyOffset = 20;
-constexpr std::size_t kHelloDeviceOffset = 24;
-constexpr std::size_t kHelloVersionOffset = 56;
-constexpr std::size_t kSymbolReplyPayload = 30;
-constexpr std::size_t kSymbolServiceOffset = 8;
-constexpr std::size_t kSymbolBootCountOffset = 12;
-constexpr std::size_t kSymbolSessionOffset = 24;
-constexpr std::size_t kReadReplyHeadPayload = kStatusBytes + 4;  // status word, count echo
+// What the replies to the handshake say beyond what clients look at.
+constexpr std::size_t kServiceEchoAt = 8;
+constexpr std::size_t kBootCountAt = 12;
+constexpr std::size_t kMaxRequestAt = 16;
+constexpr std::size_t kMaxReplyAt = 20;
+constexpr std::size_t kDeviceAt = 24;
+constexpr std::size_t kVersionAt = 56;
+
+constexpr std::size_t kCountEchoAt = wire::kShortReplyBytes;  // of a read reply
 constexpr char kLeadByte = '\0';
 
-constexpr const char* kSymbolFileName = "DOWNLOAD.SDB";
 constexpr const char* kDeviceName = "AC500-SIM";
 constexpr const char* kVersionText = "CODESYS V2 simulation 1.0";
 
@@ -54,41 +40,43 @@ void putText(Bytes& reply, std::size_t offset, const char* text) {
 }
 
 Status checkEnvelope(const Bytes& request) {
-    if (request.size() < 2 || getU16(request.data()) != 0xBBBB) {
+    if (request.size() < 2 || !wire::mayBeginFrame(request)) {
         return Status::BadMagic;
     }
-    if (request.size() < kEnvelopeBytes + 1 || getU32(request.data() + 2) != request.size() - kEnvelopeBytes) {
+    if (request.size() <= wire::kServiceAt ||
+        wire::getU32(request.data() + wire::kLengthAt) != request.size() - wire::kEnvelopeBytes) {
         return Status::BadLength;
     }
     return Status::Good;
 }
 
 Reply answerHello(const Bytes& request, const Identity& identity) {
-    if (request.size() != kHelloRequestBytes) {
+    if (request.size() != wire::kHelloRequestBytes) {
         return refusal(Status::BadLength);
     }
-    Bytes reply = makeReply(kHelloReplyPayload, Status::Good);
-    reply[kHelloServiceOffset] = request[kServiceOffset];
-    putU32(&reply[kHelloBootCountOffset], identity.bootCount);
-    putU32(&reply[kHelloMaxRequestOffset], static_cast<quint32>(kMaxPayloadBytes));
-    putU32(&reply[kHelloMaxReplyOffset], static_cast<quint32>(kMaxPayloadBytes));
-    putText(reply, kHelloDeviceOffset, kDeviceName);
-    putText(reply, kHelloVersionOffset, kVersionText);
+    Bytes reply = makeReply(wire::kHelloReplyBytes, Status::Good);
+    reply[kServiceEchoAt] = request[wire::kServiceAt];
+    wire::putU32(&reply[kBootCountAt], identity.bootCount);
+    wire::putU32(&reply[kMaxRequestAt], wire::kMaxPayloadBytes);
+    wire::putU32(&reply[kMaxReplyAt], wire::kMaxPayloadBytes);
+    putText(reply, kDeviceAt, kDeviceName);
+    putText(reply, kVersionAt, kVersionText);
     return good(std::move(reply), 0);
 }
 
-Reply answerSymbolFile(const Bytes& request, const Identity& identity) {
-    if (request.size() < kNameOffset || getU16(request.data() + kNameLengthOffset) != request.size() - kNameOffset) {
+Reply answerSymbols(const Bytes& request, const Identity& identity) {
+    if (request.size() < wire::kNameAt ||
+        wire::getU16(request.data() + wire::kNameLengthAt) != request.size() - wire::kNameAt) {
         return refusal(Status::BadLength);
     }
     // The name on the wire ends with its terminator: comparing both with it keeps "DOWNLOAD.SDB\0x" out.
-    if (request.substr(kNameOffset) != Bytes(kSymbolFileName, std::strlen(kSymbolFileName) + 1)) {
+    if (request.substr(wire::kNameAt) != Bytes(wire::kSymbolFileName, std::strlen(wire::kSymbolFileName) + 1)) {
         return refusal(Status::UnknownFile);
     }
-    Bytes reply = makeReply(kSymbolReplyPayload, Status::Good);
-    reply[kSymbolServiceOffset] = request[kServiceOffset];
-    putU32(&reply[kSymbolBootCountOffset], identity.bootCount);
-    std::copy(identity.session.begin(), identity.session.end(), &reply[kSymbolSessionOffset]);
+    Bytes reply = makeReply(wire::kSymbolsReplyBytes, Status::Good);
+    reply[kServiceEchoAt] = request[wire::kServiceAt];
+    wire::putU32(&reply[kBootCountAt], identity.bootCount);
+    std::copy(identity.session.begin(), identity.session.end(), &reply[wire::kSessionAt]);
     return good(std::move(reply), 0);
 }
 
@@ -98,25 +86,22 @@ Status checkDataRequest(const Bytes& request, const Identity& identity) {
         return Status::BadLength;
     }
     const auto reversed = [](char sent, std::uint8_t own) { return static_cast<std::uint8_t>(sent) == own; };
-    const bool same = std::equal(request.end() - kSessionBytes, request.end(), identity.session.rbegin(), reversed);
+    const bool same =
+        std::equal(request.end() - wire::kSessionBytes, request.end(), identity.session.rbegin(), reversed);
     return same ? Status::Good : Status::WrongSession;
 }
 
-ByteRange itemHead(const char* item) {
-    return {getU16(item), getU32(item + 2), getU32(item + 6)};
-}
-
 // Does the item touch bytes [begin, end) of the simulator's own area?
-bool touchesReserved(const ByteRange& range, std::uint64_t begin, std::uint64_t end) {
-    return range.area == kReservedArea && range.offset < end && begin < range.offset + range.size;
+bool touchesReserved(const ByteRun& run, std::int64_t begin, std::int64_t end) {
+    return run.area == kReservedArea && run.address < end && begin < run.address + run.size;
 }
 
-bool touchesFaultKind(const ByteRange& range) {
-    return touchesReserved(range, reserved::kFaultKind, reserved::kFaultKind + 2);
+bool touchesFaultKind(const ByteRun& run) {
+    return touchesReserved(run, reserved::kFaultKind, reserved::kFaultKind + 2);
 }
 
-bool touchesReadOnly(const ByteRange& range) {
-    return touchesReserved(range, reserved::kFirstReadOnly, reserved::kAreaBytes);
+bool touchesReadOnly(const ByteRun& run) {
+    return touchesReserved(run, reserved::kFirstReadOnly, reserved::kAreaBytes);
 }
 
 struct Command {
@@ -125,15 +110,15 @@ struct Command {
 };
 
 bool isService(std::uint16_t code) {
-    return code <= 0xFF && serviceName(static_cast<std::uint8_t>(code))[0] != '?';
+    return code <= 0xFF && wire::isKnown(static_cast<Service>(code));
 }
 
 // What the writable part of the reserved area says.
 Command readCommand(const Bytes& block) {
-    const quint16 kind = getU16(&block[reserved::kFaultKind]);
-    const quint16 count = getU16(&block[reserved::kFaultCount]);
-    const std::int32_t argument = static_cast<std::int32_t>(getU32(&block[reserved::kFaultArgument]));
-    const quint16 service = getU16(&block[reserved::kFaultService]);
+    const std::uint16_t kind = wire::getU16(&block[reserved::kFaultKind]);
+    const std::uint16_t count = wire::getU16(&block[reserved::kFaultCount]);
+    const std::int32_t argument = static_cast<std::int32_t>(wire::getU32(&block[reserved::kFaultArgument]));
+    const std::uint16_t service = wire::getU16(&block[reserved::kFaultService]);
     Command command;
     command.armed.fault = {static_cast<FaultKind>(kind), argument};
     command.armed.count = std::max<std::uint32_t>(count, 1);
@@ -148,7 +133,7 @@ Command readCommand(const Bytes& block) {
 
 template <class Items>
 bool arms(const Items& items) {
-    return std::any_of(items.begin(), items.end(), [](const auto& item) { return touchesFaultKind(item.range); });
+    return std::any_of(items.begin(), items.end(), [](const auto& item) { return touchesFaultKind(item.run); });
 }
 
 // The reserved area as it will be once the items are written. REQUIRES: reserved items lie within the area.
@@ -156,8 +141,8 @@ template <class Items>
 Bytes reservedBlockAfter(const PlcMemory& memory, const Items& items) {
     Bytes block = memory.read({kReservedArea, 0, reserved::kAreaBytes});
     for (const auto& item : items) {
-        if (item.range.area == kReservedArea) {
-            block.replace(static_cast<std::size_t>(item.range.offset), item.data.size(), item.data);
+        if (item.run.area == kReservedArea) {
+            block.replace(static_cast<std::size_t>(item.run.address), item.data.size(), item.data);
         }
     }
     return block;
@@ -171,12 +156,12 @@ Reply RequestServer::answer(const Bytes& request, const Identity& identity) {
 }
 
 Reply RequestServer::answerService(const Bytes& request, const Identity& identity) {
-    const Service service = static_cast<Service>(byteAt(request.data(), kServiceOffset));
+    const Service service = Service{wire::byteAt(request.data(), wire::kServiceAt)};
     switch (service) {
         case Service::Hello:
             return answerHello(request, identity);
-        case Service::SymbolFile:
-            return answerSymbolFile(request, identity);
+        case Service::Symbols:
+            return answerSymbols(request, identity);
         case Service::Read:
         case Service::Write: {
             const Status status = checkDataRequest(request, identity);
@@ -198,13 +183,13 @@ Reply RequestServer::read(const Bytes& request) {
     if (status != Status::Good) {
         return refusal(status);
     }
-    Bytes reply = makeReply(kReadReplyHeadPayload, Status::Good);
-    reply.replace(kCountOffset, 4, request, kCountOffset, 4);
+    Bytes reply = makeReply(wire::kReadReplyHeadBytes, Status::Good);
+    reply.replace(kCountEchoAt, 4, request, wire::kItemCountAt, 4);
     for (const Item& item : items) {
         reply += kLeadByte;
-        reply += memory_.read(item.range);
+        reply += memory_.read(item.run);
     }
-    putU32(&reply[2], static_cast<quint32>(reply.size() - kEnvelopeBytes));
+    wire::putEnvelope(reply);
     return good(std::move(reply), static_cast<std::uint32_t>(items.size()));
 }
 
@@ -220,7 +205,7 @@ Reply RequestServer::write(const Bytes& request) {
     for (const Item& item : items) {
         apply(item);
     }
-    Reply reply = good(makeReply(kStatusBytes, Status::Good), static_cast<std::uint32_t>(items.size()));
+    Reply reply = good(makeReply(wire::kShortReplyBytes, Status::Good), static_cast<std::uint32_t>(items.size()));
     if (arms(items)) {
         reply.armed = readCommand(memory_.read({kReservedArea, 0, reserved::kAreaBytes})).armed;
     }
@@ -228,25 +213,25 @@ Reply RequestServer::write(const Bytes& request) {
 }
 
 Status RequestServer::checkRead(const std::vector<Item>& items) const {
-    std::uint64_t payload = kReadReplyHeadPayload;
+    std::int64_t replyBytes = wire::kReadReplyHeadBytes;
     for (const Item& item : items) {
-        const Status status = checkRange(item.range);
+        const Status status = checkRange(item.run);
         if (status != Status::Good) {
             return status;
         }
-        payload += 1 + item.range.size;
+        replyBytes += wire::kLeadBytes + item.run.size;
     }
-    return payload <= kMaxPayloadBytes ? Status::Good : Status::ReplyTooLong;
+    return replyBytes <= wire::kEnvelopeBytes + wire::kMaxPayloadBytes ? Status::Good : Status::ReplyTooLong;
 }
 
 Status RequestServer::checkWrite(const std::vector<Item>& items) const {
     for (const Item& item : items) {
-        const ByteRange touched = item.bit ? PlcMemory::wordOfBit(item.range.area, item.range.offset) : item.range;
+        const ByteRun touched = item.bit ? PlcMemory::wordOfBit(item.run.area, item.run.address) : item.run;
         const Status status = checkRange(touched);
         if (status != Status::Good) {
             return status;
         }
-        if (touchesReadOnly(item.range)) {
+        if (touchesReadOnly(item.run)) {
             return Status::ReadOnly;
         }
     }
@@ -254,46 +239,46 @@ Status RequestServer::checkWrite(const std::vector<Item>& items) const {
     return bad ? Status::BadValue : Status::Good;
 }
 
-Status RequestServer::checkRange(const ByteRange& range) const {
-    if (!memory_.hasArea(range.area)) {
+Status RequestServer::checkRange(const ByteRun& run) const {
+    if (!memory_.hasArea(run.area)) {
         return Status::UnknownArea;
     }
-    return memory_.contains(range) ? Status::Good : Status::OutOfRange;
+    return memory_.contains(run) ? Status::Good : Status::OutOfRange;
 }
 
 void RequestServer::apply(const Item& item) {
     if (item.bit) {
-        memory_.setBit(item.range.area, item.range.offset, item.data[0] != '\0');
+        memory_.setBit(item.run.area, item.run.address, item.data[0] != '\0');
     } else {
-        memory_.write(item.range.area, item.range.offset, item.data);
+        memory_.write(item.run.area, item.run.address, item.data);
     }
 }
 
 // The count is compared with the bytes that are there before anything is made of it.
 bool RequestServer::parseReadItems(const Bytes& request, std::vector<Item>* items) {
-    const std::uint64_t count = getU32(request.data() + kCountOffset);
-    if (request.size() - kSmallestDataRequest != count * kItemHeadBytes) {
+    const std::uint64_t count = wire::getU32(request.data() + wire::kItemCountAt);
+    if (request.size() - kSmallestDataRequest != count * wire::kItemHeadBytes) {
         return false;
     }
-    for (std::size_t at = kItemsOffset; at < request.size() - kSessionBytes; at += kItemHeadBytes) {
-        items->push_back({itemHead(request.data() + at), Bytes(), false});
+    for (std::size_t at = wire::kItemsAt; at < request.size() - wire::kSessionBytes; at += wire::kItemHeadBytes) {
+        items->push_back({wire::getItemHead(request.data() + at), Bytes(), false});
     }
     return true;
 }
 
 bool RequestServer::parseWriteItems(const Bytes& request, std::vector<Item>* items) const {
-    const std::uint64_t count = getU32(request.data() + kCountOffset);
-    const std::size_t end = request.size() - kSessionBytes;
-    std::size_t at = kItemsOffset;
-    while (items->size() < count && end - at >= kItemHeadBytes) {
-        const ByteRange range = itemHead(request.data() + at);
-        at += kItemHeadBytes;
-        if (range.size > end - at) {
+    const std::uint64_t count = wire::getU32(request.data() + wire::kItemCountAt);
+    const std::size_t end = request.size() - wire::kSessionBytes;
+    std::size_t at = wire::kItemsAt;
+    while (items->size() < count && end - at >= wire::kItemHeadBytes) {
+        const ByteRun run = wire::getItemHead(request.data() + at);
+        at += wire::kItemHeadBytes;
+        const auto dataBytes = static_cast<std::size_t>(run.size);
+        if (dataBytes > end - at) {
             return false;
         }
-        const auto dataBytes = static_cast<std::size_t>(range.size);
-        const bool bit = dataBytes == 1 && bits_.isBitWrite(range.area, range.offset);
-        items->push_back({range, request.substr(at, dataBytes), bit});
+        const bool bit = dataBytes == 1 && bits_.isBitWrite(run.area, run.address);
+        items->push_back({run, request.substr(at, dataBytes), bit});
         at += dataBytes;
     }
     return items->size() == count && at == end;

@@ -1,8 +1,8 @@
 // RequestServer answers requests out of a memory: it checks a request, reads or writes, and builds the reply. It is the
-// well-behaved half of the simulated PLC; faults come later (fault_plan.h). Knows no sockets, no clock.
+// well-behaved half of the simulated PLC; faults come later (fault_schedule.h). Knows no sockets, no clock.
 //
 // A request is checked as a whole before anything is written: it is carried out completely or refused. Nothing in it is
-// trusted; the longest reply has kMaxPayloadBytes of payload. Not thread-safe.
+// trusted; the longest reply has wire::kMaxPayloadBytes of payload. Not thread-safe.
 #ifndef AC500_TOOLS_SIMULATOR_REQUEST_SERVER_H
 #define AC500_TOOLS_SIMULATOR_REQUEST_SERVER_H
 
@@ -12,14 +12,15 @@
 #include <vector>
 
 #include "tools/simulator/bit_layout.h"
-#include "tools/simulator/fault_plan.h"
+#include "tools/simulator/fault_schedule.h"
 #include "tools/simulator/plc_memory.h"
+#include "tools/simulator/reply_frame.h"
 
 namespace ac500::sim {
 
 // The four bytes that the second handshake reply carries at offsets 24..27, in that order. A client sends them reversed
 // at the end of every read and write request.
-using SessionBytes = std::array<std::uint8_t, kSessionBytes>;
+using SessionBytes = std::array<std::uint8_t, wire::kSessionBytes>;
 
 // What the simulated PLC says about itself in the handshake.
 struct Identity {
@@ -46,9 +47,9 @@ public:
 
 private:
     struct Item {
-        ByteRange range;
+        ByteRun run;
         Bytes data;  // of a write
-        bool bit;    // range.offset is a bit address, data one byte
+        bool bit;    // run.address is a bit address, data one byte
     };
 
     Reply answerService(const Bytes& request, const Identity& identity);
@@ -57,7 +58,7 @@ private:
 
     Status checkRead(const std::vector<Item>& items) const;
     Status checkWrite(const std::vector<Item>& items) const;
-    Status checkRange(const ByteRange& range) const;
+    Status checkRange(const ByteRun& run) const;
     void apply(const Item& item);
 
     bool parseWriteItems(const Bytes& request, std::vector<Item>* items) const;

@@ -5,6 +5,11 @@
 
 namespace ac500::sim {
 
+using symbol_file::Area;
+using symbol_file::Scope;
+using symbol_file::TypeCode;
+using symbol_file::Variable;
+
 namespace {
 
 constexpr const char* kAreaName = "simulator";
@@ -73,14 +78,6 @@ bool isExtended(const SymbolFile& file) {
            std::any_of(file.scopes.begin(), file.scopes.end(), isReservedScope);
 }
 
-Problem conflict(int line, std::string where, std::string what) {
-    Problem problem;
-    problem.line = line;
-    problem.where = std::move(where);
-    problem.what = std::move(what);
-    return problem;
-}
-
 }  // namespace
 
 SymbolFile withReservedVariables(SymbolFile file) {
@@ -99,13 +96,13 @@ std::vector<Problem> reservedConflicts(const SymbolFile& file) {
     for (const Area& area : file.areas) {
         if (area.number == kReservedArea) {
             problems.push_back(
-                conflict(area.line, "areas", "area 9 is reserved for the simulator; give this area another number"));
+                {area.line, 0, "areas", "area 9 is reserved for the simulator; give this area another number"});
         }
     }
     for (const Scope& scope : file.scopes) {
         if (scope.name == kReservedScope) {
-            problems.push_back(conflict(scope.line, "scopes",
-                                        "scope \"Sim\" is reserved for the simulator; give this scope another name"));
+            problems.push_back(
+                {scope.line, 0, "scopes", "scope \"Sim\" is reserved for the simulator; give this scope another name"});
         }
     }
     return problems;

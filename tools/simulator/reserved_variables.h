@@ -32,6 +32,9 @@
 
 namespace ac500::sim {
 
+using symbol_file::Problem;
+using symbol_file::SymbolFile;
+
 constexpr int kReservedArea = 9;
 constexpr const char* kReservedScope = "Sim";
 

@@ -43,12 +43,12 @@ double counterValue(const Signal& signal, std::int64_t nowMs) {
 }
 
 // Echoes in an order in which each stands behind the echo that it repeats. Of a circle, the last one stands anywhere.
-std::vector<SignalGenerator::Wiring> sourcesFirst(std::vector<SignalGenerator::Wiring> echoes) {
+std::vector<SignalGenerator::ResolvedSignal> sourcesFirst(std::vector<SignalGenerator::ResolvedSignal> echoes) {
     std::map<std::string, std::size_t> byTag;
     for (std::size_t i = 0; i < echoes.size(); ++i) {
         byTag.emplace(echoes[i].signal.tag, i);
     }
-    std::vector<SignalGenerator::Wiring> ordered;
+    std::vector<SignalGenerator::ResolvedSignal> ordered;
     std::vector<bool> placed(echoes.size(), false);
     for (std::size_t i = 0; i < echoes.size(); ++i) {
         std::vector<std::size_t> chain;  // from an echo to its source, and so on
@@ -88,15 +88,15 @@ double signalValueAt(const Signal& signal, std::int64_t nowMs) {
     return 0;
 }
 
-SignalGenerator::SignalGenerator(std::vector<Wiring> wirings, std::uint64_t seed) {
+SignalGenerator::SignalGenerator(std::vector<ResolvedSignal> resolved, std::uint64_t seed) {
     Random seeds(seed);
-    for (Wiring& wiring : wirings) {
+    for (ResolvedSignal& one : resolved) {
         const Random random(seeds.next());
-        if (wiring.signal.kind == Signal::Kind::Echo) {
-            echoes_.push_back(std::move(wiring));
+        if (one.signal.kind == Signal::Kind::Echo) {
+            echoes_.push_back(std::move(one));
         } else {
-            walks_.push_back({random, 0, middle(wiring.signal)});
-            wirings_.push_back(std::move(wiring));
+            walks_.push_back({random, 0, middle(one.signal)});
+            signals_.push_back(std::move(one));
         }
     }
     echoes_ = sourcesFirst(std::move(echoes_));
@@ -104,17 +104,17 @@ SignalGenerator::SignalGenerator(std::vector<Wiring> wirings, std::uint64_t seed
 
 void SignalGenerator::advance(std::int64_t nowMs, PlcMemory& memory) {
     const std::int64_t now = std::max<std::int64_t>(nowMs, 0);
-    for (std::size_t i = 0; i < wirings_.size(); ++i) {
-        const Signal& signal = wirings_[i].signal;
+    for (std::size_t i = 0; i < signals_.size(); ++i) {
+        const Signal& signal = signals_[i].signal;
         if (signal.kind == Signal::Kind::Pattern) {
-            writePattern(memory, wirings_[i].target, static_cast<std::uint64_t>(wholePeriods(signal, now)));
+            writePattern(memory, signals_[i].target, static_cast<std::uint64_t>(wholePeriods(signal, now)));
             continue;
         }
         const bool walks = signal.kind == Signal::Kind::RandomWalk;
-        writeNumber(memory, wirings_[i].target,
+        writeNumber(memory, signals_[i].target,
                     walks ? walkedValue(signal, walks_[i], now) : signalValueAt(signal, now));
     }
-    for (const Wiring& echo : echoes_) {
+    for (const ResolvedSignal& echo : echoes_) {
         copyValue(memory, echo.source, echo.target);
     }
 }

@@ -25,20 +25,23 @@
 
 namespace ac500::sim {
 
+using symbol_file::Element;
+using symbol_file::Signal;
+
 // The value of every kind that depends on nothing but time; the middle for RandomWalk, 0 for Echo and Pattern.
 double signalValueAt(const Signal& signal, std::int64_t nowMs);
 
 class SignalGenerator {
 public:
-    // A signal as the generator keeps it: tags are resolved.
-    struct Wiring {
+    // A signal whose tags have become places in the memory.
+    struct ResolvedSignal {
         Signal signal;
         Element target;
         Element source;  // Echo only
     };
 
     // REQUIRES: the ranges of all elements lie within the memory that advance() is given.
-    SignalGenerator(std::vector<Wiring> wirings, std::uint64_t seed);
+    SignalGenerator(std::vector<ResolvedSignal> resolved, std::uint64_t seed);
 
     // Writes all values for the time `nowMs`, milliseconds since the start; time that goes backwards counts as no time.
     // A random walk catches up with at most kMaxWalkSteps steps per call.
@@ -55,9 +58,9 @@ private:
 
     static double walkedValue(const Signal& signal, Walk& walk, std::int64_t nowMs);
 
-    std::vector<Wiring> wirings_;  // all but echoes
-    std::vector<Walk> walks_;      // one per wiring; used by RandomWalk only
-    std::vector<Wiring> echoes_;   // sources first
+    std::vector<ResolvedSignal> signals_;  // all but echoes
+    std::vector<Walk> walks_;              // one per signal; used by RandomWalk only
+    std::vector<ResolvedSignal> echoes_;   // sources first
 };
 
 }  // namespace ac500::sim

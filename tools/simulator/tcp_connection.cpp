@@ -15,15 +15,18 @@ namespace {
 constexpr qint64 kReadBufferBytes = 64 * 1024;
 constexpr int kRequestsPerTurn = 16;  // then it is the other clients' turn
 
-bool isData(std::uint8_t serviceCode) {
-    return serviceCode == static_cast<std::uint8_t>(Service::Read) ||
-           serviceCode == static_cast<std::uint8_t>(Service::Write);
+std::string serviceNameOf(const Exchange& exchange) {
+    return wire::serviceName(Service{exchange.serviceCode});
+}
+
+bool isData(const Exchange& exchange) {
+    const Service service{exchange.serviceCode};
+    return service == Service::Read || service == Service::Write;
 }
 
 std::string describe(const Exchange& exchange) {
-    const std::string name = serviceName(exchange.serviceCode);
-    const std::string items = isData(exchange.serviceCode) ? fmt::format(" of {} item(s)", exchange.items) : "";
-    return fmt::format("{}{}, reply of {} bytes", name, items, exchange.replyBytes);
+    const std::string items = isData(exchange) ? fmt::format(" of {} item(s)", exchange.items) : "";
+    return fmt::format("{}{}, reply of {} bytes", serviceNameOf(exchange), items, exchange.replyBytes);
 }
 
 std::string describeRefusal(const Exchange& exchange) {
@@ -63,8 +66,8 @@ void TcpConnection::close() {
     ended();
 }
 
-void TcpConnection::giveWay() {
-    note(lastGoodMs_ ? "has asked nothing for long: makes place for another" : "never asked: makes place for another");
+void TcpConnection::evict() {
+    note(lastGoodMs_ ? "has asked nothing for long: makes room for another" : "never asked: makes room for another");
     close();
 }
 
@@ -77,7 +80,7 @@ void TcpConnection::reset() {
 }
 
 void TcpConnection::takeRequests() {
-    if (state_ == State::Farewell) {
+    if (state_ == State::Draining) {
         socket_->readAll();
     }
     int taken = 0;
@@ -227,7 +230,7 @@ bool TcpConnection::conclude(After after) {
         case After::Nothing:
             return true;
         case After::Close:
-            beginFarewell();
+            beginDraining();
             return false;
         case After::Reset:
             reset();
@@ -241,11 +244,11 @@ bool TcpConnection::conclude(After after) {
 
 // Closing while bytes of the client are unread would send a reset, which can overtake the refusal just sent. So only
 // the own side is closed, and what still comes is thrown away until the client closes too or its time is up.
-void TcpConnection::beginFarewell() {
-    state_ = State::Farewell;
+void TcpConnection::beginDraining() {
+    state_ = State::Draining;
     ::shutdown(static_cast<int>(socket_->socketDescriptor()), SHUT_WR);
     socket_->readAll();
-    QTimer::singleShot(server_.settings_.limits.farewellMs, this, [this] { socket_->abort(); });
+    QTimer::singleShot(server_.settings_.limits.drainMs, this, [this] { socket_->abort(); });
 }
 
 void TcpConnection::ended() {
@@ -265,7 +268,7 @@ void TcpConnection::tell(const Exchange& exchange) const {
     }
     server_.tell(EventLevel::Detail, fmt::format("client {}: {}", number_, describe(exchange)));
     if (exchange.fault.kind != FaultKind::None) {
-        note("fault " + describe(exchange.fault) + " on a reply to " + serviceName(exchange.serviceCode));
+        note("fault " + describe(exchange.fault) + " on a reply to " + serviceNameOf(exchange));
     }
 }
 

@@ -11,6 +11,7 @@
 #include <QtCore/QTimer>
 #include <QtNetwork/QTcpSocket>
 
+#include "tools/simulator/frame_splitter.h"
 #include "tools/simulator/tcp_server.h"
 
 namespace ac500::sim {
@@ -26,8 +27,8 @@ public:
     // Ends the connection with a reset.
     void reset();
 
-    // The same as close(), for the sake of a newcomer.
-    void giveWay();
+    // The same as close(), to make room for another client.
+    void evict();
 
     // When the last request came that was not refused, by the server's clock; nothing before the first.
     std::optional<std::int64_t> lastGoodMs() const { return lastGoodMs_; }
@@ -37,7 +38,7 @@ private:
     enum class State {
         Serving,     // requests are taken
         Delivering,  // a delivery is under way, requests wait
-        Farewell,    // all is sent; what comes in is thrown away
+        Draining,    // all is sent; what comes in is thrown away
         Ended,
     };
 
@@ -62,7 +63,7 @@ private:
     bool performNext(Progress& progress);
     bool send(const Bytes& bytes);
     bool conclude(After after);
-    void beginFarewell();
+    void beginDraining();
     void ended();
     void tell(const Exchange& exchange) const;
     void note(const std::string& text) const;
@@ -75,7 +76,7 @@ private:
     std::int64_t lateBytes_ = 0;
     std::optional<std::int64_t> lastGoodMs_;
     bool turnScheduled_ = false;
-    bool midReply_ = false;  // the delivery under way has sent some of its steps
+    bool midReply_ = false;  // the delivery under way has sent some of its steps, not all
     FrameSplitter splitter_;
     QTimer requestTimer_;  // runs while there is an unfinished request, since its first byte
 };

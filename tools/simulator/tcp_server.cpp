@@ -78,7 +78,7 @@ void TcpServer::acceptPending() {
 }
 
 void TcpServer::accept(QTcpSocket* socket) {
-    if (!makePlace()) {
+    if (!makeRoom()) {
         tell(EventLevel::Note, "a connection is closed at once: there are " + std::to_string(connections_.size()) +
                                    " clients already, and all of them ask");
         socket->abort();
@@ -95,21 +95,21 @@ void TcpServer::accept(QTcpSocket* socket) {
     connections_.emplace(connection, lastNumber_);
 }
 
-// False: every client is worth more than a newcomer.
-bool TcpServer::makePlace() {
+// False: all clients keep their places.
+bool TcpServer::makeRoom() {
     if (static_cast<int>(connections_.size()) < settings_.limits.maxClients) {
         return true;
     }
-    TcpConnection* const leaving = mostDispensable();
-    if (leaving == nullptr) {
+    TcpConnection* const evicted = clientToEvict();
+    if (evicted == nullptr) {
         return false;
     }
-    leaving->giveWay();
+    evicted->evict();
     return true;
 }
 
 // Null: all clients have asked something good within the idle time.
-TcpConnection* TcpServer::mostDispensable() const {
+TcpConnection* TcpServer::clientToEvict() const {
     const auto isBefore = [](const auto& a, const auto& b) {
         const auto rank = [](const auto& entry) {
             return std::make_tuple(entry.first->lastGoodMs().has_value(), entry.first->lastGoodMs(), entry.second);

@@ -65,8 +65,8 @@ private:
 
     void acceptPending();
     void accept(QTcpSocket* socket);
-    bool makePlace();
-    TcpConnection* mostDispensable() const;
+    bool makeRoom();
+    TcpConnection* clientToEvict() const;
     void forget(TcpConnection* connection);
     Exchange serve(const Bytes& request);
     Exchange refuse(Status status);

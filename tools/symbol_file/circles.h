@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <vector>
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
-const std::size_t kLeadsNowhere = static_cast<std::size_t>(-1);
+constexpr std::size_t kLeadsNowhere = static_cast<std::size_t>(-1);
 
 // `next[i]` is where i leads to, or kLeadsNowhere. Every circle is listed once, in order, starting with its smallest
 // member.
@@ -34,6 +34,6 @@ inline std::vector<std::vector<std::size_t>> findCircles(const std::vector<std::
     return circles;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

@@ -7,9 +7,7 @@
 #include "tools/symbol_file/layout.h"
 #include "tools/symbol_file/limits.h"
 
-namespace ac500 {
-
-const char* const kNameRule = "use letters, digits and underscores, and no digit in front";
+namespace ac500::symbol_file {
 
 namespace {
 
@@ -231,4 +229,4 @@ std::optional<std::string> readName(const std::optional<JsonNode>& node, Problem
     return std::nullopt;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -11,7 +11,7 @@
 #include "tools/symbol_file/json_reader.h"
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 struct Declaration {
     Variable variable;          // `structure` is not yet set
@@ -43,8 +43,8 @@ std::optional<std::string> readName(const std::optional<JsonNode>& node, Problem
 bool isName(const std::string& text);
 
 // What isName asks for, as a remedy.
-extern const char* const kNameRule;
+constexpr const char* kNameRule = "use letters, digits and underscores, and no digit in front";
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

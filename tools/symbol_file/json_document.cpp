@@ -8,8 +8,9 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/symbol_file/limits.h"
+#include "tools/text/text.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 struct TokenStart {
@@ -123,21 +124,13 @@ private:
     PositionTracker* tracker_;
 };
 
-Problem problemAt(TextPosition position, std::string what) {
-    Problem problem;
-    problem.line = position.line;
-    problem.column = position.column;
-    problem.what = std::move(what);
-    return problem;
-}
-
 // The parser's own message begins with its name and a position of its own; only the rest is of use.
 std::string reasonIn(const std::string& message) {
-    const std::size_t kMaxReason = 300;
+    constexpr std::size_t kMaxReason = 300;
     const std::size_t column = message.find("column ");
     const std::size_t start = column == std::string::npos ? std::string::npos : message.find(": ", column);
     const std::string reason = start == std::string::npos ? message : message.substr(start + 2);
-    return withoutControls(reason.substr(0, kMaxReason));
+    return text::withoutControls(reason.substr(0, kMaxReason));
 }
 
 // Builds the document from the parser's events. Every handler answers whether the parser is to go on.
@@ -203,7 +196,7 @@ public:
 
 private:
     bool fail(TextPosition position, std::string what) {
-        target_->problems.push_back(problemAt(position, std::move(what)));
+        target_->problems.push_back({position.line, position.column, "", std::move(what)});
         return false;
     }
 
@@ -274,19 +267,6 @@ std::size_t byteOrderMarkBytes(const std::string& text) {
 
 }  // namespace
 
-std::string withoutControls(std::string text) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
-        if (byte < 0x20 || byte == 0x7F) {
-            text[i] = '?';
-        } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {  // U+0080 to U+009F
-            text.replace(i, 2, "?");
-        }
-    }
-    return text;
-}
-
 ParsedJson parseJson(const std::string& text) {
     ParsedJson parsed;
     PositionTracker tracker;
@@ -297,4 +277,4 @@ ParsedJson parseJson(const std::string& text) {
     return parsed;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

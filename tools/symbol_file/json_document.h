@@ -9,7 +9,7 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 // A place in a text, both from 1; columns count characters, not bytes.
 struct TextPosition {
@@ -43,12 +43,9 @@ struct ParsedJson {
     std::vector<Problem> problems;  // at most one: what follows a syntax error cannot be judged
 };
 
-// Puts "?" in place of control characters, which a terminal would obey: text of a file that a message repeats.
-std::string withoutControls(std::string text);
-
 // Parses UTF-8 text, with or without a byte order mark. Nesting and size of the document are bounded (limits.h).
 ParsedJson parseJson(const std::string& text);
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

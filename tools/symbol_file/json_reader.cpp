@@ -5,7 +5,10 @@
 #include <tuple>
 #include <utility>
 
-namespace ac500 {
+#include "tools/text/near_names.h"
+#include "tools/text/text.h"
+
+namespace ac500::symbol_file {
 namespace {
 
 const char* kindName(JsonValue::Kind kind) {
@@ -37,26 +40,6 @@ std::string listed(const std::vector<std::string>& names) {
         list += (list.empty() ? "" : ", ") + inQuotes(name);
     }
     return list;
-}
-
-// The number of typing errors between two words: a character too many, missing, wrong, or two swapped
-// (optimal string alignment).
-std::size_t countTypos(const std::string& a, const std::string& b) {
-    std::vector<std::vector<std::size_t>> typos(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
-    for (std::size_t i = 0; i <= a.size(); ++i) {
-        for (std::size_t j = 0; j <= b.size(); ++j) {
-            if (i == 0 || j == 0) {
-                typos[i][j] = i + j;
-                continue;
-            }
-            const std::size_t replaced = typos[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
-            typos[i][j] = std::min({replaced, typos[i - 1][j] + 1, typos[i][j - 1] + 1});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-                typos[i][j] = std::min(typos[i][j], typos[i - 2][j - 2] + 1);
-            }
-        }
-    }
-    return typos[a.size()][b.size()];
 }
 
 }  // namespace
@@ -212,40 +195,22 @@ std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList
 }
 
 std::string shown(const std::string& text) {
-    const std::size_t kMaxShown = 60;
+    constexpr std::size_t kMaxShown = 60;
     std::size_t end = kMaxShown;
     while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
         ++end;  // whole characters only
     }
-    return withoutControls(end >= text.size() ? text : text.substr(0, end) + "...");
+    return text::withoutControls(end >= text.size() ? text : text.substr(0, end) + "...");
 }
 
 std::string inQuotes(const std::string& text) {
     return "\"" + shown(text) + "\"";
 }
 
-std::string nearest(const std::string& text, const std::vector<std::string>& candidates) {
-    const std::size_t kMaxLength = 100;  // of a word worth comparing
-    std::string best;
-    std::size_t fewest = kMaxLength;
-    for (const std::string& candidate : candidates) {
-        if (text.size() > kMaxLength || candidate.size() > kMaxLength) {
-            continue;
-        }
-        const std::size_t typos = countTypos(text, candidate);
-        const std::size_t likely = candidate.size() < 6 ? 1 : 2;
-        if (typos < fewest && typos <= likely && typos < candidate.size()) {
-            best = candidate;
-            fewest = typos;
-        }
-    }
-    return best;
-}
-
 std::string suggestion(const std::string& text, const std::vector<std::string>& candidates,
                        const std::string& fallback) {
-    const std::string candidate = nearest(text, candidates);
-    return candidate.empty() ? "; " + fallback : "; did you mean " + inQuotes(candidate) + "?";
+    const std::vector<std::string> near = text::nearNames(text, candidates, 1);
+    return near.empty() ? "; " + fallback : "; did you mean " + inQuotes(near.front()) + "?";
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

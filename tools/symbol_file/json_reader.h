@@ -11,7 +11,7 @@
 #include "tools/symbol_file/json_document.h"
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 // A value of the document and the way to it: "scopes[0].variables[3].type". The document outlives its nodes.
 struct JsonNode {
@@ -74,13 +74,10 @@ std::string shown(const std::string& text);
 // The same in quotes.
 std::string inQuotes(const std::string& text);
 
-// The candidate that `text` was probably meant to be, or an empty text.
-std::string nearest(const std::string& text, const std::vector<std::string>& candidates);
-
 // ; did you mean "WORD"?  or, without a likely candidate, "; " and the fallback.
 std::string suggestion(const std::string& text, const std::vector<std::string>& candidates,
                        const std::string& fallback);
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

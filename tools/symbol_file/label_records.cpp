@@ -6,10 +6,10 @@
 
 #include "core/codes.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
-const int kIndexBase = 10;
+constexpr int kIndexBase = 10;
 
 Label_Type_Info filledRecord(const std::string& name, int type) {
     Label_Type_Info record;
@@ -116,4 +116,4 @@ QList<Label_Type_Info> labelRecords(const SymbolFile& file) {
     return records;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

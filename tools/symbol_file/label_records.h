@@ -7,7 +7,7 @@
 #include "symbols/label_type_info.h"
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 // One record per scope, ready for PassVarName_2. All fields are filled. Array bounds follow the driver's convention:
 // number base 10, then (lower, upper + 1) per dimension, because an index equal to the record's upper bound lies
@@ -15,6 +15,6 @@ namespace ac500 {
 // "Main.flags.b[%%]" can be rewritten.
 QList<Label_Type_Info> labelRecords(const SymbolFile& file);
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

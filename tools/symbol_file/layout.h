@@ -7,7 +7,7 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 // Elements of all dimensions together; 1 without dimensions.
 inline std::int64_t countElements(const std::vector<ArrayDimension>& dimensions) {
@@ -34,6 +34,6 @@ inline std::int64_t endByte(const Variable& variable) {
     return variable.code == TypeCode::Bit ? (end + 15) / 16 * 2 : end;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

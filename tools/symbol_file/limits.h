@@ -7,27 +7,26 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
-const std::size_t kMaxFileBytes = 64u * 1024 * 1024;
-const int kMaxJsonNesting = 64;
-const int kMaxJsonValues = 2000000;  // objects, arrays and scalars of the document together
+constexpr std::size_t kMaxFileBytes = 64u * 1024 * 1024;
+constexpr int kMaxJsonNesting = 64;
+constexpr int kMaxJsonValues = 2000000;  // objects, arrays and scalars of the document together
 
-const std::int64_t kMaxAreaNumber = 65535;
-const std::int64_t kMaxAreaBytes = 16 * 1024 * 1024;        // one area; bit addresses stay below 2^27
-const std::int64_t kMaxTotalAreaBytes = 256 * 1024 * 1024;  // the simulator holds all areas in memory
-const std::int64_t kMaxAddress = 0x7fffffff;                // an offset or bit as written, before it is checked to fit
+constexpr std::int64_t kMaxAreaNumber = 65535;
+constexpr std::int64_t kMaxAreaBytes = 16 * 1024 * 1024;        // one area; bit addresses stay below 2^27
+constexpr std::int64_t kMaxTotalAreaBytes = 256 * 1024 * 1024;  // the simulator holds all areas in memory
+constexpr std::int64_t kMaxAddress = 0x7fffffff;  // an offset or bit as written, before it is checked to fit
 
-const std::size_t kMaxDimensions = 3;
-const std::int64_t kMaxArrayBound = 1000000;  // and the smallest is its negative
-const std::int64_t kMaxArrayElements = 1000000;
-const int kMaxStructureLevels = 16;
-const std::int64_t kMaxLeaves = 1000000;
+constexpr std::size_t kMaxDimensions = 3;
+constexpr std::int64_t kMaxArrayBound = 1000000;  // and the smallest is its negative
+constexpr std::int64_t kMaxArrayElements = 1000000;
+constexpr int kMaxStructureLevels = 16;
+constexpr std::int64_t kMaxLeaves = 1000000;
 
-const std::size_t kMaxSimulationEntries = 10000;        // signals, and initial values
-const std::int64_t kMaxPeriodMs = 24 * 60 * 60 * 1000;  // a day
-const std::size_t kMaxStringBytes = 80;
+constexpr std::size_t kMaxSimulationEntries = 10000;        // signals, and initial values
+constexpr std::int64_t kMaxPeriodMs = 24 * 60 * 60 * 1000;  // a day
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

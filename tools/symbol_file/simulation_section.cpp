@@ -11,7 +11,7 @@
 #include "tools/symbol_file/circles.h"
 #include "tools/symbol_file/limits.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
 struct SignalKind {
@@ -34,53 +34,36 @@ const std::vector<SignalKind>& signalKinds() {
     return kinds;
 }
 
-// What a type can hold. Integers are exact in the first pair; the second is what a double may be at most so that it
-// still fits: for 64 bits the largest double below the limit.
+bool isFloat(TypeCode code) {
+    return kindOf(code) == TypeKind::Float;
+}
+
+bool isTruth(TypeCode code) {
+    return kindOf(code) == TypeKind::Truth;
+}
+
+bool isText(TypeCode code) {
+    return kindOf(code) == TypeKind::Text;
+}
+
+// What the value of a variable that is no text may be as a floating-point number.
 struct NumericRange {
-    TypeCode code;
-    std::int64_t smallest;
-    std::uint64_t largest;
     double lowest;
     double highest;
 };
 
-const NumericRange kRanges[] = {
-    {TypeCode::Bool, 0, 1, 0, 1},
-    {TypeCode::Bit, 0, 1, 0, 1},
-    {TypeCode::Sint, -128, 127, -128, 127},
-    {TypeCode::Int, -32768, 32767, -32768, 32767},
-    {TypeCode::Uint, 0, 65535, 0, 65535},
-    {TypeCode::Dint, -2147483648LL, 2147483647, -2147483648.0, 2147483647},
-    {TypeCode::Udint, 0, 4294967295u, 0, 4294967295.0},
-    {TypeCode::Lint, INT64_MIN, INT64_MAX, -9223372036854775808.0, 9223372036854774784.0},
-    {TypeCode::Usint, 0, 255, 0, 255},
-    {TypeCode::Byte, 0, 255, 0, 255},
-    {TypeCode::Word, 0, 65535, 0, 65535},
-    {TypeCode::Dword, 0, 4294967295u, 0, 4294967295.0},
-    {TypeCode::Lword, 0, UINT64_MAX, 0, 18446744073709549568.0},
-    {TypeCode::Ulint, 0, UINT64_MAX, 0, 18446744073709549568.0},
-    {TypeCode::Real, 0, 0, -std::numeric_limits<float>::max(), std::numeric_limits<float>::max()},
-    {TypeCode::Lreal, 0, 0, -std::numeric_limits<double>::max(), std::numeric_limits<double>::max()},
-};
-
-// Null for strings and structures.
-const NumericRange* numericRange(TypeCode code) {
-    for (const NumericRange& range : kRanges) {
-        if (range.code == code) {
-            return &range;
-        }
+NumericRange numericRange(TypeCode code) {
+    if (isFloat(code)) {
+        const double largest = code == TypeCode::Real ? static_cast<double>(std::numeric_limits<float>::max())
+                                                      : std::numeric_limits<double>::max();
+        return {-largest, largest};
     }
-    return nullptr;
-}
-
-bool isFloat(TypeCode code) {
-    return code == TypeCode::Real || code == TypeCode::Lreal;
-}
-bool isTruth(TypeCode code) {
-    return code == TypeCode::Bool || code == TypeCode::Bit;
-}
-bool isText(TypeCode code) {
-    return code == TypeCode::String || code == TypeCode::Cstring;
+    const IntegerLimits limits = integerLimits(code);
+    const double lowest = static_cast<double>(limits.smallest);
+    const double highest = static_cast<double>(limits.largest);
+    // The largest 64-bit numbers are no floating-point numbers: the next one below them is.
+    const bool isExact = typeTraits(code)->widthBytes < 8;
+    return {lowest, isExact ? highest : std::nextafter(highest, 0)};
 }
 
 std::string number(double value) {
@@ -88,11 +71,12 @@ std::string number(double value) {
     return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
 }
 
-std::string rangeText(const NumericRange& range) {
-    if (isFloat(range.code)) {
-        return range.code == TypeCode::Real ? "-3.4e38 to 3.4e38" : "-1.79e308 to 1.79e308";
+std::string rangeText(TypeCode code) {
+    if (isFloat(code)) {
+        return code == TypeCode::Real ? "-3.4e38 to 3.4e38" : "-1.79e308 to 1.79e308";
     }
-    return std::to_string(range.smallest) + " to " + std::to_string(range.largest);
+    const IntegerLimits limits = integerLimits(code);
+    return std::to_string(limits.smallest) + " to " + std::to_string(limits.largest);
 }
 
 // Tells elements apart, however their tags are spelt.
@@ -126,16 +110,16 @@ public:
 
     std::optional<Element> find(const std::optional<JsonNode>& node) const {
         const auto tag = readText(node, problems_);
-        Element element;
-        std::string error;
         if (!tag || lookup_ == TagLookup::Impossible) {
             return std::nullopt;
         }
-        if (!findElement(file_, *tag, &element, &error)) {
+        std::string error;
+        const std::optional<Element> element = findElement(file_, *tag, &error);
+        if (!element) {
             problems_->add(*node, error);
             return std::nullopt;
         }
-        if (element.bit < 0) {
+        if (element->bit < 0) {
             return element;
         }
         problems_->add(*node, "names a single bit of a variable; name the whole variable");
@@ -265,7 +249,7 @@ private:
         const auto minimum = readNumber(minimumNode, problems_);
         const auto maximum = readNumber(maximumNode, problems_);
         signal_.minimum = minimum.value_or(0);
-        signal_.maximum = maximum.value_or(target_ ? numericRange(target_->code)->highest : signal_.minimum);
+        signal_.maximum = maximum.value_or(target_ ? numericRange(target_->code).highest : signal_.minimum);
         checkHolds(minimumNode, signal_.minimum);
         checkHolds(maximumNode, signal_.maximum);
         const bool known = maximum || (target_ && !maximumNode);
@@ -288,10 +272,10 @@ private:
         if (!node || !target_) {
             return;
         }
-        const NumericRange& range = *numericRange(target_->code);
+        const NumericRange range = numericRange(target_->code);
         if (value < range.lowest || value > range.highest) {
             problems_->add(*node, number(value) + " does not fit into " + typeTraits(target_->code)->name +
-                                      "; stay within " + rangeText(range));
+                                      "; stay within " + rangeText(target_->code));
         }
     }
 
@@ -389,16 +373,16 @@ bool isIntegerText(const std::string& text, Integer* value) {
     return result.ec == std::errc() && result.ptr == end;
 }
 
-bool fitsInteger(const std::string& text, const NumericRange& range) {
+bool fitsInteger(const std::string& text, IntegerLimits limits) {
     std::int64_t whole = 0;
     std::uint64_t natural = 0;
     if (isIntegerText(text, &natural)) {
-        return natural <= range.largest;
+        return natural <= limits.largest;
     }
-    return isIntegerText(text, &whole) && whole >= range.smallest;
+    return isIntegerText(text, &whole) && whole >= limits.smallest;
 }
 
-bool fitsFloat(const std::string& text, const NumericRange& range) {
+bool fitsFloat(const std::string& text, NumericRange range) {
     double value = 0;
     const char* end = text.data() + text.size();
     const std::from_chars_result result = std::from_chars(text.data(), end, value);
@@ -417,18 +401,17 @@ std::string truthText(const std::string& text) {
 // Why `text` cannot be the value of a variable of this type; empty: it can.
 std::string objection(const std::string& text, TypeCode code) {
     if (isText(code)) {
-        const bool holdable = text.size() <= kMaxStringBytes && text.find('\0') == std::string::npos;
+        const bool holdable = text.size() <= kStringCharacters && text.find('\0') == std::string::npos;
         return holdable ? "" : "a string holds at most 80 bytes and no zero byte; shorten it";
     }
     if (isTruth(code)) {
         return truthText(text).empty() ? inQuotes(text) + " is no truth value; write true or false" : "";
     }
-    const NumericRange& range = *numericRange(code);
-    if (isFloat(code) ? fitsFloat(text, range) : fitsInteger(text, range)) {
+    if (isFloat(code) ? fitsFloat(text, numericRange(code)) : fitsInteger(text, integerLimits(code))) {
         return "";
     }
     return inQuotes(text) + " is no value for " + typeTraits(code)->name + "; write a " +
-           (isFloat(code) ? "number from " : "whole number from ") + rangeText(range);
+           (isFloat(code) ? "number from " : "whole number from ") + rangeText(code);
 }
 
 void readInitialValues(const ObjectReader& section, const TagFinder& tags, SymbolFile* file, ProblemList* problems) {
@@ -466,4 +449,4 @@ void readSimulation(const std::optional<JsonNode>& section, TagLookup lookup, Sy
     readInitialValues(object, tags, file, problems);
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

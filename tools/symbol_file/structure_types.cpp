@@ -7,17 +7,8 @@
 #include "tools/symbol_file/layout.h"
 #include "tools/symbol_file/limits.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
-
-std::string upperCase(std::string text) {
-    for (char& c : text) {
-        if (c >= 'a' && c <= 'z') {
-            c = static_cast<char>(c - 'a' + 'A');
-        }
-    }
-    return text;
-}
 
 void checkFits(const Declaration& member, const StructType& type, ProblemList* problems) {
     if (!member.complete || endByte(member.variable) <= type.sizeBytes) {
@@ -186,10 +177,8 @@ bool StructureTypes::link(Declaration* declaration, ProblemList* problems) const
     for (const Entry& entry : entries_) {
         known.push_back(entry.name);
     }
-    const std::string asBuiltIn = typeTraits(upperCase(name)) ? upperCase(name) : name;
-    problems->add(declaration->type,
-                  "unknown type " + inQuotes(name) +
-                      suggestion(asBuiltIn, known, "use a built-in type or declare it under \"types\""));
+    problems->add(declaration->type, "unknown type " + inQuotes(name) +
+                                         suggestion(name, known, "use a built-in type or declare it under \"types\""));
     return false;
 }
 
@@ -210,4 +199,4 @@ std::vector<std::shared_ptr<const StructType>> StructureTypes::all() const {
     return types;
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -15,7 +15,7 @@
 #include "tools/symbol_file/json_reader.h"
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 class StructureTypes {
 public:
@@ -58,6 +58,6 @@ private:
     std::map<std::string, std::size_t> byName_;
 };
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

@@ -15,10 +15,10 @@
 #include "tools/symbol_file/simulation_section.h"
 #include "tools/symbol_file/structure_types.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
-const char* const kFormat = "ac500-symbols";
+constexpr const char* kFormat = "ac500-symbols";
 
 // Reads a document part by part: what a later part refers to stands in an earlier one.
 class SymbolFileReader {
@@ -206,4 +206,4 @@ LoadedSymbolFile parseSymbolFile(const std::string& text) {
     return SymbolFileReader(parsed.root).read();
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

@@ -8,10 +8,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-namespace ac500 {
+namespace ac500::symbol_file {
 
 // Type codes of the driver's interface (docs/host-interface.md). Codes 19 and 20 do not exist, 12 is a structure.
 enum class TypeCode : std::uint8_t {
@@ -24,7 +25,7 @@ enum class TypeCode : std::uint8_t {
     Real = 7,  // 32-bit float
     Lint = 8,
     Lreal = 9,     // 64-bit float
-    String = 10,   // 81 bytes: 80 characters and a terminator
+    String = 10,   // kStringBytes
     Cstring = 11,  // the same under its second code
     Struct = 12,
     Bit = 13,  // one bit, addressed by bit
@@ -36,8 +37,24 @@ enum class TypeCode : std::uint8_t {
     Ulint = 21,
 };
 
+// What the values of a type are.
+enum class TypeKind {
+    Truth,      // TRUE or FALSE
+    Signed,     // whole numbers
+    Unsigned,   // whole numbers from 0
+    BitString,  // likewise, but people read them in hexadecimal: BYTE to LWORD
+    Float,
+    Text,
+    Structure,
+};
+
+// Strings take the same room whatever the PLC program declared: so many characters and a terminator.
+constexpr int kStringCharacters = 80;
+constexpr int kStringBytes = kStringCharacters + 1;
+
 struct TypeTraits {
     TypeCode code;
+    TypeKind kind;
     const char* name;     // as symbol files and terminals spell it: "BOOL", "INT", ...
     int widthBytes;       // of one element; 0 for Bit and Struct
     bool bitAddressable;  // may a symbol file give it "bits": true?
@@ -45,10 +62,21 @@ struct TypeTraits {
 
 // The row of a code; never null for a member of the enum.
 const TypeTraits* typeTraits(TypeCode code);
+inline TypeKind kindOf(TypeCode code) {
+    return typeTraits(code)->kind;
+}
 // The row of a name (exact spelling), or null.
 const TypeTraits* typeTraits(const std::string& name);
 // The names of all types but "STRUCT": what a symbol file can use without declaring it.
 std::vector<std::string> builtInTypeNames();
+
+// What a variable of a whole-number or truth type can hold; truth is 0 or 1.
+struct IntegerLimits {
+    std::int64_t smallest;
+    std::uint64_t largest;
+};
+// REQUIRES: the kind is Truth, Signed, Unsigned or BitString
+IntegerLimits integerLimits(TypeCode code);
 
 // Both bounds belong to the array, as in ARRAY[1..6]. (The driver's records carry upper + 1: see label_records.h.)
 struct ArrayDimension {
@@ -165,9 +193,10 @@ struct Element {
     int bit = -1;  // 0 = least significant when the tag names a bit of the variable, else -1
 };
 
-// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). False: not found, and `*error` says which component.
-bool findElement(const SymbolFile& file, const std::string& tag, Element* element, std::string* error);
+// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). Nothing on failure; *error then says which component
+// does not exist.
+std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error);
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file
 
 #endif

@@ -5,21 +5,10 @@
 #include "tools/symbol_file/json_reader.h"
 #include "tools/symbol_file/layout.h"
 #include "tools/symbol_file/symbol_file.h"
+#include "tools/text/text.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
-
-std::vector<std::string> split(const std::string& text, char separator) {
-    std::vector<std::string> parts(1);
-    for (char c : text) {
-        if (c == separator) {
-            parts.emplace_back();
-        } else {
-            parts.back() += c;
-        }
-    }
-    return parts;
-}
 
 std::string bounds(const ArrayDimension& dimension) {
     return std::to_string(dimension.lower) + ".." + std::to_string(dimension.upper);
@@ -54,7 +43,7 @@ Component parseComponent(const std::string& text) {
     component.indexed = bracket != std::string::npos && text.find(']') == text.size() - 1;
     component.name = component.indexed ? text.substr(0, bracket) : text;
     if (component.indexed) {
-        component.indices = split(text.substr(bracket + 1, text.size() - bracket - 2), ',');
+        component.indices = text::split(text.substr(bracket + 1, text.size() - bracket - 2), ',');
     }
     return component;
 }
@@ -85,7 +74,7 @@ public:
     TagWalk(const SymbolFile& file, const std::string& tag) : file_(file), tag_(tag) {}
 
     bool run() {
-        for (const std::string& part : split(tag_, '.')) {
+        for (const std::string& part : text::split(tag_, '.')) {
             components_.push_back(parseComponent(part));
             if (part.find_first_of("[]") != std::string::npos && !components_.back().indexed) {
                 return fail(inQuotes(part) + " has half an index; write it as in NAME[1] or NAME[1,2]");
@@ -282,14 +271,13 @@ std::vector<Leaf> listLeaves(const SymbolFile& file) {
     return leaves;
 }
 
-bool findElement(const SymbolFile& file, const std::string& tag, Element* element, std::string* error) {
+std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error) {
     TagWalk walk(file, tag);
     if (!walk.run()) {
         *error = walk.error();
-        return false;
+        return std::nullopt;
     }
-    *element = walk.element();
-    return true;
+    return walk.element();
 }
 
-}  // namespace ac500
+}  // namespace ac500::symbol_file

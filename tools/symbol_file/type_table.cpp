@@ -3,20 +3,29 @@
 
 #include "tools/symbol_file/symbol_file.h"
 
-namespace ac500 {
+namespace ac500::symbol_file {
 namespace {
 
-const TypeTraits kTypes[] = {
-    {TypeCode::Bool, "BOOL", 1, false},        {TypeCode::Sint, "SINT", 1, true},
-    {TypeCode::Int, "INT", 2, true},           {TypeCode::Uint, "UINT", 2, true},
-    {TypeCode::Dint, "DINT", 4, true},         {TypeCode::Udint, "UDINT", 4, true},
-    {TypeCode::Real, "REAL", 4, false},        {TypeCode::Lint, "LINT", 8, true},
-    {TypeCode::Lreal, "LREAL", 8, false},      {TypeCode::String, "STRING", 81, false},
-    {TypeCode::Cstring, "CSTRING", 81, false}, {TypeCode::Struct, "STRUCT", 0, false},
-    {TypeCode::Bit, "BIT", 0, false},          {TypeCode::Usint, "USINT", 1, true},
-    {TypeCode::Byte, "BYTE", 1, true},         {TypeCode::Word, "WORD", 2, true},
-    {TypeCode::Dword, "DWORD", 4, true},       {TypeCode::Lword, "LWORD", 8, true},
-    {TypeCode::Ulint, "ULINT", 8, true},
+constexpr TypeTraits kTypes[] = {
+    {TypeCode::Bool, TypeKind::Truth, "BOOL", 1, false},
+    {TypeCode::Sint, TypeKind::Signed, "SINT", 1, true},
+    {TypeCode::Int, TypeKind::Signed, "INT", 2, true},
+    {TypeCode::Uint, TypeKind::Unsigned, "UINT", 2, true},
+    {TypeCode::Dint, TypeKind::Signed, "DINT", 4, true},
+    {TypeCode::Udint, TypeKind::Unsigned, "UDINT", 4, true},
+    {TypeCode::Real, TypeKind::Float, "REAL", 4, false},
+    {TypeCode::Lint, TypeKind::Signed, "LINT", 8, true},
+    {TypeCode::Lreal, TypeKind::Float, "LREAL", 8, false},
+    {TypeCode::String, TypeKind::Text, "STRING", kStringBytes, false},
+    {TypeCode::Cstring, TypeKind::Text, "CSTRING", kStringBytes, false},
+    {TypeCode::Struct, TypeKind::Structure, "STRUCT", 0, false},
+    {TypeCode::Bit, TypeKind::Truth, "BIT", 0, false},
+    {TypeCode::Usint, TypeKind::Unsigned, "USINT", 1, true},
+    {TypeCode::Byte, TypeKind::BitString, "BYTE", 1, true},
+    {TypeCode::Word, TypeKind::BitString, "WORD", 2, true},
+    {TypeCode::Dword, TypeKind::BitString, "DWORD", 4, true},
+    {TypeCode::Lword, TypeKind::BitString, "LWORD", 8, true},
+    {TypeCode::Ulint, TypeKind::Unsigned, "ULINT", 8, true},
 };
 
 template <typename Predicate>
@@ -45,4 +54,18 @@ std::vector<std::string> builtInTypeNames() {
     return names;
 }
 
-}  // namespace ac500
+IntegerLimits integerLimits(TypeCode code) {
+    const TypeTraits& traits = *typeTraits(code);
+    if (traits.kind == TypeKind::Truth) {
+        return {0, 1};
+    }
+    const int bits = 8 * traits.widthBytes;
+    const std::uint64_t allBits = ~std::uint64_t{0} >> (64 - bits);
+    if (traits.kind != TypeKind::Signed) {
+        return {0, allBits};
+    }
+    const std::uint64_t largest = allBits >> 1;
+    return {-static_cast<std::int64_t>(largest) - 1, largest};
+}
+
+}  // namespace ac500::symbol_file

@@ -1,16 +1,11 @@
-#include "tools/simulator/fault_plan.h"
+#include "tools/simulator/delivery.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "protocol/bytes.h"
-
 namespace ac500::sim {
 
 namespace {
-
-constexpr std::size_t kLengthOffset = 2;
-constexpr std::size_t kStatusOffset = kEnvelopeBytes;
 
 Delivery oneStep(DeliveryStep step) {
     Delivery delivery;
@@ -36,13 +31,13 @@ Delivery truncated(std::size_t bytes, const Bytes& reply) {
 
 // The low 16 bits of the length move and wrap; the upper half is left alone, as clients do not look at it.
 Delivery wrongLength(int difference, Bytes reply) {
-    char* low = &reply[kLengthOffset + 2];
-    putU16(low, static_cast<quint16>(getU16(low) + difference));
+    char* low = &reply[wire::kLowLengthAt];
+    wire::putU16(low, static_cast<std::uint16_t>(wire::getU16(low) + difference));
     return oneStep({0, std::move(reply), After::Nothing});
 }
 
 Delivery wrongStatus(int status, Bytes reply) {
-    putU16(&reply[kStatusOffset], static_cast<quint16>(status));
+    wire::putU16(&reply[wire::kStatusAt], static_cast<std::uint16_t>(status));
     return oneStep({0, std::move(reply), After::Nothing});
 }
 
@@ -65,10 +60,6 @@ Delivery glued(int copies, const Bytes& reply) {
 int argumentOf(const Fault& fault) {
     const FaultTraits* traits = faultTraits(fault.kind);
     return fault.argument != 0 || traits == nullptr ? fault.argument : traits->defaultArgument;
-}
-
-bool matches(const std::optional<Service>& wanted, Service service) {
-    return !wanted || *wanted == service;
 }
 
 }  // namespace
@@ -100,58 +91,6 @@ Delivery planDelivery(const Fault& fault, const Bytes& reply) {
             return oneStep({0, Bytes(), After::CloseAll});
     }
     return delayed(0, reply);
-}
-
-FaultSchedule::FaultSchedule(std::vector<FaultRule> rules, std::uint64_t seed) {
-    Random seeds(seed);
-    for (FaultRule& rule : rules) {
-        entries_.push_back({std::move(rule), Random(seeds.next()), 0, 0});
-    }
-}
-
-Fault FaultSchedule::next(Service service) {
-    Entry* first = nullptr;
-    for (Entry& entry : entries_) {
-        if (isDue(entry, service) && first == nullptr) {
-            first = &entry;
-        }
-    }
-    if (armed_.count > 0 && matches(armed_.service, service)) {
-        --armed_.count;
-        return armed_.fault;
-    }
-    if (first == nullptr) {
-        return Fault();
-    }
-    ++first->done;
-    return first->rule.fault;
-}
-
-void FaultSchedule::arm(const Armed& armed) {
-    armed_ = armed.fault.kind == FaultKind::None ? Armed() : armed;
-}
-
-bool FaultSchedule::isDue(Entry& entry, Service service) {
-    const FaultRule& rule = entry.rule;
-    if (!matches(rule.service, service)) {
-        return false;
-    }
-    ++entry.matched;
-    const bool drawn = entry.random.unit() < rule.rate;
-    if (rule.count != 0 && entry.done == rule.count) {
-        return false;
-    }
-    switch (rule.trigger) {
-        case FaultRule::Trigger::Always:
-            return true;
-        case FaultRule::Trigger::At:
-            return entry.matched >= rule.number;
-        case FaultRule::Trigger::Every:
-            return entry.matched % rule.number == 0;
-        case FaultRule::Trigger::Rate:
-            return drawn;
-    }
-    return false;
 }
 
 }  // namespace ac500::sim

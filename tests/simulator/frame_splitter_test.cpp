@@ -1,5 +1,5 @@
-// Cutting a byte stream into requests, and the shortest replies.
-#include "tools/simulator/wire.h"
+// Cutting a byte stream into requests.
+#include "tools/simulator/frame_splitter.h"
 
 #include <gtest/gtest.h>
 
@@ -78,20 +78,6 @@ TEST(FrameSplitter, RoomEndsAtTheLongestRequest) {
     EXPECT_EQ(splitter.room(), 65541U);
     splitter.append("\xBB\xBB", 2);
     EXPECT_EQ(splitter.room(), 65539U);
-}
-
-TEST(Refusal, IsEnvelopeAndStatusWord) {
-    // magic, length 2, status
-    EXPECT_EQ(hex(makeRefusal(Status::WrongSession)), "BB BB 00 00 00 02 02 01");
-    EXPECT_EQ(hex(makeRefusal(Status::BadMagic)), "BB BB 00 00 00 02 01 01");
-}
-
-TEST(ServiceName, KnowsTheFourServices) {
-    EXPECT_STREQ(serviceName(0x01), "hello");
-    EXPECT_STREQ(serviceName(0x31), "symbols");
-    EXPECT_STREQ(serviceName(0x2E), "read");
-    EXPECT_STREQ(serviceName(0x3C), "write");
-    EXPECT_STREQ(serviceName(0x00), "?");
 }
 
 }  // namespace
