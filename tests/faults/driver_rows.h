@@ -32,6 +32,8 @@ constexpr char kOnceDone[] = "varDone(7, 2, 22, 1); varDone(7, 2, 21, 1)";
 constexpr char kOnceLost[] = "varDone(7, 2, 22, 2); varDone(7, 2, 21, 2); commFail(empty, 2, 1)";
 constexpr char kWritten[] = "varDone(7, 1, 12, 1); varDone(7, 1, 11, 1)";
 constexpr char kWriteLost[] = "varDone(7, 1, 12, 2); varDone(7, 1, 11, 2); commFail(empty, 1, 1)";
+constexpr char kThirdOnceLost[] = "varDone(7, 2, 23, 2); commFail(empty, 2, 1)";
+constexpr char kThirdWriteLost[] = "varDone(7, 1, 13, 2); commFail(empty, 1, 1)";
 constexpr char kCyclicLost[] = "commFail(empty, 0, 1)";
 
 constexpr DriverRow kDriverRows[] = {
@@ -46,6 +48,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::BeforeHello, Kind::Glue, "0 0", "0 0 1", kNone, "2 0 0", "-- --", "hello", "drop 41"},
     {State::BeforeHello, Kind::Reset, "0", "0 0 1", kNone, "2 0 0", "-- --", "hello", "drop 41"},
     {State::BeforeHello, Kind::Restart, "0", "0 0 1", kNone, "2 0 0", "-- --", "hello", "drop 41"},
+    {State::BeforeHello, Kind::Repeat, "1 1", "0 0 0", kNone, "2 0 0", "-- --", "symbols", "drop 0 41"},
     // The first 100 bytes have come.
     {State::WithinHello, Kind::Delay, "0 1 1", "0 0 0", kNone, "2 0 0", "-- --", "symbols", "keep"},
     {State::WithinHello, Kind::Silence, "0 0", "0 0 1", kNone, "2 0 0", "-- --", "hello", "drop 41"},
@@ -57,6 +60,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::WithinHello, Kind::Glue, "0 0 0", "0 0 1", kNone, "2 0 0", "-- --", "hello", "drop 41"},
     {State::WithinHello, Kind::Reset, "0 0", "0 0 1", kNone, "2 0 0", "-- --", "hello", "drop 41"},
     {State::WithinHello, Kind::Restart, "0 0", "0 0 1", kNone, "2 0 0", "-- --", "hello", "drop 41"},
+    {State::WithinHello, Kind::Repeat, "0 1 1", "0 0 0", kNone, "2 0 0", "-- --", "symbols", "drop 0 41"},
     // The session begins with the second reply.
     {State::BeforeSymbols, Kind::Delay, "1 1", "1 0 0", kNone, "2 0 0", "-- --", "cyclic", "keep"},
     {State::BeforeSymbols, Kind::Silence, "0", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "drop 41"},
@@ -68,6 +72,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::BeforeSymbols, Kind::Glue, "0 0", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "drop 41"},
     {State::BeforeSymbols, Kind::Reset, "0", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "drop 41"},
     {State::BeforeSymbols, Kind::Restart, "0", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "drop 41"},
+    {State::BeforeSymbols, Kind::Repeat, "1 1", "1 0 0", kNone, "2 0 0", "-- --", "cyclic", "drop 0 41"},
     // The first 10 bytes have come.
     {State::WithinSymbols, Kind::Delay, "0 1 1", "1 0 0", kNone, "2 0 0", "-- --", "cyclic", "keep"},
     {State::WithinSymbols, Kind::Silence, "0 0", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "drop 41"},
@@ -79,6 +84,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::WithinSymbols, Kind::Glue, "0 0 0", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "drop 41"},
     {State::WithinSymbols, Kind::Reset, "0 0", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "drop 41"},
     {State::WithinSymbols, Kind::Restart, "0 0", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "drop 41"},
+    {State::WithinSymbols, Kind::Repeat, "0 1 1", "1 0 0", kNone, "2 0 0", "-- --", "cyclic", "drop 0 41"},
     // Nothing was received yet. A refused reply is measured before it fails.
     {State::AfterSymbols, Kind::Delay, "1 1", "1 0 0", kNone, "2 0 0", "12 34", "cyclic", "keep"},
     {State::AfterSymbols, Kind::Silence, "0", "1 0 1", kNone, "2 0 0", "-- --", "cyclic", "drop 41"},
@@ -90,6 +96,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::AfterSymbols, Kind::Glue, "0 0", "1 0 1", kNone, "2 0 0", "-- --", "cyclic", "drop 41"},
     {State::AfterSymbols, Kind::Reset, "0", "1 0 1", kNone, "2 0 0", "-- --", "cyclic", "drop 41"},
     {State::AfterSymbols, Kind::Restart, "0", "1 0 1", kNone, "2 0 0", "-- --", "cyclic", "drop 41"},
+    {State::AfterSymbols, Kind::Repeat, "1 1", "1 0 0", kNone, "2 0 0", "12 34", "cyclic", "drop 0 41"},
     // The variable was 12 34 and is 43 21 now.
     {State::CyclicPending, Kind::Delay, "1 1", "1 0 0", kNone, "2 0 0", "43 21", "cyclic", "keep"},
     {State::CyclicPending, Kind::Silence, "0", "1 0 1", kNone, "2 0 0", "12 34", "cyclic", "drop 41"},
@@ -101,6 +108,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::CyclicPending, Kind::Glue, "0 0", "1 0 1", kNone, "2 0 0", "12 34", "cyclic", "drop 41"},
     {State::CyclicPending, Kind::Reset, "0", "1 0 1", kNone, "2 0 0", "12 34", "cyclic", "drop 41"},
     {State::CyclicPending, Kind::Restart, "0", "1 0 1", kNone, "2 0 0", "12 34", "cyclic", "drop 41"},
+    {State::CyclicPending, Kind::Repeat, "1 1", "1 0 0", kNone, "2 0 0", "43 21", "cyclic", "drop 0 41"},
     // One-shot reads are reported from the last to the first; the third stays.
     {State::OncePending, Kind::Delay, "1 1", "1 0 0", kOnceDone, "2 1 0", "9A BC", "more", "keep"},
     {State::OncePending, Kind::Silence, "0", "1 0 1", kNone, "2 3 0", "-- --", "once", "drop 41"},
@@ -112,6 +120,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::OncePending, Kind::Glue, "0 0", "1 0 1", kNone, "2 3 0", "-- --", "once", "drop 41"},
     {State::OncePending, Kind::Reset, "0", "1 0 1", kNone, "2 3 0", "-- --", "once", "drop 41"},
     {State::OncePending, Kind::Restart, "0", "1 0 1", kNone, "2 3 0", "-- --", "once", "drop 41"},
+    {State::OncePending, Kind::Repeat, "1 1", "1 0 0", kOnceDone, "2 1 0", "9A BC", "more", "drop 0 41"},
     // The first variable of a write is in the image since the request was built.
     {State::WritePending, Kind::Delay, "1 1", "1 0 0", kWritten, "2 0 1", "DE F0", "more", "keep"},
     {State::WritePending, Kind::Silence, "0", "1 0 1", kNone, "2 0 3", "DE F0", "write", "drop 41"},
@@ -123,6 +132,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::WritePending, Kind::Glue, "0 0", "1 0 1", kNone, "2 0 3", "DE F0", "write", "drop 41"},
     {State::WritePending, Kind::Reset, "0", "1 0 1", kNone, "2 0 3", "DE F0", "write", "drop 41"},
     {State::WritePending, Kind::Restart, "0", "1 0 1", kNone, "2 0 3", "DE F0", "write", "drop 41"},
+    {State::WritePending, Kind::Repeat, "1 1", "1 0 0", kWritten, "2 0 1", "DE F0", "more", "drop 0 41"},
     // A good reply does not clear the count of failed ones.
     {State::RetryingHello, Kind::Delay, "1 1", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "keep"},
     {State::RetryingHello, Kind::Silence, "41", "0 1 0", kCyclicLost, "2 0 0", "-- --", "hello", "drop"},
@@ -134,6 +144,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::RetryingHello, Kind::Glue, "0 41", "0 1 0", kCyclicLost, "2 0 0", "-- --", "hello", "drop"},
     {State::RetryingHello, Kind::Reset, "41", "0 1 0", kCyclicLost, "2 0 0", "-- --", "hello", "drop"},
     {State::RetryingHello, Kind::Restart, "41", "0 1 0", kCyclicLost, "2 0 0", "-- --", "hello", "drop"},
+    {State::RetryingHello, Kind::Repeat, "1 1", "0 0 1", kNone, "2 0 0", "-- --", "symbols", "drop 41"},
     // Given up here, the handshake begins with its first frame.
     {State::RetryingSymbols, Kind::Delay, "1 1", "1 0 1", kNone, "2 0 0", "-- --", "cyclic", "keep"},
     {State::RetryingSymbols, Kind::Silence, "41", "0 1 0", kCyclicLost, "2 0 0", "-- --", "hello", "drop"},
@@ -145,6 +156,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::RetryingSymbols, Kind::Glue, "0 41", "0 1 0", kCyclicLost, "2 0 0", "-- --", "hello", "drop"},
     {State::RetryingSymbols, Kind::Reset, "41", "0 1 0", kCyclicLost, "2 0 0", "-- --", "hello", "drop"},
     {State::RetryingSymbols, Kind::Restart, "41", "0 1 0", kCyclicLost, "2 0 0", "-- --", "hello", "drop"},
+    {State::RetryingSymbols, Kind::Repeat, "1 1", "1 0 1", kNone, "2 0 0", "-- --", "cyclic", "drop 41"},
     // The frame was measured with its first reply: one call processes, and no reply differs in length.
     {State::RetryingCyclic, Kind::Delay, "1", "1 0 1", kNone, "2 0 0", "43 21", "cyclic", "keep"},
     {State::RetryingCyclic, Kind::Silence, "71", "0 1 0", kCyclicLost, "2 0 0", "12 34", "hello", "drop"},
@@ -156,6 +168,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::RetryingCyclic, Kind::Glue, "71", "0 1 0", kCyclicLost, "2 0 0", "12 34", "hello", "drop"},
     {State::RetryingCyclic, Kind::Reset, "71", "0 1 0", kCyclicLost, "2 0 0", "12 34", "hello", "drop"},
     {State::RetryingCyclic, Kind::Restart, "71", "0 1 0", kCyclicLost, "2 0 0", "12 34", "hello", "drop"},
+    {State::RetryingCyclic, Kind::Repeat, "1", "1 0 1", kNone, "2 0 0", "43 21", "cyclic", "drop 41"},
     // The code of a refusal is 11 and the hostId. Given up, the third goes without a report.
     {State::RetryingOnce, Kind::Delay, "1", "1 0 1", kOnceDone, "2 1 0", "9A BC", "more", "keep"},
     {State::RetryingOnce, Kind::Silence, "71", "0 1 0", kOnceLost, "2 0 0", "-- --", "hello", "drop"},
@@ -167,6 +180,7 @@ constexpr DriverRow kDriverRows[] = {
     {State::RetryingOnce, Kind::Glue, "71", "0 1 0", kOnceLost, "2 0 0", "-- --", "hello", "drop"},
     {State::RetryingOnce, Kind::Reset, "71", "0 1 0", kOnceLost, "2 0 0", "-- --", "hello", "drop"},
     {State::RetryingOnce, Kind::Restart, "71", "0 1 0", kOnceLost, "2 0 0", "-- --", "hello", "drop"},
+    {State::RetryingOnce, Kind::Repeat, "1", "1 0 1", kOnceDone, "2 1 0", "9A BC", "more", "drop 41"},
     // A write that failed stays in the image.
     {State::RetryingWrite, Kind::Delay, "1", "1 0 1", kWritten, "2 0 1", "DE F0", "more", "keep"},
     {State::RetryingWrite, Kind::Silence, "71", "0 1 0", kWriteLost, "2 0 0", "DE F0", "hello", "drop"},
@@ -178,20 +192,38 @@ constexpr DriverRow kDriverRows[] = {
     {State::RetryingWrite, Kind::Glue, "71", "0 1 0", kWriteLost, "2 0 0", "DE F0", "hello", "drop"},
     {State::RetryingWrite, Kind::Reset, "71", "0 1 0", kWriteLost, "2 0 0", "DE F0", "hello", "drop"},
     {State::RetryingWrite, Kind::Restart, "71", "0 1 0", kWriteLost, "2 0 0", "DE F0", "hello", "drop"},
+    {State::RetryingWrite, Kind::Repeat, "1", "1 0 1", kWritten, "2 0 1", "DE F0", "more", "drop 41"},
 };
 
-// What it costs to lose the connection in a state in which a request is not given up yet.
+// What it costs to lose the connection in a state in which a request is not given up yet, by what the driver offers then.
 struct LossRow {
     State state;
+    const char* next;
     const char* callbacks;
     const char* lists;
 };
 
 constexpr LossRow kLossRows[] = {
-    {State::BeforeHello, kCyclicLost, "2 0 0"},   {State::WithinHello, kCyclicLost, "2 0 0"},
-    {State::BeforeSymbols, kCyclicLost, "2 0 0"}, {State::WithinSymbols, kCyclicLost, "2 0 0"},
-    {State::AfterSymbols, kCyclicLost, "2 0 0"},  {State::CyclicPending, kCyclicLost, "2 0 0"},
-    {State::OncePending, kOnceLost, "2 0 0"},     {State::WritePending, kWriteLost, "2 0 0"},
+    {State::BeforeHello, "hello", kCyclicLost, "2 0 0"},
+    {State::WithinHello, "hello", kCyclicLost, "2 0 0"},
+    {State::BeforeSymbols, "symbols", kCyclicLost, "2 0 0"},
+    {State::WithinSymbols, "symbols", kCyclicLost, "2 0 0"},
+    {State::AfterSymbols, "cyclic", kCyclicLost, "2 0 0"},
+    {State::CyclicPending, "cyclic", kCyclicLost, "2 0 0"},
+    {State::OncePending, "once", kOnceLost, "2 0 0"},
+    {State::WritePending, "write", kWriteLost, "2 0 0"},
+    // The reply was good, and its repeat is what the connection is lost for.
+    {State::BeforeHello, "symbols", kCyclicLost, "2 0 0"},
+    {State::WithinHello, "symbols", kCyclicLost, "2 0 0"},
+    {State::BeforeSymbols, "cyclic", kCyclicLost, "2 0 0"},
+    {State::WithinSymbols, "cyclic", kCyclicLost, "2 0 0"},
+    {State::OncePending, "more", kThirdOnceLost, "2 0 0"},
+    {State::WritePending, "more", kThirdWriteLost, "2 0 0"},
+    {State::RetryingHello, "symbols", kCyclicLost, "2 0 0"},
+    {State::RetryingSymbols, "cyclic", kCyclicLost, "2 0 0"},
+    {State::RetryingCyclic, "cyclic", kCyclicLost, "2 0 0"},
+    {State::RetryingOnce, "more", kThirdOnceLost, "2 0 0"},
+    {State::RetryingWrite, "more", kThirdWriteLost, "2 0 0"},
 };
 
 }  // namespace ac500::test

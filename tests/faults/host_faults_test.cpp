@@ -128,9 +128,10 @@ std::vector<sim::FaultRule> rulesOf(const HostRow& row) {
     }
     const int lateMs = kShortTimeLimitMs + 50;
     rules.push_back(atReply(reply, row.state, row.fault,
-                            row.fault == Kind::Delay  ? 20
-                            : row.fault == Kind::Late ? lateMs
-                                                      : 0));
+                            row.fault == Kind::Delay    ? 20
+                            : row.fault == Kind::Late   ? lateMs
+                            : row.fault == Kind::Repeat ? test::paced(100)
+                                                        : 0));
     return rules;
 }
 
@@ -224,11 +225,23 @@ protected:
         return value.isKnown ? host::formatValues(tag(text).form, value.values) : "unknown";
     }
 
+    // Until the repeat of a reply has cost the connection and the next one is at work.
+    void waitForRepeat() const {
+        waitFor("the repeat", [&] { return session->status().statistics.badReplies == 1; });
+        waitFor("the next session", [&] {
+            const host::SessionStatus status = session->status();
+            return status.statistics.handshakes == 2 && status.isOnline;
+        });
+    }
+
     // Reads in every cycle until the faults are over and two more passes went well.
     void pollThroughTheFault() {
         session->poll({tag("Main.level")});
         const std::uint64_t faults = rulesOf(GetParam()).size();
         waitFor("the fault", [&] { return plc.counters().faults == faults; });
+        if (GetParam().fault == Kind::Repeat) {
+            waitForRepeat();
+        }
         const std::uint64_t reads = plc.counters().reads;
         waitFor("the next read", [&] { return plc.counters().reads > reads + 2 && session->status().isOnline; });
         waitFor("the value", [&] { return session->value(tag("Main.level")).state == host::ValueState::Fresh; });
@@ -238,6 +251,10 @@ protected:
     void orderThroughTheFault() {
         EXPECT_EQ(order("1"), "done") << "before the fault";
         EXPECT_EQ(order("2"), GetParam().outcome);
+        if (GetParam().fault == Kind::Repeat) {
+            session->poll({tag("Main.level")});
+            waitForRepeat();
+        }
         if (isWrite(GetParam().state)) {
             EXPECT_EQ(inPlc(24), "00 02") << "what the PLC has done, it has done";
         }

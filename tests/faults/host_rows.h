@@ -5,6 +5,9 @@
 // connection, after a refusal; of a handshake frame on a new connection, after silence, because nothing but a refusal
 // leaves a connection as it was. The driver gives up a second handshake frame at once, as no connection can bring its
 // reply any more; it goes on offering the first, which opens a session anywhere.
+//
+// A repeat comes when all is well already, between two passes or into the next one; it costs the connection. What is
+// given up then is the cyclic read that the driver has next.
 #ifndef AC500_TESTS_FAULTS_HOST_ROWS_H
 #define AC500_TESTS_FAULTS_HOST_ROWS_H
 
@@ -31,6 +34,8 @@ constexpr char kGivenUp[] = "0 commFail(0) 41";
 constexpr char kGivenUpTwice[] = "0 commFail(0) 41 0 commFail(0) 41";
 constexpr char kDone[] = "done done done";
 constexpr char kDoneSentAgain[] = "done 0 done done";
+constexpr char kDoneGivenUp[] = "done done 0 commFail(0) 41 done";
+constexpr char kDoneSentAgainGivenUp[] = "done 0 done commFail(0) 41 done";
 constexpr char kOnceLost[] = "done 0 lost commFail(2) 41 done";
 constexpr char kWriteLost[] = "done 0 lost commFail(1) 41 done";
 
@@ -46,6 +51,7 @@ constexpr HostRow kHostRows[] = {
     {State::BeforeHello, Kind::Glue, "2 connections, 1 handshake, bad replies 1, retries 1", kSentAgain, "-"},
     {State::BeforeHello, Kind::Reset, "2 connections, 1 handshake, retries 1", kSentAgain, "-"},
     {State::BeforeHello, Kind::Restart, "2 connections, 1 handshake, retries 1", kSentAgain, "-"},
+    {State::BeforeHello, Kind::Repeat, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kGivenUp, "-"},
     // Half a handshake is worth nothing on another connection.
     {State::BeforeSymbols, Kind::Delay, "1 connection, 1 handshake", kSmooth, "-"},
     {State::BeforeSymbols, Kind::Silence, "2 connections, 1 handshake, timeouts 1, abandoned 1", kGivenUp, "-"},
@@ -57,6 +63,7 @@ constexpr HostRow kHostRows[] = {
     {State::BeforeSymbols, Kind::Glue, "2 connections, 1 handshake, bad replies 1, abandoned 1", kGivenUp, "-"},
     {State::BeforeSymbols, Kind::Reset, "2 connections, 1 handshake, abandoned 1", kGivenUp, "-"},
     {State::BeforeSymbols, Kind::Restart, "2 connections, 1 handshake, abandoned 1", kGivenUp, "-"},
+    {State::BeforeSymbols, Kind::Repeat, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kGivenUp, "-"},
     // A session that outlived its connection is opened anew.
     {State::AfterSymbols, Kind::Delay, "1 connection, 1 handshake", kSmooth, "-"},
     {State::AfterSymbols, Kind::Silence, "2 connections, 2 handshakes, timeouts 1, abandoned 1", kGivenUp, "-"},
@@ -68,6 +75,7 @@ constexpr HostRow kHostRows[] = {
     {State::AfterSymbols, Kind::Glue, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kGivenUp, "-"},
     {State::AfterSymbols, Kind::Reset, "2 connections, 2 handshakes, abandoned 1", kGivenUp, "-"},
     {State::AfterSymbols, Kind::Restart, "2 connections, 2 handshakes, abandoned 1", kGivenUp, "-"},
+    {State::AfterSymbols, Kind::Repeat, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kGivenUp, "-"},
     // The same in a later pass.
     {State::CyclicPending, Kind::Delay, "1 connection, 1 handshake", kSmooth, "-"},
     {State::CyclicPending, Kind::Silence, "2 connections, 2 handshakes, timeouts 1, abandoned 1", kGivenUp, "-"},
@@ -79,6 +87,7 @@ constexpr HostRow kHostRows[] = {
     {State::CyclicPending, Kind::Glue, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kGivenUp, "-"},
     {State::CyclicPending, Kind::Reset, "2 connections, 2 handshakes, abandoned 1", kGivenUp, "-"},
     {State::CyclicPending, Kind::Restart, "2 connections, 2 handshakes, abandoned 1", kGivenUp, "-"},
+    {State::CyclicPending, Kind::Repeat, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kGivenUp, "-"},
     // A read that the driver gives up has failed.
     {State::OncePending, Kind::Delay, "1 connection, 1 handshake", kDone, "done"},
     {State::OncePending, Kind::Silence, "2 connections, 2 handshakes, timeouts 1, abandoned 1", kOnceLost, "failed"},
@@ -90,6 +99,7 @@ constexpr HostRow kHostRows[] = {
     {State::OncePending, Kind::Glue, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kOnceLost, "failed"},
     {State::OncePending, Kind::Reset, "2 connections, 2 handshakes, abandoned 1", kOnceLost, "failed"},
     {State::OncePending, Kind::Restart, "2 connections, 2 handshakes, abandoned 1", kOnceLost, "failed"},
+    {State::OncePending, Kind::Repeat, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kDoneGivenUp, "done"},
     // So has a write, although the PLC has carried it out.
     {State::WritePending, Kind::Delay, "1 connection, 1 handshake", kDone, "done"},
     {State::WritePending, Kind::Silence, "2 connections, 2 handshakes, timeouts 1, abandoned 1", kWriteLost, "failed"},
@@ -101,6 +111,8 @@ constexpr HostRow kHostRows[] = {
     {State::WritePending, Kind::Glue, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kWriteLost, "failed"},
     {State::WritePending, Kind::Reset, "2 connections, 2 handshakes, abandoned 1", kWriteLost, "failed"},
     {State::WritePending, Kind::Restart, "2 connections, 2 handshakes, abandoned 1", kWriteLost, "failed"},
+    {State::WritePending, Kind::Repeat, "2 connections, 2 handshakes, bad replies 1, abandoned 1", kDoneGivenUp,
+     "done"},
     // The second failure makes the driver give up.
     {State::RetryingHello, Kind::Delay, "2 connections, 1 handshake, timeouts 1, retries 1", kSentAgain, "-"},
     {State::RetryingHello, Kind::Silence, "3 connections, 1 handshake, timeouts 2, retries 1, abandoned 1", kGivenUp,
@@ -118,6 +130,8 @@ constexpr HostRow kHostRows[] = {
      "-"},
     {State::RetryingHello, Kind::Restart, "3 connections, 1 handshake, timeouts 1, retries 1, abandoned 1", kGivenUp,
      "-"},
+    {State::RetryingHello, Kind::Repeat,
+     "3 connections, 2 handshakes, timeouts 1, bad replies 1, retries 1, abandoned 1", kGivenUp, "-"},
     // Each connection begins with the first frame; nothing is sent again.
     {State::RetryingSymbols, Kind::Delay, "2 connections, 1 handshake, timeouts 1, abandoned 1", kGivenUp, "-"},
     {State::RetryingSymbols, Kind::Silence, "3 connections, 1 handshake, timeouts 2, abandoned 2", kGivenUpTwice, "-"},
@@ -130,6 +144,8 @@ constexpr HostRow kHostRows[] = {
      kGivenUpTwice, "-"},
     {State::RetryingSymbols, Kind::Reset, "3 connections, 1 handshake, timeouts 1, abandoned 2", kGivenUpTwice, "-"},
     {State::RetryingSymbols, Kind::Restart, "3 connections, 1 handshake, timeouts 1, abandoned 2", kGivenUpTwice, "-"},
+    {State::RetryingSymbols, Kind::Repeat, "3 connections, 2 handshakes, timeouts 1, bad replies 1, abandoned 2",
+     kGivenUpTwice, "-"},
     // The second refusal is the end of the request and of the session, not of the connection.
     {State::RetryingCyclic, Kind::Delay, "1 connection, 1 handshake, refusals 1, retries 1", kSentAgain, "-"},
     {State::RetryingCyclic, Kind::Silence,
@@ -149,6 +165,8 @@ constexpr HostRow kHostRows[] = {
      "-"},
     {State::RetryingCyclic, Kind::Restart, "2 connections, 2 handshakes, refusals 1, retries 1, abandoned 1", kGivenUp,
      "-"},
+    {State::RetryingCyclic, Kind::Repeat,
+     "2 connections, 2 handshakes, refusals 1, bad replies 1, retries 1, abandoned 1", kGivenUp, "-"},
     // The same for one-shot reads.
     {State::RetryingOnce, Kind::Delay, "1 connection, 1 handshake, refusals 1, retries 1", kDoneSentAgain, "done"},
     {State::RetryingOnce, Kind::Silence, "2 connections, 2 handshakes, timeouts 1, refusals 1, retries 1, abandoned 1",
@@ -168,6 +186,8 @@ constexpr HostRow kHostRows[] = {
      "failed"},
     {State::RetryingOnce, Kind::Restart, "2 connections, 2 handshakes, refusals 1, retries 1, abandoned 1", kOnceLost,
      "failed"},
+    {State::RetryingOnce, Kind::Repeat,
+     "2 connections, 2 handshakes, refusals 1, bad replies 1, retries 1, abandoned 1", kDoneSentAgainGivenUp, "done"},
     // The same for writes.
     {State::RetryingWrite, Kind::Delay, "1 connection, 1 handshake, refusals 1, retries 1", kDoneSentAgain, "done"},
     {State::RetryingWrite, Kind::Silence, "2 connections, 2 handshakes, timeouts 1, refusals 1, retries 1, abandoned 1",
@@ -187,6 +207,8 @@ constexpr HostRow kHostRows[] = {
      "failed"},
     {State::RetryingWrite, Kind::Restart, "2 connections, 2 handshakes, refusals 1, retries 1, abandoned 1", kWriteLost,
      "failed"},
+    {State::RetryingWrite, Kind::Repeat,
+     "2 connections, 2 handshakes, refusals 1, bad replies 1, retries 1, abandoned 1", kDoneSentAgainGivenUp, "done"},
 };
 
 }  // namespace ac500::test

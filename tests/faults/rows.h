@@ -87,6 +87,8 @@ inline std::string nameOf(Kind fault) {
             return "Reset";
         case Kind::Restart:
             return "Restart";
+        case Kind::Repeat:
+            return "Repeat";
     }
     return "?";
 }

@@ -15,10 +15,17 @@ Delivery planned(FaultKind kind, std::int32_t argument = 0) {
     return planDelivery({kind, argument}, byteString(kReply));
 }
 
-// The only step of a delivery.
+DeliveryStep onlyOf(const std::vector<DeliveryStep>& steps) {
+    EXPECT_EQ(steps.size(), 1U);
+    return steps.empty() ? DeliveryStep() : steps[0];
+}
+
+// The only step in turn, and the only one out of turn.
 DeliveryStep onlyStep(const Delivery& delivery) {
-    EXPECT_EQ(delivery.steps.size(), 1U);
-    return delivery.steps.empty() ? DeliveryStep() : delivery.steps[0];
+    return onlyOf(delivery.steps);
+}
+DeliveryStep onlyLaterStep(const Delivery& delivery) {
+    return onlyOf(delivery.later);
 }
 
 void expectStep(const DeliveryStep& step, int delayMs, const char* bytes, After after) {
@@ -34,7 +41,7 @@ TEST(PlanDelivery, WithoutAFaultTheReplyGoesOutAtOnce) {
 TEST(PlanDelivery, DelayHoldsTheReplyAndWhatFollows) {
     expectStep(onlyStep(planned(FaultKind::Delay, 750)), 750, kReply, After::Nothing);
     EXPECT_EQ(onlyStep(planned(FaultKind::Delay)).delayMs, 200);
-    EXPECT_FALSE(planned(FaultKind::Delay).overtakable);
+    EXPECT_TRUE(planned(FaultKind::Delay).later.empty());
 }
 
 TEST(PlanDelivery, SilenceIsNoStepAtAll) {
@@ -42,9 +49,15 @@ TEST(PlanDelivery, SilenceIsNoStepAtAll) {
 }
 
 TEST(PlanDelivery, LateComesAfterThreeSecondsAndIsOvertaken) {
-    expectStep(onlyStep(planned(FaultKind::Late)), 3000, kReply, After::Nothing);
-    EXPECT_EQ(onlyStep(planned(FaultKind::Late, 400)).delayMs, 400);
-    EXPECT_TRUE(planned(FaultKind::Late).overtakable);
+    EXPECT_TRUE(planned(FaultKind::Late).steps.empty());
+    expectStep(onlyLaterStep(planned(FaultKind::Late)), 3000, kReply, After::Nothing);
+    EXPECT_EQ(onlyLaterStep(planned(FaultKind::Late, 400)).delayMs, 400);
+}
+
+TEST(PlanDelivery, RepeatSendsTheReplyAtOnceAndOnceMoreOutOfTurn) {
+    expectStep(onlyStep(planned(FaultKind::Repeat)), 0, kReply, After::Nothing);
+    expectStep(onlyLaterStep(planned(FaultKind::Repeat)), 50, kReply, After::Nothing);
+    EXPECT_EQ(onlyLaterStep(planned(FaultKind::Repeat, 7)).delayMs, 7);
 }
 
 TEST(PlanDelivery, TruncateKeepsHalfOrTheFirstBytes) {
@@ -74,7 +87,7 @@ TEST(PlanDelivery, StatusChangesTheStatusWordOnly) {
 TEST(PlanDelivery, FragmentsAreSingleBytesInOrder) {
     const Delivery delivery = planned(FaultKind::Fragments, 4);
     ASSERT_EQ(delivery.steps.size(), 15U);
-    EXPECT_FALSE(delivery.overtakable);
+    EXPECT_TRUE(delivery.later.empty());
     Bytes all;
     for (const DeliveryStep& step : delivery.steps) {
         EXPECT_EQ(step.bytes.size(), 1U);

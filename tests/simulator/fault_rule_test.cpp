@@ -32,8 +32,8 @@ TEST(FaultRule, EveryKindHasItsNumberAndName) {
         std::uint16_t number;
     };
     const Row rows[] = {
-        {"delay", 1},  {"silence", 2},   {"late", 3}, {"truncate", 4}, {"length", 5},
-        {"status", 6}, {"fragments", 7}, {"glue", 8}, {"reset", 9},    {"restart", 10},
+        {"delay", 1},     {"silence", 2}, {"late", 3},  {"truncate", 4}, {"length", 5},  {"status", 6},
+        {"fragments", 7}, {"glue", 8},    {"reset", 9}, {"restart", 10}, {"repeat", 11},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(static_cast<std::uint16_t>(parsed(row.name).fault.kind), row.number) << row.name;
@@ -41,7 +41,7 @@ TEST(FaultRule, EveryKindHasItsNumberAndName) {
         EXPECT_STREQ(faultTraits(row.number)->name, row.name);
     }
     EXPECT_EQ(faultTraits(std::uint16_t{0}), nullptr);
-    EXPECT_EQ(faultTraits(std::uint16_t{11}), nullptr);
+    EXPECT_EQ(faultTraits(std::uint16_t{12}), nullptr);
 }
 
 TEST(FaultRule, ResetEveryFifty) {
@@ -78,6 +78,7 @@ TEST(FaultRule, ArgumentsByTheKeyOfTheirKind) {
     EXPECT_EQ(parsed("status:value=0x0301").fault.argument, 0x0301);
     EXPECT_EQ(parsed("fragments:ms=3").fault.argument, 3);
     EXPECT_EQ(parsed("glue:copies=3").fault.argument, 3);
+    EXPECT_EQ(parsed("repeat:ms=30").fault.argument, 30);
 }
 
 TEST(FaultRule, ServicesByName) {
@@ -128,9 +129,9 @@ TEST(FaultRule, ErrorsQuoteTheRuleAndSayWhatWouldBeRight) {
 
 TEST(FaultRule, HelpNamesEveryKindAndKey) {
     const std::string help = faultRuleHelp();
-    for (const char* word :
-         {"delay", "silence", "late", "truncate", "length", "status", "fragments", "glue", "reset", "restart",
-          "at=", "every=", "rate=", "count=", "service=", "ms=", "bytes=", "value=", "copies="}) {
+    for (const char* word : {"delay",  "silence",  "late",    "truncate", "length", "status", "fragments",
+                             "glue",   "reset",    "restart", "repeat",   "at=",    "every=", "rate=",
+                             "count=", "service=", "ms=",     "bytes=",   "value=", "copies="}) {
         EXPECT_THAT(help, HasSubstr(word));
     }
 }

@@ -319,7 +319,7 @@ TEST_F(RequestServerTest, WritingTheOtherVariablesArmsNothing) {
 
 TEST_F(RequestServerTest, CommandsWithoutSenseAreRefused) {
     // kind 11
-    EXPECT_EQ(reply("BB BB 00 00 00 16 3C 00 00 00 00 01 00 09 00 00 00 00 00 00 00 02 00 0B 44 33 22 11"),
+    EXPECT_EQ(reply("BB BB 00 00 00 16 3C 00 00 00 00 01 00 09 00 00 00 00 00 00 00 02 00 0C 44 33 22 11"),
               "BB BB 00 00 00 02 03 05");
     // kind 8 (glue), count 1, argument 17: at most 16 copies
     EXPECT_EQ(reply("BB BB 00 00 00 1C 3C 00 00 00 00 01 00 09 00 00 00 00 00 00 00 08 00 08 00 01 00 00 00 11 "

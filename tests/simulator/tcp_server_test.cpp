@@ -174,6 +174,37 @@ TEST_F(TcpServerTest, GlueSendsTheReplyTwice) {
     EXPECT_EQ(hex(client_.receive(1, 100)), "") << "a third one";
 }
 
+TEST_F(TcpServerTest, ARepeatComesUnaskedAfterTheReplyToAnotherRequest) {
+    plc_.inject({FaultKind::Repeat, 500});
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
+    EXPECT_EQ(hex(client_.ask(readCount(end_))), kCountReply) << "the second reply is overtaken";
+    EXPECT_EQ(hex(client_.reply()), kModeReply);
+    EXPECT_GE(elapsedMs(start), 495);
+    EXPECT_EQ(hex(client_.receive(1, 100)), "") << "a third one";
+    EXPECT_EQ(plc_.counters().faults, 1U);
+}
+
+// Who takes whatever comes next for the answer is out of step from then on.
+TEST_F(TcpServerTest, ARepeatIsTakenForTheReplyToTheNextRequest) {
+    plc_.inject({FaultKind::Repeat, 20});
+    EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
+    plc_.inject({FaultKind::Delay, 300});
+    EXPECT_EQ(hex(client_.ask(readCount(end_))), kModeReply);
+    EXPECT_EQ(hex(client_.ask(readMode(end_))), kCountReply);
+    EXPECT_EQ(hex(client_.reply()), kModeReply);
+}
+
+TEST_F(TcpServerTest, ARepeatDiesWithItsConnection) {
+    plc_.inject({FaultKind::Repeat, 50});
+    EXPECT_EQ(hex(client_.ask(readMode(end_))), kModeReply);
+    plc_.dropConnections();
+    EXPECT_EQ(client_.waitForEnd(), End::Closed);
+    RawClient second(plc_.port());
+    EXPECT_EQ(hex(second.receive(1, 200)), "");
+    EXPECT_EQ(hex(second.ask(readCount(end_))), kCountReply);
+}
+
 TEST_F(TcpServerTest, ResetIsAResetOfThisConnectionOnly) {
     RawClient second(plc_.port());
     plc_.inject({FaultKind::Reset, 0});

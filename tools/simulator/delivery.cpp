@@ -18,8 +18,14 @@ Delivery delayed(int delayMs, const Bytes& reply) {
 }
 
 Delivery late(int delayMs, const Bytes& reply) {
-    Delivery delivery = delayed(delayMs, reply);
-    delivery.overtakable = true;
+    Delivery delivery;
+    delivery.later.push_back({delayMs, reply, After::Nothing});
+    return delivery;
+}
+
+Delivery repeated(int delayMs, const Bytes& reply) {
+    Delivery delivery = late(delayMs, reply);
+    delivery.steps.push_back({0, reply, After::Nothing});
     return delivery;
 }
 
@@ -89,6 +95,8 @@ Delivery planDelivery(const Fault& fault, const Bytes& reply) {
             return oneStep({0, Bytes(), After::Reset});
         case FaultKind::Restart:
             return oneStep({0, Bytes(), After::CloseAll});
+        case FaultKind::Repeat:
+            return repeated(argument, reply);
     }
     return delayed(0, reply);
 }

@@ -29,10 +29,10 @@ struct DeliveryStep {
     After after = After::Nothing;
 };
 
+// Two sequences of steps that begin together. The client hears nothing when both are empty.
 struct Delivery {
-    std::vector<DeliveryStep> steps;  // none: the client hears nothing
-    // True: requests that follow are answered at once, not after this delivery has ended.
-    bool overtakable = false;
+    std::vector<DeliveryStep> steps;  // in turn: requests that follow are answered after the last of them
+    std::vector<DeliveryStep> later;  // out of turn: replies to requests that follow overtake them
 };
 
 // The delivery of a reply that meets `fault`; with FaultKind::None one step. Pure. REQUIRES: `reply` has at least the 8

@@ -31,6 +31,8 @@ const FaultTraits kFaults[] = {
     {FaultKind::Reset, "reset", nullptr, 0, 0, 0, "connection reset instead of a reply"},
     {FaultKind::Restart, "restart", nullptr, 0, 0, 0,
      "new session bytes, all connections closed, memory kept, no reply"},
+    {FaultKind::Repeat, "repeat", "ms", 50, 1, kLongestMs,
+     "the reply, and once more this much later, unasked (ms, default 50)"},
 };
 
 std::string kindNames() {

@@ -27,9 +27,10 @@ enum class FaultKind : std::uint16_t {
     Glue = 8,       // the reply comes several times in one piece
     Reset = 9,      // the connection is reset instead of a reply
     Restart = 10,   // the PLC restarts instead of a reply: new session bytes, all connections closed, memory kept
+    Repeat = 11,    // the reply comes a second time later; replies to later requests overtake the second
 };
 
-constexpr std::size_t kFaultKinds = 11;  // None included
+constexpr std::size_t kFaultKinds = 12;  // None included
 
 struct FaultTraits {
     FaultKind kind;

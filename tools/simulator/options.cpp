@@ -15,8 +15,8 @@ constexpr const char* kDescription =
 constexpr const char* kReservedHelp =
     "Variables of the simulator itself (scope Sim, area 9), for clients that want to provoke a fault:\n"
     "  write Sim.fault_kind = 1 delay, 2 silence, 3 late, 4 truncate, 5 length, 6 status, 7 fragments, 8 glue,\n"
-    "  9 reset, 10 restart; before it, or in the same request, Sim.fault_count (replies, default 1), Sim.fault_arg\n"
-    "  (argument, 0: default) and Sim.fault_service (service code, 0: any).\n"
+    "  9 reset, 10 restart, 11 repeat; before it, or in the same request, Sim.fault_count (replies, default 1),\n"
+    "  Sim.fault_arg (argument, 0: default) and Sim.fault_service (service code, 0: any).\n"
     "  read Sim.faults_left, faults_done, boot_count, requests, refused, connections, uptime_ms.\n"
     "\n"
     "Exit codes: 0 ended by a signal or --run-seconds, 1 wrong usage, 2 symbol file, 3 cannot listen.";

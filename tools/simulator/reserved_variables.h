@@ -3,7 +3,8 @@
 //
 //   offset  type   name           written by  meaning
 //        0  UINT   fault_kind     client      writing it arms a fault: 1 delay, 2 silence, 3 late, 4 truncate,
-//                                             5 length, 6 status, 7 fragments, 8 glue, 9 reset, 10 restart; 0 disarms
+//                                             5 length, 6 status, 7 fragments, 8 glue, 9 reset, 10 restart,
+//                                             11 repeat; 0 disarms
 //        2  UINT   fault_count    client      how many replies get it; 0 counts as 1
 //        4  DINT   fault_arg      client      its argument (fault_rule.h: milliseconds, bytes, ...); 0: the default
 //        8  UINT   fault_service  client      0: any request; else only replies to this service code (46 read, 60 write,

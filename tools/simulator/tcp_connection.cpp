@@ -146,26 +146,32 @@ void TcpConnection::handle(FrameSplitter::Result result, const Bytes& request) {
 
 void TcpConnection::start(Exchange exchange) {
     tell(exchange);
-    const auto progress = std::make_shared<Progress>();
-    progress->delivery = std::move(exchange.delivery);
-    for (const DeliveryStep& step : progress->delivery.steps) {
-        progress->bytes += static_cast<std::int64_t>(step.bytes.size());
-    }
     if (exchange.status == Status::Good) {
         lastGoodMs_ = server_.settings_.clock();
     }
-    if (progress->delivery.overtakable) {
+    if (!exchange.delivery.later.empty()) {
+        begin(std::move(exchange.delivery.later), false);
+    }
+    begin(std::move(exchange.delivery.steps), true);
+}
+
+void TcpConnection::begin(std::vector<DeliveryStep> steps, bool inTurn) {
+    const auto progress = std::make_shared<Progress>(Progress{std::move(steps), inTurn});
+    for (const DeliveryStep& step : progress->steps) {
+        progress->bytes += static_cast<std::int64_t>(step.bytes.size());
+    }
+    if (inTurn) {
+        state_ = State::Delivering;
+    } else {
         ++lateReplies_;
         lateBytes_ += progress->bytes;
-    } else {
-        state_ = State::Delivering;
     }
     proceed(progress);
 }
 
 void TcpConnection::proceed(const std::shared_ptr<Progress>& progress) {
-    while (progress->next < progress->delivery.steps.size()) {
-        const int delayMs = progress->delivery.steps[progress->next].delayMs;
+    while (progress->next < progress->steps.size()) {
+        const int delayMs = progress->steps[progress->next].delayMs;
         if (delayMs > 0) {
             return wait(progress, delayMs);
         }
@@ -179,7 +185,7 @@ void TcpConnection::proceed(const std::shared_ptr<Progress>& progress) {
 // `this` as context: the timer dies with the connection. A late reply never lands inside a reply of several steps.
 void TcpConnection::wait(const std::shared_ptr<Progress>& progress, int delayMs) {
     QTimer::singleShot(delayMs, Qt::PreciseTimer, this, [this, progress] {
-        if (progress->delivery.overtakable && midReply_) {
+        if (!progress->inTurn && midReply_) {
             wait(progress, 1);
         } else if (performNext(*progress)) {
             proceed(progress);
@@ -188,21 +194,21 @@ void TcpConnection::wait(const std::shared_ptr<Progress>& progress, int delayMs)
 }
 
 void TcpConnection::finish(const Progress& progress) {
-    if (progress.delivery.overtakable) {
-        --lateReplies_;
-        lateBytes_ -= progress.bytes;
-    } else {
+    if (progress.inTurn) {
         state_ = State::Serving;
         midReply_ = false;
+    } else {
+        --lateReplies_;
+        lateBytes_ -= progress.bytes;
     }
     // Not at once: this may be called from takeRequests itself.
     scheduleTurn();
 }
 
 bool TcpConnection::performNext(Progress& progress) {
-    const DeliveryStep& step = progress.delivery.steps[progress.next];
+    const DeliveryStep& step = progress.steps[progress.next];
     ++progress.next;
-    if (!progress.delivery.overtakable) {
+    if (progress.inTurn) {
         midReply_ = true;
     }
     return send(step.bytes) && conclude(step.after);

@@ -1,11 +1,12 @@
 // One client of TcpServer. Takes one request at a time: the next is looked at when the delivery of the one before has
-// ended, unless that may be overtaken. Deletes itself when the connection has ended.
+// ended, but for what may be overtaken. Deletes itself when the connection has ended.
 #ifndef AC500_TOOLS_SIMULATOR_TCP_CONNECTION_H
 #define AC500_TOOLS_SIMULATOR_TCP_CONNECTION_H
 
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
@@ -42,9 +43,10 @@ private:
         Ended,
     };
 
-    // A delivery on its way; kept alive by the timer of its next step.
+    // Steps on their way; kept alive by the timer of the next one.
     struct Progress {
-        Delivery delivery;
+        std::vector<DeliveryStep> steps;
+        bool inTurn;
         std::size_t next = 0;
         std::int64_t bytes = 0;
     };
@@ -56,6 +58,7 @@ private:
     void watchUnfinishedRequest();
     void handle(FrameSplitter::Result result, const Bytes& request);
     void start(Exchange exchange);
+    void begin(std::vector<DeliveryStep> steps, bool inTurn);
     void proceed(const std::shared_ptr<Progress>& progress);
     void wait(const std::shared_ptr<Progress>& progress, int delayMs);
     void finish(const Progress& progress);
