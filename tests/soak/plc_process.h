@@ -18,6 +18,10 @@
 
 namespace ac500::soak {
 
+// The storms draw the kinds of fault up to this one. Repeats come after it: the host does not notice all of them, and shows
+// what a repeat brought under another name.
+constexpr sim::FaultKind kLastDrawnFault = sim::FaultKind::Restart;
+
 using AreaBytes = std::map<int, wire::Bytes>;
 
 struct PlcCounts {

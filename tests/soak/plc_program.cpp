@@ -30,8 +30,7 @@ using sim::Fault;
 using sim::FaultKind;
 using sim::Service;
 
-// Arms a fault now and then, of every kind but repeats. The host waits 400 ms for a reply: delays lie on both sides of
-// that.
+// Arms a fault now and then. The host waits 400 ms for a reply: delays lie on both sides of that.
 class Storm {
 public:
     Storm(sim::PlcModel& model, std::mutex& mutex) : model_(model), mutex_(mutex), random_(0) {
@@ -58,8 +57,7 @@ private:
 
     void strike() {
         sim::FaultSchedule::Armed armed;
-        armed.fault.kind =
-            static_cast<FaultKind>(kind_ != 0 ? kind_ : between(1, static_cast<int>(FaultKind::Restart)));
+        armed.fault.kind = static_cast<FaultKind>(kind_ != 0 ? kind_ : between(1, static_cast<int>(kLastDrawnFault)));
         armed.fault.argument = argumentOf(armed.fault.kind);
         const int often = between(0, 19);  // mostly once, sometimes until the host gives up
         armed.count = kind_ != 0 || often < 12 ? 1U : static_cast<std::uint32_t>(often < 18 ? between(2, 4) : 8);

@@ -292,7 +292,7 @@ private:
             return;
         }
         // A run in which little happened proves little. Chance may spare a short one a kind of fault.
-        for (std::size_t kind = 1; kind < sim::kFaultKinds; ++kind) {
+        for (std::size_t kind = 1; kind <= static_cast<std::size_t>(kLastDrawnFault); ++kind) {
             if (counts_.faults[kind] == 0 && options_.seconds >= kShortestWithEveryFault) {
                 findings_.add(fmt::format("no fault of kind {} happened: the run proves nothing about it",
                                           sim::faultTraits(static_cast<std::uint16_t>(kind))->name));
