@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::int32_t kLongestMs = 600000;
 
-const FaultTraits kFaults[] = {
+constexpr FaultTraits kFaults[] = {
     {FaultKind::Delay, "delay", "ms", 200, 1, kLongestMs, "the reply comes this much later (ms, default 200)"},
     {FaultKind::Silence, "silence", nullptr, 0, 0, 0, "no reply"},
     {FaultKind::Late, "late", "ms", 3000, 1, kLongestMs,
