@@ -85,9 +85,9 @@ public:
     qint32 batchCount;                     // [list] valid entries of batch
     quint8 handshakeBytes[kSessionBytes];  // [loop] session bytes, sent at the end of every request, in this order
     RW_VAR batch[kBatchCapacity];          // [list] copies of the variables in flight
-    // [setup] Scopes by name. Names are resolved through a cache that shares the table's data: it notices a change that is
-    // made through this field, but not one through a reference or iterator that is older than the last resolution; and
-    // such a one dangles when the table was touched through a non-const call since (docs/threads.md has the rules).
+    // [setup] Scopes by name. Names are resolved through a cache that shares the table's data: it notices a change that
+    // is made through this field, but not one through a reference or iterator that is older than the last resolution;
+    // and such a one dangles when the table was touched through a non-const call since (docs/threads.md has the rules).
     QHash<QString, Label_Type_Info> labelTable;
     QHash<quint64, char> localValues;  // [image] byte image: (area << 32 | byte address) to byte
 

@@ -7,8 +7,8 @@
 namespace ac500 {
 
 int ReaderSeats::take() {
-    // Threads have stacks of their own: where this one's is says which seat is tried first. The factor spreads stacks that
-    // lie at equal distances.
+    // Threads have stacks of their own: where this one's is says which seat is tried first. The factor spreads stacks
+    // that lie at equal distances.
     const char onStack = 0;
     const quint32 stack = static_cast<quint32>(reinterpret_cast<quintptr>(&onStack) >> 16);
     const int first = static_cast<int>((stack * 2654435769U) >> 28);

@@ -1,11 +1,11 @@
-// AnswerStore keeps the answers of name resolution: what a concrete tag name resolved to. Any number of threads search it
-// while one inserts, and none waits.
+// AnswerStore keeps the answers of name resolution: what a concrete tag name resolved to. Any number of threads search
+// it while one inserts, and none waits.
 //
-// An answer is 16 bytes, 4 or 8 more for a bit or an array position, and a copy of the name: the host may edit the text of
-// its own string in place, or let the string point at a buffer that it uses for another name. Answers are written once,
-// into pages, and found through a SlotTable. Pages are filled in turn; when all of them are, the oldest is emptied:
-// answers that were asked for since they were written move on to the page that is being filled, the others go. So what a
-// host reads stays, and what it has turned away from makes room, whatever the length of the names.
+// An answer is 16 bytes, 4 or 8 more for a bit or an array position, and a copy of the name: the host may edit the text
+// of its own string in place, or let the string point at a buffer that it uses for another name. Answers are written
+// once, into pages, and found through a SlotTable. Pages are filled in turn; when all of them are, the oldest is
+// emptied: answers that were asked for since they were written move on to the page that is being filled, the others go.
+// So what a host reads stays, and what it has turned away from makes room, whatever the length of the names.
 //
 // A searching thread may still look at a page that was emptied, or at a table that was replaced by a larger one. Each
 // search therefore takes a seat, and such memory is used again only when every seat was seen empty since: nothing is
@@ -23,7 +23,8 @@
 
 namespace ac500 {
 
-// Where threads say that they are searching: each takes a seat of its own, so that they do not get into each other's way.
+// Where threads say that they are searching: each takes a seat of its own, so that they do not get into each other's
+// way.
 class ReaderSeats {
 public:
     enum { kSeats = 16, kNoSeat = -1 };
@@ -80,8 +81,9 @@ public:
     // REQUIRES: the thread has a seat.
     bool find(const HashedName& name, ControlInformationM& info) const;
 
-    // Keeps the answer, or does not: when the name is too long or known, or when memory that is to be used again may still
-    // be looked at. REQUIRES: resolving `name` into a cleared record gave `info`; the thread has `seat`; no other inserts.
+    // Keeps the answer, or does not: when the name is too long or known, or when memory that is to be used again may
+    // still be looked at. REQUIRES: resolving `name` into a cleared record gave `info`; the thread has `seat`; no other
+    // inserts.
     void insert(const HashedName& name, const ControlInformationM& info, ReaderSeats& seats, int seat);
 
     // Frees everything. REQUIRES: the thread has all seats.

@@ -37,8 +37,8 @@ FittedIndex carryOver(qint32 value, qint32 lower, qint32 upper) {
     return fitted;
 }
 
-// Rewrites the items of one index list, innermost first, into the concrete list without brackets. kNotFound when there are
-// more items than dimensions or the element lies beyond the array; kBadIndex when bounds are missing.
+// Rewrites the items of one index list, innermost first, into the concrete list without brackets. kNotFound when there
+// are more items than dimensions or the element lies beyond the array; kBadIndex when bounds are missing.
 int rewriteIndexList(const Label_Type_Info& record, QString& indexList, int argument) {
     const QString withoutBlanks = indexList.remove(QLatin1Char(' '));
     const TextSpans items = split(withoutBlanks, ',');

@@ -1,6 +1,6 @@
-// SlotTable finds positions in somebody else's sequence by hash: open addressing over 32-bit slots, so that an entry costs
-// 5 to 11 bytes and no allocation of its own. It does not know its entries: its owner compares them. A slot keeps 11 bits
-// of the hash beside the position, so that hardly another entry than the right one is looked at.
+// SlotTable finds positions in somebody else's sequence by hash: open addressing over 32-bit slots, so that an entry
+// costs 5 to 11 bytes and no allocation of its own. It does not know its entries: its owner compares them. A slot keeps
+// 11 bits of the hash beside the position, so that hardly another entry than the right one is looked at.
 //
 // One thread may change a table while others search it: they find an entry, or miss one that is just being moved.
 #ifndef AC500_SYMBOLS_SLOT_TABLE_H

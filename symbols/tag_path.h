@@ -58,16 +58,17 @@ Component splitComponent(const TextSpan& component);
 // True for names that get_label_address_info(QString&, int) is to make concrete.
 bool hasPlaceholder(const TextSpan& text);
 
-// Reads the whole text as a number of 32 bits in base 2 to 36, or 0: by prefix, as C writes numbers. Digits are those of
-// ASCII whatever the locale; white space around the number and one sign are allowed. False, with *number 0, when the text
-// is no such number. (QString::toInt of QtCore 4.8 also takes the digits of the host's locale; that of 5.15 does not.)
+// Reads the whole text as a number of 32 bits in base 2 to 36, or 0: by prefix, as C writes numbers. Digits are those
+// of ASCII whatever the locale; white space around the number and one sign are allowed. False, with *number 0, when the
+// text is no such number. (QString::toInt of QtCore 4.8 also takes the digits of the host's locale; that of 5.15 does
+// not.)
 bool readNumber(const TextSpan& text, int base, qint32* number);
 
 // Decimal; 0 when the text is no number.
 qint32 numberOrZero(const TextSpan& text);
 
-// Array bounds as symbol records carry them: entry 0 is the number base of index texts, then one pair (lower, upper) per
-// dimension, outermost first. The extent is upper - lower: upper lies outside the array (quirk 16).
+// Array bounds as symbol records carry them: entry 0 is the number base of index texts, then one pair (lower, upper)
+// per dimension, outermost first. The extent is upper - lower: upper lies outside the array (quirk 16).
 
 // True when a pair stands there for each of the dimensions 0 .. dimensions-1. REQUIRES: dimensions is at least 1.
 inline bool hasBoundsFor(const QList<int>& bounds, int dimensions) {

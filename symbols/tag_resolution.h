@@ -1,5 +1,5 @@
-// From a tag name to area, address, type, array position and bit: the one way in which lists and values resolve a tag of
-// the host.
+// From a tag name to area, address, type, array position and bit: the one way in which lists and values resolve a tag
+// of the host.
 #ifndef AC500_SYMBOLS_TAG_RESOLUTION_H
 #define AC500_SYMBOLS_TAG_RESOLUTION_H
 
@@ -10,8 +10,8 @@
 
 namespace ac500 {
 
-// Makes the name concrete when it holds "%%" (`tag` is overwritten; `argument` is decimal text, 0 when it is unreadable or
-// null), then resolves it. Returns a resolution code; `info` is cleared first and filled on success.
+// Makes the name concrete when it holds "%%" (`tag` is overwritten; `argument` is decimal text, 0 when it is unreadable
+// or null), then resolves it. Returns a resolution code; `info` is cleared first and filled on success.
 int resolveTag(QString& tag, const QString* argument, ControlInformationM& info);
 
 // get_label_address_info(QString&, int) (core/host_interface.h) for who uses the cache already.

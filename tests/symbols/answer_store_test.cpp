@@ -192,8 +192,8 @@ TEST_F(AnswerStoreTest, NeverHoldsMoreThanItsBound) {
     }
 }
 
-// One screen is looked at again and again while many others are looked at once. The long names fill the store soon: some
-// 21,000 fit.
+// One screen is looked at again and again while many others are looked at once. The long names fill the store soon:
+// some 21,000 fit.
 TEST_F(AnswerStoreTest, LetsGoOfWhatWasNotAskedForAndKeepsTheRest) {
     for (int i = 0; i < 70000; ++i) {
         insert(nameOf(i, 255), scalar(i));

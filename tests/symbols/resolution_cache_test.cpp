@@ -1,5 +1,5 @@
-// What resolution keeps of the table of scopes, seen from outside: an answer is the table's, however the table was changed
-// since a name was resolved first.
+// What resolution keeps of the table of scopes, seen from outside: an answer is the table's, however the table was
+// changed since a name was resolved first.
 #include "symbols/resolution_cache.h"
 
 #include <algorithm>

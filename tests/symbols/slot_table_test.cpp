@@ -1,5 +1,5 @@
-// Positions by hash: how many fit, that those of one hash are found in the order they were inserted, and that nothing is
-// lost when others are removed.
+// Positions by hash: how many fit, that those of one hash are found in the order they were inserted, and that nothing
+// is lost when others are removed.
 #include "symbols/slot_table.h"
 
 #include <gtest/gtest.h>
