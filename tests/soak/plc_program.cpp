@@ -17,6 +17,7 @@
 #include <fmt/format.h>
 
 #include "tests/soak/plant.h"
+#include "tests/soak/plc_process.h"
 #include "tools/simulator/random.h"
 #include "tools/simulator/tcp_server.h"
 
