@@ -21,7 +21,7 @@ struct ResolvedTag {
 };
 
 ResolvedTag resolved(const HostTag& tag) {
-    ResolvedTag result = {tag.tagName, 0, {false, 0, 0, 0}};
+    ResolvedTag result = {tag.tagName, 0, {false, 0, 0, 0, false}};
     ControlInformationM info;
     if (resolveTag(result.concreteName, &tag.argument, info) == kResolved) {
         result.area = info.area;
@@ -30,14 +30,15 @@ ResolvedTag resolved(const HostTag& tag) {
     return result;
 }
 
-// The runs of the tags that can be read, in the order of planning. Their sources are positions in `tags`.
+// The runs of the tags that can be read and of which something is asked for, in the order of planning. Their sources are
+// positions in `tags`.
 QVector<ReadRun> sortedRuns(const QList<HostTag>& tags) {
     QVector<ReadRun> runs;
     runs.reserve(tags.size());
     for (int i = 0; i < tags.size(); ++i) {
         const ResolvedTag tag = resolved(tags.at(i));
         const ReadRun run = {tag.area, tag.extent.startByte, tag.extent.lengthBytes, i};
-        if (tag.extent.transferable) {
+        if (tag.extent.transferable && tag.extent.askedFor) {
             runs.append(run);
         }
     }

@@ -137,7 +137,7 @@ std::int32_t Machine::rebuildReadList(const std::vector<Tag>& tags) {
         std::string name = tag.name;
         Place place;
         Extent extent;
-        if (!locate(&name, tag.argument, &place) || !readExtent(place, tag.count, &extent)) {
+        if (!locate(&name, tag.argument, &place) || !readExtent(place, tag.count, &extent) || extent.nothingAsked) {
             continue;
         }
         Variable v;

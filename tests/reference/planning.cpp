@@ -5,16 +5,10 @@
 
 namespace reference {
 
-bool readExtent(const Place& place, std::int32_t wanted, Extent* extent) {
+namespace {
+
+bool extentOfCount(const Place& place, std::int64_t n, Extent* extent) {
     const int code = place.dataType;
-    std::int64_t n = 0;
-    if (place.isArray != 0) {
-        n = std::min(wanted, place.arrayCount);
-    } else if (code == 10 || code == 11) {
-        n = wanted;
-    } else {
-        n = 1;
-    }
     extent->dataType = code;
     extent->offset = place.address;
     switch (code) {
@@ -53,6 +47,26 @@ bool readExtent(const Place& place, std::int32_t wanted, Extent* extent) {
         default:
             return false;
     }
+}
+
+}  // namespace
+
+bool readExtent(const Place& place, std::int32_t wanted, Extent* extent) {
+    const int code = place.dataType;
+    std::int64_t n = 0;
+    if (place.isArray != 0) {
+        n = std::min(wanted, place.arrayCount);
+    } else if (code == 10 || code == 11) {
+        n = wanted;
+    } else {
+        n = 1;
+    }
+    extent->nothingAsked = n < 0;
+    const bool served = extentOfCount(place, n, extent);
+    if (n < 0) {
+        extent->bytes = 0;
+    }
+    return served;
 }
 
 void sortByOffset(std::vector<Variable>* list) {

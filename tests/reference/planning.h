@@ -13,6 +13,7 @@ struct Extent {
     std::int32_t dataType = 0;
     std::int32_t offset = 0;
     std::int32_t bytes = 0;
+    bool nothingAsked = false;  // the count is below 0: no bytes, and no place among the tags that are merged
 };
 
 // False when the type cannot be transferred.

@@ -81,6 +81,18 @@ TEST_F(ReadList, TagOfNegativeLengthGrowsNoRequest) {
     EXPECT_EQ(rebuilt({tag("Main.text", -3), tag("Main.later", 1)}), "1@9+1");
 }
 
+TEST_F(ReadList, CountsBelowZeroAskForNothingOfArraysAndStrings) {
+    settings.maxRequestWords = INT_MAX / 2;
+    for (int code : {1, 3, 5, 9, 10, 13}) {
+        loadMain(
+            {asArray(variable("array", code, 21), {10, 0, 300}), variable("text", 10, 80), variable("before", 15, 0)});
+        for (int count : {-1, -2, -3, -1073741823, -1073741825, INT_MIN + 1, INT_MIN}) {
+            EXPECT_EQ(rebuilt({tag("Main.before", 1), tag("Main.array[0]", count), tag("Main.text", count)}), "1@0+1")
+                << "type " << code << ", count " << count;
+        }
+    }
+}
+
 TEST_F(ReadList, SameTagTwiceIsReadOnce) {
     loadMain({variable("counter", 3, 4)});
     EXPECT_EQ(rebuilt({tag("Main.counter", 1), tag("Main.counter", 1), tag("Main.counter", 9)}), "1@4+2");

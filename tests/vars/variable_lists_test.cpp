@@ -194,6 +194,27 @@ TEST_F(OneShotReads, CountOfZeroOrLessReadsAScalarAndNothingElse) {
     }
 }
 
+// Twice the smallest counts would wrap around into gigabytes.
+TEST_F(OneShotReads, CountsBelowZeroAskForNothingOfArraysAndStrings) {
+    settings.maxRequestWords = INT_MAX / 2;
+    for (int code : {1, 3, 5, 9, 10, 13}) {
+        loadMain({asArray(variable("array", code, 21), {10, 0, 300}), variable("text", 10, 80)});
+        for (int count : {-1, -2, -3, -1073741823, -1073741825, INT_MIN + 1, INT_MIN}) {
+            EXPECT_EQ(planned("Main.array[0]", count), "") << "type " << code << ", count " << count;
+            EXPECT_EQ(planned("Main.text", count), "") << count;
+        }
+    }
+}
+
+TEST_F(OneShotReads, CountBelowZeroStillReturnsTheListsCountAndFillsInTheHostsRecord) {
+    loadMain({asArray(inArea(variable("bits", 13, 21), 9), {10, 0, 99})});
+    fillTo(3);
+    RW_VAR var = request("Main.bits[0]", -1);
+    EXPECT_EQ(AddListOnceReadVar(&var), 3);
+    EXPECT_EQ(requestText(var), "9@2+-1");
+    EXPECT_EQ(var.dataType, 16);
+}
+
 TEST_F(OneShotReads, CountOfZeroForAnArrayStillReturnsTheListsCount) {
     loadMain({asArray(variable("vector", 3, 200), {10, 0, 9})});
     fillTo(3);
