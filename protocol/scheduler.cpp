@@ -1,8 +1,8 @@
-// The poll scheduler: which frame goes out next. It never removes variables from their lists; DataCom does, when the
-// batch is complete, so the same head is chosen again until then.
-#include <QtCore/QMutexLocker>
-
+// The poll scheduler: which frame goes out next. It leaves variables in their lists; DataCom removes them, when the
+// batch is complete, so the same head is chosen again until then. Only a write that fits into no frame is given up here.
 #include "core/host_interface.h"
+#include "core/list_lock.h"
+#include "protocol/batch_completion.h"
 #include "protocol/frames.h"
 #include "protocol/handshake.h"
 #include "services/read_write.h"
@@ -89,6 +89,9 @@ RW_VAR startWriteBatch() {
     WriteRegister(&head);
     PLC_driver.batchKind = kWriteBatch;
     PLC_driver.writeTurns += 1;
+    if (PLC_driver.frameList.isEmpty()) {
+        refuseWrites();  // for good: it would be refused again and again, and keep everything else from going out
+    }
     return head;
 }
 

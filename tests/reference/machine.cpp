@@ -53,6 +53,11 @@ std::string requestFrame(char service, std::size_t count, const std::string& ite
     return "\xBB\xBB" + std::string(2, '\0') + bigEndian(static_cast<std::int64_t>(payload.size()), 2) + payload;
 }
 
+// A frame has at most 1 GiB less one byte. Only a single write can be larger: a batch of several stays below 800 bytes.
+bool fitsIntoAFrame(const std::vector<Variable>& writes) {
+    return writes.size() > 1 || std::int64_t{writes.front().size} + 26 < std::int64_t{1} << 30;
+}
+
 constexpr unsigned char kFirstHandshake[] = {0xBB, 0xBB, 0, 0, 0,    0x0E, 0x01, 0, 0, 0,
                                              0x02, 0,    0, 0, 0x06, 0,    0,    0, 0, 0};
 constexpr unsigned char kSecondHandshake[] = {0xBB, 0xBB, 0,   0,   0,   0x11, 0x31, 0,   0,   0x0D, 'D', 'O',
@@ -207,6 +212,13 @@ void Machine::queueWrite() {
     }
 }
 
+void Machine::refuseWrite() {
+    callbacks.push_back("varDone(" + std::to_string(settings->at(kStationId)) + ", " +
+                        std::to_string(writeList.front().hostId) + ", " + std::to_string(writeList.front().hostSubId) +
+                        ", 2)");
+    writeList.erase(writeList.begin());
+}
+
 void Machine::queueHandshake(const Variable& variable) {
     Frame frame;
     frame.minReplyLength = 6;
@@ -235,7 +247,11 @@ const Frame* Machine::nextRequest() {
             }
             batch.push_back(candidate);
         }
-        queueWrite();
+        if (fitsIntoAFrame(batch)) {
+            queueWrite();
+        } else {
+            refuseWrite();
+        }
         batchKind = 1;
         writeTurns += 1;
     } else if (!onceReadList.empty() && onceReadTurns <= 4) {

@@ -256,6 +256,14 @@ TEST_F(WriteServiceTest, FrameBeyondAGibibyteIsNotQueued) {
     EXPECT_EQ(settings.frameDone, 7);
 }
 
+TEST_F(WriteServiceTest, FrameBeyondAGibibyteIsNotMirroredEither) {
+    RW_VAR var = labelledVar();
+    fillBatch({sized(writeVar(1, 8, "12 34"), 0x40000000)});
+    WriteRegister(&var);
+    EXPECT_TRUE(PLC_driver.frameList.isEmpty());
+    EXPECT_TRUE(PLC_driver.localValues.isEmpty());
+}
+
 TEST_F(WriteServiceTest, NothingElseChanges) {
     fillBatch({writeVar(1, 8, "12 34")});
     RW_VAR var = labelledVar();
