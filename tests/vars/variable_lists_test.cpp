@@ -1,9 +1,11 @@
 // Registering single variables: cyclic reads, writes and one-shot reads.
+#include <chrono>
 #include <climits>
 
 #include "tests/support/driver_test.h"
 #include "tests/support/label_builders.h"
 #include "tests/support/locks.h"
+#include "tests/support/pace.h"
 #include "tests/vars/request_text.h"
 #include "tests/vars/type_rows.h"
 
@@ -433,6 +435,29 @@ TEST_F(OneShotReads, LastFreePlaceTakesOnePieceAndTheOthersAreDropped) {
     EXPECT_EQ(AddListOnceReadVar(&var), 1024);
     EXPECT_EQ(requestText(PLC_driver.onceReadList.last()), "1@1000+200");
     EXPECT_EQ(requestText(var), "1@1600+200") << "the record went through all pieces";
+}
+
+// quirk 12
+TEST_F(OneShotReads, PiecesThatFindNoPlaceCostNoTime) {
+    loadMain({variable("text", 10, 80)});
+    settings.maxRequestWords = 3;
+    RW_VAR var = request("Main.text", 1000000000);
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_EQ(AddListOnceReadVar(&var), 1024);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(paced(1000)));
+    EXPECT_EQ(requestText(PLC_driver.onceReadList.first()), "1@80+6");
+    EXPECT_EQ(requestText(PLC_driver.onceReadList.last()), "1@6218+6");
+    EXPECT_EQ(requestText(var), "1@2000000080+2") << "the last piece, and one byte beyond it";
+}
+
+// quirk 12
+TEST_F(OneShotReads, PiecesOfWholeRequestsThatFindNoPlaceLeaveAWholeRequest) {
+    loadMain({variable("text", 10, 80)});
+    settings.maxRequestWords = 4;
+    fillTo(1024);
+    RW_VAR var = request("Main.text", 1000000000);
+    EXPECT_EQ(AddListOnceReadVar(&var), 1024);
+    EXPECT_EQ(requestText(var), "1@2000000080+8");
 }
 
 // quirk 12
