@@ -21,6 +21,7 @@ struct RequestContent {
     const quint8* sessionBytes;  // kSessionBytes of them
 };
 
+// A negative size travels as 0 (quirk 37).
 int itemBytes(const RW_VAR& var) {
     return qMax(var.size, 0);
 }

@@ -116,6 +116,19 @@ void Bubble_Sort(QList<RW_VAR>* list) noexcept {
     }
 }
 
+namespace {
+
+// A variable that opens a run gives its bytes away piece by piece: it is left with the size of the last piece and with
+// the offset behind it.
+// REQUIRES: maxBytes is at least 2, the variable has bytes.
+void leaveBehindLastPiece(RW_VAR& var, int maxBytes) {
+    const int rest = var.size % maxBytes;
+    var.offset = wrapAdd(var.offset, var.size);
+    var.size = rest != 0 ? rest : qMin(var.size, maxBytes);
+}
+
+}  // namespace
+
 void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
     QVector<ReadRun> runs;
     runs.reserve(list->size());
@@ -139,6 +152,13 @@ void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
         requests.remove(0);
     }
     store(requests, [list, &last](int opener) { return opener == kLastStored ? last : list->at(opener); });
+
+    for (int i = 0; maxBytes > 1 && i < requests.size(); ++i) {
+        const int opener = requests.at(i).opener;
+        if (opener != kLastStored && (i == 0 || opener != requests.at(i - 1).opener)) {
+            leaveBehindLastPiece((*list)[opener], maxBytes);
+        }
+    }
 }
 
 void WhetherGroup(int total, int maxBytes, RW_VAR* var, QList<RW_VAR>* list) noexcept {

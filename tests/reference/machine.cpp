@@ -38,7 +38,7 @@ bool isComplete(const std::string& reply) {
 }
 
 std::string itemHead(const Variable& variable) {
-    return bigEndian(variable.area, 2) + bigEndian(variable.offset, 4) + bigEndian(variable.size, 4);
+    return bigEndian(variable.area, 2) + bigEndian(variable.offset, 4) + bigEndian(std::max(variable.size, 0), 4);
 }
 
 std::string requestFrame(char service, std::size_t count, const std::string& items,
@@ -135,6 +135,7 @@ std::int32_t Machine::rebuildReadList(const std::vector<Tag>& tags) {
     if (tags.empty()) {
         return 0;
     }
+    const std::int32_t maxBytes = wrapped(2 * std::int64_t{settings->at(kMaxRequestWords)});
     cyclicBatches = 0;
     settings->at(kFirstPassDone) = 0;
     std::map<std::int32_t, std::vector<Variable>> areas;
@@ -162,7 +163,7 @@ std::int32_t Machine::rebuildReadList(const std::vector<Tag>& tags) {
     }
     for (auto& area : areas) {
         sortByOffset(&area.second);
-        mergeArea(area.second, wrapped(2 * std::int64_t{settings->at(kMaxRequestWords)}), &readList);
+        mergeArea(&area.second, maxBytes, &readList);
     }
     return static_cast<std::int32_t>(readList.size());
 }
@@ -170,7 +171,7 @@ std::int32_t Machine::rebuildReadList(const std::vector<Tag>& tags) {
 void Machine::chooseReads(const std::vector<Variable>& list) {
     std::int64_t sum = 0;
     for (const Variable& candidate : list) {
-        sum += std::int64_t{candidate.size} + 1;
+        sum += std::int64_t{std::max(candidate.size, 0)} + 1;
         if (!batch.empty() && (sum >= 800 || batch.size() >= 79)) {
             break;
         }
@@ -241,7 +242,7 @@ const Frame* Machine::nextRequest() {
     if (!writeList.empty() && writeTurns <= 4) {
         std::int64_t sum = 0;
         for (const Variable& candidate : writeList) {
-            sum += std::int64_t{candidate.size} + 10;
+            sum += std::int64_t{std::max(candidate.size, 0)} + 10;
             if (!batch.empty() && sum >= 800) {
                 break;
             }

@@ -99,19 +99,19 @@ void mergeWithoutLimit(const std::vector<Variable>& sorted, std::vector<Variable
 
 }  // namespace
 
-void mergeArea(std::vector<Variable> sorted, std::int32_t maxBytes, std::vector<Variable>* requests) {
+void mergeArea(std::vector<Variable>* sorted, std::int32_t maxBytes, std::vector<Variable>* requests) {
     if (maxBytes < 1) {
         return;
     }
     if (maxBytes == 1) {
-        mergeWithoutLimit(sorted, requests);
+        mergeWithoutLimit(*sorted, requests);
         return;
     }
     // The group is the last request of the list, unless that is one of another area.
     bool groupOpen = false;
     std::int64_t groupStart = 0;
     std::int64_t groupLength = 0;
-    for (Variable& entry : sorted) {
+    for (Variable& entry : *sorted) {
         if (groupOpen && entry.offset < groupStart + maxBytes) {
             const std::int64_t end = std::int64_t{entry.offset} + entry.size;
             if (groupStart + groupLength < end) {

@@ -93,7 +93,7 @@ TEST_F(WriteServiceTest, MissingBytesOfShorterDataAreZeros) {
                                   "01 02 03 04"));
 }
 
-TEST_F(WriteServiceTest, NegativeSizeTravelsAsZeroWithoutBytes) {
+TEST_F(WriteServiceTest, NegativeSizeTravelsAsZeroWithoutBytes) {  // quirk 37
     fillBatch({sized(writeVar(1, 8, "11 22"), -1), writeVar(1, 9, "33")});
     EXPECT_EQ(writeFrame(), lines("BB BB 00 00 00 1F", "3C 00 00 00 00 02",  //
                                   "00 01 00 00 00 08 00 00 00 00",           //
