@@ -87,11 +87,12 @@ int ReCreatReadVarList(QList<HostTag>* tags) noexcept {
     if (tags == nullptr || tags->isEmpty()) {
         return 0;
     }
+    const int maxBytes = maxRequestBytes();  // before the long part: one limit for all areas, known from the start
     PLC_driver.cyclicBatches = 0;
     PLC_driver.comInfo->firstPassDone = 0;
 
     const QVector<ReadRun> runs = sortedRuns(*tags);
-    const QVector<ReadRequest> requests = planReads(runs, maxRequestBytes());
+    const QVector<ReadRequest> requests = planReads(runs, maxBytes);
     store(requests, [tags](int position) { return recordOf(tags->at(position)); });
     return PLC_driver.readList.size();
 }
