@@ -131,7 +131,7 @@ Protocol* ComCommunication() noexcept {
         return &PLC_driver.frameList.first();
     }
 
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     PLC_driver.batchCount = 0;
     RW_VAR head = startNextBatch();
     if (PLC_driver.frameList.isEmpty()) {

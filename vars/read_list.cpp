@@ -1,10 +1,9 @@
 // Rebuilding the cyclic read list from the host's tags: resolve, plan, store.
 #include "vars/read_list.h"
 
-#include <QtCore/QMutexLocker>
-
 #include "core/codes.h"
 #include "core/host_interface.h"
+#include "core/list_lock.h"
 #include "protocol/bytes.h"
 #include "symbols/tag_resolution.h"
 #include "vars/read_planner.h"
@@ -82,7 +81,7 @@ void store(const QVector<ReadRequest>& requests, const RecordOf& recordOf) {
 }  // namespace
 
 int ReCreatReadVarList(QList<HostTag>* tags) noexcept {
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     PLC_driver.readList = QList<RW_VAR>();
     if (tags == nullptr || tags->isEmpty()) {
         return 0;

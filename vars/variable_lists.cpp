@@ -1,9 +1,8 @@
 #include "vars/variable_lists.h"
 
-#include <QtCore/QMutexLocker>
-
 #include "core/codes.h"
 #include "core/host_interface.h"
+#include "core/list_lock.h"
 #include "protocol/bytes.h"
 #include "symbols/tag_resolution.h"
 #include "vars/request_size.h"
@@ -55,7 +54,7 @@ void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
 }  // namespace
 
 int ac500::queueWrite(const RW_VAR& var) {
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     PLC_driver.writeList.append(var);
     return PLC_driver.writeList.size();
 }
@@ -87,7 +86,7 @@ int AddListOnceReadVar(RW_VAR* var) noexcept {
         return 0;  // quirk 32
     }
 
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     var->dataType = extent.dataType;
     var->offset = extent.startByte;
     appendPieces(*var, extent.lengthBytes, maxRequestBytes());
