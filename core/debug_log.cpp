@@ -5,15 +5,30 @@
 
 #include "core/host_interface.h"
 
+namespace {
+
+// ASCII digits, which QDateTime's own formats are not under every locale; filled up with zeros to `width`.
+QByteArray digits(int number, int width) {
+    return QByteArray::number(number).rightJustified(width, '0');
+}
+
+// "yyyy.MM.dd.hh:mm:ss.z", the milliseconds without leading zeros (quirk 34).
+QByteArray timeStamp(const QDateTime& when) {
+    const QDate date = when.date();
+    const QTime time = when.time();
+    return digits(date.year(), 4) + '.' + digits(date.month(), 2) + '.' + digits(date.day(), 2) + '.' +
+           digits(time.hour(), 2) + ':' + digits(time.minute(), 2) + ':' + digits(time.second(), 2) + '.' +
+           digits(time.msec(), 1);
+}
+
+}  // namespace
+
 void customMessageHandler(QtMsgType, char const* message) noexcept {
     QFile log(QString::fromLatin1("/tmp/debug.log"));
     if (!log.open(QIODevice::WriteOnly | QIODevice::Append)) {
         return;
     }
-    // Milliseconds without leading zeros (quirk 34); not by the format's "z", which is a fraction of a second since Qt 5.
-    const QDateTime now = QDateTime::currentDateTime();
-    QByteArray line = now.toString(QString::fromLatin1("yyyy.MM.dd.hh:mm:ss.")).toLatin1();
-    line += QByteArray::number(now.time().msec());
+    QByteArray line = timeStamp(QDateTime::currentDateTime());
     line += ':';
     line += message;
     line += '\n';

@@ -40,12 +40,17 @@ void report(const RW_VAR& variable, VariableOutcome outcome) {
                                outcome);
 }
 
-// Each distinct variable once, by last occurrence from the end. Success is not reported while a newer request of the
-// same variable is pending (quirk 10).
+// Each distinct variable once, by last occurrence from the end (quirk 10).
+RW_VAR takeLastVariable(QList<RW_VAR>& finished) {
+    const RW_VAR variable = finished.last();
+    removeVariable(finished, variable);
+    return variable;
+}
+
+// Success is not reported while a newer request of the same variable is pending (quirk 10).
 void reportFinished(QList<RW_VAR> finished, const QList<RW_VAR>& pending) {
     while (!finished.isEmpty()) {
-        const RW_VAR variable = finished.last();
-        removeVariable(finished, variable);
+        const RW_VAR variable = takeLastVariable(finished);
         if (PLC_driver.commFailed != 0) {
             report(variable, kVariableFailed);
         } else if (!holds(pending, variable)) {
@@ -99,6 +104,13 @@ void rotateLeft(QList<RW_VAR>& list, int count) {
     reverse(list, 0, first);
     reverse(list, first, list.size());
     reverse(list, 0, list.size());
+}
+
+void refuseWrites() {
+    QList<RW_VAR> refused = takeFinished(PLC_driver.writeList);
+    while (!refused.isEmpty()) {
+        report(takeLastVariable(refused), kVariableFailed);
+    }
 }
 
 void completeBatch() {

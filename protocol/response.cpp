@@ -2,10 +2,9 @@
 //
 // The judging runs without the list lock; what changes state that other threads share (the lists, commFailed, the pass
 // counter) runs under it. The image lock is taken and released before, never inside.
-#include <QtCore/QMutexLocker>
-
 #include "core/codes.h"
 #include "core/host_interface.h"
+#include "core/list_lock.h"
 #include "protocol/batch_completion.h"
 #include "protocol/bytes.h"
 #include "protocol/frames.h"
@@ -118,7 +117,7 @@ RequestEnd failOrRetry(int failureStatus) {
 }
 
 RW_VAR* finishRequest(int status) {
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     const RequestEnd end = isAccepted(status) ? acceptDataReply(status) : failOrRetry(status);
     if (end.batchDone) {
         completeBatch();

@@ -1,8 +1,8 @@
-// The poll scheduler: which frame goes out next. It never removes variables from their lists; DataCom does, when the
-// batch is complete, so the same head is chosen again until then.
-#include <QtCore/QMutexLocker>
-
+// The poll scheduler: which frame goes out next. It leaves variables in their lists; DataCom removes them, when the
+// batch is complete, so the same head is chosen again until then. Only a write that fits into no frame is given up here.
 #include "core/host_interface.h"
+#include "core/list_lock.h"
+#include "protocol/batch_completion.h"
 #include "protocol/frames.h"
 #include "protocol/handshake.h"
 #include "services/read_write.h"
@@ -39,7 +39,8 @@ BatchKind nextBatchKind(const PendingWork& work) {
 // What a variable costs in a request beside its data.
 enum ItemOverhead { kReadItemOverhead = kLeadByteBytes, kWriteItemOverhead = kItemHeadBytes };
 
-// 64 bits: sizes come from the host as they are, and a sum that wrapped would let the batch grow without end.
+// A negative size counts as 0 (quirk 37). 64 bits: sizes come from the host as they are, and a sum that wrapped would let
+// the batch grow without end.
 qint64 itemCost(const RW_VAR& var, ItemOverhead overhead) {
     return static_cast<qint64>(qMax(var.size, 0)) + overhead;
 }
@@ -89,6 +90,9 @@ RW_VAR startWriteBatch() {
     WriteRegister(&head);
     PLC_driver.batchKind = kWriteBatch;
     PLC_driver.writeTurns += 1;
+    if (PLC_driver.frameList.isEmpty()) {
+        refuseWrites();  // for good: it would be refused again and again, and keep everything else from going out
+    }
     return head;
 }
 
@@ -127,7 +131,7 @@ Protocol* ComCommunication() noexcept {
         return &PLC_driver.frameList.first();
     }
 
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     PLC_driver.batchCount = 0;
     RW_VAR head = startNextBatch();
     if (PLC_driver.frameList.isEmpty()) {

@@ -21,6 +21,7 @@ struct RequestContent {
     const quint8* sessionBytes;  // kSessionBytes of them
 };
 
+// A negative size travels as 0 (quirk 37).
 int itemBytes(const RW_VAR& var) {
     return qMax(var.size, 0);
 }
@@ -97,16 +98,21 @@ RequestContent batchContent() {
 // Where the first item of the reply begins.
 enum ReplyDataOffset { kNoReplyData = 0, kReadReplyDataAt = kItemsAt };
 
-// Queues `frame` on behalf of `var` as the one frame of a new request. An empty frame is not queued.
-void queueRequest(const QByteArray& frame, ReplyDataOffset replyDataOffset, const RW_VAR& var) {
+// Queues `frame` on behalf of `var` as the one frame of a new request. An empty frame is not queued: false.
+bool queueRequest(const QByteArray& frame, ReplyDataOffset replyDataOffset, const RW_VAR& var) {
     if (frame.isEmpty()) {
-        return;
+        return false;
     }
     Protocol request = newRequest(frame, var);
     request.replyDataOffset = replyDataOffset;
     PLC_driver.frameList.append(request);
     PLC_driver.comInfo->frameDone = 0;
     PLC_driver.comInfo->frameTotal = 1;
+    return true;
+}
+
+bool queueWriteRequest(const RW_VAR& var) {
+    return queueRequest(encodeWriteRequest(batchContent()), kNoReplyData, var);
 }
 
 }  // namespace
@@ -120,12 +126,11 @@ void ReadAnalog(RW_VAR* var) noexcept {
 }
 
 void WriteRegister(RW_VAR* var) noexcept {
-    WriteAnalog(var);
-    if (PLC_driver.commFailed == 0) {  // quirk 25
-        WriteDataToLocal(var);         // the first of the batch alone (quirk 29)
+    if (queueWriteRequest(*var) && PLC_driver.commFailed == 0) {  // quirk 25
+        WriteDataToLocal(var);                                    // the first of the batch alone (quirk 29)
     }
 }
 
 void WriteAnalog(RW_VAR* var) noexcept {
-    queueRequest(encodeWriteRequest(batchContent()), kNoReplyData, *var);
+    queueWriteRequest(*var);
 }

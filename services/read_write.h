@@ -11,8 +11,8 @@
 AC500_API void ReadAnalog(RW_VAR* var) AC500_NOEXCEPT;
 AC500_API void WriteAnalog(RW_VAR* var) AC500_NOEXCEPT;
 
-// As ReadAnalog and WriteAnalog. WriteRegister also mirrors `var` into the byte image (image lock) unless communication
-// has failed.
+// As ReadAnalog and WriteAnalog. WriteRegister also mirrors `var` into the byte image (image lock) unless nothing was
+// queued or communication has failed.
 AC500_API void ReadRegister(RW_VAR* var) AC500_NOEXCEPT;
 AC500_API void WriteRegister(RW_VAR* var) AC500_NOEXCEPT;
 

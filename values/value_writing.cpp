@@ -3,6 +3,7 @@
 
 #include "core/codes.h"
 #include "core/host_interface.h"
+#include "core/list_lock.h"
 #include "protocol/bytes.h"
 #include "symbols/data_types.h"
 #include "symbols/tag_resolution.h"
@@ -104,13 +105,8 @@ QByteArray payloadWithBits(const ControlInformationM& info, const QByteArray& in
 }
 
 bool communicationFailed() {
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     return PLC_driver.commFailed != 0;
-}
-
-int pendingWrites() {
-    QMutexLocker lock(&PLC_driver.listMutex);
-    return PLC_driver.writeList.size();
 }
 
 // Queues the record for the PLC, or stores it in the image alone; while communication has failed, both (quirk 25).

@@ -1,10 +1,9 @@
 // Rebuilding the cyclic read list from the host's tags: resolve, plan, store.
 #include "vars/read_list.h"
 
-#include <QtCore/QMutexLocker>
-
 #include "core/codes.h"
 #include "core/host_interface.h"
+#include "core/list_lock.h"
 #include "protocol/bytes.h"
 #include "symbols/tag_resolution.h"
 #include "vars/read_planner.h"
@@ -21,7 +20,7 @@ struct ResolvedTag {
 };
 
 ResolvedTag resolved(const HostTag& tag) {
-    ResolvedTag result = {tag.tagName, 0, {false, 0, 0, 0}};
+    ResolvedTag result = {tag.tagName, 0, {false, 0, 0, 0, false}};
     ControlInformationM info;
     if (resolveTag(result.concreteName, &tag.argument, info) == kResolved) {
         result.area = info.area;
@@ -30,14 +29,15 @@ ResolvedTag resolved(const HostTag& tag) {
     return result;
 }
 
-// The runs of the tags that can be read, in the order of planning. Their sources are positions in `tags`.
+// The runs of the tags that can be read and of which something is asked for, in the order of planning. Their sources are
+// positions in `tags`.
 QVector<ReadRun> sortedRuns(const QList<HostTag>& tags) {
     QVector<ReadRun> runs;
     runs.reserve(tags.size());
     for (int i = 0; i < tags.size(); ++i) {
         const ResolvedTag tag = resolved(tags.at(i));
         const ReadRun run = {tag.area, tag.extent.startByte, tag.extent.lengthBytes, i};
-        if (tag.extent.transferable) {
+        if (tag.extent.transferable && tag.extent.askedFor) {
             runs.append(run);
         }
     }
@@ -81,16 +81,17 @@ void store(const QVector<ReadRequest>& requests, const RecordOf& recordOf) {
 }  // namespace
 
 int ReCreatReadVarList(QList<HostTag>* tags) noexcept {
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     PLC_driver.readList = QList<RW_VAR>();
     if (tags == nullptr || tags->isEmpty()) {
         return 0;
     }
+    const int maxBytes = maxRequestBytes();  // before the long part: one limit for all areas, known from the start
     PLC_driver.cyclicBatches = 0;
     PLC_driver.comInfo->firstPassDone = 0;
 
     const QVector<ReadRun> runs = sortedRuns(*tags);
-    const QVector<ReadRequest> requests = planReads(runs, maxRequestBytes());
+    const QVector<ReadRequest> requests = planReads(runs, maxBytes);
     store(requests, [tags](int position) { return recordOf(tags->at(position)); });
     return PLC_driver.readList.size();
 }
@@ -115,6 +116,19 @@ void Bubble_Sort(QList<RW_VAR>* list) noexcept {
     }
 }
 
+namespace {
+
+// A variable that opens a run gives its bytes away piece by piece: it is left with the size of the last piece and with
+// the offset behind it.
+// REQUIRES: maxBytes is at least 2, the variable has bytes.
+void leaveBehindLastPiece(RW_VAR& var, int maxBytes) {
+    const int rest = var.size % maxBytes;
+    var.offset = wrapAdd(var.offset, var.size);
+    var.size = rest != 0 ? rest : qMin(var.size, maxBytes);
+}
+
+}  // namespace
+
 void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
     QVector<ReadRun> runs;
     runs.reserve(list->size());
@@ -138,6 +152,13 @@ void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
         requests.remove(0);
     }
     store(requests, [list, &last](int opener) { return opener == kLastStored ? last : list->at(opener); });
+
+    for (int i = 0; maxBytes > 1 && i < requests.size(); ++i) {
+        const int opener = requests.at(i).opener;
+        if (opener != kLastStored && (i == 0 || opener != requests.at(i - 1).opener)) {
+            leaveBehindLastPiece((*list)[opener], maxBytes);
+        }
+    }
 }
 
 void WhetherGroup(int total, int maxBytes, RW_VAR* var, QList<RW_VAR>* list) noexcept {

@@ -12,7 +12,9 @@
 AC500_API void Bubble_Sort(QList<RW_VAR>* list) AC500_NOEXCEPT;
 
 // Merges one area's sorted list into requests of at most maxBytes and appends them to the cyclic read list; nothing for
-// maxBytes of 0 or less. Loop thread. REQUIRES: the list lock is held.
+// maxBytes of 0 or less. A variable of `list` that opened a run is left with the offset behind the run's last piece and
+// with the size of that piece, unless maxBytes is 1; variables that were merged or that have no bytes stay as they are.
+// Loop thread. REQUIRES: the list lock is held.
 AC500_API void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) AC500_NOEXCEPT;
 
 // Cuts one variable of `total` bytes into requests of at most maxBytes and appends them to `list`; `var` is left with

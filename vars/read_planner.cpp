@@ -51,7 +51,8 @@ bool isInReach(const ReadRun& run, const ReadRequest& group, int maxBytes) {
 void merge(const QVector<ReadRun>& sorted, int maxBytes, QVector<ReadRequest>& requests) {
     for (int k = 0; k < sorted.size(); ++k) {
         const ReadRun& run = sorted.at(k);
-        // The group is what the last request covers.
+        // The group is what the last request covers. Behind leading runs without bytes that may be one of another area,
+        // which never grows (quirk 36).
         if (k == 0 || requests.isEmpty() || !isInReach(run, requests.last(), maxBytes)) {
             appendCut(opened(run), run.size, maxBytes, requests);
             continue;

@@ -13,10 +13,8 @@ namespace {
 enum { kBitsPerWord = 16, kBytesPerWord = 2 };
 
 int elementCount(const ControlInformationM& info, ValueGroup group, int requested) {
-    // The bytes of a row that ends farther before it begins would wrap around into gigabytes.
-    enum { kShortestRow = -(1 << 28) };
     if (info.isArray != 0) {  // of strings too, though they count words (quirk 35)
-        return qMin(requested, qMax<int>(info.arrayCount, kShortestRow));
+        return qMin<int>(requested, info.arrayCount);
     }
     return group == kText ? requested : 1;
 }
@@ -26,35 +24,49 @@ int bytesOfWords(int words, int wordsPerValue) {
     return wrapMul(wrapAdd(words, wordsPerValue - 1) / wordsPerValue, kBytesPerWord * wordsPerValue);
 }
 
-ReadExtent wordsAroundBits(int firstBit, int count) {
+struct ByteRun {
+    int startByte;
+    int lengthBytes;
+};
+
+ByteRun wordsAroundBits(int firstBit, int count) {
     const int bitInWord = firstBit % kBitsPerWord;
     const int words = wrapAdd(wrapAdd(count, bitInWord), kBitsPerWord - 1) / kBitsPerWord;
-    const ReadExtent extent = {true, kWordType, firstBit / kBitsPerWord * kBytesPerWord, words * kBytesPerWord};
-    return extent;
+    return {firstBit / kBitsPerWord * kBytesPerWord, words * kBytesPerWord};
+}
+
+ByteRun bytesOf(const ControlInformationM& info, ValueGroup group, int count) {
+    switch (group) {
+        case kBooleanByte:
+        case k8Bit:
+            return {info.address, count};
+        case k16Bit:
+        case kText:
+            return {info.address, bytesOfWords(count, 1)};
+        case k32Bit:
+            return {info.address, bytesOfWords(count, 2)};
+        case k64Bit:
+            return {info.address, bytesOfWords(count, 4)};
+        case kBitAddressedBoolean:
+            return wordsAroundBits(info.address, count);
+        case kNotServed:
+            break;
+    }
+    return {0, 0};
 }
 
 }  // namespace
 
 ReadExtent readExtent(const ControlInformationM& info, int requested) {
     const ValueGroup group = dataType(info.dataType).group;
-    const int count = elementCount(info, group, requested);
-    switch (group) {
-        case kBooleanByte:
-        case k8Bit:
-            return {true, info.dataType, info.address, count};
-        case k16Bit:
-        case kText:
-            return {true, info.dataType, info.address, bytesOfWords(count, 1)};
-        case k32Bit:
-            return {true, info.dataType, info.address, bytesOfWords(count, 2)};
-        case k64Bit:
-            return {true, info.dataType, info.address, bytesOfWords(count, 4)};
-        case kBitAddressedBoolean:
-            return wordsAroundBits(info.address, count);
-        case kNotServed:
-            break;
+    if (group == kNotServed) {
+        return {false, 0, 0, 0, false};
     }
-    return {false, 0, 0, 0};
+    const int count = elementCount(info, group, requested);
+    const bool askedFor = count >= 0;
+    const ByteRun run = bytesOf(info, group, qMax(count, 0));
+    const int plannedType = group == kBitAddressedBoolean ? static_cast<int>(kWordType) : info.dataType;
+    return {true, plannedType, run.startByte, askedFor ? run.lengthBytes : 0, askedFor};
 }
 
 int maxRequestBytes() {

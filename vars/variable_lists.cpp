@@ -1,9 +1,8 @@
 #include "vars/variable_lists.h"
 
-#include <QtCore/QMutexLocker>
-
 #include "core/codes.h"
 #include "core/host_interface.h"
+#include "core/list_lock.h"
 #include "protocol/bytes.h"
 #include "symbols/tag_resolution.h"
 #include "vars/request_size.h"
@@ -28,31 +27,34 @@ bool isQueued(const QList<RW_VAR>& list, const RW_VAR& request) {
     return false;
 }
 
-// REQUIRES: the list lock is held.
-void appendOnceRead(const RW_VAR& request) {
-    QList<RW_VAR>& list = PLC_driver.onceReadList;
-    if (!isQueued(list, request) && list.size() < kMaxOnceReads) {  // quirk 12
-        list.append(request);
-    }
-}
-
-// The host's record is the working copy: it is left with the values of the last piece.
+// The host's record is the working copy: it is left with the size of the last piece and the offset behind it. There may
+// be millions of pieces, but only as many are looked at as find a place or stand in the list already.
 // REQUIRES: the list lock is held.
 void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
     if (maxBytes <= 0) {
         return;
     }
-    for (int remaining = lengthBytes; remaining > 0; remaining -= var.size) {
+    QList<RW_VAR>& list = PLC_driver.onceReadList;
+    int remaining = lengthBytes;
+    while (remaining > 0 && list.size() < kMaxOnceReads) {
         var.size = qMin(remaining, maxBytes);
-        appendOnceRead(var);
+        if (!isQueued(list, var)) {
+            list.append(var);
+        }
         var.offset = wrapAdd(var.offset, var.size);
+        remaining -= var.size;
+    }
+    if (remaining > 0) {  // the rest is dropped (quirk 12)
+        const int lastPiece = remaining % maxBytes;
+        var.size = lastPiece != 0 ? lastPiece : maxBytes;
+        var.offset = wrapAdd(var.offset, remaining);
     }
 }
 
 }  // namespace
 
 int ac500::queueWrite(const RW_VAR& var) {
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     PLC_driver.writeList.append(var);
     return PLC_driver.writeList.size();
 }
@@ -84,7 +86,7 @@ int AddListOnceReadVar(RW_VAR* var) noexcept {
         return 0;  // quirk 32
     }
 
-    QMutexLocker lock(&PLC_driver.listMutex);
+    const ListLock lock;
     var->dataType = extent.dataType;
     var->offset = extent.startByte;
     appendPieces(*var, extent.lengthBytes, maxRequestBytes());

@@ -1,4 +1,6 @@
 // ComCommunication: which variables go into the next request. fairness_test.cpp holds the order of kinds.
+#include <thread>
+
 #include "tests/support/driver_test.h"
 #include "tests/support/locks.h"
 
@@ -401,6 +403,67 @@ TEST_F(SchedulerTest, HugeSizesOfReadsNeverOverflowTheBatch) {
     }
     EXPECT_GE(nextBatchCount(), 1);
     EXPECT_LE(PLC_driver.batchCount, 79);
+}
+
+// A write whose size no frame has room for: it must not keep everything behind it from going out.
+class WriteTooLargeForAFrame : public SchedulerTest {
+protected:
+    WriteTooLargeForAFrame() {
+        RW_VAR var = identified(writeVar(3, 0, "12 34"), 101, 1);
+        var.size = 0x40000000;
+        addWrite(var);
+        callbackDiary.clear();
+    }
+};
+
+TEST_F(WriteTooLargeForAFrame, IsReportedAsFailedByTheCallThatWouldHaveSentIt) {
+    EXPECT_EQ(nextFrame(), "nothing");
+    EXPECT_THAT(callbackDiary, ::testing::ElementsAre("varDone(7, 101, 1, 2)"));
+    EXPECT_TRUE(PLC_driver.writeList.isEmpty());
+    EXPECT_TRUE(PLC_driver.localValues.isEmpty());
+    EXPECT_EQ(PLC_driver.commFailed, 0) << "the line is not to blame";
+    EXPECT_EQ(nextFrame(), "nothing");
+    EXPECT_EQ(callbackDiary.size(), 1U);
+}
+
+TEST_F(WriteTooLargeForAFrame, IsReportedUnderTheListLock) {
+    EXPECT_TRUE(waitsFor(PLC_driver.listMutex, [] { nextFrame(); }));
+    static bool lockWasFree;
+    lockWasFree = true;
+    RW_VAR var = identified(writeVar(3, 0, "12 34"), 101, 2);
+    var.size = 0x40000000;
+    addWrite(var);
+    const auto tryTheLock = [](quint32, quint32, quint32, quint32) -> quint32 {
+        std::thread([] {
+            lockWasFree = PLC_driver.listMutex.tryLock();
+            if (lockWasFree) {
+                PLC_driver.listMutex.unlock();
+            }
+        }).join();
+        return 0;
+    };
+    RegistCallBackFuncIntf(tryTheLock, recordCommFail);
+    nextFrame();
+    EXPECT_FALSE(lockWasFree);
+}
+
+TEST_F(WriteTooLargeForAFrame, IsReportedWithoutASession) {
+    PLC_driver.connected = 0;
+    addReads({4});
+    EXPECT_EQ(nextFrame(), "nothing");
+    EXPECT_THAT(callbackDiary, ::testing::ElementsAre("varDone(7, 101, 1, 2)"));
+    EXPECT_EQ(nextFrame(), "BB BB 00 00 00 0E 01 00 00 00 02 00 00 00 06 00 00 00 00 00");
+}
+
+TEST_F(WriteTooLargeForAFrame, LetsTheOtherWritesAndTheCyclicReadsGoOn) {
+    addReads({4});
+    addWrite(identified(writeVar(3, 8, "56 78"), 101, 1));
+    EXPECT_EQ(nextFrame(), "nothing");
+    EXPECT_THAT(callbackDiary, ::testing::ElementsAre("varDone(7, 101, 1, 2)")) << "also while a newer write waits";
+    EXPECT_EQ(nextFrame(), "BB BB 00 00 00 16 3C 00 00 00 00 01 00 03 00 00 00 08 00 00 00 02 56 78 0A 0B 0C 0D");
+    answer(writeReply());
+    EXPECT_THAT(callbackDiary, ::testing::ElementsAre("varDone(7, 101, 1, 2)", "varDone(7, 101, 1, 1)"));
+    EXPECT_EQ(nextFrame(), "BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 04 0A 0B 0C 0D");
 }
 
 }  // namespace

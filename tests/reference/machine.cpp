@@ -38,7 +38,7 @@ bool isComplete(const std::string& reply) {
 }
 
 std::string itemHead(const Variable& variable) {
-    return bigEndian(variable.area, 2) + bigEndian(variable.offset, 4) + bigEndian(variable.size, 4);
+    return bigEndian(variable.area, 2) + bigEndian(variable.offset, 4) + bigEndian(std::max(variable.size, 0), 4);
 }
 
 std::string requestFrame(char service, std::size_t count, const std::string& items,
@@ -51,6 +51,11 @@ std::string requestFrame(char service, std::size_t count, const std::string& ite
         payload += static_cast<char>(byte);
     }
     return "\xBB\xBB" + std::string(2, '\0') + bigEndian(static_cast<std::int64_t>(payload.size()), 2) + payload;
+}
+
+// A frame has at most 1 GiB less one byte. Only a single write can be larger: a batch of several stays below 800 bytes.
+bool fitsIntoAFrame(const std::vector<Variable>& writes) {
+    return writes.size() > 1 || std::int64_t{writes.front().size} + 26 < std::int64_t{1} << 30;
 }
 
 constexpr unsigned char kFirstHandshake[] = {0xBB, 0xBB, 0, 0, 0,    0x0E, 0x01, 0, 0, 0,
@@ -130,6 +135,7 @@ std::int32_t Machine::rebuildReadList(const std::vector<Tag>& tags) {
     if (tags.empty()) {
         return 0;
     }
+    const std::int32_t maxBytes = wrapped(2 * std::int64_t{settings->at(kMaxRequestWords)});
     cyclicBatches = 0;
     settings->at(kFirstPassDone) = 0;
     std::map<std::int32_t, std::vector<Variable>> areas;
@@ -137,7 +143,7 @@ std::int32_t Machine::rebuildReadList(const std::vector<Tag>& tags) {
         std::string name = tag.name;
         Place place;
         Extent extent;
-        if (!locate(&name, tag.argument, &place) || !readExtent(place, tag.count, &extent)) {
+        if (!locate(&name, tag.argument, &place) || !readExtent(place, tag.count, &extent) || extent.nothingAsked) {
             continue;
         }
         Variable v;
@@ -157,7 +163,7 @@ std::int32_t Machine::rebuildReadList(const std::vector<Tag>& tags) {
     }
     for (auto& area : areas) {
         sortByOffset(&area.second);
-        mergeArea(area.second, wrapped(2 * std::int64_t{settings->at(kMaxRequestWords)}), &readList);
+        mergeArea(&area.second, maxBytes, &readList);
     }
     return static_cast<std::int32_t>(readList.size());
 }
@@ -165,7 +171,7 @@ std::int32_t Machine::rebuildReadList(const std::vector<Tag>& tags) {
 void Machine::chooseReads(const std::vector<Variable>& list) {
     std::int64_t sum = 0;
     for (const Variable& candidate : list) {
-        sum += std::int64_t{candidate.size} + 1;
+        sum += std::int64_t{std::max(candidate.size, 0)} + 1;
         if (!batch.empty() && (sum >= 800 || batch.size() >= 79)) {
             break;
         }
@@ -207,6 +213,13 @@ void Machine::queueWrite() {
     }
 }
 
+void Machine::refuseWrite() {
+    callbacks.push_back("varDone(" + std::to_string(settings->at(kStationId)) + ", " +
+                        std::to_string(writeList.front().hostId) + ", " + std::to_string(writeList.front().hostSubId) +
+                        ", 2)");
+    writeList.erase(writeList.begin());
+}
+
 void Machine::queueHandshake(const Variable& variable) {
     Frame frame;
     frame.minReplyLength = 6;
@@ -229,13 +242,17 @@ const Frame* Machine::nextRequest() {
     if (!writeList.empty() && writeTurns <= 4) {
         std::int64_t sum = 0;
         for (const Variable& candidate : writeList) {
-            sum += std::int64_t{candidate.size} + 10;
+            sum += std::int64_t{std::max(candidate.size, 0)} + 10;
             if (!batch.empty() && sum >= 800) {
                 break;
             }
             batch.push_back(candidate);
         }
-        queueWrite();
+        if (fitsIntoAFrame(batch)) {
+            queueWrite();
+        } else {
+            refuseWrite();
+        }
         batchKind = 1;
         writeTurns += 1;
     } else if (!onceReadList.empty() && onceReadTurns <= 4) {

@@ -63,6 +63,7 @@ private:
     void chooseReads(const std::vector<Variable>& list);
     void queueRead();
     void queueWrite();
+    void refuseWrite();
     void queueHandshake(const Variable& variable);
     std::int32_t judgeHandshake(const std::string& reply);
     std::int32_t judgeData(const std::string& reply, std::int32_t received);

@@ -563,6 +563,10 @@ private:
         Variable variable = planned(choices);
         variable.writeFlag = choices.oneIn(25) ? 0 : 1;
         variable.data = noise(choices.number(), choices.oneIn(4) ? choices.below(60) : variable.size);
+        if (choices.oneIn(25)) {
+            variable.size = choices.of<std::int32_t>({-3, 0x40000000, 0x3FFFFFE6, 0x7FFFFFFF});
+            figures_.reached(variable.size < 0 ? "write of negative size" : "write too large for a frame");
+        }
         say("AddListWriteVar " + toText(variable));
         RW_VAR driver = toDriver(variable);
         compareNumbers("writes", AddListWriteVar(&driver), machine_.addWrite(variable));
@@ -977,6 +981,8 @@ TEST(Reference, Machine) {
                    "variable reported, outcome 1",
                    "variable reported, outcome 2",
                    "write sent while communication has failed",
+                   "write of negative size",
+                   "write too large for a frame",
                    "write with too few bytes",
                    "writes left over by the budget"};
     check(test);

@@ -5,16 +5,10 @@
 
 namespace reference {
 
-bool readExtent(const Place& place, std::int32_t wanted, Extent* extent) {
+namespace {
+
+bool extentOfCount(const Place& place, std::int64_t n, Extent* extent) {
     const int code = place.dataType;
-    std::int64_t n = 0;
-    if (place.isArray != 0) {
-        n = std::min(wanted, place.arrayCount);
-    } else if (code == 10 || code == 11) {
-        n = wanted;
-    } else {
-        n = 1;
-    }
     extent->dataType = code;
     extent->offset = place.address;
     switch (code) {
@@ -55,6 +49,26 @@ bool readExtent(const Place& place, std::int32_t wanted, Extent* extent) {
     }
 }
 
+}  // namespace
+
+bool readExtent(const Place& place, std::int32_t wanted, Extent* extent) {
+    const int code = place.dataType;
+    std::int64_t n = 0;
+    if (place.isArray != 0) {
+        n = std::min(wanted, place.arrayCount);
+    } else if (code == 10 || code == 11) {
+        n = wanted;
+    } else {
+        n = 1;
+    }
+    extent->nothingAsked = n < 0;
+    const bool served = extentOfCount(place, n, extent);
+    if (n < 0) {
+        extent->bytes = 0;
+    }
+    return served;
+}
+
 void sortByOffset(std::vector<Variable>* list) {
     const int n = static_cast<int>(list->size());
     for (int pass = 1; pass < n; ++pass) {
@@ -85,19 +99,19 @@ void mergeWithoutLimit(const std::vector<Variable>& sorted, std::vector<Variable
 
 }  // namespace
 
-void mergeArea(std::vector<Variable> sorted, std::int32_t maxBytes, std::vector<Variable>* requests) {
+void mergeArea(std::vector<Variable>* sorted, std::int32_t maxBytes, std::vector<Variable>* requests) {
     if (maxBytes < 1) {
         return;
     }
     if (maxBytes == 1) {
-        mergeWithoutLimit(sorted, requests);
+        mergeWithoutLimit(*sorted, requests);
         return;
     }
     // The group is the last request of the list, unless that is one of another area.
     bool groupOpen = false;
     std::int64_t groupStart = 0;
     std::int64_t groupLength = 0;
-    for (Variable& entry : sorted) {
+    for (Variable& entry : *sorted) {
         if (groupOpen && entry.offset < groupStart + maxBytes) {
             const std::int64_t end = std::int64_t{entry.offset} + entry.size;
             if (groupStart + groupLength < end) {

@@ -179,7 +179,8 @@ private:
         const auto before = static_cast<int>(machine_.readList.size());
         const bool fresh = before == 0 || machine_.readList.back().area != area_;
         BitVarReCreat(&driver, maxBytes);
-        reference::mergeArea(sorted, maxBytes, &machine_.readList);
+        reference::mergeArea(&sorted, maxBytes, &machine_.readList);
+        compareLists("merged list", driver, sorted);
         compareLists("readList", PLC_driver.readList, machine_.readList);
         figures_.reached("list sorted and merged");
         if (maxBytes > 1) {

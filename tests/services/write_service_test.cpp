@@ -93,7 +93,7 @@ TEST_F(WriteServiceTest, MissingBytesOfShorterDataAreZeros) {
                                   "01 02 03 04"));
 }
 
-TEST_F(WriteServiceTest, NegativeSizeTravelsAsZeroWithoutBytes) {
+TEST_F(WriteServiceTest, NegativeSizeTravelsAsZeroWithoutBytes) {  // quirk 37
     fillBatch({sized(writeVar(1, 8, "11 22"), -1), writeVar(1, 9, "33")});
     EXPECT_EQ(writeFrame(), lines("BB BB 00 00 00 1F", "3C 00 00 00 00 02",  //
                                   "00 01 00 00 00 08 00 00 00 00",           //
@@ -254,6 +254,14 @@ TEST_F(WriteServiceTest, FrameBeyondAGibibyteIsNotQueued) {
     EXPECT_TRUE(PLC_driver.frameList.isEmpty());
     EXPECT_EQ(settings.frameTotal, 7);
     EXPECT_EQ(settings.frameDone, 7);
+}
+
+TEST_F(WriteServiceTest, FrameBeyondAGibibyteIsNotMirroredEither) {
+    RW_VAR var = labelledVar();
+    fillBatch({sized(writeVar(1, 8, "12 34"), 0x40000000)});
+    WriteRegister(&var);
+    EXPECT_TRUE(PLC_driver.frameList.isEmpty());
+    EXPECT_TRUE(PLC_driver.localValues.isEmpty());
 }
 
 TEST_F(WriteServiceTest, NothingElseChanges) {

@@ -647,6 +647,45 @@ TEST_F(WriteTargets, QueuingWaitsForTheListLockOnly) {
     EXPECT_EQ(takeWrites(), "1@100: 12 34 | 1@100: 12 34");
 }
 
+TEST_F(WriteTargets, KeptInTheImageWaitForNoList) {
+    write("Main.counter", "34 12", 1);
+    write("Main.counter", "78 56", 1);
+    settings.accessMode = 0;
+    quint32 pending = 0;
+    EXPECT_TRUE(runsBeside(PLC_driver.listMutex, [&] { pending = write("Main.counter", "BC 9A", 1); }));
+    EXPECT_EQ(pending, 2U);
+    EXPECT_EQ(image(1, 100, 2), "9A BC");
+    EXPECT_EQ(takeWrites(), "1@100: 12 34 | 1@100: 56 78");
+}
+
+TEST_F(WriteTargets, OfTypesThatAreNotWrittenWaitForNoList) {
+    write("Main.counter", "34 12", 1);
+    loadMain({variable("odd", 19, 0), variable("counter", 3, 100)});
+    quint32 pending = 0;
+    EXPECT_TRUE(runsBeside(PLC_driver.listMutex, [&] { pending = write("Main.odd", "34 12", 1); }));
+    EXPECT_EQ(pending, 1U);
+}
+
+// What the host does to the list by itself counts as soon as nobody holds the lock.
+TEST_F(WriteTargets, CountTheWritesThatTheHostHasTakenOutItself) {
+    write("Main.counter", "34 12", 1);
+    PLC_driver.writeList.clear();
+    settings.accessMode = 0;
+    EXPECT_EQ(write("Main.counter", "34 12", 1), 0U);
+}
+
+TEST_F(WriteTargets, CountTheWritesThatAreLeftOfACompletedBatch) {
+    connectToPlc();
+    write("Main.counter", "34 12", 1);
+    nextFrame();
+    write("Main.counter", "78 56", 1);
+    answer(writeReply());
+    settings.accessMode = 0;
+    quint32 pending = 0;
+    EXPECT_TRUE(runsBeside(PLC_driver.listMutex, [&] { pending = write("Main.counter", "BC 9A", 1); }));
+    EXPECT_EQ(pending, 1U);
+}
+
 TEST_F(WriteTargets, MirroringWaitsForTheImageLock) {
     settings.accessMode = 0;
     EXPECT_TRUE(waitsFor(PLC_driver.localAreaMutex, [] { write("Main.counter", "34 12", 1); }));

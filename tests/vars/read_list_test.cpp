@@ -1,5 +1,6 @@
 // Rebuilding the cyclic read list from the host's tags.
 #include <climits>
+#include <future>
 
 #include "tests/support/driver_test.h"
 #include "tests/support/label_builders.h"
@@ -79,6 +80,18 @@ TEST_F(ReadList, TagOfNegativeLengthGrowsNoRequest) {
     loadMain({variable("byte", 15, 0), variable("text", 10, 2), variable("later", 15, 9)});
     EXPECT_EQ(rebuilt({tag("Main.byte", 1), tag("Main.text", -3)}), "1@0+1");
     EXPECT_EQ(rebuilt({tag("Main.text", -3), tag("Main.later", 1)}), "1@9+1");
+}
+
+TEST_F(ReadList, CountsBelowZeroAskForNothingOfArraysAndStrings) {
+    settings.maxRequestWords = INT_MAX / 2;
+    for (int code : {1, 3, 5, 9, 10, 13}) {
+        loadMain(
+            {asArray(variable("array", code, 21), {10, 0, 300}), variable("text", 10, 80), variable("before", 15, 0)});
+        for (int count : {-1, -2, -3, -1073741823, -1073741825, INT_MIN + 1, INT_MIN}) {
+            EXPECT_EQ(rebuilt({tag("Main.before", 1), tag("Main.array[0]", count), tag("Main.text", count)}), "1@0+1")
+                << "type " << code << ", count " << count;
+        }
+    }
 }
 
 TEST_F(ReadList, SameTagTwiceIsReadOnce) {
@@ -262,6 +275,25 @@ TEST_F(ReadList, RequestLimitIsTwiceTheWordsOfTheSettings) {
     loadMain({bytesAt("long", 1, 0, 10)});
     settings.maxRequestWords = 2;
     EXPECT_EQ(rebuilt({tag("Main.long[0]", 10)}), "1@0+4, 1@4+4, 1@8+2");
+}
+
+// The host sees that a rebuild has begun when the first pass is no longer done.
+TEST_F(ReadList, RequestLimitIsReadOnceWhenTheRebuildBegins) {
+    loadMain({bytesAt("one", 1, 0, 20000), bytesAt("two", 2, 0, 20)});
+    QList<HostTag> tags{tag("Main.two[0]", 20)};
+    for (int i = 0; i < 20000; ++i) {
+        tags.append(tag(qPrintable(QString("Main.one[%1]").arg(i)), 1));
+    }
+    settings.maxRequestWords = 1000;
+    settings.firstPassDone = 1;
+    std::future<int> requests = std::async(std::launch::async, [&] { return ReCreatReadVarList(&tags); });
+    const volatile qint32& firstPassDone = settings.firstPassDone;
+    while (firstPassDone != 0) {
+    }
+    const_cast<volatile qint32&>(settings.maxRequestWords) = 5;
+    EXPECT_EQ(requests.get(), 11);
+    EXPECT_EQ(requestText(PLC_driver.readList.first()), "1@0+2000");
+    EXPECT_EQ(requestText(PLC_driver.readList.last()), "2@0+20");
 }
 
 TEST_F(ReadList, RequestLimitWithoutSenseQueuesNothing) {

@@ -129,6 +129,34 @@ TEST_F(ReadPlanner, VariablesOfSizeZeroOrLess) {
                     });
 }
 
+// The host's list, after it was planned with a limit of 200 bytes.
+TEST_F(ReadPlanner, GivenVariablesThatOpenARunAreLeftBehindTheirLastPiece) {
+    const std::vector<PlanRow> rows = {
+        {"cut in three", {{0, 450}}, "1@450+50"},
+        {"cut without a rest", {{0, 400}}, "1@400+200"},
+        {"in one piece", {{10, 4}}, "1@14+4"},
+        {"the second was merged", {{0, 450}, {440, 300}}, "1@450+50, 1@440+300"},
+        {"the second was covered", {{0, 100}, {50, 2}}, "1@100+100, 1@50+2"},
+        {"the second opened a run too", {{0, 2}, {300, 250}}, "1@2+2, 1@550+50"},
+        {"without bytes", {{0, 0}, {300, -4}}, "1@0+0, 1@300+-4"},
+        {"beyond the largest offset", {{INT_MAX - 99, 250}}, "1@-2147483498+50"},
+    };
+    for (const PlanRow& row : rows) {
+        PLC_driver.readList.clear();
+        QList<RW_VAR> list = variablesOf(1, row.variables);
+        BitVarReCreat(&list, 200);
+        EXPECT_EQ(requestText(list), row.requests) << row.situation;
+    }
+}
+
+TEST_F(ReadPlanner, GivenVariablesStayAsTheyAreWhereNothingIsCut) {
+    for (int maxBytes : {1, 0, -200}) {
+        QList<RW_VAR> list = variablesOf(1, {{0, 450}, {440, 300}});
+        BitVarReCreat(&list, maxBytes);
+        EXPECT_EQ(requestText(list), "1@0+450, 1@440+300") << maxBytes;
+    }
+}
+
 TEST_F(ReadPlanner, OffsetsWrapAtThirtyTwoBits) {
     expectPlans(200,
                 {
@@ -187,12 +215,14 @@ TEST_F(ReadPlanner, FirstVariableOfALaterListStartsARunOfItsOwn) {
     EXPECT_EQ(requestText(PLC_driver.readList), "1@0+4, 1@6+4");
 }
 
+// quirk 36
 TEST_F(ReadPlanner, LeadingVariableOfSizeZeroDoesNotMergeTheNextAreaIntoTheLast) {
     merge(variablesOf(1, {{0, 4}}), 20);
     merge(variablesOf(2, {{0, 0}, {6, 2}, {10, 2}}), 20);
     EXPECT_EQ(requestText(PLC_driver.readList), "1@0+4, 2@6+6");
 }
 
+// quirk 36
 TEST_F(ReadPlanner, LeadingVariableOfSizeZeroIsNotHeldCoveredByTheLastArea) {
     merge(variablesOf(1, {{0, 18}}), 20);
     merge(variablesOf(2, {{0, 0}, {6, 2}}), 20);

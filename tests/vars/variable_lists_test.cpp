@@ -1,9 +1,11 @@
 // Registering single variables: cyclic reads, writes and one-shot reads.
+#include <chrono>
 #include <climits>
 
 #include "tests/support/driver_test.h"
 #include "tests/support/label_builders.h"
 #include "tests/support/locks.h"
+#include "tests/support/pace.h"
 #include "tests/vars/request_text.h"
 #include "tests/vars/type_rows.h"
 
@@ -192,6 +194,27 @@ TEST_F(OneShotReads, CountOfZeroOrLessReadsAScalarAndNothingElse) {
         EXPECT_EQ(planned("Main.doubles[0]", count), "") << count;
         EXPECT_EQ(planned("Main.bits[0]", count), "") << count;
     }
+}
+
+// Twice the smallest counts would wrap around into gigabytes.
+TEST_F(OneShotReads, CountsBelowZeroAskForNothingOfArraysAndStrings) {
+    settings.maxRequestWords = INT_MAX / 2;
+    for (int code : {1, 3, 5, 9, 10, 13}) {
+        loadMain({asArray(variable("array", code, 21), {10, 0, 300}), variable("text", 10, 80)});
+        for (int count : {-1, -2, -3, -1073741823, -1073741825, INT_MIN + 1, INT_MIN}) {
+            EXPECT_EQ(planned("Main.array[0]", count), "") << "type " << code << ", count " << count;
+            EXPECT_EQ(planned("Main.text", count), "") << count;
+        }
+    }
+}
+
+TEST_F(OneShotReads, CountBelowZeroStillReturnsTheListsCountAndFillsInTheHostsRecord) {
+    loadMain({asArray(inArea(variable("bits", 13, 21), 9), {10, 0, 99})});
+    fillTo(3);
+    RW_VAR var = request("Main.bits[0]", -1);
+    EXPECT_EQ(AddListOnceReadVar(&var), 3);
+    EXPECT_EQ(requestText(var), "9@2+-1");
+    EXPECT_EQ(var.dataType, 16);
 }
 
 TEST_F(OneShotReads, CountOfZeroForAnArrayStillReturnsTheListsCount) {
@@ -412,6 +435,29 @@ TEST_F(OneShotReads, LastFreePlaceTakesOnePieceAndTheOthersAreDropped) {
     EXPECT_EQ(AddListOnceReadVar(&var), 1024);
     EXPECT_EQ(requestText(PLC_driver.onceReadList.last()), "1@1000+200");
     EXPECT_EQ(requestText(var), "1@1600+200") << "the record went through all pieces";
+}
+
+// quirk 12
+TEST_F(OneShotReads, PiecesThatFindNoPlaceCostNoTime) {
+    loadMain({variable("text", 10, 80)});
+    settings.maxRequestWords = 3;
+    RW_VAR var = request("Main.text", 1000000000);
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_EQ(AddListOnceReadVar(&var), 1024);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(paced(1000)));
+    EXPECT_EQ(requestText(PLC_driver.onceReadList.first()), "1@80+6");
+    EXPECT_EQ(requestText(PLC_driver.onceReadList.last()), "1@6218+6");
+    EXPECT_EQ(requestText(var), "1@2000000080+2") << "the last piece, and one byte beyond it";
+}
+
+// quirk 12
+TEST_F(OneShotReads, PiecesOfWholeRequestsThatFindNoPlaceLeaveAWholeRequest) {
+    loadMain({variable("text", 10, 80)});
+    settings.maxRequestWords = 4;
+    fillTo(1024);
+    RW_VAR var = request("Main.text", 1000000000);
+    EXPECT_EQ(AddListOnceReadVar(&var), 1024);
+    EXPECT_EQ(requestText(var), "1@2000000080+8");
 }
 
 // quirk 12
