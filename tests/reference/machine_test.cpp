@@ -560,11 +560,13 @@ private:
     }
 
     void addWrite(Choices& choices) {
+        const std::int32_t sizeWithoutSense =
+            choices.oneIn(12) ? choices.of<std::int32_t>({0x40000000, -3, 0x3FFFFFE6, -1, 0x7FFFFFFF}) : 0;
         Variable variable = planned(choices);
         variable.writeFlag = choices.oneIn(25) ? 0 : 1;
         variable.data = noise(choices.number(), choices.oneIn(4) ? choices.below(60) : variable.size);
-        if (choices.oneIn(25)) {
-            variable.size = choices.of<std::int32_t>({-3, 0x40000000, 0x3FFFFFE6, 0x7FFFFFFF});
+        if (sizeWithoutSense != 0) {
+            variable.size = sizeWithoutSense;
             figures_.reached(variable.size < 0 ? "write of negative size" : "write too large for a frame");
         }
         say("AddListWriteVar " + toText(variable));
