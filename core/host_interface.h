@@ -55,9 +55,10 @@ extern "C" {
 // not touched again. Setup; no lock; cannot fail.
 AC500_API void SetComInfo(ComInfo* info) AC500_NOEXCEPT;
 
-// Hands over both callbacks. The driver calls them from DataCom, on the loop thread, with the list lock held, without
-// a check for null: register both before the loop starts. They must return quickly, must not throw and must not call
-// the driver; their results are ignored. Setup; no lock; cannot fail.
+// Hands over both callbacks. The driver calls them from DataCom, and varDone also from ComCommunication for a write
+// that fits into no frame; always on the loop thread, with the list lock held, without a check for null: register both
+// before the loop starts. They must return quickly, must not throw and must not call the driver; their results are
+// ignored. Setup; no lock; cannot fail.
 AC500_API void RegistCallBackFuncIntf(VarDoneCallback varDone, CommFailCallback commFail) AC500_NOEXCEPT;
 
 // Records the host's local register areas in LB, LW and RWI; the driver never looks behind the pointers, null is fine.
@@ -88,8 +89,8 @@ AC500_API int AddListReadVar(RW_VAR* var) AC500_NOEXCEPT;
 // final. Returns the number of pending writes. Any thread; takes the list lock.
 AC500_API int AddListWriteVar(RW_VAR* var) AC500_NOEXCEPT;
 
-// Plans a one-shot read of var->labelName, var->size elements, cuts it into requests and queues those that are not
-// queued yet; pieces beyond 1024 queued ones are dropped silently (quirk 12). Completion is reported through
+// Plans a one-shot read of var->labelName, var->size elements (below 0: none), cuts it into requests and queues those
+// that are not queued yet; pieces beyond 1024 queued ones are dropped silently (quirk 12). Completion is reported through
 // varDoneCallback under (hostId, hostSubId). Overwrites area, offset, size, dataType, comWord and resolveResult of the
 // host's record, partly even when it fails.
 // Returns the number of queued one-shot reads; 0 when the name does not resolve or the type cannot be transferred.
@@ -102,6 +103,8 @@ AC500_API int AddListOnceReadVar(RW_VAR* var) AC500_NOEXCEPT;
 
 // Returns the request to send next, or null when there is nothing to send now (call again later: with writes alone
 // pending every sixth answer is null, quirk 6). A frame that was not answered or is to be retried is offered again.
+// A pending write whose `size` is too large for any frame (1 GiB) ends here: it is reported with kVariableFailed
+// through varDoneCallback, under the list lock, is mirrored nowhere, and this one call returns null.
 // The driver owns the record; it is valid until DataCom removes it. Loop thread; takes the list lock when it has to
 // choose a new request, and the image lock inside it to mirror a write.
 AC500_API Protocol* ComCommunication() AC500_NOEXCEPT;
@@ -133,7 +136,9 @@ AC500_API quint32 GetRegisterData(QString* label, qint32 unused1, QString* label
 // a queued write is reported through varDoneCallback under (hostId, hostSubId). When the tag contains "%%", *label is
 // overwritten with the concrete name.
 // Returns the number of pending writes, also when the type cannot be written; 0 when the tag does not resolve.
-// Any thread; takes the list lock and the image lock, never both. After SetComInfo.
+// Any thread; takes the list lock for each piece that it queues, and the image lock, never both. What is only stored in
+// the image waits for no list: when the list lock is held, the number of pending writes is the one at which the driver
+// took it. After SetComInfo.
 AC500_API quint32 SetRegisterData(QString* label, qint32 unused1, QString* labelArg, qint32 unused2, QByteArray* in,
                                   qint32 count, qint32 hostId, qint32 hostSubId) AC500_NOEXCEPT;
 

@@ -39,8 +39,8 @@ BatchKind nextBatchKind(const PendingWork& work) {
 // What a variable costs in a request beside its data.
 enum ItemOverhead { kReadItemOverhead = kLeadByteBytes, kWriteItemOverhead = kItemHeadBytes };
 
-// A negative size counts as 0 (quirk 37). 64 bits: sizes come from the host as they are, and a sum that wrapped would let
-// the batch grow without end.
+// A negative size counts as 0 (quirk 37). 64 bits: sizes come from the host as they are, and a sum that wrapped would
+// let the batch grow without end.
 qint64 itemCost(const RW_VAR& var, ItemOverhead overhead) {
     return static_cast<qint64>(qMax(var.size, 0)) + overhead;
 }

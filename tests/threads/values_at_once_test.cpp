@@ -133,6 +133,22 @@ TEST_F(ValuesOfSeveralThreads, BitWritesBesideReadsOfNewAddressesKeepTheImageWho
     EXPECT_EQ(image(1, 400, 2), "00 08") << "the last round sets the bit";
 }
 
+TEST_F(ValuesOfSeveralThreads, ValuesForTheImageAloneCountTheWritesThatOthersQueueMeanwhile) {
+    settings.accessMode = 0;
+    int wrong = 0;
+    runBeside(
+        [](int round) {
+            addWrite(writeVar(1, 500, "12 34"));
+            if (round % 10 == 9) {
+                QMutexLocker lock(&PLC_driver.listMutex);
+                PLC_driver.writeList.clear();
+            }
+        },
+        [&wrong] { wrong += write("Main.counter", "01 00", 1) > 10 ? 1 : 0; });
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(write("Main.counter", "01 00", 1), 0U) << "the last round has emptied the list";
+}
+
 TEST_F(ValuesOfSeveralThreads, RegistrationBesideWritesKeepsBothLists) {
     QList<HostTag> tags{HostTag{0, 0, "", "Main.counter", 1}, HostTag{0, 0, "", "Main.long", 4}};
     runBeside([&tags](int) { ReCreatReadVarList(&tags); },
