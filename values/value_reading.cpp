@@ -23,7 +23,8 @@ void setZeroWords(QByteArray& out, int count) {
     setZeros(out, wrapMul(kBytesPerHostWord, count));
 }
 
-// Number of elements that are converted: one, or as many of `requested` as the array row still holds.
+// Number of elements that are converted: one, or as many of `requested` as a row of the array has. A run that begins in
+// the middle of a row goes on behind its end (quirk 17).
 int convertedElements(const ControlInformationM& info, int requested) {
     return info.isArray != 0 ? qMin(requested, info.arrayCount) : qMin(requested, 1);
 }

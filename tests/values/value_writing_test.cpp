@@ -647,6 +647,22 @@ TEST_F(WriteTargets, QueuingWaitsForTheListLockOnly) {
     EXPECT_EQ(takeWrites(), "1@100: 12 34 | 1@100: 12 34");
 }
 
+// quirks 17 and 24
+TEST_F(WriteTargets, OfARunFromTheMiddleOfARowGoOnBehindItsEnd) {
+    loadMain({asArray(variable("row", 3, 100), {10, 1, 6}), variable("next", 3, 110)});
+    write("Main.row[3]", "01 00 02 00 03 00 04 00 05 00 06 00", 6);
+    EXPECT_EQ(takeWrites(), "1@104: 00 01 00 02 00 03 00 04 00 05") << "the last two elements are not the row's";
+}
+
+TEST_F(WriteTargets, OfOneValueAreWrittenWhateverTheCount) {
+    for (int count : {0, -1, 7}) {
+        write("Main.counter", "34 12", count);
+        EXPECT_EQ(takeWrites(), "1@100: 12 34") << count;
+        write("Main.counter", "", count);
+        EXPECT_EQ(takeWrites(), "1@100: 00 00") << count;
+    }
+}
+
 TEST_F(WriteTargets, KeptInTheImageWaitForNoList) {
     write("Main.counter", "34 12", 1);
     write("Main.counter", "78 56", 1);
