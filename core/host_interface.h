@@ -90,9 +90,9 @@ AC500_API int AddListReadVar(RW_VAR* var) AC500_NOEXCEPT;
 AC500_API int AddListWriteVar(RW_VAR* var) AC500_NOEXCEPT;
 
 // Plans a one-shot read of var->labelName, var->size elements (below 0: none), cuts it into requests and queues those
-// that are not queued yet; pieces beyond 1024 queued ones are dropped silently (quirk 12). Completion is reported through
-// varDoneCallback under (hostId, hostSubId). Overwrites area, offset, size, dataType, comWord and resolveResult of the
-// host's record, partly even when it fails.
+// that are not queued yet; pieces beyond 1024 queued ones are dropped silently (quirk 12). Completion is reported
+// through varDoneCallback under (hostId, hostSubId). Overwrites area, offset, size, dataType, comWord and
+// resolveResult of the host's record, partly even when it fails.
 // Returns the number of queued one-shot reads; 0 when the name does not resolve or the type cannot be transferred.
 // Any thread; takes the list lock while it appends.
 AC500_API int AddListOnceReadVar(RW_VAR* var) AC500_NOEXCEPT;

@@ -1,5 +1,5 @@
 // The poll scheduler: which frame goes out next. It leaves variables in their lists; DataCom removes them, when the
-// batch is complete, so the same head is chosen again until then. Only a write that fits into no frame is given up here.
+// batch is complete, so the same head is chosen again until then. A write that fits into no frame is given up here.
 #include "core/host_interface.h"
 #include "core/list_lock.h"
 #include "protocol/batch_completion.h"
