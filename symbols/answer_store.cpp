@@ -120,8 +120,8 @@ AnswerStore::~AnswerStore() {
 }
 
 const AnswerStore::Answer* AnswerStore::answerAt(quint32 position) const {
-    return reinterpret_cast<const Answer*>(pages_[position / kPositionsPerPage] +
-                                           position % kPositionsPerPage * kPositionUnit);
+    const void* place = pages_[position / kPositionsPerPage] + position % kPositionsPerPage * kPositionUnit;
+    return static_cast<const Answer*>(place);
 }
 
 // The head alone.
