@@ -35,7 +35,7 @@ Label_Type_Info record(const char* name, quint16 type) {
 QList<Label_Type_Info> symbols() {
     Label_Type_Info counter = record("counter", ac500::kUintType);
     counter.areaList << 1;
-    Label_Type_Info variables = record("Main", ac500::kStructureFlag | ac500::kStructureType);
+    Label_Type_Info variables = record("Main", int{ac500::kStructureFlag} | ac500::kStructureType);
     variables.members << counter;
     variables.memberCount = 1;
     Label_Type_Info scope = record("Main", ac500::kStructureType);

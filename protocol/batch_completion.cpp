@@ -42,7 +42,7 @@ void report(const RW_VAR& variable, VariableOutcome outcome) {
 
 // Each distinct variable once, by last occurrence from the end (quirk 10).
 RW_VAR takeLastVariable(QList<RW_VAR>& finished) {
-    const RW_VAR variable = finished.last();
+    RW_VAR variable = finished.last();
     removeVariable(finished, variable);
     return variable;
 }

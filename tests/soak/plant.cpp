@@ -200,7 +200,7 @@ private:
             wish.variable.area = areaFor(wish, ends);
             std::uint64_t& end = ends[wish.variable.area];
             wish.variable.offset = static_cast<int>(placeBehind(end));
-            end = static_cast<std::uint64_t>(wish.variable.offset + wish.bytes);
+            end = static_cast<std::uint64_t>(wish.variable.offset) + static_cast<std::uint64_t>(wish.bytes);
             add(wish);
         }
     }

@@ -151,7 +151,7 @@ private:
     // Two limits, in milliseconds; short runs take the first.
     Milliseconds between(int shortest, int longest) {
         const int limit = options_.seconds < kShortestWithWarmUp ? shortest : longest;
-        return Milliseconds(shortest + static_cast<int>(below(static_cast<std::uint64_t>(limit - shortest + 1))));
+        return Milliseconds(shortest + static_cast<int>(below(static_cast<std::uint64_t>(limit - shortest) + 1)));
     }
 
     void begin() {
