@@ -131,11 +131,11 @@ AnswerStore::Answer* AnswerStore::newAnswerAt(quint32 position, const Answer& he
 }
 
 bool AnswerStore::find(const HashedName& name, ControlInformationM& info) const {
-    const SlotTable* slots = searched_.load(std::memory_order_acquire);
-    if (slots == nullptr) {
+    const SlotTable* searched = searched_.load(std::memory_order_acquire);
+    if (searched == nullptr) {
         return false;
     }
-    const quint32 position = slots->find(name.hash, [&](quint32 p) { return answerAt(p)->isFor(name); });
+    const quint32 position = searched->find(name.hash, [&](quint32 p) { return answerAt(p)->isFor(name); });
     if (position == SlotTable::kNone) {
         return false;
     }

@@ -59,12 +59,12 @@ ByteRun bytesOf(const ControlInformationM& info, ValueGroup group, int count) {
 
 ReadExtent readExtent(const ControlInformationM& info, int requested) {
     const ValueGroup group = dataType(info.dataType).group;
-    if (group == kNotServed) {
-        return {false, 0, 0, 0, false};
-    }
     const int count = elementCount(info, group, requested);
     const bool askedFor = count >= 0;
     const ByteRun run = bytesOf(info, group, qMax(count, 0));
+    if (group == kNotServed) {
+        return {false, 0, 0, 0, false};
+    }
     const int plannedType = group == kBitAddressedBoolean ? static_cast<int>(kWordType) : info.dataType;
     return {true, plannedType, run.startByte, askedFor ? run.lengthBytes : 0, askedFor};
 }

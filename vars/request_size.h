@@ -16,7 +16,8 @@ struct ReadExtent {
 };
 
 // `requested` is the host's count: elements, 16-bit words for 32- and 64-bit values and strings. An array is read to
-// the end of its innermost dimension at most, a scalar as one value whatever the count, a string as asked (quirk 13). A count below 0 asks for nothing.
+// the end of its innermost dimension at most, a scalar as one value whatever the count, a string as asked (quirk 13). A
+// count below 0 asks for nothing.
 ReadExtent readExtent(const ControlInformationM& info, int requested);
 
 // The largest request that the host's settings allow, in bytes; 0 or less when they make no sense: nothing may be queued

@@ -291,6 +291,20 @@ TEST_F(ResolutionCacheTest, HoldsNoMoreThanItsBoundOfIndexes) {
     EXPECT_GE(resolutionCache.bytes(), 2U * 1024 * 1024 - 128 * 1024) << "250 indexes of 8 KiB";
 }
 
+TEST_F(ResolutionCacheTest, ResolvesInATableOfMoreScopesThanAnIndexMayHave) {
+    Labels scopes;
+    const Labels variables = manyVariables(1);
+    for (int i = 0; i < 80000; ++i) {
+        scopes << scope(qPrintable(QString("Scope%1").arg(i)), variables);
+    }
+    load(scopes);
+    EXPECT_EQ(placeOf("Scope0.v0"), "1:0");
+    EXPECT_EQ(placeOf("Scope79999.v0"), "1:0");
+    EXPECT_EQ(placeOf("Scope80000.v0"), "unknown");
+    EXPECT_EQ(placeOf("Scope79999.v1"), "unknown");
+    EXPECT_LE(resolutionCache.bytes(), 64U * 1024) << "the answers alone";
+}
+
 // A reference that is older than the last resolution: what it changes is part of the table all the same.
 TEST_F(ResolutionCacheTest, NoticesAListThatWasChangedThroughAnOlderReference) {
     load({scope("Main", manyVariables(40))});

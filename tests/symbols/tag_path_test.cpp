@@ -116,6 +116,8 @@ TEST(ReadNumber, TakesTheDigitsOfItsBase) {
         {"018", 0, false, 0},
         {"0", 0, true, 0},
         {"0x12", 0, true, 18},
+        {"", 0, false, 0},
+        {"-", 0, false, 0},
         {"0b1", 0, false, 0},
     };
     for (const auto& row : rows) {

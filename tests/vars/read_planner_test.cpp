@@ -235,6 +235,19 @@ TEST_F(ReadPlanner, RequestOfSizeZeroThatTheHostAddedGrows) {
     EXPECT_EQ(requestText(PLC_driver.readList), "1@0+1");
 }
 
+TEST_F(ReadPlanner, RequestOfTheHostThatGrowsBeyondTheLimitGoesOnUnderItsOwnName) {
+    RW_VAR added = readVar(1, 0, 4);
+    added.labelName = "added";
+    addRead(added);
+    QList<RW_VAR> list = variablesOf(1, {{0, 0}, {2, 450}, {900, 4}});
+    BitVarReCreat(&list, 200);
+    EXPECT_EQ(requestText(PLC_driver.readList), "1@0+200, 1@200+200, 1@400+52, 1@900+4");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(PLC_driver.readList.at(i).labelName, "added") << i;
+    }
+    EXPECT_EQ(requestText(list), "1@0+0, 1@2+450, 1@904+4") << "only the last opened a run of its own";
+}
+
 TEST_F(ReadPlanner, SecondAreaOfSizeZeroOnlyAddsNothing) {
     merge(variablesOf(1, {{0, 4}}), 20);
     merge(variablesOf(2, {{0, 0}, {6, 0}}), 20);
