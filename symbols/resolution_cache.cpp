@@ -1,8 +1,7 @@
 #include "symbols/resolution_cache.h"
 
-#include <vector>
-
 #include "core/communication_protocol.h"
+#include "symbols/fixed_array.h"
 #include "symbols/symbol_table.h"
 
 namespace ac500 {
@@ -102,7 +101,7 @@ public:
     }
 
 private:
-    std::vector<IndexedScope> scopes_;
+    FixedArray<IndexedScope> scopes_;
     SlotTable slots_;
 };
 

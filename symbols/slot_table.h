@@ -9,9 +9,10 @@
 #include <atomic>
 #include <cstddef>
 #include <cstring>
-#include <vector>
 
 #include <QtCore/QChar>
+
+#include "symbols/fixed_array.h"
 
 namespace ac500 {
 
@@ -142,7 +143,7 @@ private:
     }
 
     const int shift_;
-    std::vector<std::atomic<quint32>> slots_;
+    FixedArray<std::atomic<quint32>> slots_;
 };
 
 }  // namespace ac500
