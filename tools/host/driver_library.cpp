@@ -1,6 +1,7 @@
 #include "tools/host/driver_library.h"
 
 #include <dlfcn.h>
+#include <cstddef>
 
 #include <filesystem>
 
@@ -35,7 +36,7 @@ std::string fileInSearchPath(const std::string& name) {
     Dl_serinfo size;
     std::string found;
     if (self != nullptr && dlinfo(self, RTLD_DI_SERINFOSIZE, &size) == 0) {
-        std::vector<char> buffer(size.dls_size);
+        std::vector<std::max_align_t> buffer(size.dls_size / sizeof(std::max_align_t) + 1);
         auto* folders = reinterpret_cast<Dl_serinfo*>(buffer.data());
         if (dlinfo(self, RTLD_DI_SERINFOSIZE, folders) == 0 && dlinfo(self, RTLD_DI_SERINFO, folders) == 0) {
             for (unsigned int i = 0; i < folders->dls_cnt && found.empty(); ++i) {

@@ -54,7 +54,7 @@ private:
 
     // Up to the next zero byte; cut where no file has so long a name, and at the end of this one.
     std::string text(std::uint64_t offset) const {
-        return offset < bytes_.size() ? bytes_.substr(offset, kLongestName).c_str() : "";
+        return offset < bytes_.size() ? bytes_.substr(static_cast<std::size_t>(offset), kLongestName).c_str() : "";
     }
 
     void readSegments(const ElfW(Ehdr) & header) {
