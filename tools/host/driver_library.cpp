@@ -1,8 +1,8 @@
 #include "tools/host/driver_library.h"
 
 #include <dlfcn.h>
-#include <cstddef>
 
+#include <cstddef>
 #include <filesystem>
 
 #include "tools/host/needed_libraries.h"
