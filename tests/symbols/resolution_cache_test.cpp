@@ -294,14 +294,14 @@ TEST_F(ResolutionCacheTest, HoldsNoMoreThanItsBoundOfIndexes) {
 TEST_F(ResolutionCacheTest, ResolvesInATableOfMoreScopesThanAnIndexMayHave) {
     Labels scopes;
     const Labels variables = manyVariables(1);
-    for (int i = 0; i < 80000; ++i) {
+    for (int i = 0; i < 100000; ++i) {
         scopes << scope(qPrintable(QString("Scope%1").arg(i)), variables);
     }
     load(scopes);
     EXPECT_EQ(placeOf("Scope0.v0"), "1:0");
-    EXPECT_EQ(placeOf("Scope79999.v0"), "1:0");
-    EXPECT_EQ(placeOf("Scope80000.v0"), "unknown");
-    EXPECT_EQ(placeOf("Scope79999.v1"), "unknown");
+    EXPECT_EQ(placeOf("Scope99999.v0"), "1:0");
+    EXPECT_EQ(placeOf("Scope100000.v0"), "unknown");
+    EXPECT_EQ(placeOf("Scope99999.v1"), "unknown");
     EXPECT_LE(resolutionCache.bytes(), 64U * 1024) << "the answers alone";
 }
 
