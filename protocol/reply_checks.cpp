@@ -13,7 +13,8 @@ using namespace ac500;
 namespace {
 
 bool hasGoodStatusWord(const QByteArray& reply) {
-    return reply.size() >= kStatusWordAt + kStatusWordBytes && getU16(reply.constData() + kStatusWordAt) == 0;
+    return reply.size() >= static_cast<int>(kStatusWordAt) + kStatusWordBytes &&
+           getU16(reply.constData() + kStatusWordAt) == 0;
 }
 
 int hostIdInCode(int hostId) {
