@@ -65,8 +65,10 @@ std::vector<std::string> nearNames(const std::string& name, const std::vector<st
             ranked.push_back({distance, &candidate});
         }
     }
-    std::stable_sort(ranked.begin(), ranked.end(),
-                     [](const Ranked& a, const Ranked& b) { return a.distance < b.distance; });
+    // Equally near ones in the order of the candidates, which stand in one array.
+    std::sort(ranked.begin(), ranked.end(), [](const Ranked& a, const Ranked& b) {
+        return a.distance != b.distance ? a.distance < b.distance : a.name < b.name;
+    });
     std::vector<std::string> names;
     for (std::size_t i = 0; i < std::min(most, ranked.size()); ++i) {
         names.push_back(*ranked[i].name);
