@@ -1,7 +1,8 @@
 // DriverReports receives the driver's callbacks. The driver is one global object per loaded library and its callbacks
 // carry no user pointer, so this is the process's one place for them: at most one collector is active at a time.
 //
-// The callbacks run on the loop thread, inside DataCom, while the driver holds its list lock: they may call nothing of
+// The callbacks run on the loop thread, inside DataCom, and inside ComCommunication for a write that fits into no frame,
+// while the driver holds its list lock: they may call nothing of
 // the driver and only store what they are told. The loop collects it after DataCom has returned, on the same thread, so
 // the stored reports need no lock.
 #ifndef AC500_TOOLS_HOST_DRIVER_REPORTS_H
