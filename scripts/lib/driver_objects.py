@@ -89,7 +89,7 @@ class TestBuild:
         objects = sorted((folder / "CMakeFiles" / f"{program}.dir").rglob("*.o"))
         if not objects:
             raise CommandFailed(f"{folder} holds no object of {program}: build release first")
-        return objects
+        return objects + sorted((self.folder / "tests/CMakeFiles/ac500_test_places.dir").rglob("*.o"))
 
 
 def release_build():

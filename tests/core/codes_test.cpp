@@ -8,6 +8,8 @@
 #include <regex>
 #include <string>
 
+#include "tests/support/places.h"
+
 namespace {
 
 // Name to number, as text is written: "0x0400" and "11 - 22" are numbers too.
@@ -17,7 +19,7 @@ using NamedCodes = std::map<std::string, int>;
 NamedCodes codesOfTheHeader() {
     static const std::regex constant("\\b(k\\w+) = (-?\\w+)");
     NamedCodes codes;
-    std::ifstream header(AC500_CODES_HEADER);
+    std::ifstream header(ac500::test::projectFile("core/codes.h"));
     for (std::string line; std::getline(header, line);) {
         const std::string code = line.substr(0, line.find("//"));
         for (std::sregex_iterator found(code.begin(), code.end(), constant), end; found != end; ++found) {
@@ -32,7 +34,7 @@ NamedCodes codesOfTheHeader() {
 NamedCodes codesOfThePage() {
     static const std::regex row("\\| (-?\\w+)( - (\\d+))? \\| `(k\\w+)` \\| .*");
     NamedCodes codes;
-    std::ifstream page(AC500_STATUS_CODES_PAGE);
+    std::ifstream page(ac500::test::projectFile("docs/status-codes.md"));
     for (std::string line; std::getline(page, line);) {
         std::smatch part;
         if (!std::regex_match(line, part, row)) {

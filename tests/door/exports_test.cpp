@@ -13,6 +13,7 @@
 
 #include "tests/door/loaded_driver.h"
 #include "tests/support/child_process.h"
+#include "tests/support/places.h"
 
 using namespace ac500::test;
 using ::testing::AnyOf;
@@ -75,7 +76,7 @@ std::vector<std::string> namesOfKinds(const std::string& kinds) {
 
 TEST(ExportsTest, LibraryShowsExactlyTheListedSymbols) {
     std::vector<std::string> listed;
-    std::ifstream file(AC500_EXPORTS_PATH);
+    std::ifstream file(projectFile("core/exports.txt"));
     for (const std::string& line : linesOf(file)) {
         if (!line.empty() && line[0] != '#') {
             listed.push_back(line);

@@ -11,13 +11,14 @@
 
 #include "core/host_interface.h"
 #include "core/inner_steps.h"
+#include "tests/support/places.h"
 
 namespace ac500::test {
 
 // The library under test: what AC500_DRIVER names, or else the one of this build.
 inline std::string driverPath() {
     const char* chosen = std::getenv("AC500_DRIVER");
-    return chosen != nullptr ? chosen : AC500_DRIVER_PATH;
+    return chosen != nullptr ? chosen : kDriver;
 }
 
 class LoadedDriver {

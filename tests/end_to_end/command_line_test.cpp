@@ -10,10 +10,15 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/support/child_process.h"
+#include "tests/support/places.h"
 
 namespace {
 
 using ac500::test::ChildProcess;
+using ac500::test::kDriver;
+using ac500::test::kHostProgram;
+using ac500::test::kMinimalHostProgram;
+using ac500::test::kSimulatorProgram;
 using nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;
@@ -22,6 +27,7 @@ using testing::Not;
 using testing::StartsWith;
 
 constexpr int kPatienceMs = 60000;
+const std::string kPlant = ac500::test::projectFile("examples/plant.json");
 
 struct Outcome {
     int exitCode = -1;
@@ -46,16 +52,16 @@ protected:
     }
 
     void startSimulator(const Texts& options = {}) {
-        const Texts arguments{"--symbols", AC500_PLANT, "--port", "0", "--quiet"};
-        ASSERT_TRUE(simulator_.start(AC500_SIMULATOR, arguments + options));
+        const Texts arguments{"--symbols", kPlant, "--port", "0", "--quiet"};
+        ASSERT_TRUE(simulator_.start(kSimulatorProgram, arguments + options));
         const std::string line = simulator_.takeLine(kPatienceMs);
         plc_ = line.substr(line.rfind(' ') + 1);
         ASSERT_THAT(plc_, MatchesRegex("127\\.0\\.0\\.1:[0-9]+")) << simulator_.takeErrors();
     }
 
-    Texts usual() const { return {"--driver", AC500_DRIVER, "--symbols", AC500_PLANT, "--plc", plc_}; }
+    Texts usual() const { return {"--driver", kDriver, "--symbols", kPlant, "--plc", plc_}; }
 
-    static Outcome runHost(const Texts& arguments) { return run(AC500_HOST, arguments); }
+    static Outcome runHost(const Texts& arguments) { return run(kHostProgram, arguments); }
 
     static Outcome run(const char* program, const Texts& arguments) {
         ChildProcess process;
@@ -129,7 +135,7 @@ TEST_F(CommandLineTest, AValueThatThePlcChangesAtOnceIsReportedAsAMismatch) {
 }
 
 TEST_F(CommandLineTest, TagsNeedsNeitherDriverNorPlc) {
-    const Outcome outcome = runHost({"--symbols", AC500_PLANT, "tags", "main.re*"});
+    const Outcome outcome = runHost({"--symbols", kPlant, "tags", "main.re*"});
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_THAT(outcome.out, StartsWith("TAG          TYPE        AREA  ADDRESS  COMMENT\n"
                                         "Main.recipe  INT[1..10]  1     92       quick recipe of the panel\n"
@@ -138,7 +144,7 @@ TEST_F(CommandLineTest, TagsNeedsNeitherDriverNorPlc) {
 }
 
 TEST_F(CommandLineTest, TagsAsJson) {
-    const Outcome outcome = runHost({"--symbols", AC500_PLANT, "--json", "tags", "Main.recipe"});
+    const Outcome outcome = runHost({"--symbols", kPlant, "--json", "tags", "Main.recipe"});
     EXPECT_EQ(json::parse(outcome.out), json::parse(R"({"tags":[{"tag":"Main.recipe","type":"INT","dimensions":[[1,10]],
         "area":1,"address":92,"bits":false,"comment":"quick recipe of the panel"}]})"));
 }
@@ -184,7 +190,7 @@ TEST_F(CommandLineTest, WatchAsJsonIsOneObjectPerLine) {
 TEST_F(CommandLineTest, WatchEndsCleanlyWithCtrlC) {
     startSimulator();
     ChildProcess process;
-    ASSERT_TRUE(process.start(AC500_HOST, usual() + Texts{"watch", "--interval", "100", "Main.setpoint"}));
+    ASSERT_TRUE(process.start(kHostProgram, usual() + Texts{"watch", "--interval", "100", "Main.setpoint"}));
     std::string line;
     do {
         line = process.takeLine(kPatienceMs);
@@ -197,7 +203,7 @@ TEST_F(CommandLineTest, WatchEndsCleanlyWithCtrlC) {
 
 TEST_F(CommandLineTest, ReadEndedByCtrlCSaysSoInItsExitCode) {
     ChildProcess process;
-    ASSERT_TRUE(process.start(AC500_HOST, usual() + Texts{"--wait", "50000", "--verbose", "read", "Main.setpoint"}));
+    ASSERT_TRUE(process.start(kHostProgram, usual() + Texts{"--wait", "50000", "--verbose", "read", "Main.setpoint"}));
     ASSERT_TRUE(process.waitForOutput(kPatienceMs));
     ASSERT_TRUE(process.sendSignal(SIGINT));
     EXPECT_TRUE(process.waitForEnd(kPatienceMs));
@@ -209,7 +215,7 @@ TEST_F(CommandLineTest, StatusTellsEveryStep) {
     const Outcome outcome = host({"status"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_THAT(outcome.out,
-                AllOf(HasSubstr("file       ok  " AC500_PLANT ": "), HasSubstr("ok  driver "),
+                AllOf(HasSubstr("file       ok  " + kPlant + ": "), HasSubstr("ok  driver "),
                       HasSubstr("tcp        ok  connected to " + plc_), HasSubstr("handshake  ok  session opened"),
                       HasSubstr("request    ok  Main.counter = "), HasSubstr("retries 0"), HasSubstr("median")));
 }
@@ -242,13 +248,13 @@ TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
         {},
         {"frobnicate"},
         {"read", "Main.counter"},  // no symbol file
-        {"--symbols", AC500_PLANT, "read"},
-        {"--symbols", AC500_PLANT, "--plc", "nowhere:0", "read", "Main.counter"},
-        {"--symbols", AC500_PLANT, "--timeout", "0", "read", "Main.counter"},
-        {"--symbols", AC500_PLANT, "--retry-limit", "-1", "read", "Main.counter"},
-        {"--symbols", AC500_PLANT, "write", "Main.counter"},
-        {"--symbols", AC500_PLANT, "write", "Main.counter=65536"},
-        {"--symbols", AC500_PLANT, "write", "Main.recipe[1..3]=1,2"},
+        {"--symbols", kPlant, "read"},
+        {"--symbols", kPlant, "--plc", "nowhere:0", "read", "Main.counter"},
+        {"--symbols", kPlant, "--timeout", "0", "read", "Main.counter"},
+        {"--symbols", kPlant, "--retry-limit", "-1", "read", "Main.counter"},
+        {"--symbols", kPlant, "write", "Main.counter"},
+        {"--symbols", kPlant, "write", "Main.counter=65536"},
+        {"--symbols", kPlant, "write", "Main.recipe[1..3]=1,2"},
     };
     for (const Texts& arguments : wrong) {
         const Outcome outcome = runHost(arguments);
@@ -256,7 +262,7 @@ TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
         EXPECT_THAT(outcome.error, StartsWith("usage: "));
         EXPECT_EQ(outcome.out, "");
     }
-    EXPECT_EQ(runHost({"--symbols", AC500_PLANT, "write", "Main.counter=65536"}).error,
+    EXPECT_EQ(runHost({"--symbols", kPlant, "write", "Main.counter=65536"}).error,
               "usage: Main.counter: 65536 is out of range; UINT goes from 0 to 65535\n");
 }
 
@@ -280,13 +286,13 @@ TEST_F(CommandLineTest, ABrokenSymbolFileTellsTheLine) {
 
 TEST_F(CommandLineTest, AMissingDriverHasCodeTwo) {
     const Outcome outcome =
-        runHost({"--driver", "/nowhere/libac500driver.so", "--symbols", AC500_PLANT, "read", "Main.counter"});
+        runHost({"--driver", "/nowhere/libac500driver.so", "--symbols", kPlant, "read", "Main.counter"});
     EXPECT_EQ(outcome.exitCode, 2);
     EXPECT_THAT(outcome.error, AllOf(StartsWith("file: "), HasSubstr("/nowhere/libac500driver.so")));
 }
 
 TEST_F(CommandLineTest, ALibraryThatIsNoDriverIsNamedWithWhatItLacks) {
-    const Outcome outcome = runHost({"--driver", "libm.so.6", "--symbols", AC500_PLANT, "read", "Main.counter"});
+    const Outcome outcome = runHost({"--driver", "libm.so.6", "--symbols", kPlant, "read", "Main.counter"});
     EXPECT_EQ(outcome.exitCode, 2);
     EXPECT_THAT(outcome.error, HasSubstr("libm.so.6: has no entry point \"SetComInfo\""));
 }
@@ -367,7 +373,7 @@ std::string readings(const std::string& out) {
 TEST_F(CommandLineTest, TheSmallestHostReadsItsVariable) {
     startSimulator();
     const std::string port = plc_.substr(plc_.rfind(':') + 1);
-    const Outcome outcome = run(AC500_MINIMAL_HOST, {"127.0.0.1", port, "3"});
+    const Outcome outcome = run(kMinimalHostProgram, {"127.0.0.1", port, "3"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_THAT(outcome.out, StartsWith("Main.counter = "));
     EXPECT_EQ(readings(outcome.out), "3 lines");
@@ -377,7 +383,7 @@ TEST_F(CommandLineTest, TheSmallestHostReadsItsVariable) {
 TEST_F(CommandLineTest, TheSmallestHostSurvivesALinkThatFailsNowAndThen) {
     startSimulator({"--fault", "reset:every=5", "--fault", "glue:every=7", "--fault", "status:every=8"});
     const std::string port = plc_.substr(plc_.rfind(':') + 1);
-    const Outcome outcome = run(AC500_MINIMAL_HOST, {"127.0.0.1", port, "12"});
+    const Outcome outcome = run(kMinimalHostProgram, {"127.0.0.1", port, "12"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_EQ(readings(outcome.out), "12 lines");
     EXPECT_THAT(outcome.error, HasSubstr("connecting anew"));

@@ -5,6 +5,7 @@
 #include <future>
 
 #include "tests/end_to_end/plant.h"
+#include "tests/support/places.h"
 
 namespace ac500 {
 
@@ -77,7 +78,7 @@ TEST_F(LinkTest, AnAreaThatThePlcDoesNotHaveDoesNotStopTheOthers) {
     wider.scopes[0].variables.push_back(ghost);
     const host::TagTable widerTable(wider);
     std::string error;
-    driver = host::DriverLibrary::load(AC500_DRIVER, &error);
+    driver = host::DriverLibrary::load(test::kDriver, &error);
     ASSERT_NE(driver, nullptr) << error;
     // 398 words and one more byte leave no room for a second request in a frame, so nothing shares the fate of the ghost.
     settings.maxRequestWords = 399;

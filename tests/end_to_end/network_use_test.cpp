@@ -14,10 +14,15 @@
 #include <QtCore/QTemporaryDir>
 
 #include "tests/support/child_process.h"
+#include "tests/support/places.h"
 
 namespace {
 
 using ac500::test::ChildProcess;
+using ac500::test::kDriver;
+using ac500::test::kHostProgram;
+using ac500::test::kSimulatorProgram;
+using ac500::test::projectFile;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -83,9 +88,9 @@ protected:
 
     // Its address goes to `plc_`.
     void startSimulator(const Texts& options = {}) {
-        Texts arguments{"--symbols", AC500_PLANT, "--port", "0", "--quiet"};
+        Texts arguments{"--symbols", projectFile("examples/plant.json"), "--port", "0", "--quiet"};
         arguments.insert(arguments.end(), options.begin(), options.end());
-        ASSERT_TRUE(simulator_.start("env", traced(AC500_SIMULATOR, trace("simulator"), arguments)));
+        ASSERT_TRUE(simulator_.start("env", traced(kSimulatorProgram, trace("simulator"), arguments)));
         const std::string line = simulator_.takeLine(kTracedMs);
         ASSERT_THAT(line, HasSubstr("listening on ")) << simulator_.takeErrors();
         plc_ = line.substr(line.rfind(' ') + 1);
@@ -100,11 +105,11 @@ protected:
     }
 
     Calls hostCalls(const Texts& options, int exitCode) const {
-        Texts arguments{"--driver", AC500_DRIVER, "--symbols", AC500_PLANT};
+        Texts arguments{"--driver", kDriver, "--symbols", projectFile("examples/plant.json")};
         arguments.insert(arguments.end(), options.begin(), options.end());
         arguments.insert(arguments.end(), {"read", "Main.setpoint"});
         ChildProcess host;
-        EXPECT_TRUE(host.start("env", traced(AC500_HOST, trace("host"), arguments)));
+        EXPECT_TRUE(host.start("env", traced(kHostProgram, trace("host"), arguments)));
         const pid_t process = host.id();
         EXPECT_TRUE(host.waitForEnd(kTracedMs));
         EXPECT_TRUE(exitCode < 0 || host.exitCode() == exitCode) << host.exitCode() << ": " << host.takeErrors();

@@ -12,6 +12,7 @@
 
 #include "tests/support/bytes.h"
 #include "tests/support/pace.h"
+#include "tests/support/places.h"
 #include "tools/host/driver_library.h"
 #include "tools/host/host_session.h"
 #include "tools/host/tcp_transport.h"
@@ -93,7 +94,7 @@ protected:
     // Reads these tags in every cycle.
     void begin(const std::vector<std::string>& tags) {
         std::string error;
-        driver = host::DriverLibrary::load(AC500_DRIVER, &error);
+        driver = host::DriverLibrary::load(test::kDriver, &error);
         ASSERT_NE(driver, nullptr) << error;
         session = std::make_unique<host::HostSession>(
             host::HostSession::Parts{driver->functions(), table, clock,

@@ -2,6 +2,7 @@
 #include <random>
 
 #include "tests/end_to_end/plant.h"
+#include "tests/support/places.h"
 
 namespace ac500 {
 namespace {
@@ -252,7 +253,7 @@ TEST_F(WritesTest, AFailedWriteIsShownAndItsValueIsThePlcsOwnAgain) {
 TEST_F(WritesTest, ARefusedWriteOfAReservedVariableTellsTheStatusWord) {
     const host::TagTable withSimulator(sim::withReservedVariables(file));
     std::string error;
-    driver = host::DriverLibrary::load(AC500_DRIVER, &error);
+    driver = host::DriverLibrary::load(test::kDriver, &error);
     ASSERT_NE(driver, nullptr) << error;
     session = std::make_unique<host::HostSession>(
         host::HostSession::Parts{driver->functions(), withSimulator, clock,

@@ -4,6 +4,7 @@
 
 #include "tests/end_to_end/plant.h"
 #include "tests/faults/host_rows.h"
+#include "tests/support/places.h"
 
 namespace ac500 {
 namespace {
@@ -157,7 +158,7 @@ protected:
 
     void SetUp() override {
         std::string error;
-        driver = host::DriverLibrary::load(AC500_DRIVER, &error);
+        driver = host::DriverLibrary::load(test::kDriver, &error);
         ASSERT_NE(driver, nullptr) << error;
         functions = DriverDiary::watch(driver->functions());
         session = std::make_unique<host::HostSession>(

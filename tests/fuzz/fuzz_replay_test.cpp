@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/places.h"
+
 // The entry points of the targets.
 #define AC500_FUZZ_TARGET(name) extern "C" int fuzz_##name(const std::uint8_t* data, std::size_t size);
 #include "fuzz_targets.inc"
@@ -40,7 +42,7 @@ constexpr Target kTargets[] = {
 std::vector<std::filesystem::path> corpusOf(const Target& target) {
     std::vector<std::filesystem::path> files;
     for (const auto& entry :
-         std::filesystem::directory_iterator(std::filesystem::path(AC500_FUZZ_CORPUS) / target.name)) {
+         std::filesystem::directory_iterator(ac500::test::projectFile("tests/fuzz/corpus/") + target.name)) {
         files.push_back(entry.path());
     }
     std::sort(files.begin(), files.end());

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/places.h"
+
 namespace ac500::host {
 namespace {
 
@@ -24,15 +26,15 @@ TEST(DriverLibrary, AMissingEntryPointIsNamed) {
 
 TEST(DriverLibrary, ADriverForAnotherQtIsRefusedBeforeItIsLoaded) {
     std::string error;
-    EXPECT_EQ(DriverLibrary::load(AC500_DRIVER_FOR_QT4, &error), nullptr);
-    EXPECT_THAT(error, testing::StartsWith(AC500_DRIVER_FOR_QT4));
+    EXPECT_EQ(DriverLibrary::load(test::kDriverForQt4, &error), nullptr);
+    EXPECT_THAT(error, testing::StartsWith(test::kDriverForQt4));
     EXPECT_THAT(error, HasSubstr("is built for Qt 4, and this program runs with Qt 5.15."));
 }
 
 TEST(DriverLibrary, ADriverForAnotherQtIsRefusedWhereTheSystemsLoaderFindsIt) {
     std::string error;
     EXPECT_EQ(DriverLibrary::load("libac500_driver_for_qt4.so", &error), nullptr);
-    EXPECT_THAT(error, testing::StartsWith(AC500_DRIVER_FOR_QT4));
+    EXPECT_THAT(error, testing::StartsWith(test::kDriverForQt4));
     EXPECT_THAT(error, HasSubstr("is built for Qt 4"));
 }
 

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "tests/support/places.h"
+
 namespace ac500::host {
 namespace {
 
@@ -27,8 +29,8 @@ std::vector<std::string> neededBy(const std::string& content) {
 }
 
 TEST(NeededLibraries, AreReadOutOfTheFile) {
-    EXPECT_THAT(neededLibraries(AC500_DRIVER_FOR_QT4), Contains("libQtCore.so.4"));
-    EXPECT_THAT(neededLibraries(AC500_DRIVER_FOR_QT4), Contains("libc.so.6"));
+    EXPECT_THAT(neededLibraries(test::kDriverForQt4), Contains("libQtCore.so.4"));
+    EXPECT_THAT(neededLibraries(test::kDriverForQt4), Contains("libc.so.6"));
 }
 
 TEST(NeededLibraries, AFileThatIsMissingOrNoLibraryNeedsNone) {
@@ -38,13 +40,13 @@ TEST(NeededLibraries, AFileThatIsMissingOrNoLibraryNeedsNone) {
 }
 
 TEST(NeededLibraries, ALibraryForMachinesOfAnotherWordLengthNeedsNone) {
-    std::string content = contentOf(AC500_DRIVER_FOR_QT4);
+    std::string content = contentOf(test::kDriverForQt4);
     content[4] = content[4] == 1 ? 2 : 1;  // EI_CLASS
     EXPECT_THAT(neededBy(content), IsEmpty());
 }
 
 TEST(NeededLibraries, ALibraryMayBeCutAnywhere) {
-    const std::string content = contentOf(AC500_DRIVER_FOR_QT4);
+    const std::string content = contentOf(test::kDriverForQt4);
     ASSERT_THAT(neededBy(content), Contains("libQtCore.so.4"));
     for (std::size_t size = 0; size < 4096; size += 61) {
         neededBy(content.substr(0, size));
@@ -53,7 +55,7 @@ TEST(NeededLibraries, ALibraryMayBeCutAnywhere) {
 
 // Offsets, sizes and addresses of every header go astray, one after the other.
 TEST(NeededLibraries, ALibraryMayHaveAnyByteInItsHeaders) {
-    const std::string content = contentOf(AC500_DRIVER_FOR_QT4);
+    const std::string content = contentOf(test::kDriverForQt4);
     for (std::size_t at = 0; at < 512; ++at) {
         std::string broken = content;
         broken[at] = static_cast<char>(0xFF);

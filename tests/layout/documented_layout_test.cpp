@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/layout/record_layout.h"
+#include "tests/support/places.h"
 
 namespace ac500::test {
 namespace {
@@ -27,7 +28,7 @@ std::map<std::string, std::string> documentedRecords() {
     static const std::regex heading("### `(\\w+)`: (\\d+) and (\\d+) bytes");
     static const std::regex row("\\| (\\d+) \\| (\\d+) \\| `(\\w+)` \\| ([\\w ]+) \\| .* \\|");
     std::map<std::string, std::string> records;
-    std::ifstream page(AC500_HOST_INTERFACE_PAGE);
+    std::ifstream page(projectFile("docs/host-interface.md"));
     std::string record;
     for (std::string line; std::getline(page, line);) {
         std::smatch part;

@@ -19,6 +19,7 @@
 #include "tests/simulator/raw_client.h"
 #include "tests/support/child_process.h"
 #include "tests/support/pace.h"
+#include "tests/support/places.h"
 #include "tools/simulator/embedded_simulator.h"
 
 namespace ac500::sim {
@@ -291,7 +292,7 @@ protected:
         const std::string plant = folder_.filePath("plant.json").toStdString();
         std::ofstream(plant) << kLargePlant;
         ::setenv("ASAN_OPTIONS", "quarantine_size_mb=1:thread_local_quarantine_size_kb=64", 1);
-        ASSERT_TRUE(simulator_.start(AC500_SIM_PROGRAM, {"--symbols", plant, "--port", "0", "--quiet"}));
+        ASSERT_TRUE(simulator_.start(test::kSimulatorProgram, {"--symbols", plant, "--port", "0", "--quiet"}));
         const std::string first = simulator_.takeLine(20000);
         ASSERT_NE(first.find("listening on 127.0.0.1:"), std::string::npos) << first;
         port_ = static_cast<std::uint16_t>(std::stoi(first.substr(first.rfind(':') + 1)));

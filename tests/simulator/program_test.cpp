@@ -14,6 +14,7 @@
 
 #include "tests/simulator/raw_client.h"
 #include "tests/support/child_process.h"
+#include "tests/support/places.h"
 
 namespace ac500::sim {
 namespace {
@@ -45,7 +46,7 @@ protected:
         return path;
     }
 
-    void start(const QStringList& arguments) { ASSERT_TRUE(process_.start(AC500_SIM_PROGRAM, plain(arguments))); }
+    void start(const QStringList& arguments) { ASSERT_TRUE(process_.start(test::kSimulatorProgram, plain(arguments))); }
 
     // The next line of the output, without its end.
     std::string line() { return process_.takeLine(kLimitMs); }
@@ -153,7 +154,7 @@ TEST_F(Program, ReservedNamesInASymbolFileAreTwo) {
 TEST_F(Program, APortInUseIsThree) {
     startServing();
     test::ChildProcess second;
-    second.start(AC500_SIM_PROGRAM,
+    second.start(test::kSimulatorProgram,
                  plain({"--symbols", folder_.filePath("plant.json"), "--port", QString::number(port_)}));
     ASSERT_TRUE(second.waitForEnd(kLimitMs));
     EXPECT_EQ(second.exitCode(), 3);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tests/simulator/support.h"
+#include "tests/support/places.h"
 #include "tools/simulator/request_server.h"
 
 namespace ac500::sim {
@@ -31,7 +32,7 @@ std::string block(std::istream& document) {
 }
 
 std::vector<Example> readExamples() {
-    std::ifstream document(AC500_WIRE_FORMAT_DOCUMENT);
+    std::ifstream document(test::projectFile("docs/wire-format.md"));
     std::vector<Example> examples;
     for (std::string line; std::getline(document, line);) {
         if (line == "```request") {

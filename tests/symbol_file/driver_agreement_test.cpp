@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "core/host_interface.h"
+#include "tests/support/places.h"
 #include "tests/symbol_file/sample.h"
 #include "tools/symbol_file/label_records.h"
 
@@ -89,7 +90,7 @@ int expectAgreement(const SymbolFile& file) {
 }
 
 TEST(DriverAgreement, HoldsForEveryElementOfThePlant) {
-    EXPECT_GT(expectAgreement(loadGood(AC500_EXAMPLES "/plant.json")), 900);
+    EXPECT_GT(expectAgreement(loadGood(test::projectFile("examples/plant.json"))), 900);
 }
 
 TEST(DriverAgreement, HoldsForEveryElementOfTheSample) {

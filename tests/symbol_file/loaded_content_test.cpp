@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/places.h"
 #include "tests/symbol_file/sample.h"
 #include "tools/symbol_file/symbol_file.h"
 
@@ -74,7 +75,7 @@ std::string text(const Signal& signal) {
 
 TEST(LoadedSignals, HaveWhatTheFileSaysAndElseTheDefaults) {
     std::vector<std::string> signals;
-    for (const Signal& signal : loadGood(AC500_TEST_DATA "/signals.json").signals) {
+    for (const Signal& signal : loadGood(test::projectFile("tests/symbol_file/data/signals.json")).signals) {
         signals.push_back(text(signal));
     }
     EXPECT_THAT(signals,
@@ -95,7 +96,7 @@ TEST(LoadedSignals, HaveWhatTheFileSaysAndElseTheDefaults) {
 
 TEST(LoadedInitialValues, AreTextInOneSpelling) {
     std::vector<std::string> values;
-    for (const InitialValue& value : loadGood(AC500_TEST_DATA "/signals.json").initialValues) {
+    for (const InitialValue& value : loadGood(test::projectFile("tests/symbol_file/data/signals.json")).initialValues) {
         values.push_back(value.tag + " = " + value.text + " line " + std::to_string(value.line));
     }
     EXPECT_THAT(values, ElementsAre("Main.on = TRUE line 44",                       //

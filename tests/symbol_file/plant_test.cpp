@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/places.h"
 #include "tests/symbol_file/sample.h"
 #include "tools/symbol_file/symbol_file.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 class Plant : public testing::Test {
 protected:
-    const SymbolFile file = loadGood(AC500_EXAMPLES "/plant.json");
+    const SymbolFile file = loadGood(test::projectFile("examples/plant.json"));
     const std::vector<Leaf> leaves = listLeaves(file);
 
     Leaf leaf(const std::string& tag) const {

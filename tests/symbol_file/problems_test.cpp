@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/places.h"
 #include "tools/symbol_file/symbol_file.h"
 
 namespace ac500::symbol_file {
@@ -32,7 +33,7 @@ std::string nameOf(const testing::TestParamInfo<Finding>& info) {
 }
 
 std::vector<std::string> problemsIn(const std::string& file) {
-    const LoadedSymbolFile loaded = loadSymbolFile(std::string(AC500_TEST_DATA "/") + file + ".json");
+    const LoadedSymbolFile loaded = loadSymbolFile(test::projectFile("tests/symbol_file/data/") + file + ".json");
     std::vector<std::string> texts;
     for (const Problem& problem : loaded.problems) {
         texts.push_back(describe("f", problem).substr(2));
@@ -496,7 +497,7 @@ TEST(ProblemText, LeavesOutThePositionOfAFileThatCannotBeRead) {
 }
 
 TEST(UnreadableFile, IsOneProblemAtLineZero) {
-    const LoadedSymbolFile loaded = loadSymbolFile(AC500_TEST_DATA "/no_such_file.json");
+    const LoadedSymbolFile loaded = loadSymbolFile(test::projectFile("tests/symbol_file/data/no_such_file.json"));
     ASSERT_THAT(loaded.problems, SizeIs(1));
     EXPECT_EQ(describe("f", loaded.problems[0]),
               "f: cannot be read: No such file or directory; check the path and its permissions");
@@ -504,7 +505,7 @@ TEST(UnreadableFile, IsOneProblemAtLineZero) {
 }
 
 TEST(UnreadableFile, MayBeAFolder) {
-    const LoadedSymbolFile loaded = loadSymbolFile(AC500_TEST_DATA);
+    const LoadedSymbolFile loaded = loadSymbolFile(test::projectFile("tests/symbol_file/data"));
     ASSERT_THAT(loaded.problems, SizeIs(1));
     EXPECT_EQ(describe("f", loaded.problems[0]),
               "f: cannot be read: Is a directory; check the path and its permissions");

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/places.h"
 #include "tools/symbol_file/symbol_file.h"
 
 namespace ac500::symbol_file {
@@ -20,7 +21,7 @@ inline SymbolFile loadGood(const std::string& path) {
 }
 
 inline SymbolFile sampleFile() {
-    return loadGood(AC500_TEST_DATA "/sample.json");
+    return loadGood(test::projectFile("tests/symbol_file/data/sample.json"));
 }
 
 }  // namespace ac500::symbol_file

@@ -6,6 +6,7 @@
 
 #include "tests/support/label_builders.h"
 #include "tests/support/locks.h"
+#include "tests/support/places.h"
 #include "tests/threads/plant.h"
 
 namespace ac500::test {
@@ -185,7 +186,7 @@ std::string trimmed(const std::string& text) {
 // The lines of the document's table, without its head.
 std::vector<DocumentedRow> documentedRows() {
     std::vector<DocumentedRow> rows;
-    std::ifstream file(AC500_THREADS_DOCUMENT);
+    std::ifstream file(projectFile("docs/threads.md"));
     for (std::string line; std::getline(file, line);) {
         if (line.rfind("| `", 0) != 0 && line.rfind("| inner", 0) != 0) {
             continue;
