@@ -53,7 +53,7 @@ enum ResolutionCode {
     kBadIndex = 3,  // an index is no number or below the lower bound, or the bounds are incomplete
     kEmptyTag = 6,
     kUnknownMember = 7,
-    kNoElementType = 10,  // scope, structure or bit-addressable variable without its element type
+    kNoElementType = 10,  // scope or variable of type 12, in index rewriting also one with bits, without element type
     kTooFewComponents = 11,
     kNoArea = 12
 };
