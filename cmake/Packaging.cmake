@@ -40,6 +40,52 @@ function(ac500_package_papers component package)
   endif()
 endfunction()
 
+# ac500_install_pages(COMPONENT DOC_DIR PAGE...): installs pages of docs/ as they lie there. Links to other pages stay; those
+# out of docs/ lead to the installed file, where there is one, else only their text is left.
+function(ac500_install_pages component doc_dir)
+  foreach(page ${ARGN})
+    set(source ${PROJECT_SOURCE_DIR}/docs/${page})
+    get_filename_component(source_dir ${source} DIRECTORY)
+    get_filename_component(page_dir ${page} DIRECTORY)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
+    file(READ ${source} text)
+    string(REGEX MATCHALL "\\(\\.\\./[^)\n]*\\)" links "${text}")
+    list(REMOVE_DUPLICATES links)
+    foreach(link ${links})
+      string(REGEX REPLACE "^\\((.*)\\)$" "\\1" target ${link})
+      get_filename_component(target ${target} ABSOLUTE BASE_DIR ${source_dir})
+      file(RELATIVE_PATH target ${PROJECT_SOURCE_DIR} ${target})
+      if(target MATCHES "^docs/")
+        continue()
+      elseif(target IN_LIST installed_headers)
+        file(RELATIVE_PATH new_target /${doc_dir}/${page_dir} /${include_dir}/${target})
+      elseif(target IN_LIST installed_examples)
+        file(RELATIVE_PATH new_target /${doc_dir}/${page_dir} /${dev_doc_dir}/${target})
+      else()
+        string(REGEX REPLACE "([.(){}+*?^$])" "\\\\\\1" pattern ${link})
+        string(REGEX REPLACE "\\[([^]\n]*)\\]${pattern}" "\\1" text "${text}")
+        continue()
+      endif()
+      string(REPLACE "${link}" "(${new_target})" text "${text}")
+    endforeach()
+    set(result ${CMAKE_BINARY_DIR}/pages/${component}/${page})
+    file(WRITE ${result} "${text}")
+    install(FILES ${result} DESTINATION ${doc_dir}/${page_dir} COMPONENT ${component})
+  endforeach()
+endfunction()
+
+# What of the sources is installed, beside pages: host_interface.h, inner_steps.h and what they include, and the smallest
+# host.
+set(installed_headers
+    core/codes.h core/com_info.h core/communication_protocol.h core/export.h core/host_interface.h core/inner_steps.h
+    protocol/checksums.h protocol/handshake.h protocol/protocol.h protocol/reply_checks.h
+    services/read_write.h
+    symbols/control_information.h symbols/label_type_info.h symbols/resolution_steps.h
+    values/local_area.h
+    vars/host_tag.h vars/read_list.h vars/rw_var.h)
+set(installed_examples examples/README.md examples/CMakeLists.txt examples/minimal_host.cpp)
+set(dev_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/libac500driver-dev)
+
 # ---- driver ----
 install(TARGETS ac500driver EXPORT ac500driver-targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT driver
@@ -54,20 +100,15 @@ if(AC500_BUILD_TOOLS)
     ac500_compress(${CMAKE_BINARY_DIR}/${program}.1.gz ${PROJECT_SOURCE_DIR}/docs/man/${program}.1)
     install(FILES ${CMAKE_BINARY_DIR}/${program}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   endforeach()
-  install(FILES docs/symbol-file.md docs/symbol-file.schema.json DESTINATION ${tools_doc_dir} COMPONENT tools)
+  ac500_install_pages(tools ${tools_doc_dir} symbol-file.md)
+  install(FILES docs/symbol-file.schema.json DESTINATION ${tools_doc_dir} COMPONENT tools)
   install(FILES examples/plant.json DESTINATION ${tools_doc_dir}/examples COMPONENT tools)
   ac500_package_papers(tools ac500-tools)
 endif()
 
 # ---- dev ----
-# host_interface.h, inner_steps.h and what they include, in the same folders: includes are relative to the one folder.
-foreach(header
-    core/codes.h core/com_info.h core/communication_protocol.h core/export.h core/host_interface.h core/inner_steps.h
-    protocol/checksums.h protocol/handshake.h protocol/protocol.h protocol/reply_checks.h
-    services/read_write.h
-    symbols/control_information.h symbols/label_type_info.h symbols/resolution_steps.h
-    values/local_area.h
-    vars/host_tag.h vars/read_list.h vars/rw_var.h)
+# In the same folders: includes are relative to the one folder.
+foreach(header ${installed_headers})
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${include_dir}/${folder} COMPONENT dev)
 endforeach()
@@ -100,11 +141,11 @@ install(FILES ${CMAKE_BINARY_DIR}/ac500driver-config.cmake ${CMAKE_BINARY_DIR}/a
         DESTINATION ${cmake_dir} COMPONENT dev)
 install(EXPORT ac500driver-targets NAMESPACE ac500driver:: DESTINATION ${cmake_dir} COMPONENT dev)
 
-set(dev_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/libac500driver-dev)
+file(GLOB_RECURSE pages CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/docs docs/*.md)
+ac500_install_pages(dev ${dev_doc_dir} ${pages})
 install(DIRECTORY docs/ DESTINATION ${dev_doc_dir} COMPONENT dev
-        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.schema.json" PATTERN man EXCLUDE)
-install(FILES examples/README.md examples/CMakeLists.txt examples/minimal_host.cpp
-        DESTINATION ${dev_doc_dir}/examples COMPONENT dev)
+        FILES_MATCHING PATTERN "*.svg" PATTERN "*.schema.json" PATTERN man EXCLUDE PATTERN trust EXCLUDE)
+install(FILES ${installed_examples} DESTINATION ${dev_doc_dir}/examples COMPONENT dev)
 ac500_package_papers(dev libac500driver-dev)
 
 # ---- packages ----

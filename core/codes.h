@@ -53,7 +53,7 @@ enum ResolutionCode {
     kBadIndex = 3,  // an index is no number or below the lower bound, or the bounds are incomplete
     kEmptyTag = 6,
     kUnknownMember = 7,
-    kNoElementType = 10,  // scope, structure or bit-addressable variable without its element type
+    kNoElementType = 10,  // scope or variable of type 12, in index rewriting also one with bits, without element type
     kTooFewComponents = 11,
     kNoArea = 12
 };
@@ -62,9 +62,11 @@ enum ResolutionCode {
 // Types of variables
 // ---------------------------------------------------------------------------------------------------------------------
 
-// The low byte of Label_Type_Info::type; also ControlInformationM::dataType and RW_VAR::dataType. Any other code is a
-// type that is not served.
-enum DataTypeCode {
+// Label_Type_Info::type: a type code, and flags above it, or-ed. One enumeration for both, because C++20 wants no
+// arithmetic across two.
+enum TypeWord {
+    // The type code is the low byte; also ControlInformationM::dataType and RW_VAR::dataType. Any other code is a type
+    // that is not served.
     kBoolType = 1,  // one byte, any nonzero value is true
     kSintType = 2,
     kIntType = 3,
@@ -83,11 +85,8 @@ enum DataTypeCode {
     kWordType = 16,
     kDwordType = 17,
     kLwordType = 18,
-    kUlintType = 21
-};
+    kUlintType = 21,
 
-// Label_Type_Info::type: the type code and flags above it.
-enum TypeFlag {
     kTypeCodeMask = 0xFF,
     kArrayFlag = 0x100,
     kStructureFlag = 0x200,

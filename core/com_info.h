@@ -12,12 +12,17 @@
 #include <QtCore/qglobal.h>
 
 // A host may hand over a longer record: the driver touches no word beyond stationId and none called hostWord.
+//
+// maxRequestWords limits each item, that is one run of bytes, to 2 x maxRequestWords bytes: cyclic and one-shot reads and
+// written values are cut into such items. It does not limit a request, which takes items as long as they stay below a
+// threshold of 800 bytes, and one in any case (docs/host-interface.md). With 0 or less nothing is read and no value is
+// written but single bits. Not cut at all: single bits, and what AddListReadVar and AddListWriteVar are given.
 struct ComInfo {
     qint32 hostWord0;
     qint32 hostWord4;
     qint32 hostWord8;
     qint32 hostWord12;
-    qint32 maxRequestWords;  // setting: largest request the PLC accepts, in 16-bit words; 0 or less: nothing is queued
+    qint32 maxRequestWords;  // setting: largest item of a request, in 16-bit words, 1 to 32757; see above
     qint32 hostWord20;
     qint32 comWord;     // setting: carried into RW_VAR::comWord of every planned or written variable
     qint32 retryLimit;  // setting: failed replies tolerated before a request is abandoned; 0: the first one abandons

@@ -13,7 +13,7 @@
 
 struct Label_Type_Info {
     QString name;   // compared exactly; the table key of a scope
-    quint16 type;   // a DataTypeCode with TypeFlags (core/codes.h)
+    quint16 type;   // TypeWord: a type code and flags (core/codes.h)
     qint32 offset;  // bytes from the start of area, scope or structure (bits for type 13); a structure type: its size
     qint32 dimensions;       // number of array dimensions, meaningful for arrays
     quint32 memberCount;     // how many entries of `members` are searched

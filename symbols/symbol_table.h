@@ -10,7 +10,7 @@
 
 namespace ac500 {
 
-inline bool hasFlag(const Label_Type_Info& record, TypeFlag flag) {
+inline bool hasFlag(const Label_Type_Info& record, TypeWord flag) {
     return (record.type & flag) != 0;
 }
 

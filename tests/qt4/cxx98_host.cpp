@@ -1,7 +1,9 @@
-// A host as one for QtCore 4.8 is written: in C++98. It fills every record, runs the loop, and understands the codes.
+// A host as one for QtCore 4.8 is written: in C++98. It hands over the records of docs/host-interface.md, runs the loop, and
+// understands the codes.
 // scripts/check-qt4 compiles and links it, in C++98 and later; `exchange` stands for a host's own socket.
 #include <cstdio>
 
+#include "../layout/worked_records.h"
 #include "core/host_interface.h"
 #include "core/inner_steps.h"
 
@@ -18,29 +20,6 @@ quint32 onVariableDone(quint32, quint32, quint32, quint32 outcome) {
 
 quint32 onCommunicationFailed(QList<RW_VAR>* emptyList, quint32, quint32) {
     return quint32(emptyList->size());
-}
-
-Label_Type_Info record(const char* name, int typeCode, int flags) {
-    Label_Type_Info info;
-    info.name = QString::fromLatin1(name);
-    info.type = quint16(typeCode | flags);
-    info.offset = info.dimensions = info.extra1 = info.extra2 = 0;
-    info.memberCount = 0;
-    return info;
-}
-
-// Main.values, ten INT in area 1 from byte 0 on.
-QList<Label_Type_Info> symbols() {
-    Label_Type_Info values = record("values", ac500::kIntType, ac500::kArrayFlag);
-    values.dimensions = 1;
-    values.arrayBounds << 10 << 0 << 10;
-    values.areaList << 1;
-    Label_Type_Info variables = record("Main", ac500::kStructureType, ac500::kStructureFlag);
-    variables.members << values;
-    variables.memberCount = 1;
-    Label_Type_Info scope = record("Main", ac500::kStructureType, 0);
-    scope.elementType << variables;
-    return QList<Label_Type_Info>() << scope;
 }
 
 bool isFailure(const RW_VAR& result) {
@@ -70,16 +49,16 @@ bool isBit(const QString& tag) {
 }
 
 int registerTags() {
-    HostTag tag = {0, 0, QString::fromLatin1("2"), QString::fromLatin1("Main.values[%%]"), 1};
+    HostTag tag = {0, 0, QString::fromLatin1("2"), QString::fromLatin1("Main.motor.temps[%%]"), 1};
     QList<HostTag> tags = QList<HostTag>() << tag;
     RW_VAR once = RW_VAR();
-    once.labelName = QString::fromLatin1("Main.values[3]");
+    once.labelName = QString::fromLatin1("Main.motors[3].speed");
     once.size = 1;
     return ReCreatReadVarList(&tags) + AddListOnceReadVar(&once);
 }
 
 quint32 writeAndRead() {
-    QString tag = QString::fromLatin1("Main.values[4]");
+    QString tag = QString::fromLatin1("Main.motor.temps[4]");
     QString argument;
     QByteArray value("\x01\x02", 2);
     SetRegisterData(&tag, 0, &argument, 0, &value, 1, 0, 1);
@@ -95,9 +74,8 @@ int main() {
     settings.accessMode = ac500::kAccessPlc;
     SetComInfo(&settings);
     RegistCallBackFuncIntf(onVariableDone, onCommunicationFailed);
-    QList<Label_Type_Info> records = symbols();
-    PassVarName_2(&records);
-    std::printf("%d %u %d\n", registerTags(), writeAndRead(), int(isBit(QString::fromLatin1("Main.values[4]"))));
+    handOverSymbols();
+    std::printf("%d %u %d\n", registerTags(), writeAndRead(), int(isBit(QString::fromLatin1("Main.flags.b[3]"))));
     for (int turn = 0; turn < 10 && oneTurn(); ++turn) {
     }
     unsigned char text[] = "123456789";

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "tests/reference/comparison.h"
+#include "tests/reference/edited_labels.h"
 #include "tests/reference/random_plant.h"
 #include "tests/reference/run.h"
 
@@ -61,6 +62,40 @@ std::vector<Symbol> plant(int shift) {
     variables.push_back(structure);
     variables.push_back(array(plantVariable("big", 3, 2, 2000), {10, 0, 3000}));
     return variables;
+}
+
+// Neighbours by name, 10 to 3F in hexadecimal: a weak hash takes many of them for each other.
+constexpr int kFirstChannel = 0x10;
+constexpr int kChannels = 0x30;
+
+std::string channelName(int channel) {
+    const char* const digits = "0123456789ABCDEF";
+    return std::string("ch") + digits[channel / 16] + digits[channel % 16];
+}
+
+std::vector<Symbol> channels(int shift) {
+    std::vector<Symbol> variables;
+    for (int channel = kFirstChannel; channel < kFirstChannel + kChannels; ++channel) {
+        variables.push_back(plantVariable(channelName(channel), 3, (channel + shift) % 3, 500 + 2 * channel + shift));
+    }
+    return variables;
+}
+
+// A tag of the plant's variable.
+std::string tagOf(const std::string& scope, const Symbol& variable) {
+    const std::string index = variable.dimensions == 0 ? "" : variable.dimensions == 1 ? "[1]" : "[1,1]";
+    return scope + "." + variable.name + index + ((variable.type & 0xFF) == 12 ? ".x3" : "");
+}
+
+// More numbers than a step has, drawn from one of them.
+Step moreNumbers(std::uint32_t seed, int count) {
+    Step more;
+    const std::string bytes = noise(seed, 4 * count);
+    for (std::size_t i = 0; i + 4 <= bytes.size(); i += 4) {
+        more.push_back(static_cast<unsigned char>(bytes[i]) * 65536u + static_cast<unsigned char>(bytes[i + 1]) * 256u +
+                       static_cast<unsigned char>(bytes[i + 2]));
+    }
+    return more;
 }
 
 // The two loaded with the same things: how a PLC would answer is decided here, from the reference's pending frame.
@@ -214,71 +249,202 @@ private:
 
     void loadPlant(int shift) {
         say("load plant, shift " + std::to_string(shift));
-        variables_ = plant(shift);
-        const std::vector<Symbol> list{scopeOf("Main", variables_)};
+        scopes_ = {{"Main", plant(shift)}, {"Aux", channels(shift)}};
+        std::vector<Symbol> list;
+        for (const auto& [name, variables] : scopes_) {
+            list.push_back(scopeOf(name, variables));
+        }
         QList<Label_Type_Info> driverList = toDriver(list);
         PassVarName_2(&driverList);
         machine_.loadSymbols(list);
         compared();
     }
 
-    // A host that changes the table itself. What was resolved before is asked for before and after.
+    // ---- a host that changes the table of scopes itself, and asks by name before and after ----
+
     void changeTable(Choices& choices) {
-        const std::size_t at = choices.number() % variables_.size();
-        Symbol& variable = variables_[at];
-        const std::string name = "Main." + variable.name;
-        std::string other = "Main." + variables_[choices.number() % variables_.size()].name;
-        readValue(name, "", 2);
-        readValue(other, "", 2);
-        QList<Label_Type_Info>& members = PLC_driver.labelTable["Main"].elementType[0].members;
-        Label_Type_Info& member = members[static_cast<int>(at)];
-        switch (choices.below(5)) {
+        const std::string scope = choices.below(3) == 1 ? "Aux" : "Main";
+        const Step numbers = moreNumbers(choices.number(), 40);
+        Choices drawn(numbers);
+        std::vector<std::string> names{"Aux." + channelName(kFirstChannel + drawn.below(kChannels))};
+        const bool isThere = scopes_.count(scope) != 0;
+        for (int i = 0; isThere && i < 2; ++i) {
+            names.push_back(tagOf(scope, drawn.of(scopes_[scope])));
+        }
+        for (const std::string& name : names) {
+            ask(name, drawn);
+        }
+        if (!isThere) {
+            addScope(scope, drawn);
+        } else if (choices.oneIn(2)) {
+            names.push_back(changeVariable(scope, choices, drawn));
+        } else {
+            changeScopes(scope, choices, drawn);
+        }
+        for (const std::string& name : names) {
+            ask(name, drawn);
+        }
+    }
+
+    void addScope(const std::string& scope, Choices& drawn) {
+        say("the host adds scope " + scope);
+        scopes_[scope] = scope == "Main" ? plant(drawn.below(9)) : channels(drawn.below(9));
+        const Symbol record = scopeOf(scope, scopes_[scope]);
+        PLC_driver.labelTable.insert(toDriver(scope), toDriver(record));
+        machine_.loadSymbols({record});
+        compared("scope added to the table");
+    }
+
+    // Returns a name that the change concerns.
+    std::string changeVariable(const std::string& scope, Choices& choices, Choices& drawn) {
+        std::vector<Symbol>& variables = scopes_[scope];
+        const std::size_t at = drawn.number() % variables.size();
+        Symbol& variable = variables[at];
+        std::string concerned = tagOf(scope, variable);
+        Label_Type_Info& contents = PLC_driver.labelTable[toDriver(scope)].elementType[0];
+        Label_Type_Info& member = contents.members[static_cast<int>(at)];
+        const int change = choices.below(6);
+        say("the host changes " + concerned + " in the table, way " + std::to_string(change));
+        switch (change) {
             default:
                 variable.offset += 2;
                 member.offset = variable.offset;
                 break;
             case 1:
                 variable.areaList = {(variable.areaList[0] + 1) % 3};
-                PLC_driver.labelTable.find("Main")->elementType[0].members[static_cast<int>(at)].areaList[0] =
+                PLC_driver.labelTable.find(toDriver(scope))->elementType[0].members[static_cast<int>(at)].areaList[0] =
                     variable.areaList[0];
                 break;
             case 2:
                 variable.name = variable.name == "renamed" ? "s2" : "renamed";
                 member.name = toDriver(variable.name);
-                other = "Main." + variable.name;
+                concerned = tagOf(scope, variable);
                 break;
             case 3:
-                std::swap(variable, variables_.front());
-                std::swap(member, members.first());
+                std::swap(variable, variables.front());
+                std::swap(member, contents.members.first());
                 break;
             case 4:
-                variables_.push_back(variables_.front());
-                variables_.back().name = "added";
-                PLC_driver.labelTable["Main"] = toDriver(scopeOf("Main", variables_));
-                other = "Main.added";
+                variables.push_back(variables.front());
+                variables.back().name = "added";
+                concerned = tagOf(scope, variables.back());
+                PLC_driver.labelTable[toDriver(scope)] = toDriver(scopeOf(scope, variables));
+                break;
+            case 5:
+                if (variables.size() > 1) {
+                    variables.erase(variables.begin() + static_cast<std::ptrdiff_t>(at));
+                    contents.members.removeAt(static_cast<int>(at));
+                    contents.memberCount -= 1;
+                    figures_.reached("variable removed in the table");
+                }
                 break;
         }
-        say("the host changes variable " + std::to_string(at) + " in the table");
-        machine_.loadSymbols({scopeOf("Main", variables_)});
-        compared("table changed by the host");
-        readValue(name, "", 2);
-        readValue(other, "", 2);
+        machine_.loadSymbols({scopeOf(scope, variables)});
+        compared("variable changed in the table");
+        return concerned;
     }
 
-    // A host that has one string for all its tags and edits it through a pointer.
-    void readInPlace(Choices& choices) {
-        std::string name = tagName(choices, "sam");
-        QString label = toDriver(name);
-        QChar* const text = label.data();
-        for (int i = 0; i < 8; ++i) {
-            say("in place:");
-            readValue(name, "", 2, label);
-            std::string next = tagName(choices, "sam");
-            if (next.size() == name.size()) {
-                name = next;
-                std::transform(name.begin(), name.end(), text, [](char c) { return QLatin1Char(c); });
-                figures_.reached("label edited in place");
+    // REQUIRES: the scope is in the table.
+    void changeScopes(const std::string& scope, Choices& choices, Choices& drawn) {
+        const QString name = toDriver(scope);
+        switch (choices.below(6)) {
+            default:
+                say("the host removes scope " + scope);
+                PLC_driver.labelTable.remove(name);
+                scopes_.erase(scope);
+                machine_.symbols.remove(scope);
+                return compared("scope removed from the table");
+            case 1: {
+                say("the host replaces scope " + scope);
+                scopes_[scope] = scope == "Main" ? plant(drawn.below(9)) : channels(drawn.below(9));
+                const Symbol record = scopeOf(scope, scopes_[scope]);
+                for (auto entry = PLC_driver.labelTable.begin(); entry != PLC_driver.labelTable.end(); ++entry) {
+                    if (entry.key() == name) {
+                        entry.value() = toDriver(record);
+                    }
+                }
+                machine_.loadSymbols({record});
+                return compared("scope replaced in the table");
             }
+            case 2:
+                say("the host looks a scope up that is not there, with the non-const operator");
+                PLC_driver.labelTable[QLatin1String("Empty")].type = 12;
+                PLC_driver.labelTable[QLatin1String("Empty")].offset = 0;
+                machine_.loadSymbols({emptyScope()});
+                ask("Empty.ch1A", drawn);
+                PLC_driver.labelTable.remove(QLatin1String("Empty"));
+                machine_.symbols.remove("Empty");
+                return compared("empty scope in the table for a while");
+            case 3:
+                say("the host detaches the table");
+                if (drawn.oneIn(2)) {
+                    PLC_driver.labelTable.detach();
+                } else {
+                    PLC_driver.labelTable[name].elementType[0].members.begin();
+                }
+                return compared("table detached");
+            case 4:
+                say("the host keeps a copy of the table");
+                earlier_ = {PLC_driver.labelTable, machine_.symbols, scopes_};
+                return compared("copy of the table kept");
+            case 5:
+                if (earlier_.scopes.empty()) {
+                    return;
+                }
+                say("the host puts the earlier copy of the table back");
+                PLC_driver.labelTable = earlier_.driver;
+                machine_.symbols = earlier_.symbols;
+                scopes_ = earlier_.scopes;
+                return compared("earlier table put back");
+        }
+    }
+
+    static Symbol emptyScope() {
+        Symbol scope;
+        scope.name = "Empty";
+        scope.type = 12;
+        return scope;
+    }
+
+    // One use of a name, which the host hands over in a string of its own or in one that it edits in place.
+    void ask(const std::string& name, Choices& drawn) {
+        const bool edited = drawn.oneIn(2);
+        QString own = toDriver(name);
+        QString& label = edited ? labels_.holding(name) : own;
+        switch (drawn.below(5)) {
+            default:
+                readValue(name, "", randomCount(drawn), label);
+                break;
+            case 3:
+                writeValue(name, "", label, drawn);
+                break;
+            case 4: {
+                Variable variable;
+                variable.hostId = drawn.below(14);
+                variable.labelName = name;
+                variable.size = randomCount(drawn);
+                readOnce(variable, label);
+                break;
+            }
+        }
+        if (edited) {
+            figures_.reached("label edited in place");
+        }
+    }
+
+    void askInPlace(Choices& choices) {
+        const Step numbers = moreNumbers(choices.number(), 160);
+        Choices drawn(numbers);
+        for (int i = 0; i < 16; ++i) {
+            ask(tagName(drawn, "smaccc"), drawn);
+        }
+    }
+
+    // The driver's lists share the text of a label with the host, as Qt's strings do: give them one of their own before
+    // the host edits it.
+    static void takeOwnNames(QList<RW_VAR>& list) {
+        for (RW_VAR& variable : list) {
+            variable.labelName.detach();
         }
     }
 
@@ -287,6 +453,7 @@ private:
         say("ComCommunication");
         const bool wasIdle = machine_.frames.empty();
         const std::size_t writes = machine_.writeList.size();
+        const std::size_t calls = machine_.callbacks.size();
         const Protocol* driver = ComCommunication();
         const Frame* expected = machine_.nextRequest();
         compareNumbers("a request is returned", driver != nullptr ? 1 : 0, expected != nullptr ? 1 : 0);
@@ -296,6 +463,8 @@ private:
         compared(driver == nullptr ? "nothing to send" : "request offered");
         if (!wasIdle) {
             figures_.reached("unanswered request offered again");
+        } else if (machine_.callbacks.size() > calls) {
+            figures_.reached("write too large for a frame given up");
         } else if (driver == nullptr) {
             if (writes > 0) {
                 figures_.reached("idle turn with writes pending");
@@ -326,6 +495,9 @@ private:
         }
         if (machine_.batch.size() > 1 && machine_.batchKind == 1) {
             figures_.reached("batch of several writes");
+        }
+        if (machine_.batchKind == 1 && machine_.batch.front().size < 0) {
+            figures_.reached("write of negative size sent");
         }
         if (machine_.commFailed && machine_.batchKind == 1) {
             figures_.reached("write sent while communication has failed");
@@ -438,7 +610,7 @@ private:
         compared("settings record replaced");
     }
 
-    static std::string tagName(Choices& choices, const char* kinds = "samfxbp") {
+    static std::string tagName(Choices& choices, const char* kinds = "samfxbpc") {
         const int length = static_cast<int>(std::string(kinds).size());
         const std::string code = std::to_string(choices.of(kTypeCodes));
         switch (kinds[choices.below(length)]) {
@@ -455,6 +627,8 @@ private:
                 return "Main.st[" + std::to_string(choices.below(6)) + "].x" + code;
             case 'b':
                 return choices.oneIn(3) ? "Main.nothing" : "Main.big[" + std::to_string(choices.below(20)) + "]";
+            case 'c':
+                return "Aux." + channelName(kFirstChannel + choices.below(kChannels));
             case 'p':
                 switch (choices.below(4)) {
                     case 0:
@@ -482,13 +656,7 @@ private:
     void rebuild(Choices& choices) {
         std::vector<Tag> tags;
         const int count = choices.oneIn(15) ? 0 : choices.oneIn(5) ? choices.below(120) : choices.below(12);
-        // More numbers than the step has: drawn from one of its numbers.
-        Step more;
-        const std::string bytes = noise(choices.number(), 4 * 8 * count);
-        for (std::size_t i = 0; i + 4 <= bytes.size(); i += 4) {
-            more.push_back(static_cast<unsigned char>(bytes[i]) * 65536u +
-                           static_cast<unsigned char>(bytes[i + 1]) * 256u + static_cast<unsigned char>(bytes[i + 2]));
-        }
+        const Step more = moreNumbers(choices.number(), 8 * count);
         Choices drawn(more);
         std::string text = "ReCreatReadVarList";
         for (int i = 0; i < count; ++i) {
@@ -502,7 +670,11 @@ private:
         say(text);
         const bool pending = !machine_.frames.empty();
         QList<HostTag> driverTags = toDriver(tags);
+        if (!tags.empty()) {
+            driverTags[0].tagName = labels_.holding(tags[0].name);
+        }
         const int result = ReCreatReadVarList(&driverTags);
+        takeOwnNames(PLC_driver.readList);
         compareNumbers("requests", result, machine_.rebuildReadList(tags));
         compared(count == 0                               ? "cyclic list emptied"
                  : result < static_cast<int>(tags.size()) ? "cyclic list with fewer requests than tags"
@@ -521,11 +693,18 @@ private:
         variable.aux4 = choices.below(2);
         variable.labelName = choices.oneIn(30) ? "Main.big[0]" : tagName(choices);
         variable.labelArg = argument(choices, variable.labelName);
-        variable.size = variable.labelName == "Main.big[0]" ? 300 : randomCount(choices);
+        variable.size = variable.labelName == "Main.big[0]" ? 500 : randomCount(choices);
+        readOnce(variable, toDriver(variable.labelName));
+    }
+
+    // `label` is the variable's name.
+    void readOnce(Variable variable, const QString& label) {
         say("AddListOnceReadVar " + toText(variable));
         const std::size_t before = machine_.onceReadList.size();
         RW_VAR driver = toDriver(variable);
+        driver.labelName = label;
         const int result = AddListOnceReadVar(&driver);
+        takeOwnNames(PLC_driver.onceReadList);
         compareNumbers("one-shot reads", result, machine_.addOnceRead(&variable));
         compareVariables("the host's record", driver, variable);
         const std::size_t after = machine_.onceReadList.size();
@@ -560,15 +739,9 @@ private:
     }
 
     void addWrite(Choices& choices) {
-        const std::int32_t sizeWithoutSense =
-            choices.oneIn(12) ? choices.of<std::int32_t>({0x40000000, -3, 0x3FFFFFE6, -1, 0x7FFFFFFF}) : 0;
         Variable variable = planned(choices);
         variable.writeFlag = choices.oneIn(25) ? 0 : 1;
         variable.data = noise(choices.number(), choices.oneIn(4) ? choices.below(60) : variable.size);
-        if (sizeWithoutSense != 0) {
-            variable.size = sizeWithoutSense;
-            figures_.reached(variable.size < 0 ? "write of negative size" : "write too large for a frame");
-        }
         say("AddListWriteVar " + toText(variable));
         RW_VAR driver = toDriver(variable);
         compareNumbers("writes", AddListWriteVar(&driver), machine_.addWrite(variable));
@@ -581,6 +754,12 @@ private:
     void writeValue(Choices& choices) {
         const std::string name = tagName(choices);
         const std::string arg = argument(choices, name);
+        QString label = toDriver(name);
+        writeValue(name, arg, label, choices);
+    }
+
+    // `label` is the name.
+    void writeValue(const std::string& name, const std::string& arg, QString& label, Choices& choices) {
         const std::int32_t count = randomCount(choices);
         const std::string in = noise(choices.number(), choices.oneIn(5) ? choices.below(20) : 2 * count);
         const std::int32_t hostId = choices.below(14);
@@ -588,10 +767,10 @@ private:
         say("SetRegisterData " + name + " (" + arg + ") count " + std::to_string(count) + " id " +
             std::to_string(hostId) + "/" + std::to_string(hostSubId) + " " + hexText(in));
         const std::size_t before = machine_.writeList.size();
-        QString label = toDriver(name);
         QString driverArgument = toDriver(arg);
         QByteArray driverIn = bytesToDriver(in);
         const quint32 result = SetRegisterData(&label, 1, &driverArgument, 2, &driverIn, count, hostId, hostSubId);
+        takeOwnNames(PLC_driver.writeList);
         std::string expectedName = name;
         compareNumbers("writes", result, machine_.writeValue(&expectedName, arg, in, count, hostId, hostSubId));
         compareTexts("name", label, expectedName);
@@ -610,12 +789,8 @@ private:
     void readValue(Choices& choices) {
         const std::string name = tagName(choices);
         const std::string arg = argument(choices, name);
-        readValue(name, arg, randomCount(choices));
-    }
-
-    void readValue(const std::string& name, const std::string& arg, std::int32_t count) {
         QString label = toDriver(name);
-        readValue(name, arg, count, label);
+        readValue(name, arg, randomCount(choices), label);
     }
 
     // `label` is the name.
@@ -812,6 +987,29 @@ private:
         }
     }
 
+    // Writes of sizes that no frame takes or that are below 0, among others, and some turns in which they come to be
+    // sent.
+    void writesWithoutSense(Choices& choices) {
+        const Step numbers = moreNumbers(choices.number(), 40);
+        Choices drawn(numbers);
+        for (int i = drawn.between(1, 5); i > 0; --i) {
+            Variable variable;
+            variable.hostId = drawn.below(14);
+            variable.hostSubId = drawn.below(2);
+            variable.writeFlag = 1;
+            variable.offset = drawn.below(100);
+            variable.size = drawn.of<std::int32_t>({0x40000000, 0x7FFFFFFF, 0x3FFFFFE6, -1, -3, 0, 5});
+            variable.data = noise(drawn.number(), drawn.below(8));
+            say("AddListWriteVar " + toText(variable));
+            RW_VAR driver = toDriver(variable);
+            compareNumbers("writes", AddListWriteVar(&driver), machine_.addWrite(variable));
+            compared();
+        }
+        for (int i = drawn.below(10); i > 0; --i) {
+            turn(choices, Plc::kGood, Plc::kGood);
+        }
+    }
+
     // Cyclic reads of 0 to 8 bytes, enough of them to fill a batch by number.
     void manySmallReads(Choices& choices) {
         const int count = choices.between(60, 100);
@@ -829,13 +1027,18 @@ private:
     }
 
     void perform(Choices& choices) {
-        switch (choices.below(42)) {
+        switch (choices.below(46)) {
             default:
                 return goodTurns(choices);
+            case 39:
+                return writesWithoutSense(choices);
             case 40:
-                return changeTable(choices);
             case 41:
-                return readInPlace(choices);
+            case 42:
+                return changeTable(choices);
+            case 43:
+            case 44:
+                return askInPlace(choices);
             case 8:
             case 9:
             case 10:
@@ -900,7 +1103,13 @@ private:
     Settings settings_[2];
     int used_ = 0;
     Machine machine_;
-    std::vector<Symbol> variables_;  // of the scope Main
+    std::map<std::string, std::vector<Symbol>> scopes_;  // with their variables
+    struct {
+        QHash<QString, Label_Type_Info> driver;
+        reference::SymbolTable symbols;
+        std::map<std::string, std::vector<Symbol>> scopes;
+    } earlier_;  // the table, when the host kept a copy
+    EditedLabels labels_;
     std::string lastReply_;
     bool everFailed_ = false;
     std::uint32_t seed_ = 0;  // of the data in the PLC's answers
@@ -933,6 +1142,7 @@ TEST(Reference, Machine) {
                    "burst",
                    "connected",
                    "connected again after a failure",
+                   "copy of the table kept",
                    "cyclic list emptied",
                    "cyclic list replaced while a read is pending",
                    "cyclic list with as many requests as tags",
@@ -940,6 +1150,8 @@ TEST(Reference, Machine) {
                    "cyclic reads left over by the budget",
                    "cyclic reads sent after five batches of one-shot reads",
                    "data reply accepted",
+                   "earlier table put back",
+                   "empty scope in the table for a while",
                    "failure reported",
                    "first pass completed by replies",
                    "handshake reply accepted",
@@ -968,10 +1180,13 @@ TEST(Reference, Machine) {
                    "reply without a request",
                    "report kept back, a newer write is pending",
                    "request offered",
+                   "scope added to the table",
+                   "scope removed from the table",
+                   "scope replaced in the table",
                    "settings changed",
                    "settings record replaced",
                    "station switched",
-                   "table changed by the host",
+                   "table detached",
                    "unanswered request offered again",
                    "value not queued",
                    "value not resolved",
@@ -980,11 +1195,13 @@ TEST(Reference, Machine) {
                    "value queued and mirrored while communication has failed",
                    "value queued in pieces",
                    "value read",
+                   "variable changed in the table",
+                   "variable removed in the table",
                    "variable reported, outcome 1",
                    "variable reported, outcome 2",
                    "write sent while communication has failed",
-                   "write of negative size",
-                   "write too large for a frame",
+                   "write of negative size sent",
+                   "write too large for a frame given up",
                    "write with too few bytes",
                    "writes left over by the budget"};
     check(test);

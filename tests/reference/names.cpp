@@ -362,6 +362,10 @@ void SymbolTable::load(const std::vector<Symbol>& symbols) {
     }
 }
 
+void SymbolTable::remove(const std::string& scope) {
+    scopes_.erase(scope);
+}
+
 int SymbolTable::findVariable(const std::string& tag, const Symbol** variable) const {
     if (tag.empty()) {
         return 6;

@@ -22,6 +22,7 @@ bool contains(const std::string& text, const std::string& part);
 class SymbolTable {
 public:
     void load(const std::vector<Symbol>& symbols);
+    void remove(const std::string& scope);
 
     // Result code; *place is filled as far as resolution came.
     int resolve(const std::string& tag, Place* place) const;

@@ -76,11 +76,23 @@ private:
         } else if (choices.oneIn(15)) {
             list[0].elementType[0].memberCount = static_cast<std::uint32_t>(choices.below(3));
         }
-        log_ += "load " + toText(list[0]) + "\n";
         QList<Label_Type_Info> driverList = toDriver(list);
-        PassVarName_2(&driverList);
+        if (choices.oneIn(3)) {
+            log_ += "put into the table: " + toText(list[0]) + "\n";
+            PLC_driver.labelTable[toDriver(scope)] = driverList.first();
+            figures_.reached("symbols put into the table");
+        } else {
+            log_ += "load " + toText(list[0]) + "\n";
+            PassVarName_2(&driverList);
+            figures_.reached("symbols loaded");
+        }
         table_.load(list);
-        figures_.reached("symbols loaded");
+        if (choices.oneIn(10)) {
+            log_ += "take it out of the table\n";
+            PLC_driver.labelTable.remove(toDriver(scope));
+            table_.remove(scope);
+            figures_.reached("symbols taken out of the table");
+        }
     }
 
     void tag(Choices& choices) {
@@ -208,12 +220,25 @@ TEST(Reference, Names) {
             run.run(step);
         }
     };
-    test.states = {
-        "symbols loaded",         "resolved",           "resolution code 1",          "resolution code 2",
-        "resolution code 3",      "resolution code 6",  "resolution code 7",          "resolution code 10",
-        "resolution code 11",     "resolution code 12", "bit of a variable resolved", "found among many variables",
-        "array element resolved", "name rewritten",     "rewriting refused",          "array position computed",
-        "array position refused"};
+    test.states = {"symbols loaded",
+                   "symbols put into the table",
+                   "symbols taken out of the table",
+                   "resolved",
+                   "resolution code 1",
+                   "resolution code 2",
+                   "resolution code 3",
+                   "resolution code 6",
+                   "resolution code 7",
+                   "resolution code 10",
+                   "resolution code 11",
+                   "resolution code 12",
+                   "bit of a variable resolved",
+                   "found among many variables",
+                   "array element resolved",
+                   "name rewritten",
+                   "rewriting refused",
+                   "array position computed",
+                   "array position refused"};
     check(test);
 }
 

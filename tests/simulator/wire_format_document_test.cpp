@@ -10,6 +10,7 @@
 #include "tests/simulator/support.h"
 #include "tests/support/places.h"
 #include "tools/simulator/request_server.h"
+#include "tools/simulator/tcp_limits.h"
 
 namespace ac500::sim {
 
@@ -62,6 +63,26 @@ TEST(WireFormatDocument, ExamplesAreWhatTheSimulatorAnswers) {
     EXPECT_EQ(examples.size(), 6U) << "hello, symbols, write, write of a bit, read, refusal";
     for (const Example& example : examples) {
         EXPECT_EQ(hex(server.answer(byteString(example.request), identity).bytes), example.reply) << example.request;
+    }
+}
+
+TEST(WireFormatDocument, TellsTheLimitsThatClientsMeet) {
+    const TcpLimits limits;
+    EXPECT_EQ(limits.requestMs, 10 * 1000);
+    EXPECT_EQ(limits.maxClients, 64);
+    EXPECT_EQ(limits.idleMs, 10 * 1000);
+    EXPECT_EQ(limits.drainMs, 1000);
+    EXPECT_EQ(limits.maxLateReplies, 64);
+    EXPECT_EQ(limits.maxLateBytes, 1024 * 1024);
+    EXPECT_EQ(limits.maxUnsentBytes, 1024 * 1024);
+
+    std::ifstream document(test::projectFile("docs/wire-format.md"));
+    std::stringstream text;
+    text << document.rdbuf();
+    for (const char* sentence : {"**A request has ten seconds**", "**64 clients are served at once**",
+                                 "if that is ten\n  seconds or more", "reads on for up to a second",
+                                 "with 64 of them, or more than a megabyte", "more than a megabyte, is reset"}) {
+        EXPECT_NE(text.str().find(sentence), std::string::npos) << "docs/wire-format.md does not say: " << sentence;
     }
 }
 
