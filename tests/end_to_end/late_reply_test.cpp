@@ -1,6 +1,6 @@
 // Nothing on this wire says which request a reply belongs to. Two arrays of equal length are read by turns, one full of
-// 1111, the other full of 2222, and one reply comes late: who keeps the connection shows one array's values as the
-// other's.
+// 1111, the other full of 2222. One reply comes late: who keeps the connection shows one array's values as the other's.
+// Or one reply comes twice: who believes a reply before the line was quiet does the same.
 #include "tests/end_to_end/plant.h"
 
 namespace ac500 {
@@ -9,7 +9,7 @@ namespace {
 class LateReplyTest : public PlantTest {
 protected:
     // Makes each array a request of its own, of 400 bytes.
-    LateReplyTest() {
+    explicit LateReplyTest(const std::vector<std::string>& faults = {}) : PlantTest(faults) {
         settings.maxRequestWords = 200;
         settings.loop.replyTimeout = host::Milliseconds(test::paced(150));
         settings.loop.cycle = host::Milliseconds(0);
@@ -65,6 +65,91 @@ TEST_F(LateReplyTest, WithTheGuardEveryValueIsRightAndTheLoopGoesOn) {
     EXPECT_FALSE(wrongValueSeen(6));
     EXPECT_EQ(read("Main.left").substr(0, 10), "1111, 1111");
     EXPECT_GE(session->status().statistics.reconnects(), 6);
+}
+
+// Every reply to a read takes a while, and every eleventh comes once more while the next one is awaited.
+class RepeatedReplyTest : public LateReplyTest {
+protected:
+    RepeatedReplyTest()
+        : LateReplyTest({"repeat:every=11,service=read,ms=" + std::to_string(test::paced(15)),
+                         "delay:service=read,ms=" + std::to_string(test::paced(30))}) {
+        settings.loop.replyTimeout = host::Milliseconds(test::paced(2000));
+    }
+
+    std::int64_t repeatsNoticed() const { return session->status().statistics.badReplies; }
+
+    // The end of a one-shot read: false when it failed.
+    bool isRead(std::int32_t serial) {
+        EXPECT_TRUE(eventually([&] { return hasEnded(serial); }));
+        return stepOf(serial) == host::OrderStep::Succeeded;
+    }
+
+    // The first of an array: a write that was not reported done has not always arrived.
+    std::int64_t wordInPlc(std::int64_t offset) const {
+        return std::stoi(inPlc(1, offset, 2).erase(2, 1), nullptr, 16);
+    }
+
+    void writeAll(const std::string& text, std::int64_t word) {
+        const std::int32_t serial = session->write(tag(text), host::HostValues(200, word));
+        EXPECT_TRUE(eventually([&] { return hasEnded(serial); }));
+    }
+};
+
+TEST_F(RepeatedReplyTest, NoArrayIsEverShownAsTheOtherNeitherFreshNorStale) {
+    begin({"Main.left", "Main.right", "Main.many"});
+    EXPECT_TRUE(eventually([&] {
+        EXPECT_FALSE(anyValueIsWrong());
+        return HasFailure() || repeatsNoticed() >= 8;
+    })) << lastFailure();
+    EXPECT_EQ(read("Main.left").substr(0, 10), "1111, 1111");
+    EXPECT_EQ(read("Main.right").substr(0, 10), "2222, 2222");
+}
+
+TEST_F(RepeatedReplyTest, AOneShotReadThatIsDoneHasItsOwnValue) {
+    begin({});
+    int done = 0;
+    int failed = 0;
+    while (repeatsNoticed() < 4 && !HasFailure()) {
+        const std::int32_t left = session->readOnce(tag("Main.left"));
+        const std::int32_t right = session->readOnce(tag("Main.right"));
+        const std::int32_t leftAgain = session->readOnce(tag("Main.left"));
+        for (const std::int32_t serial : {left, right, leftAgain}) {
+            ++(isRead(serial) ? done : failed);
+            EXPECT_FALSE(anyValueIsWrong());
+        }
+    }
+    EXPECT_GT(done, 0);
+    EXPECT_GT(failed, 0);
+}
+
+TEST_F(RepeatedReplyTest, WhatIsReadBackAfterAWriteIsWhatThePlcHas) {
+    begin({});
+    int done = 0;
+    for (std::int64_t word = 1; repeatsNoticed() < 4 && !HasFailure(); ++word) {
+        writeAll("Main.left", word);
+        writeAll("Main.right", 1000 + word);
+        const std::int32_t left = session->readOnce(tag("Main.left"));
+        const std::int32_t right = session->readOnce(tag("Main.right"));
+        if (isRead(left)) {
+            EXPECT_FALSE(isWrong("Main.left", wordInPlc(2000)));
+            ++done;
+        }
+        if (isRead(right)) {
+            EXPECT_FALSE(isWrong("Main.right", wordInPlc(4000)));
+        }
+    }
+    EXPECT_GT(done, 0);
+}
+
+TEST_F(RepeatedReplyTest, ABitIsWrittenIntoTheBitsOfItsOwnVariable) {
+    plc.write(1, 6, byteString("55 55"));
+    begin({"Main.uint"});
+    for (int round = 1; repeatsNoticed() < 8 && !HasFailure(); ++round) {
+        const std::int32_t serial = order("Main.word.b[3]", round % 2 == 1 ? "1" : "0");
+        EXPECT_TRUE(eventually([&] { return hasEnded(serial); }));
+        const std::string word = inPlc(1, 8, 2);
+        EXPECT_TRUE(word == "00 00" || word == "00 08") << word << " after round " << round;
+    }
 }
 
 }  // namespace

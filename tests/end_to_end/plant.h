@@ -82,7 +82,8 @@ inline SymbolFile programOf(const char* json) {
 // The session is made by begin(), so that a test can change the settings before.
 class PlantTest : public testing::Test {
 protected:
-    PlantTest() {
+    // `faults`: rules of the PLC, each as ac500-sim takes it.
+    explicit PlantTest(const std::vector<std::string>& faults = {}) : plc(file, {1, rulesOf(faults)}) {
         settings.loop.plc.port = plc.port();
         settings.loop.replyTimeout = host::Milliseconds(test::paced(400));
         settings.loop.cycle = host::Milliseconds(20);
@@ -181,8 +182,19 @@ protected:
         return false;
     }
 
+    static std::vector<sim::FaultRule> rulesOf(const std::vector<std::string>& texts) {
+        std::vector<sim::FaultRule> rules;
+        for (const std::string& text : texts) {
+            std::string error;
+            const std::optional<sim::FaultRule> rule = sim::parseFaultRule(text, &error);
+            EXPECT_TRUE(rule) << error;
+            rules.push_back(rule.value_or(sim::FaultRule()));
+        }
+        return rules;
+    }
+
     const SymbolFile file = programOf(kProgram);
-    sim::EmbeddedSimulator plc{file};
+    sim::EmbeddedSimulator plc;
     const host::TagTable table{file};
     host::SteadyClock clock;
     host::SessionSettings settings;

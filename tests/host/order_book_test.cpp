@@ -67,6 +67,10 @@ protected:
         book_.handedOver(reading, ms(1));
         return reading;
     }
+    const Order* endWell(std::int32_t serial, int time) {
+        book_.answered(serial, ms(time));
+        return book_.succeeded(serial);
+    }
     OrderStep stepOf(std::int32_t serial) const { return book_.find(serial)->step; }
     WriteView::Kind viewAt(std::int64_t address, std::optional<Time> oldest, Time now) const {
         return book_.view({{1, address, 2}}, oldest, now).kind;
@@ -93,13 +97,13 @@ TEST_F(OrderBookTest, ABitWriteWaitsForWhatIsUnderwayAndHoldsBackWhatFollows) {
     const std::int32_t later = orderWord(2);
     book_.handedOver(word, ms(1));
     EXPECT_EQ(nextWrite(), 0);
-    book_.succeeded(word, ms(1));
+    endWell(word, 1);
     EXPECT_EQ(nextWrite(), bit);
     book_.readFirst(bit, ms(1));
     EXPECT_EQ(nextWrite(), 0);
     book_.handedOver(bit, ms(1));
     EXPECT_EQ(nextWrite(), 0);
-    book_.succeeded(bit, ms(2));
+    endWell(bit, 2);
     EXPECT_EQ(nextWrite(), later);
 }
 
@@ -115,12 +119,12 @@ TEST_F(OrderBookTest, EveryWriteEndsOnce) {
     const std::int32_t serial = orderWord(0);
     book_.handedOver(serial, ms(1));
     EXPECT_TRUE(book_.anyUrgent());
-    book_.succeeded(serial, ms(5));
+    endWell(serial, 5);
     EXPECT_FALSE(book_.anyUrgent());
     book_.failed(serial, kNoLink, ms(6));
     EXPECT_EQ(stepOf(serial), OrderStep::Succeeded);
     EXPECT_EQ(book_.find(serial)->ended, ms(5));
-    book_.succeeded(4711, ms(7));
+    endWell(4711, 7);
     EXPECT_EQ(book_.find(4711), nullptr);
 }
 
@@ -151,7 +155,7 @@ TEST_F(OrderBookTest, AValueIsPendingUntilItWasReadAfterTheWrite) {
     EXPECT_EQ(viewAt(10, ms(1), ms(2)), WriteView::Kind::Pending);
     book_.handedOver(serial, ms(1));
     EXPECT_EQ(viewAt(10, ms(1), ms(2)), WriteView::Kind::Pending);
-    book_.succeeded(serial, ms(5));
+    endWell(serial, 5);
     EXPECT_EQ(viewAt(10, ms(4), ms(6)), WriteView::Kind::Pending);
     EXPECT_EQ(viewAt(10, ms(5), ms(6)), WriteView::Kind::Pending);
     EXPECT_EQ(viewAt(10, std::nullopt, ms(6)), WriteView::Kind::Pending);
@@ -180,7 +184,7 @@ TEST_F(OrderBookTest, TheLatestWriteOfATagDecides) {
     const std::int32_t second = orderWord(10, 6);
     EXPECT_EQ(viewAt(10, ms(4), ms(7)), WriteView::Kind::Pending);
     book_.handedOver(second, ms(1));
-    book_.succeeded(second, ms(8));
+    endWell(second, 8);
     EXPECT_EQ(viewAt(10, ms(9), ms(10)), WriteView::Kind::None);
 }
 
@@ -211,7 +215,7 @@ TEST_F(OrderBookTest, AReadGoesToTheDriverAndEndsOnce) {
     EXPECT_TRUE(book_.anyUrgent());
     EXPECT_EQ(nextRead(), 0);
     EXPECT_EQ(book_.find(serial)->handedOver, ms(1));
-    EXPECT_EQ(book_.succeeded(serial, ms(2)), nullptr);
+    EXPECT_EQ(endWell(serial, 2), nullptr);
     EXPECT_FALSE(book_.anyUrgent());
     book_.failed(serial, kGivenUp, ms(3));
     EXPECT_EQ(stepOf(serial), OrderStep::Succeeded);
@@ -238,7 +242,7 @@ TEST_F(OrderBookTest, NoMoreIsHandedOverThanTheDriverQueues) {
         book_.handedOver(serials[static_cast<std::size_t>(i)], ms(1));
     }
     EXPECT_EQ(nextRead(), 0);
-    book_.succeeded(serials[1], ms(2));
+    endWell(serials[1], 2);
     EXPECT_EQ(nextRead(), serials[3]);
 }
 
@@ -289,7 +293,7 @@ TEST_F(OrderBookTest, ABitWriteGoesToTheDriverOnceItsVariableWasRead) {
     ASSERT_NE(reading, 0);
     EXPECT_EQ(book_.find(reading)->tag.address, 4);
     EXPECT_EQ(stepOf(bit), OrderStep::ReadingFirst);
-    EXPECT_EQ(serialOf(book_.succeeded(reading, ms(2))), bit);
+    EXPECT_EQ(serialOf(endWell(reading, 2)), bit);
     book_.handedOver(bit, ms(2));
     EXPECT_EQ(stepOf(bit), OrderStep::WithDriver);
 }
@@ -304,12 +308,58 @@ TEST_F(OrderBookTest, ABitWriteWhoseReadingFailsFailsWithItsReason) {
     EXPECT_EQ(book_.find(bit)->ended, ms(2));
 }
 
+TEST_F(OrderBookTest, ABitWriteWhoseReadingIsAnsweredWaitsForTheLineToBeInStep) {
+    const std::int32_t bit = orderBit(4);
+    book_.readFirst(bit, ms(1));
+    const std::int32_t reading = handOverReading();
+    EXPECT_TRUE(book_.anyUrgent());
+    book_.answered(reading, ms(2));
+    EXPECT_FALSE(book_.anyUrgent()) << "it is not for the driver to do anything";
+    EXPECT_EQ(stepOf(bit), OrderStep::ReadingFirst);
+    EXPECT_EQ(serialOf(book_.succeeded(reading)), bit);
+    book_.handedOver(bit, ms(3));
+    EXPECT_TRUE(book_.anyUrgent());
+}
+
+TEST_F(OrderBookTest, ABitWriteWhoseReadingWasAnsweredAndFailsFailsWithIt) {
+    const std::int32_t bit = orderBit(4);
+    book_.readFirst(bit, ms(1));
+    const std::int32_t reading = handOverReading();
+    book_.answered(reading, ms(2));
+    book_.failed(reading, kGivenUp, ms(3));
+    EXPECT_EQ(stepOf(bit), OrderStep::Failed);
+    const std::int32_t next = orderBit(4);
+    book_.readFirst(next, ms(4));
+    EXPECT_TRUE(book_.anyUrgent());
+}
+
+TEST_F(OrderBookTest, WhatIsAnsweredIsNotWithTheDriverAnyMoreAndHasNotEnded) {
+    const std::int32_t write = orderWord(10);
+    const std::int32_t read = orderReadOf(1);
+    book_.handedOver(write, ms(1));
+    book_.handedOver(read, ms(1));
+    book_.answered(write, ms(5));
+    EXPECT_TRUE(book_.anyUrgent());
+    book_.answered(read, ms(6));
+    EXPECT_FALSE(book_.anyUrgent());
+    EXPECT_FALSE(book_.anyWriteOverdue(ms(99999), Milliseconds(1000)));
+    EXPECT_THAT(book_.at(OrderKind::Write, OrderStep::WithDriver), IsEmpty());
+    EXPECT_THAT(book_.at(OrderKind::Write, OrderStep::Answered), ElementsAre(write));
+    EXPECT_THAT(book_.at(OrderKind::Read, OrderStep::Answered), ElementsAre(read));
+    EXPECT_FALSE(hasEnded(stepOf(write)));
+    EXPECT_EQ(viewAt(10, ms(9), ms(9)), WriteView::Kind::Pending);
+    book_.succeeded(write);
+    EXPECT_EQ(stepOf(write), OrderStep::Succeeded);
+    EXPECT_EQ(book_.find(write)->ended, ms(5)) << "a value that was received after the answer shows the write";
+    EXPECT_EQ(viewAt(10, ms(6), ms(9)), WriteView::Kind::None);
+}
+
 TEST_F(OrderBookTest, ABitWriteThatHasFailedMeanwhileIsNotSent) {
     const std::int32_t bit = orderBit(4);
     book_.readFirst(bit, ms(1));
     const std::int32_t reading = handOverReading();
     book_.failed(bit, kNoLink, ms(2));
-    EXPECT_EQ(book_.succeeded(reading, ms(3)), nullptr);
+    EXPECT_EQ(endWell(reading, 3), nullptr);
     EXPECT_EQ(book_.find(bit)->failure.text, "not sent: no connection");
 }
 

@@ -11,7 +11,8 @@ protected:
 
     // Milliseconds; -1: the pass goes on, or none is running.
     int answer(int reads, int now) {
-        const std::optional<Time> duration = pacer_.readsAnswered(reads, at(now));
+        pacer_.readsAnswered(reads);
+        const std::optional<Time> duration = pacer_.lineQuiet(at(now));
         return duration ? static_cast<int>(*duration / Milliseconds(1)) : -1;
     }
     int untilNext(int now) const { return static_cast<int>(pacer_.untilNext(at(now)) / Milliseconds(1)); }
@@ -77,6 +78,21 @@ TEST_F(PassPacerTest, AnAbandonedPassDoesNotCountAndKeepsThePace) {
     pacer_.readSent(at(1100));
     EXPECT_EQ(answer(1, 1110), -1);
     EXPECT_EQ(answer(1, 1120), 20);
+}
+
+TEST_F(PassPacerTest, APassTakesUntilTheLineWasQuiet) {
+    pacer_.listRebuilt(2);
+    pacer_.readSent(at(1000));
+    EXPECT_FALSE(pacer_.isAnswered());
+    pacer_.readsAnswered(1);
+    EXPECT_FALSE(pacer_.isAnswered());
+    EXPECT_EQ(pacer_.lineQuiet(at(1010)), std::nullopt) << "a look in the middle of the pass";
+    pacer_.readsAnswered(1);
+    EXPECT_TRUE(pacer_.isAnswered());
+    EXPECT_EQ(pacer_.lineQuiet(at(1027)), at(27));
+    EXPECT_FALSE(pacer_.isAnswered());
+    EXPECT_EQ(pacer_.lineQuiet(at(1030)), std::nullopt);
+    EXPECT_EQ(untilNext(1030), 70);
 }
 
 }  // namespace

@@ -22,6 +22,11 @@ public:
         story.push_back("reported " + std::to_string(report.id.hostId) + "/" + std::to_string(report.id.hostSubId) +
                         (report.success ? " good" : " bad"));
     }
+    void lineInStep() override { steps.push_back("in step"); }
+    void lineOutOfStep(const Failure& reason) override { steps.push_back("out of step: " + reason.text); }
+    void writeOffered(const RequestFrame& request) override {
+        steps.push_back("write of " + std::to_string(request.items.size()) + " offered");
+    }
     void requestAbandoned(const AbandonedRequest& request) override {
         abandoned.push_back(request);
         urgent = false;
@@ -34,6 +39,7 @@ public:
     std::string firstFailure() const { return failures.empty() ? "nothing failed" : failures.front(); }
 
     std::vector<std::string> story;
+    std::vector<std::string> steps;
     std::vector<AbandonedRequest> abandoned;
     std::vector<std::string> failures;
     bool urgent = false;
@@ -95,6 +101,20 @@ protected:
         transport_.answer = nullptr;
         driver_.offer(frame);
         stepUntil([&] { return isAwaiting(frame); });
+    }
+
+    void untilInStep() {
+        listener_.steps.clear();
+        stepUntil([this] { return !listener_.steps.empty(); });
+        EXPECT_THAT(listener_.steps, ElementsAre("in step"));
+    }
+    // Sends `frame` on an open session, has it answered, and returns when it was sent.
+    Time readOnce(const QByteArray& frame) {
+        driver_.offer(frame);
+        stepUntil([&] { return isAwaiting(frame); });
+        const Time sent = clock_.now();
+        stepUntil([this] { return driver_.frames.empty(); });
+        return sent;
     }
 
     FakeClock clock_;
@@ -469,6 +489,7 @@ TEST_F(PollLoopTest, PassesKeepTheirCycle) {
     stepUntil([this] { return driver_.frames.empty(); });
     EXPECT_GE(clock_.now() - start, Milliseconds(100));
     EXPECT_LT(clock_.now() - start, Milliseconds(110));
+    untilInStep();
     EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 2);
 }
 
@@ -479,6 +500,9 @@ TEST_F(PollLoopTest, APassOfSeveralRequestsIsNotInterrupted) {
     driver_.offer(readFrame());
     driver_.offer(readFrame(16));
     stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_LT(clock_.now() - start, Milliseconds(5));
+    EXPECT_THAT(listener_.steps, IsEmpty());
+    untilInStep();
     EXPECT_LT(clock_.now() - start, Milliseconds(10));
     EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 1);
 }
@@ -540,6 +564,7 @@ TEST_F(PollLoopTest, APassThatWasGivenUpIsNotContinuedAfterTheHandshake) {
     EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 0);
     driver_.offer(readFrame(16));
     stepUntil([this] { return driver_.frames.empty(); });
+    untilInStep();
     EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 1);
 }
 
@@ -641,6 +666,244 @@ TEST_F(PollLoopTest, WithoutTheGuardALateReplyIsTakenForTheNextRequest) {
     stepUntil([this] { return driver_.frames.empty(); });
     EXPECT_EQ(transport_.connections, 1);
     EXPECT_THAT(listener_.story, ElementsAre("accepted read", "accepted read"));
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// The quiet look
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(PollLoopTest, APassEndsWithAQuietLookDuringWhichNothingIsSent) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    const Time sent = readOnce(readFrame());
+    driver_.offer(readFrame());
+    EXPECT_FALSE(loop_->takesWork());
+    EXPECT_THAT(listener_.steps, IsEmpty());
+    untilInStep();
+    EXPECT_EQ(clock_.now() - sent, Milliseconds(5));
+    EXPECT_THAT(transport_.sent, SizeIs(1));
+    EXPECT_TRUE(loop_->takesWork());
+    EXPECT_EQ(loop_->statistics().cycleTimes().last, Milliseconds(5)) << "a pass takes until it is believed";
+}
+
+TEST_F(PollLoopTest, WithoutACycleThereIsALookAllTheSame) {
+    LoopSettings settings;
+    settings.cycle = Milliseconds(0);
+    makeLoop(settings);
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    const Time sent = readOnce(readFrame());
+    driver_.offer(readFrame());
+    stepUntil([this] { return transport_.sent.size() == 2; });
+    EXPECT_EQ(clock_.now() - sent, Milliseconds(5));
+    EXPECT_THAT(listener_.steps, ElementsAre("in step"));
+}
+
+TEST_F(PollLoopTest, ALookLastsTwiceAsLongAsTheSlowestReplyOfLate) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    transport_.deliveryTime = Milliseconds(20);
+    Time sent = readOnce(readFrame());
+    untilInStep();
+    EXPECT_EQ(clock_.now() - sent, Milliseconds(40));
+    transport_.deliveryTime = Milliseconds(1);
+    sent = readOnce(readFrame(16));
+    untilInStep();
+    EXPECT_EQ(clock_.now() - sent, Milliseconds(40)) << "the PLC may be as slow again";
+    clock_.advance(std::chrono::seconds(4));
+    sent = readOnce(readFrame(24));
+    untilInStep();
+    EXPECT_EQ(clock_.now() - sent, Milliseconds(5));
+}
+
+TEST_F(PollLoopTest, AHandshakeReplyTellsHowSlowThePlcIsToo) {
+    transport_.deliveryTime = Milliseconds(30);
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    transport_.deliveryTime = Milliseconds(0);
+    const Time sent = readOnce(readFrame());
+    untilInStep();
+    EXPECT_EQ(clock_.now() - sent, Milliseconds(60));
+}
+
+TEST_F(PollLoopTest, ALookLastsNoLongerThanTheTimeLimitOfAReply) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    transport_.deliveryTime = Milliseconds(1500);
+    const Time sent = readOnce(readFrame());
+    untilInStep();
+    EXPECT_EQ(clock_.now() - sent, Milliseconds(2000));
+}
+
+TEST_F(PollLoopTest, TheShortestLookCanBeSet) {
+    LoopSettings settings;
+    settings.shortestLook = Milliseconds(25);
+    makeLoop(settings);
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    const Time sent = readOnce(readFrame());
+    untilInStep();
+    EXPECT_EQ(clock_.now() - sent, Milliseconds(25));
+}
+
+TEST_F(PollLoopTest, AReplyThatComesDuringTheLookMakesThePassWorthless) {
+    goOnline();
+    loop_->cyclicListRebuilt(2);
+    driver_.offer(readFrame());
+    driver_.offer(readFrame(16));
+    stepUntil([this] { return driver_.frames.empty(); });
+    transport_.incoming.push_back(readReply());
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.story, ElementsAre("accepted read", "accepted read"));
+    EXPECT_THAT(listener_.steps,
+                ElementsAre("out of step: 15 bytes arrived that nobody asked for; the connection is dropped"));
+    EXPECT_EQ(transport_.closes, 1);
+    EXPECT_EQ(loop_->statistics().badReplies, 1);
+    EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 0);
+}
+
+TEST_F(PollLoopTest, ARepeatThatIsTakenForTheNextReplyIsFoundOutByTheReplyThatIsLeftOver) {
+    goOnline();
+    loop_->cyclicListRebuilt(2);
+    readOnce(readFrame());
+    sendUnanswered(readFrame(16));
+    transport_.incoming.push_back(readReply());  // the repeat
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_THAT(listener_.story, ElementsAre("accepted read", "accepted read"));
+    transport_.incoming.push_back(readReply());  // the answer
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.steps, ElementsAre(HasSubstr("out of step: 15 bytes arrived")));
+}
+
+TEST_F(PollLoopTest, WhatHasComeByTheEndOfTheLookCountsHoweverLateTheLoopIs) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    readOnce(readFrame());
+    steps(1);
+    clock_.advance(Milliseconds(500));
+    transport_.incoming.push_back(readReply());
+    steps(1);
+    EXPECT_THAT(listener_.steps, ElementsAre(HasSubstr("out of step: 15 bytes arrived")));
+}
+
+TEST_F(PollLoopTest, AConnectionThatIsLostDuringTheLookTakesThePassWithIt) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    readOnce(readFrame());
+    transport_.closedByPeer = true;
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.steps, ElementsAre("out of step: the connection was lost: closed by the peer"));
+    EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 0);
+}
+
+TEST_F(PollLoopTest, WhatWasInStepIsNotTakenBackWhenTheConnectionIsLostLater) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    readOnce(readFrame());
+    untilInStep();
+    transport_.closedByPeer = true;
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.steps, ElementsAre("in step"));
+}
+
+TEST_F(PollLoopTest, AReplyThatDoesNotComeTakesThePassWithIt) {
+    goOnline();
+    loop_->cyclicListRebuilt(2);
+    readOnce(readFrame());
+    sendUnanswered(readFrame(16));
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.steps, ElementsAre(HasSubstr("out of step: read of 1 item(s), the first in area 1 at 16")));
+}
+
+TEST_F(PollLoopTest, TheEndComesBeforeThePassIsKnownToBeInStep) {
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    readOnce(readFrame());
+    loop_->shutDown();
+    EXPECT_THAT(listener_.steps, ElementsAre("out of step: the session was ended"));
+}
+
+TEST_F(PollLoopTest, AHandshakeIsNothingToBelieve) {
+    goOnline();
+    steps(10);
+    transport_.closedByPeer = true;
+    stepUntil([this] { return transport_.connections == 2; });
+    EXPECT_THAT(listener_.steps, IsEmpty());
+}
+
+TEST_F(PollLoopTest, ARequestThatIsRefusedForEverDoesNotKeepTheOthersFromBeingBelieved) {
+    goOnline();
+    loop_->cyclicListRebuilt(2);
+    readOnce(readFrame());
+    transport_.answer = [](const QByteArray&) { return refusal(); };
+    driver_.offer(readFrame(16));
+    stepUntil([this] { return !listener_.abandoned.empty(); });
+    EXPECT_EQ(loop_->state(), LoopState::BackingOff);
+    const Time before = clock_.now();
+    transport_.answer = [](const QByteArray& frame) { return goodReply(frame); };
+    driver_.offerHandshake();
+    untilInStep();
+    EXPECT_EQ(clock_.now() - before, Milliseconds(100)) << "the back-off was a look already";
+    EXPECT_EQ(transport_.connections, 1);
+    EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 0);
+}
+
+TEST_F(PollLoopTest, AnswersToOrdersDoNotWaitForTheEndOfThePass) {
+    goOnline();
+    loop_->cyclicListRebuilt(3);
+    readOnce(readFrame());
+    listener_.urgent = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    driver_.reports = {{{kWriteHostId, 5}, true}};
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_THAT(listener_.steps, ElementsAre("write of 1 offered")) << "there is more to do for the driver";
+    driver_.offer(readFrame(16), {kOnceReadHostId, 6});
+    driver_.reports = {{{kOnceReadHostId, 6}, true}};
+    listener_.urgent = false;
+    stepUntil([this] { return driver_.frames.empty(); });
+    const Time before = clock_.now();
+    driver_.offer(readFrame());
+    untilInStep();
+    EXPECT_EQ(clock_.now() - before, Milliseconds(5));
+    EXPECT_THAT(driver_.frames, SizeIs(1)) << "the pass was not over";
+}
+
+TEST_F(PollLoopTest, ALongPassIsBelievedInParts) {
+    goOnline();
+    loop_->cyclicListRebuilt(100);
+    transport_.deliveryTime = Milliseconds(100);
+    for (int i = 0; i < 11; ++i) {
+        driver_.offer(readFrame());
+    }
+    const Time before = clock_.now();
+    stepUntil([this] { return !listener_.steps.empty(); });
+    EXPECT_THAT(listener_.steps, ElementsAre("in step"));
+    EXPECT_EQ(clock_.now() - before, Milliseconds(1200)) << "the eleventh was sent after 1000 ms";
+    EXPECT_EQ(loop_->statistics().cycleTimes().cycles, 0);
+}
+
+TEST_F(PollLoopTest, WithoutTheGuardEveryReplyIsBelievedAtOnce) {
+    LoopSettings settings;
+    settings.guardValues = false;
+    makeLoop(settings);
+    goOnline();
+    loop_->cyclicListRebuilt(2);
+    const Time sent = readOnce(readFrame());
+    transport_.incoming.push_back(readReply());
+    driver_.offer(readFrame(16));
+    untilInStep();
+    EXPECT_EQ(clock_.now(), sent);
+    EXPECT_THAT(transport_.sent, SizeIs(1));
+}
+
+TEST_F(PollLoopTest, AWriteThatTheDriverOffersIsToldEvenWhenItIsNotSent) {
+    goOnline();
+    transport_.closedByPeer = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    driver_.retryLimit = 0;
+    stepUntil([this] { return loop_->state() == LoopState::GivingUp; });
+    EXPECT_THAT(transport_.sent, IsEmpty());
+    EXPECT_THAT(listener_.steps, ElementsAre("write of 1 offered"));
 }
 
 TEST(DriverReports, OneCollectorAtATime) {

@@ -17,6 +17,7 @@ TEST(Statistics, MinimumMedianAndMaximumOfThree) {
     EXPECT_EQ(statistics.cycleTimes().minimum, Time(10));
     EXPECT_EQ(statistics.cycleTimes().median, Time(20));
     EXPECT_EQ(statistics.cycleTimes().maximum, Time(30));
+    EXPECT_EQ(statistics.cycleTimes().last, Time(20));
     EXPECT_EQ(statistics.cycleTimes().cycles, 3);
 }
 

@@ -12,15 +12,22 @@
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "tools/host/clock.h"
 #include "tools/host/order_book.h"
-#include "tools/host/reception_log.h"
 #include "tools/host/session_types.h"
 #include "tools/host/tag.h"
 
 namespace ac500::host {
+
+// A copy of what the driver's image held of a tag when the line had been found in step.
+struct StoredValue {
+    HostValues values;
+    Time received{0};  // the oldest of its bytes
+};
 
 struct SharedWork {
     explicit SharedWork(int requestBytes) : orders(requestBytes) {}
@@ -33,7 +40,7 @@ struct SharedWork {
     OrderBook orders;
 
     // From the loop thread
-    ReceptionLog received;
+    std::unordered_map<std::string, StoredValue> values;  // by the text of the tag: of those that were polled or read
     SessionStatus status;
     std::deque<SessionEvent> events;  // the latest of status.events
 

@@ -125,29 +125,33 @@ std::optional<Order> HostSession::order(std::int32_t serial) const {
 TagValue HostSession::value(const Tag& tag) const {
     const std::vector<ByteRun> runs = tag.byteRuns();
     TagValue value;
-    WriteView write;
-    {
-        Handover::Access work = handover_.access();
-        const Time now = parts_.clock.now();
-        const std::optional<Time> oldest = work->received.oldest(runs);
-        write = work->orders.view(runs, oldest, now);
-        if (oldest) {
-            const Time slowest = std::max<Time>(settings_.loop.cycle, work->status.statistics.cycleTimes().median);
-            const Time staleAge = std::max<Time>(kShortestStaleAge, kCyclesUntilStale * slowest);
-            const bool isStale = !work->status.isOnline || now - *oldest > staleAge;
-            value.state = isStale ? ValueState::Stale : ValueState::Fresh;
-            value.age = std::chrono::duration_cast<Milliseconds>(now - *oldest);
-            value.isKnown = write.kind != WriteView::Kind::Failed || *oldest > write.ended;
-        }
+    Handover::Access work = handover_.access();
+    const Time now = parts_.clock.now();
+    const auto stored = work->values.find(tag.text);
+    const bool isStored = stored != work->values.end();
+    const std::optional<Time> received = isStored ? std::optional<Time>(stored->second.received) : std::nullopt;
+    const WriteView write = work->orders.view(runs, received, now);
+    if (isStored) {
+        const bool isStale = !work->status.isOnline || now - *received > staleAge(work->status.statistics);
+        value.state = isStale ? ValueState::Stale : ValueState::Fresh;
+        value.age = std::chrono::duration_cast<Milliseconds>(now - *received);
+        value.isKnown = write.kind != WriteView::Kind::Failed || *received > write.ended;
     }
     if (write.kind != WriteView::Kind::None) {
         value.state = write.kind == WriteView::Kind::Failed ? ValueState::WriteFailed : ValueState::WritePending;
         value.failure = write.failure;
     }
     if (value.isKnown) {
-        value.values = access_.imageValues(tag);
+        value.values = stored->second.values;
     }
     return value;
+}
+
+// The last pass counts by itself: the median may not know yet that the PLC has become slow.
+Time HostSession::staleAge(const Statistics& statistics) const {
+    const CycleTimes cycle = statistics.cycleTimes();
+    const Time slowest = std::max<Time>({settings_.loop.cycle, cycle.median, cycle.last});
+    return std::max<Time>(kShortestStaleAge, kCyclesUntilStale * slowest);
 }
 
 SessionStatus HostSession::status() const {

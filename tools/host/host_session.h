@@ -24,7 +24,7 @@ namespace ac500::host {
 enum class ValueState {
     NeverReceived,  // the PLC has not sent it yet
     Fresh,
-    Stale,         // older than three cycles (and than two seconds), or the link is down
+    Stale,         // older than three cycles with their looks (and than two seconds), or the link is down
     WritePending,  // ordered, on its way, or accepted by the PLC and not read again yet
     WriteFailed,   // the last write failed; shown for ten seconds, and until the value was read again
 };
@@ -34,7 +34,8 @@ const char* valueStateName(ValueState state);
 
 struct TagValue {
     ValueState state = ValueState::NeverReceived;
-    // True when `values` is what the PLC sent last; while a write is pending it may be the written value already.
+    // True when `values` is what the PLC sent, as it was last known to be in step; after a failed write not before the
+    // value was read again.
     bool isKnown = false;
     HostValues values;
     std::optional<Milliseconds> age;  // since the oldest of its bytes was received
@@ -76,6 +77,7 @@ public:
     // The state of an order; nothing for a serial that is unknown or long ended.
     std::optional<Order> order(std::int32_t serial) const;
 
+    // Known of tags that were polled, and of those that were read once.
     TagValue value(const Tag& tag) const;
 
     SessionStatus status() const;
@@ -86,6 +88,8 @@ public:
     void waitForChange(Milliseconds timeout) const;
 
 private:
+    Time staleAge(const Statistics& statistics) const;
+
     // Constant after construction
     const Parts parts_;
     const SessionSettings settings_;

@@ -94,12 +94,20 @@ void OrderBook::handedOver(std::int32_t serial, Time now) {
     }
 }
 
-const Order* OrderBook::succeeded(std::int32_t serial, Time now) {
+void OrderBook::answered(std::int32_t serial, Time now) {
+    if (Order* order = openOrder(serial)) {
+        order->answered = now;
+        moveTo(*order, OrderStep::Answered);
+        readingIsAnswered_ = readingIsAnswered_ || openOrder(order->forWrite) != nullptr;
+    }
+}
+
+const Order* OrderBook::succeeded(std::int32_t serial) {
     Order* order = openOrder(serial);
     if (order == nullptr) {
         return nullptr;
     }
-    end(*order, OrderStep::Succeeded, now);
+    end(*order, OrderStep::Succeeded, order->answered);
     return openOrder(order->forWrite);
 }
 
@@ -140,6 +148,7 @@ void OrderBook::moveTo(Order& order, OrderStep step) {
         writesUnderway_ += change;
         if (mustReadFirst(order.tag)) {
             bitWriteUnderway_ = isWithDriver(step);
+            readingIsAnswered_ = false;
         }
     }
     order.step = step;

@@ -2,9 +2,9 @@
 // a word. The driver alone does not: it reports only the variables of the request that failed and drops everything else
 // of the same kind that waits (quirk 10), and it drops silently what exceeds its queue of one-shot reads (quirk 12).
 //
-// An order goes Waiting -> (ReadingFirst ->) WithDriver -> Succeeded or Failed; from every step it can fail. Bits are
-// written as the variable that holds them, made from what the driver's image has: so before a bit write goes to the
-// driver the book orders a reading of that variable, and the write ends with it if it fails.
+// An order goes Waiting -> (ReadingFirst ->) WithDriver -> Answered -> Succeeded or Failed; from every step it can fail.
+// Bits are written as the variable that holds them, made from what the driver's image has: so before a bit write goes to
+// the driver the book orders a reading of that variable, and the write ends with it if it fails.
 //
 // Not thread-safe; the session's lock guards it.
 #ifndef AC500_TOOLS_HOST_ORDER_BOOK_H
@@ -28,6 +28,7 @@ enum class OrderStep {
     Waiting,       // with this host: the link is not up, or an earlier order must end first
     ReadingFirst,  // a bit write: the variable that holds the bit is being read
     WithDriver,    // handed over, not reported yet
+    Answered,      // the driver reports success; whether the reply was its own is not known yet
     Succeeded,     // the PLC has accepted the write, or sent the value
     Failed,
 };
@@ -43,6 +44,7 @@ struct Order {
     OrderStep step = OrderStep::Waiting;
     Time ordered{0};
     Time handedOver{0};  // to the driver
+    Time answered{0};    // of a succeeded one this is when it ended, too
     Time ended{0};
     Failure failure;  // of a failed one
 
@@ -81,20 +83,23 @@ public:
     // The oldest waiting read, if the driver's queue has room for it, or never will; else null.
     const Order* nextRead() const;
 
-    // Serials that do not exist or have ended already are ignored in the following four.
+    // Serials that do not exist or have ended already are ignored in the following five.
     // Orders the reading that the bit write needs. REQUIRES: a waiting write
     void readFirst(std::int32_t serial, Time now);
     // A bit write only after its reading: succeeded() says when.
     void handedOver(std::int32_t serial, Time now);
-    // The bit write that waited for this reading, and is to go to the driver before the image changes again; else null.
-    const Order* succeeded(std::int32_t serial, Time now);
+    // It is not with the driver any more, and not urgent.
+    void answered(std::int32_t serial, Time now);
+    // REQUIRES: answered. Returns the bit write that waited for this reading, and is to go to the driver before the image
+    // changes again; else null.
+    const Order* succeeded(std::int32_t serial);
     // A bit write that waited for this reading fails with it.
     void failed(std::int32_t serial, const Failure& failure, Time now);
 
     // The orders of a kind at a step, oldest first.
     std::vector<std::int32_t> at(OrderKind kind, OrderStep step) const;
     // Has the driver anything that must not wait for the next pass over the cyclic list, or is it about to get it?
-    bool anyUrgent() const { return writesUnderway_ > 0 || queuedRequests_ > 0; }
+    bool anyUrgent() const { return queuedRequests_ > 0 || (writesUnderway_ > 0 && !readingIsAnswered_); }
     // Fails the writes that have waited longer than `limit`.
     void expireWrites(Time now, Milliseconds limit, const Failure& reason);
     // Is the driver holding a write that was ordered longer than `limit` ago?
@@ -123,9 +128,10 @@ private:
     const int requestBytes_;
     Lane writes_;
     Lane reads_;
-    int writesUnderway_ = 0;         // at ReadingFirst or WithDriver
-    bool bitWriteUnderway_ = false;  // one of them is a bit write
-    int queuedRequests_ = 0;         // of the reads WithDriver
+    int writesUnderway_ = 0;          // at ReadingFirst or WithDriver
+    bool bitWriteUnderway_ = false;   // one of them is a bit write; then it is the only one
+    bool readingIsAnswered_ = false;  // the reading that it waits for
+    int queuedRequests_ = 0;          // of the reads WithDriver
     std::int32_t lastSerial_ = 0;
 };
 

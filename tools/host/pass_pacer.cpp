@@ -20,12 +20,14 @@ void PassPacer::readSent(Time now) {
 }
 
 // One-shot reads are counted along: they make a pass end early at most, and the next one begins where it ended.
-std::optional<Time> PassPacer::readsAnswered(int reads, Time now) {
-    if (!isRunning_) {
-        return std::nullopt;
+void PassPacer::readsAnswered(int reads) {
+    if (isRunning_) {
+        answered_ += reads;
     }
-    answered_ += reads;
-    if (answered_ < listReads_) {
+}
+
+std::optional<Time> PassPacer::lineQuiet(Time now) {
+    if (!isAnswered()) {
         return std::nullopt;
     }
     isRunning_ = false;

@@ -16,6 +16,12 @@ namespace {
 constexpr Milliseconds kIdleTurn{5};
 constexpr Milliseconds kAtOnce{0};
 
+// A long pass is believed in parts, so that a connection that is lost now and then does not take everything with it.
+constexpr Time kLongestWindow = std::chrono::seconds(1);
+
+// So many times the slowest reply: a PLC that is out of step may still be at the request before the last.
+constexpr int kRepliesPerLook = 2;
+
 // A driver that gives up nothing in so many turns never will.
 constexpr int kMostTurnsToGiveUp = 10000;
 
@@ -115,7 +121,7 @@ Milliseconds PollLoop::step() {
 }
 
 bool PollLoop::takesWork() const {
-    return state_ == LoopState::Exchanging && (link_ == Link::SessionOpen || head_ == Head::None);
+    return state_ == LoopState::Exchanging && (link_ == Link::SessionOpen || head_ == Head::None) && !lookIsDue();
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -142,17 +148,20 @@ Milliseconds PollLoop::continueConnecting() {
         ++statistics_.connections;
         state_ = LoopState::Exchanging;
     } else if (result.status == ConnectStatus::Failed) {
-        fail({FailureKind::Tcp, fmt::format("no connection to {}: {}; is the PLC on, and are address and port right?",
-                                            settings_.plc.text(), result.reason)});
-        closeConnection();
-        backOff();
+        notConnected(fmt::format("no connection to {}: {}; is the PLC on, and are address and port right?",
+                                 settings_.plc.text(), result.reason));
     } else if (clock_.now() >= connectDeadline_) {
-        fail({FailureKind::Tcp, fmt::format("no connection to {} within {} ms; is the PLC on, and is it reachable?",
-                                            settings_.plc.text(), settings_.connectTimeout.count())});
-        closeConnection();
-        backOff();
+        notConnected(fmt::format("no connection to {} within {} ms; is the PLC on, and is it reachable?",
+                                 settings_.plc.text(), settings_.connectTimeout.count()));
     }
     return kAtOnce;
+}
+
+void PollLoop::notConnected(const std::string& what) {
+    const Failure reason{FailureKind::Tcp, what};
+    fail(reason);
+    closeConnection(reason);
+    backOff();
 }
 
 void PollLoop::backOff() {
@@ -174,19 +183,21 @@ Milliseconds PollLoop::waitForBackOff() {
 // ---------------------------------------------------------------------------------------------------------------------
 
 Milliseconds PollLoop::sendNext() {
+    if (lookIsDue()) {
+        return look();
+    }
     if (mustWaitForPass()) {
         return waitForPass();
     }
-    Protocol* frame = driver_.nextRequest();
-    if (frame == nullptr) {
+    const std::optional<Offer> offer = nextOffer();
+    if (!offer) {
         head_ = Head::None;
         return nothingToSend();
     }
     if (head_ == Head::None) {
         head_ = Head::Unsent;
     }
-    const RequestFrame request = parseRequest(frame->frame);
-    if (link_ == Link::SessionStale && request.service != Service::Hello) {
+    if (link_ == Link::SessionStale && offer->request.service != Service::Hello) {
         startGivingUp({FailureKind::Request, "the session with the PLC ended with the earlier connection"});
         return kAtOnce;
     }
@@ -194,9 +205,21 @@ Milliseconds PollLoop::sendNext() {
         link_ = Link::NoSession;
     }
     if (streamIsQuiet()) {
-        sendRequest(frame, request);
+        sendRequest(offer->frame, offer->request);
     }
     return kAtOnce;
+}
+
+std::optional<PollLoop::Offer> PollLoop::nextOffer() {
+    Protocol* frame = driver_.nextRequest();
+    if (frame == nullptr) {
+        return std::nullopt;
+    }
+    Offer offer{frame, parseRequest(frame->frame)};
+    if (offer.request.service == Service::Write) {
+        listener_.writeOffered(offer.request);
+    }
+    return offer;
 }
 
 Milliseconds PollLoop::nothingToSend() {
@@ -210,11 +233,12 @@ void PollLoop::sendRequest(Protocol* frame, const RequestFrame& request) {
     }
     statistics_.retries += head_ == Head::Failed ? 1 : 0;
     head_ = Head::Sent;
-    exchange_ = Exchange{frame, request, now + settings_.replyTimeout};
+    exchange_ = Exchange{frame, request, now, now + settings_.replyTimeout};
     if (!transport_.send(frame->frame)) {
         connectionLost(failureOf(request, "the connection was lost while it was sent"));
         return;
     }
+    lastSent_ = clock_.now();
     ++statistics_.framesSent;
     statistics_.bytesSent += frame->frame.size();
 }
@@ -254,6 +278,47 @@ Milliseconds PollLoop::waitForPass() {
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
+// The quiet look
+// ---------------------------------------------------------------------------------------------------------------------
+
+bool PollLoop::lookIsDue() const {
+    return windowBegan_ && (!settings_.guardValues || mustLook_ || pacer_.isAnswered() ||
+                            clock_.now() >= *windowBegan_ + kLongestWindow);
+}
+
+// Begins when the last reply was accepted, and nothing is sent until it is over. What counts is what had arrived at its
+// end or later, so the time is taken first.
+Milliseconds PollLoop::look() {
+    const Time left = lastSent_ + lookLength() - clock_.now();
+    if (!streamIsQuiet()) {
+        return kAtOnce;
+    }
+    if (left > Time(0)) {
+        return std::min(roundUp(left), settings_.slice);
+    }
+    lineFoundQuiet();
+    return kAtOnce;
+}
+
+// From the last request on.
+Time PollLoop::lookLength() const {
+    if (!settings_.guardValues) {
+        return Time(0);
+    }
+    const Time wanted = std::max<Time>(kRepliesPerLook * replyTimes_.slowest(clock_.now()), settings_.shortestLook);
+    return std::min<Time>(wanted, settings_.replyTimeout);
+}
+
+void PollLoop::lineFoundQuiet() {
+    windowBegan_.reset();
+    mustLook_ = false;
+    if (const std::optional<Time> duration = pacer_.lineQuiet(clock_.now())) {
+        statistics_.addCycle(*duration);
+    }
+    listener_.lineInStep();
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
 // Receiving
 // ---------------------------------------------------------------------------------------------------------------------
 
@@ -285,6 +350,8 @@ Milliseconds PollLoop::receiveReply() {
 }
 
 void PollLoop::replyArrived() {
+    const Time now = clock_.now();
+    replyTimes_.add(now, now - exchange_->sent);
     const RequestFrame request = exchange_->request;
     const int surplus = assembler_.surplus();
     const QByteArray reply = assembler_.takeReply();
@@ -358,16 +425,16 @@ void PollLoop::accepted(const RequestFrame& request, const QByteArray& reply) {
         return;
     }
     nextBackOff_ = settings_.firstBackOff;
+    windowBegan_ = windowBegan_.value_or(clock_.now());
     listener_.replyAccepted(request, reply);
-    for (const VariableReport& report : reports_.take()) {
+    const std::vector<VariableReport> reports = reports_.take();
+    for (const VariableReport& report : reports) {
         listener_.variableReported(report);
     }
-    if (request.service != Service::Read) {
-        return;
-    }
-    const int reads = static_cast<int>(request.items.size());
-    if (const std::optional<Time> duration = pacer_.readsAnswered(reads, clock_.now())) {
-        statistics_.addCycle(*duration);
+    // Whoever gave the orders is not to wait for the end of a long pass.
+    mustLook_ = mustLook_ || (!reports.empty() && !listener_.hasUrgentWork());
+    if (request.service == Service::Read) {
+        pacer_.readsAnswered(static_cast<int>(request.items.size()));
     }
 }
 
@@ -375,9 +442,11 @@ void PollLoop::handshakeRejected(const RequestFrame& request, const QByteArray& 
     head_ = Head::Unsent;
     ++statistics_.badReplies;
     const int least = request.service == Service::Hello ? wire::kHelloReplyBytes : wire::kSymbolsReplyBytes;
-    fail(failureOf(request, fmt::format("the reply has {} bytes, at least {} were expected; is {} a PLC of this kind?",
-                                        reply.size(), least, settings_.plc.text())));
-    closeConnection();
+    const Failure reason =
+        failureOf(request, fmt::format("the reply has {} bytes, at least {} were expected; is {} a PLC of this kind?",
+                                       reply.size(), least, settings_.plc.text()));
+    fail(reason);
+    closeConnection(reason);
     backOff();
 }
 
@@ -388,7 +457,7 @@ void PollLoop::handshakeRejected(const RequestFrame& request, const QByteArray& 
 void PollLoop::connectionLost(const Failure& reason) {
     fail(reason);
     const bool mayHaveSession = link_ == Link::SessionOpen || link_ == Link::SessionStale;
-    closeConnection();
+    closeConnection(reason);
     if (exchange_ || mayHaveSession) {
         startGivingUp(reason);
     } else {
@@ -396,9 +465,16 @@ void PollLoop::connectionLost(const Failure& reason) {
     }
 }
 
-void PollLoop::closeConnection() {
+// The next connection begins empty, and with that in step.
+void PollLoop::closeConnection(const Failure& reason) {
     transport_.close();
     link_ = Link::Down;
+    pacer_.passAbandoned();
+    mustLook_ = false;
+    if (windowBegan_) {
+        windowBegan_.reset();
+        listener_.lineOutOfStep(reason);
+    }
 }
 
 void PollLoop::startGivingUp(const Failure& reason) {
@@ -409,12 +485,12 @@ void PollLoop::startGivingUp(const Failure& reason) {
 // Ends when the driver has abandoned a request, wants to open a session anyway, or has nothing to send. In the last
 // case it goes on believing in its session, and the first frame on the next connection shows that (sendNext).
 Milliseconds PollLoop::giveUpOnce() {
-    Protocol* frame = driver_.nextRequest();
-    const bool opensSession = frame != nullptr && parseRequest(frame->frame).service == Service::Hello;
+    const std::optional<Offer> offer = nextOffer();
+    const bool opensSession = offer && offer->request.service == Service::Hello;
     // The request in flight failed: that counts, whatever the driver offers.
     const bool wasInFlight = exchange_.has_value();
     exchange_.reset();
-    if (frame != nullptr && (wasInFlight || !opensSession)) {
+    if (offer && (wasInFlight || !opensSession)) {
         if (!feedEmptyReply(giveUpReason_)) {
             return kAtOnce;
         }
@@ -446,6 +522,8 @@ void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
     ++statistics_.abandoned;
     link_ = isConnected() ? Link::NoSession : Link::Down;
     pacer_.passAbandoned();
+    // A PLC that refuses one request for ever must not keep all others from being believed.
+    mustLook_ = isConnected();
     const bool wasSent = head_ == Head::Sent || head_ == Head::Failed;
     head_ = Head::Unsent;
     const AbandonedRequest request{kindOf(result), result.status, wasSent, reason, reports_.take()};
@@ -454,17 +532,18 @@ void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
 
 void PollLoop::giveUpUrgentWork(const Failure& reason) {
     for (int turn = 0; listener_.hasUrgentWork() && turn < kMostTurnsToGiveUp; ++turn) {
-        if (driver_.nextRequest() != nullptr) {
+        if (nextOffer()) {
             feedEmptyReply(reason);
         }
     }
 }
 
 void PollLoop::shutDown() {
-    closeConnection();
+    const Failure reason{FailureKind::Request, "the session was ended"};
+    closeConnection(reason);
     exchange_.reset();
     state_ = LoopState::Disconnected;
-    giveUpUrgentWork({FailureKind::Request, "the session was ended"});
+    giveUpUrgentWork(reason);
 }
 
 void PollLoop::fail(const Failure& failure) {

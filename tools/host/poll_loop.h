@@ -5,8 +5,10 @@
 // nothing needs to be done. All calls come from one thread, which is the driver's "loop thread".
 //
 // The wire has no transaction number: a reply is the answer to the request before it because nothing else says so.
-// The loop protects the values with three rules. A connection on which a reply did not come in time is never used
-// again. Bytes that nobody asked for end the connection. A reply that cannot be the answer counts as none.
+// The loop protects the values with four rules. A connection on which a reply did not come in time is never used
+// again. Bytes that nobody asked for end the connection. A reply that cannot be the answer counts as none. And what was
+// accepted is to be believed only when the line was found quiet afterwards, for long enough: had one of the replies been
+// another's, one would be left over and come. Such a quiet look ends every pass over the cyclic list.
 #ifndef AC500_TOOLS_HOST_POLL_LOOP_H
 #define AC500_TOOLS_HOST_POLL_LOOP_H
 
@@ -20,6 +22,7 @@
 #include "tools/host/failure.h"
 #include "tools/host/pass_pacer.h"
 #include "tools/host/reply_assembler.h"
+#include "tools/host/reply_times.h"
 #include "tools/host/request_frame.h"
 #include "tools/host/statistics.h"
 #include "tools/host/transport.h"
@@ -41,11 +44,15 @@ struct LoopSettings {
     Milliseconds connectTimeout{3000};
     Milliseconds replyTimeout{2000};
     Milliseconds cycle{100};  // from the start of one pass over the cyclic list to the start of the next
+    // A quiet look lasts until twice the slowest reply of late has passed since the last request, and at least so long;
+    // at most `replyTimeout`.
+    Milliseconds shortestLook{5};
     Milliseconds firstBackOff{100};
     Milliseconds longestBackOff{5000};
     Milliseconds slice{50};  // longest time that one step blocks in the transport
 
-    // False keeps a connection after a timeout and reads whatever arrives as the reply: only to show what that does.
+    // False keeps a connection after a timeout, reads whatever arrives as the reply, and believes it at once: only to
+    // show what that does.
     bool guardValues = true;
 };
 
@@ -65,10 +72,18 @@ struct AbandonedRequest {
 class LoopListener {
 public:
     virtual ~LoopListener() = default;
-    // The driver took `reply` as the good answer to `request` and has stored it.
+    // The driver took `reply` as the good answer to `request` and has stored it. Whether it was is known later: with
+    // lineInStep, or lineOutOfStep.
     virtual void replyAccepted(const RequestFrame& request, const QByteArray& reply) = 0;
     // The driver reports a write or a one-shot read that has reached its end. Comes after replyAccepted.
     virtual void variableReported(const VariableReport& report) = 0;
+    // The line was found quiet: every reply accepted so far was the answer to its request.
+    virtual void lineInStep() = 0;
+    // That will never be known of the replies accepted since the last lineInStep: any of them may have been another's.
+    // Not called when there were none.
+    virtual void lineOutOfStep(const Failure& reason) = 0;
+    // The driver has made a write request: from now on its image may hold what the PLC does not have.
+    virtual void writeOffered(const RequestFrame& request) = 0;
     virtual void requestAbandoned(const AbandonedRequest& request) = 0;
     // Something failed, in words for people. The loop goes on by itself.
     virtual void failed(const Failure& failure) = 0;
@@ -108,6 +123,7 @@ public:
     bool isOnline() const { return state_ == LoopState::Exchanging && link_ == Link::SessionOpen; }
     // May new work be handed to the driver? Not before its session is open: it drops all pending writes together with a
     // request that it gives up, and until then that is likely. But a driver that has nothing to send opens no session.
+    // And not during a quiet look: nothing would be sent.
     bool takesWork() const;
     const Statistics& statistics() const { return statistics_; }
 
@@ -129,24 +145,38 @@ private:
         Failed,  // it was sent and failed; the driver keeps it and offers it again
     };
 
-    // A request that was sent and whose end the driver has not been told yet.
-    struct Exchange {
+    // A request that the driver wants sent.
+    struct Offer {
         Protocol* frame;  // owned by the driver; the head of its queue until DataCom removes it
         RequestFrame request;
+    };
+
+    // A request that was sent and whose end the driver has not been told yet.
+    struct Exchange {
+        Protocol* frame;  // as of Offer
+        RequestFrame request;
+        Time sent;
         Time deadline;
     };
 
     Milliseconds startConnecting();
     Milliseconds continueConnecting();
+    void notConnected(const std::string& what);
     Milliseconds giveUpOnce();
     Milliseconds waitForBackOff();
 
     Milliseconds sendNext();
+    std::optional<Offer> nextOffer();
     Milliseconds nothingToSend();
     void sendRequest(Protocol* frame, const RequestFrame& request);
     bool streamIsQuiet();
     bool mustWaitForPass() const;
     Milliseconds waitForPass();
+
+    bool lookIsDue() const;
+    Milliseconds look();
+    Time lookLength() const;
+    void lineFoundQuiet();
 
     Milliseconds receiveReply();
     void replyArrived();
@@ -157,7 +187,7 @@ private:
     void handshakeRejected(const RequestFrame& request, const QByteArray& reply);
 
     void connectionLost(const Failure& reason);
-    void closeConnection();
+    void closeConnection(const Failure& reason);
     void startGivingUp(const Failure& reason);
     bool feedEmptyReply(const Failure& reason);
     void abandoned(const RW_VAR& result, const Failure& reason);
@@ -177,6 +207,10 @@ private:
     std::optional<Exchange> exchange_;
     ReplyAssembler assembler_;
     PassPacer pacer_;
+    ReplyTimes replyTimes_;
+    Time lastSent_{0};
+    std::optional<Time> windowBegan_;  // when the first reply was accepted that is not known to be in step
+    bool mustLook_ = false;            // what is accepted is not to wait for the end of the pass
     Time connectDeadline_{0};
     Time retryAt_{0};
     Milliseconds nextBackOff_;

@@ -11,38 +11,61 @@ std::uint64_t pageKey(int area, std::int64_t page) {
            static_cast<std::uint32_t>(page & 0xFFFFFFFF);
 }
 
+// Calls visit(page, first byte in it, bytes) for each page that a run lies on.
+template <typename Visit>
+void forEachPage(const ByteRun& run, std::int64_t pageBytes, Visit visit) {
+    for (std::int64_t done = 0; done < run.size;) {
+        const std::int64_t address = run.address + done;
+        const std::int64_t inPage = address % pageBytes;
+        const std::int64_t count = std::min(run.size - done, pageBytes - inPage);
+        visit(pageKey(run.area, address / pageBytes), inPage, count);
+        done += count;
+    }
+}
+
 }  // namespace
 
 void ReceptionLog::record(const std::vector<ByteRun>& items, Time now) {
+    if (unconfirmed_.empty()) {
+        firstUnconfirmed_ = now;
+    }
+    unconfirmed_.insert(unconfirmed_.end(), items.begin(), items.end());
+    note(items, now);
+}
+
+void ReceptionLog::forget(const std::vector<ByteRun>& items) {
+    note(items, kNever);
+}
+
+void ReceptionLog::discard() {
+    forget(unconfirmed_);
+    unconfirmed_.clear();
+}
+
+void ReceptionLog::note(const std::vector<ByteRun>& items, Time time) {
     for (const ByteRun& item : items) {
-        for (std::int64_t done = 0; done < item.size;) {
-            const std::int64_t address = item.address + done;
-            const std::int64_t inPage = address % kPageBytes;
-            const std::int64_t count = std::min(item.size - done, kPageBytes - inPage);
-            Page& page = pages_[pageKey(item.area, address / kPageBytes)];
-            std::fill_n(page.receivedAt.begin() + inPage, count, now);
-            done += count;
-        }
+        forEachPage(item, kPageBytes, [&](std::uint64_t key, std::int64_t first, std::int64_t count) {
+            std::fill_n(pages_[key].receivedAt.begin() + first, count, time);
+        });
     }
 }
 
-std::optional<Time> ReceptionLog::oldest(const std::vector<ByteRun>& runs) const {
-    std::optional<Time> result;
+std::optional<Reception> ReceptionLog::reception(const std::vector<ByteRun>& runs) const {
+    Reception reception{Time::max(), kNever};
     for (const ByteRun& run : runs) {
-        for (std::int64_t i = 0; i < run.size; ++i) {
-            const Time received = receivedAt(run.area, run.address + i);
-            if (received == kNever) {
-                return std::nullopt;
+        forEachPage(run, kPageBytes, [&](std::uint64_t key, std::int64_t first, std::int64_t count) {
+            const auto page = pages_.find(key);
+            if (page == pages_.end()) {
+                reception.oldest = kNever;
+                return;
             }
-            result = result ? std::min(*result, received) : received;
-        }
+            const auto begin = page->second.receivedAt.begin() + first;
+            const auto [oldest, newest] = std::minmax_element(begin, begin + count);
+            reception = {std::min(reception.oldest, *oldest), std::max(reception.newest, *newest)};
+        });
     }
-    return result;
-}
-
-Time ReceptionLog::receivedAt(int area, std::int64_t address) const {
-    const auto page = pages_.find(pageKey(area, address / kPageBytes));
-    return page == pages_.end() ? kNever : page->second.receivedAt[static_cast<std::size_t>(address % kPageBytes)];
+    const bool isWhole = reception.oldest != kNever && reception.newest != kNever;
+    return isWhole ? std::optional<Reception>(reception) : std::nullopt;
 }
 
 }  // namespace ac500::host

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace ac500::host {
 
@@ -100,6 +101,10 @@ void SessionWorker::giveWorkToDriver(PollLoop& loop) {
         loop.giveUpUrgentWork(reason);
     }
     if (tags) {
+        polled_.clear();
+        for (const Tag& tag : *tags) {
+            polled_.push_back({tag, tag.byteRuns()});
+        }
         loop.cyclicListRebuilt(parts_.access.rebuildCyclicList(*tags));
     }
     if (loop.takesWork()) {
@@ -157,6 +162,8 @@ void SessionWorker::startWaitingWrites() {
 
 void SessionWorker::startWrite(const Order& write) {
     parts_.handover.access()->orders.handedOver(write.serial, parts_.clock.now());
+    // While communication has failed the driver shows what is written at once (quirk 25).
+    received_.forget(write.runs);
     if (!parts_.access.write(write.tag, write.values, write.serial)) {
         orderFailed(write.serial, {FailureKind::Name, "the driver refuses to write it"});
     }
@@ -166,48 +173,129 @@ void SessionWorker::startWrite(const Order& write) {
 // What became of them
 // ---------------------------------------------------------------------------------------------------------------------
 
-// A bit write that waited for this reading goes on at once: the driver makes the new value of the variable from the bits
-// that have just come in.
-void SessionWorker::orderSucceeded(std::int32_t serial) {
-    std::optional<Order> write;
-    {
-        Handover::Access work = parts_.handover.access();
-        if (const Order* waiting = work->orders.succeeded(serial, parts_.clock.now())) {
-            write = *waiting;
-        }
-    }
-    if (write) {
-        startWrite(*write);
-    }
-}
-
 void SessionWorker::orderFailed(std::int32_t serial, const Failure& failure) {
     parts_.handover.access()->orders.failed(serial, failure, parts_.clock.now());
 }
 
 void SessionWorker::replyAccepted(const RequestFrame& request, const QByteArray&) {
-    if (request.service != Service::Read) {
-        return;
-    }
-    const Time now = parts_.clock.now();
-    Handover::Access work = parts_.handover.access();
-    work->received.record(request.items, now);
-    // The driver does not report a string in an array: it is in the cyclic list, and was read when its bytes came.
-    for (const std::int32_t serial : work->orders.at(OrderKind::Read, OrderStep::WithDriver)) {
-        const Order& read = *work->orders.find(serial);
-        const std::optional<Time> oldest = work->received.oldest(read.runs);
-        if (read.tag.isStringInArray() && oldest && *oldest > read.handedOver) {
-            work->orders.succeeded(serial, now);
-        }
+    if (request.service == Service::Read) {
+        received_.record(request.items, parts_.clock.now());
     }
 }
 
 void SessionWorker::variableReported(const VariableReport& report) {
     const bool isOrder = report.id.hostId == kWriteHostId || report.id.hostId == kOnceReadHostId;
     if (isOrder && report.success) {
-        orderSucceeded(report.id.hostSubId);
+        parts_.handover.access()->orders.answered(report.id.hostSubId, parts_.clock.now());
     }
 }
+
+void SessionWorker::writeOffered(const RequestFrame& request) {
+    received_.forget(request.items);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// What is to be believed
+// ---------------------------------------------------------------------------------------------------------------------
+
+// A bit write that waited for its reading goes on at once: the driver makes the new value of the variable from the bits
+// that have just come in.
+void SessionWorker::lineInStep() {
+    const std::vector<Order> reads = readsThatMayEnd();
+    Copies copies = copyReceived(reads);
+    received_.confirm();
+    store(std::move(copies));
+    endAnsweredWrites();
+    for (const Order& read : reads) {
+        if (const std::optional<Order> write = endRead(read)) {
+            startWrite(*write);
+        }
+    }
+}
+
+void SessionWorker::lineOutOfStep(const Failure& reason) {
+    received_.discard();
+    const Time now = parts_.clock.now();
+    const std::string doubt = fmt::format("answered, but perhaps not by its own reply ({})", reason.text);
+    Handover::Access work = parts_.handover.access();
+    for (const std::int32_t serial : work->orders.at(OrderKind::Write, OrderStep::Answered)) {
+        work->orders.failed(serial, {reason.kind, doubt + "; the PLC may or may not have it"}, now);
+    }
+    for (const std::int32_t serial : work->orders.at(OrderKind::Read, OrderStep::Answered)) {
+        work->orders.failed(serial, {reason.kind, doubt}, now);
+    }
+}
+
+// Those that were answered, and those that the driver does not report: a string in an array is in the cyclic list.
+std::vector<Order> SessionWorker::readsThatMayEnd() {
+    std::vector<Order> reads;
+    Handover::Access work = parts_.handover.access();
+    for (const std::int32_t serial : work->orders.at(OrderKind::Read, OrderStep::Answered)) {
+        reads.push_back(*work->orders.find(serial));
+    }
+    for (const std::int32_t serial : work->orders.at(OrderKind::Read, OrderStep::WithDriver)) {
+        const Order& read = *work->orders.find(serial);
+        if (read.tag.isStringInArray()) {
+            reads.push_back(read);
+        }
+    }
+    return reads;
+}
+
+SessionWorker::Copies SessionWorker::copyReceived(const std::vector<Order>& reads) const {
+    Copies copies;
+    for (const PolledTag& polled : polled_) {
+        copyIfReceived(polled.tag, polled.runs, &copies);
+    }
+    for (const Order& read : reads) {
+        copyIfReceived(read.tag, read.runs, &copies);
+    }
+    return copies;
+}
+
+void SessionWorker::copyIfReceived(const Tag& tag, const std::vector<ByteRun>& runs, Copies* copies) const {
+    const std::optional<Reception> reception = received_.reception(runs);
+    if (reception && received_.isUnconfirmed(*reception)) {
+        copies->push_back({tag.text, {parts_.access.imageValues(tag), reception->oldest}});
+    }
+}
+
+void SessionWorker::store(Copies copies) {
+    Handover::Access work = parts_.handover.access();
+    for (auto& [text, value] : copies) {
+        work->values[text] = std::move(value);
+    }
+}
+
+void SessionWorker::endAnsweredWrites() {
+    Handover::Access work = parts_.handover.access();
+    for (const std::int32_t serial : work->orders.at(OrderKind::Write, OrderStep::Answered)) {
+        work->orders.succeeded(serial);
+    }
+}
+
+// Returns the bit write that waited for it.
+std::optional<Order> SessionWorker::endRead(const Order& read) {
+    const std::optional<Reception> reception = received_.reception(read.runs);
+    Handover::Access work = parts_.handover.access();
+    if (read.step == OrderStep::Answered && !reception) {
+        work->orders.failed(read.serial, {FailureKind::Request, "it was written before its reading could be believed"},
+                            parts_.clock.now());
+        return std::nullopt;
+    }
+    if (read.step == OrderStep::WithDriver) {
+        if (!reception || reception->oldest <= read.handedOver) {
+            return std::nullopt;
+        }
+        work->orders.answered(read.serial, reception->newest);
+    }
+    const Order* write = work->orders.succeeded(read.serial);
+    return write == nullptr ? std::nullopt : std::optional<Order>(*write);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// What the driver gave up
+// ---------------------------------------------------------------------------------------------------------------------
 
 void SessionWorker::requestAbandoned(const AbandonedRequest& request) {
     switch (request.kind) {

@@ -19,7 +19,8 @@ CycleTimes Statistics::cycleTimes() const {
     std::array<Time, kKeptCycles> sorted = cycles_;
     const auto middle = sorted.begin() + kept / 2;
     std::nth_element(sorted.begin(), middle, sorted.begin() + kept);
-    return {minimum_, *middle, maximum_, cycleCount_};
+    const Time last = cycles_[static_cast<std::size_t>(cycleCount_ - 1) % kKeptCycles];
+    return {minimum_, *middle, maximum_, last, cycleCount_};
 }
 
 }  // namespace ac500::host

@@ -13,6 +13,7 @@ struct CycleTimes {
     Time minimum{0};
     Time median{0};
     Time maximum{0};
+    Time last{0};
     std::int64_t cycles = 0;  // how many were measured; 0: the times mean nothing
 };
 
@@ -31,7 +32,7 @@ struct Statistics {
 
     std::int64_t reconnects() const { return connections > 0 ? connections - 1 : 0; }
 
-    // A full pass over the cyclic list took `duration`, from its first request to its last reply.
+    // A full pass over the cyclic list took `duration`, from its first request to the end of its quiet look.
     void addCycle(Time duration);
     CycleTimes cycleTimes() const;
 

@@ -24,11 +24,11 @@ public:
 
     // Does the driver resolve the tag to where the symbol file has it? Else *error says what it answers instead.
     bool isKnown(const Tag& tag, std::string* error) const;
-    // What the driver's byte image holds of the tag, whether it was received or not.
-    HostValues imageValues(const Tag& tag) const;
 
     // Loop thread, between two steps of the loop or in what the loop reports
 
+    // What the driver's byte image holds of the tag, whether it was received or not.
+    HostValues imageValues(const Tag& tag) const;
     // Reads these tags in every cycle, and no others. Returns the number of requests then in the cyclic list.
     int rebuildCyclicList(const std::vector<Tag>& tags);
     // Reads a string in an array in every cycle, in addition. Returns the number of requests then in the cyclic list;
