@@ -148,7 +148,8 @@ void Load::checkFate(const WriteLedger::OpenWrite& write, const host::Order& rec
     const Fate fate = parts_.book.fateOf(write.serial);
     const bool done = record.step == host::OrderStep::Succeeded;
     if (!done && fate == Fate::Done && record.answered != host::Time(0)) {
-        return;  // the line was not in step, or was lost before that was known
+        ++writesDoubted_;
+        return;
     }
     if (done ? fate != Fate::Done : fate == Fate::Done || fate == Fate::Open) {
         parts_.findings.add(fmt::format("write {} of {} {}, but to the driver's reports it is {}", write.serial,

@@ -50,6 +50,9 @@ public:
     bool isDrained() const;
     // Heap that the host uses for the texts of the failures among the last thousand writes and reads.
     std::int64_t rememberedBytes() const { return writeTexts_.bytes() + readTexts_.bytes(); }
+    // Writes that the driver reported done, and the host failed all the same: the line was not in step, or was lost before
+    // that was known.
+    std::int64_t writesDoubted() const { return writesDoubted_; }
     std::int64_t readsOrdered() const { return readsOrdered_; }
     std::int64_t readsDone() const { return readsDone_; }
     std::int64_t readsFailed() const { return readsFailed_; }
@@ -73,6 +76,7 @@ private:
     std::atomic<Pace> pace_{Pace::Rest};
     std::atomic<bool> stopping_{false};
     std::atomic<int> ordering_{0};  // threads that are about to order something
+    std::atomic<std::int64_t> writesDoubted_{0};
     std::atomic<std::int64_t> readsOrdered_{0};
     std::atomic<std::int64_t> readsDone_{0};
     std::atomic<std::int64_t> readsFailed_{0};

@@ -18,9 +18,8 @@
 
 namespace ac500::soak {
 
-// The storms draw the kinds of fault up to this one. Repeats come after it: the host does not notice all of them, and shows
-// what a repeat brought under another name.
-constexpr sim::FaultKind kLastDrawnFault = sim::FaultKind::Restart;
+// The storms draw the kinds of fault up to this one: all.
+constexpr sim::FaultKind kLastDrawnFault = sim::FaultKind::Repeat;
 
 using AreaBytes = std::map<int, wire::Bytes>;
 

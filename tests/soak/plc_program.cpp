@@ -30,6 +30,15 @@ namespace {
 using sim::Fault;
 using sim::FaultKind;
 using sim::Service;
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr int kLongestRepeatMs = 100;
+
+// Until the host has noticed a repeat, at the latest two of its cycles after it came, no reply is lost or slow: both in one
+// pass can cancel each other out, and then no host can notice. These faults leave every reply in its place.
+constexpr std::chrono::milliseconds kTwoCycles{300};
+constexpr FaultKind kFaultsAfterRepeat[] = {FaultKind::Length, FaultKind::Status, FaultKind::Glue, FaultKind::Reset,
+                                            FaultKind::Restart};
 
 // Arms a fault now and then. The host waits 400 ms for a reply: delays lie on both sides of that.
 class Storm {
@@ -58,13 +67,20 @@ private:
 
     void strike() {
         sim::FaultSchedule::Armed armed;
-        armed.fault.kind = static_cast<FaultKind>(kind_ != 0 ? kind_ : between(1, static_cast<int>(kLastDrawnFault)));
+        armed.fault.kind = kind_ != 0 ? static_cast<FaultKind>(kind_) : draw();
         armed.fault.argument = argumentOf(armed.fault.kind);
         const int often = between(0, 19);  // mostly once, sometimes until the host gives up
         armed.count = kind_ != 0 || often < 12 ? 1U : static_cast<std::uint32_t>(often < 18 ? between(2, 4) : 8);
         armed.service = kind_ != 0 ? std::nullopt : service();
         arm(armed);
         timer_.start(between(meanMs_ / 5, meanMs_ * 9 / 5));
+    }
+
+    FaultKind draw() {
+        if (armedKind_ == FaultKind::Repeat || SteadyClock::now() < repeatNoticed_) {
+            return kFaultsAfterRepeat[between(0, static_cast<int>(std::size(kFaultsAfterRepeat)) - 1)];
+        }
+        return static_cast<FaultKind>(between(1, static_cast<int>(kLastDrawnFault)));
     }
 
     std::optional<Service> service() {
@@ -86,12 +102,18 @@ private:
                 return between(0, 1) == 0 ? between(-9, -1) : between(1, 9);
             case FaultKind::Glue:
                 return between(2, 3);
+            case FaultKind::Repeat:
+                return between(1, kLongestRepeatMs);
             default:
                 return 0;
         }
     }
 
     void arm(const sim::FaultSchedule::Armed& armed) {
+        if (armedKind_ == FaultKind::Repeat) {  // and may have struck until now
+            repeatNoticed_ = SteadyClock::now() + std::chrono::milliseconds(kLongestRepeatMs) + kTwoCycles;
+        }
+        armedKind_ = armed.fault.kind;
         const std::lock_guard<std::mutex> lock(mutex_);
         model_.arm(armed);
     }
@@ -101,6 +123,8 @@ private:
     sim::Random random_;
     int meanMs_ = 1;
     int kind_ = 0;
+    FaultKind armedKind_ = FaultKind::None;
+    SteadyClock::time_point repeatNoticed_;
     QTimer timer_;
 };
 
