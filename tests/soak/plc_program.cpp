@@ -72,6 +72,9 @@ private:
         const int often = between(0, 19);  // mostly once, sometimes until the host gives up
         armed.count = kind_ != 0 || often < 12 ? 1U : static_cast<std::uint32_t>(often < 18 ? between(2, 4) : 8);
         armed.service = kind_ != 0 ? std::nullopt : service();
+        if (armed.fault.kind == FaultKind::Repeat) {
+            armed.count = static_cast<std::uint32_t>(between(1, 20));  // most of them are noticed before they do harm
+        }
         arm(armed);
         timer_.start(between(meanMs_ / 5, meanMs_ * 9 / 5));
     }
@@ -103,7 +106,8 @@ private:
             case FaultKind::Glue:
                 return between(2, 3);
             case FaultKind::Repeat:
-                return between(1, kLongestRepeatMs);
+                // Shortly after, while the next reply is awaited; or at any time.
+                return between(1, between(0, 2) == 0 ? kLongestRepeatMs : 3);
             default:
                 return 0;
         }

@@ -260,7 +260,7 @@ void SessionWorker::copyIfReceived(const Tag& tag, const std::vector<ByteRun>& r
     }
 }
 
-void SessionWorker::store(Copies copies) {
+void SessionWorker::store(Copies&& copies) {
     Handover::Access work = parts_.handover.access();
     for (auto& [text, value] : copies) {
         work->values[text] = std::move(value);

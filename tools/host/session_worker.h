@@ -75,7 +75,7 @@ private:
     std::vector<Order> readsThatMayEnd();
     Copies copyReceived(const std::vector<Order>& reads) const;
     void copyIfReceived(const Tag& tag, const std::vector<ByteRun>& runs, Copies* copies) const;
-    void store(Copies copies);
+    void store(Copies&& copies);
     void endAnsweredWrites();
     std::optional<Order> endRead(const Order& read);
 
