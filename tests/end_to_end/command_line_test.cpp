@@ -266,6 +266,35 @@ TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
               "usage: Main.counter: 65536 is out of range; UINT goes from 0 to 65535\n");
 }
 
+TEST_F(CommandLineTest, TargetsOfOneWriteThatOverlapAreAUsageError) {
+    const auto refusal = [](const Texts& targets) {
+        const Outcome outcome = runHost(Texts{"--symbols", kPlant, "write"} + targets);
+        EXPECT_EQ(outcome.exitCode, 1);
+        EXPECT_EQ(outcome.out, "");
+        return outcome.error;
+    };
+    EXPECT_EQ(refusal({"Main.setpoint=1", "Main.enable=1", "Main.setpoint=2"}),
+              "usage: Main.setpoint is given twice; which value the PLC ends up with would be left to chance\n");
+    EXPECT_EQ(refusal({"Main.recipe[3]=1", "Main.recipe[1..5]=1,2,3,4,5"}),
+              "usage: Main.recipe[3] and Main.recipe[1..5] overlap; which value the PLC ends up with would be left to "
+              "chance\n");
+    EXPECT_THAT(refusal({"Main.flags=0", "Main.flags.b[3]=1"}), StartsWith("usage: Main.flags and Main.flags.b[3] "));
+}
+
+TEST_F(CommandLineTest, NanAndInfAreWrittenOnlyByForce) {
+    for (const char* value : {"nan", "-inf", "infinity"}) {
+        const Outcome outcome = runHost({"--symbols", kPlant, "write", std::string("Main.setpoint=") + value});
+        EXPECT_EQ(outcome.exitCode, 1) << value;
+        EXPECT_EQ(outcome.error, std::string("usage: Main.setpoint: ") + (value[0] == 'i' ? "inf" : value) +
+                                     " is no finite number, which few PLC programs expect; with --force it is "
+                                     "written all the same\n");
+    }
+    startSimulator();
+    const Outcome forced = host({"write", "--force", "Main.setpoint=inf"});
+    EXPECT_EQ(forced.exitCode, 0) << forced.error;
+    EXPECT_EQ(forced.out, "Main.setpoint  inf\n");
+}
+
 TEST_F(CommandLineTest, AMissingSymbolFileHasCodeTwo) {
     const Outcome outcome = runHost({"--symbols", "/nowhere/plant.json", "tags"});
     EXPECT_EQ(outcome.exitCode, 2);

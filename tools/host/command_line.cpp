@@ -42,6 +42,8 @@ constexpr char kFooter[] =
     "  ac500-host --symbols plant.json write Main.setpoint=21.5 Main.flags.b[3]=1\n"
     "  ac500-host --symbols plant.json watch --seconds 10 Main.counter \"Main.recipe[1..5]\"\n";
 
+constexpr char kWriteFooter[] = "Two targets of one command may not overlap.\n";
+
 constexpr int kLongestMs = 24 * 60 * 60 * 1000;
 constexpr int kMostRequestWords = 32000;
 constexpr int kMostRetries = 1000;
@@ -106,6 +108,10 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
         if (row.least > 0) {
             argument->required();
         }
+    }
+    if (row.command == Command::Write) {
+        command->add_flag("--force", options.force, "Write nan and inf, too, which few PLC programs expect");
+        command->footer(std::string(kWriteFooter) + "\n" + kFooter);
     }
     if (row.command == Command::Watch) {
         command->add_option("--interval", options.intervalMs, "Time between two displays, in ms")

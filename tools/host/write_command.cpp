@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "tools/host/print.h"
+#include "tools/host/target_overlap.h"
 #include "tools/host/terminal.h"
 
 namespace ac500::host {
@@ -42,10 +43,37 @@ bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, F
             *failure = {FailureKind::Usage, write.tag.text + ": " + error};
             return false;
         }
+        if (!areFinite(*values) && !context.options().force) {
+            *failure = {FailureKind::Usage,
+                        fmt::format("{}: {} is no finite number, which few PLC programs expect; with "
+                                    "--force it is written all the same",
+                                    write.tag.text, formatValues(write.tag.form, *values))};
+            return false;
+        }
         write.values = *values;
         writes->push_back(write);
     }
     return true;
+}
+
+std::vector<Tag> tagsOf(const std::vector<TagWrite>& writes) {
+    std::vector<Tag> tags;
+    for (const TagWrite& write : writes) {
+        tags.push_back(write.tag);
+    }
+    return tags;
+}
+
+bool keepApart(const std::vector<Tag>& targets, Failure* failure) {
+    const std::optional<TargetOverlap> overlap = findOverlap(targets);
+    if (overlap) {
+        const std::string& first = targets[overlap->first].text;
+        const std::string& second = targets[overlap->second].text;
+        const std::string what =
+            first == second ? first + " is given twice" : fmt::format("{} and {} overlap", first, second);
+        *failure = {FailureKind::Usage, what + "; which value the PLC ends up with would be left to chance"};
+    }
+    return !overlap;
 }
 
 bool isOver(HostSession& session, const TagWrite& write) {
@@ -144,20 +172,13 @@ void printWrites(const std::vector<TagWrite>& writes) {
     printTable(rows);
 }
 
-std::vector<Tag> tagsOf(const std::vector<TagWrite>& writes) {
-    std::vector<Tag> tags;
-    for (const TagWrite& write : writes) {
-        tags.push_back(write.tag);
-    }
-    return tags;
-}
-
 }  // namespace
 
 int runWrite(CommandContext& context) {
     std::vector<TagWrite> writes;
     Failure failure;
-    if (!parseWrites(context, &writes, &failure) || !context.startSession(tagsOf(writes), &failure)) {
+    if (!parseWrites(context, &writes, &failure) || !keepApart(tagsOf(writes), &failure) ||
+        !context.startSession(tagsOf(writes), &failure)) {
         return context.cannotBegin(failure);
     }
     writeAll(context, &writes);
