@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/support/child_process.h"
+#include "tests/support/pace.h"
 #include "tests/support/places.h"
 
 namespace {
@@ -132,6 +133,54 @@ TEST_F(CommandLineTest, AValueThatThePlcChangesAtOnceIsReportedAsAMismatch) {
     const Outcome outcome = host({"write", "Main.counter=60000"});
     EXPECT_EQ(outcome.exitCode, 6);
     EXPECT_THAT(outcome.error, StartsWith("request: Main.counter: 60000 was written, but the PLC has "));
+}
+
+// The PLC answers the bit write late; meanwhile another panel writes the whole variable.
+class TwoPanelsTest : public CommandLineTest {
+protected:
+    Outcome writeBitWhileAnotherPanelWrites(const std::string& flags, const Texts& options = {}) {
+        startSimulator({"--fault", "delay:ms=" + std::to_string(ac500::test::paced(2000)) + ",service=write,at=2"});
+        EXPECT_EQ(host({"write", "Main.flags=1"}).exitCode, 0);
+        ChildProcess panel;
+        const Texts bitWrite = usual() + Texts{"--timeout", "60000", "--wait", "60000", "write", "Main.flags.b[3]=1"};
+        EXPECT_TRUE(panel.start(kHostProgram, bitWrite + options));
+        std::string inPlc;
+        do {
+            inPlc = host({"read", "Main.flags"}).out;
+        } while (inPlc == "Main.flags  0x0001\n");
+        EXPECT_EQ(inPlc, "Main.flags  0x0009\n");
+        EXPECT_EQ(host({"write", "Main.flags=" + flags}).exitCode, 0);
+        EXPECT_TRUE(panel.waitForEnd(kPatienceMs));
+        return {panel.exitCode(), panel.takeOutput(), panel.takeErrors()};
+    }
+};
+
+TEST_F(TwoPanelsTest, ABitThatIsTakenBackIsToldWithTheWholeVariable) {
+    const Outcome outcome = writeBitWhileAnotherPanelWrites("0x21");
+    EXPECT_EQ(outcome.exitCode, 6);
+    EXPECT_EQ(
+        outcome.error,
+        "request: Main.flags.b[3]: 1 was written, but the PLC has 0; the variable was 0x0001 before the write and "
+        "is 0x0021 now: another panel, or the PLC's program, wrote the variable at the same time and took it "
+        "back\n");
+}
+
+TEST_F(TwoPanelsTest, OtherBitsThatChangeMeanwhileAreANote) {
+    const Outcome outcome = writeBitWhileAnotherPanelWrites("0x28", {"--json"});
+    EXPECT_EQ(outcome.exitCode, 0);
+    const std::string text =
+        "Main.flags.b[3]: written, but other bits changed meanwhile: the variable was 0x0001 before the write and is "
+        "0x0028 now; another panel, or the PLC's program, writes the same variable";
+    EXPECT_EQ(outcome.error, "note: " + text + "\n");
+    EXPECT_EQ(json::parse(outcome.out)["writes"][0]["note"], text);
+}
+
+TEST_F(TwoPanelsTest, BitsOfOneVariableInOneCommandAreNoTwoPanels) {
+    startSimulator();
+    const Outcome outcome = host({"write", "Main.flags.b[3]=1", "Main.flags.b[5]=1", "Main.flags.b[0..1]=1,1"});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_EQ(host({"read", "Main.flags.b[0..5]"}).out, "Main.flags.b[0..5]  1, 1, 0, 1, 0, 1\n");
 }
 
 TEST_F(CommandLineTest, TagsNeedsNeitherDriverNorPlc) {
@@ -293,6 +342,13 @@ TEST_F(CommandLineTest, NanAndInfAreWrittenOnlyByForce) {
     const Outcome forced = host({"write", "--force", "Main.setpoint=inf"});
     EXPECT_EQ(forced.exitCode, 0) << forced.error;
     EXPECT_EQ(forced.out, "Main.setpoint  inf\n");
+}
+
+TEST_F(CommandLineTest, HelpOfWriteWarnsOfBitsThatTwoWrite) {
+    const Outcome outcome = runHost({"write", "--help"});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_THAT(outcome.out, AllOf(HasSubstr("A bit of a variable is written as the whole variable"),
+                                   HasSubstr("take each other back"), HasSubstr("--force")));
 }
 
 TEST_F(CommandLineTest, AMissingSymbolFileHasCodeTwo) {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "tools/host/bit_check.h"
+
 namespace ac500::host {
 
 namespace {
@@ -156,7 +158,9 @@ void SessionWorker::startWaitingWrites() {
 }
 
 void SessionWorker::startWrite(const Order& write) {
-    parts_.handover.access()->orders.handedOver(write.serial, parts_.clock.now());
+    const HostValues bitsBefore =
+        OrderBook::mustReadFirst(write.tag) ? parts_.access.imageValues(allBitsOf(write.tag)) : HostValues();
+    parts_.handover.access()->orders.handedOver(write.serial, parts_.clock.now(), bitsBefore);
     if (!parts_.access.write(write.tag, write.values, write.serial)) {
         orderFailed(write.serial, {FailureKind::Name, "the driver refuses to write it"});
     }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tools/host/bit_check.h"
 #include "tools/host/print.h"
 #include "tools/host/target_overlap.h"
 #include "tools/host/terminal.h"
@@ -21,6 +22,7 @@ struct TagWrite {
     std::string readBackFailure = "no answer in time";
     Failure failure;
     std::optional<TagValue> inPlc;  // as it was read back
+    std::string note;               // written, but there is something to know
 };
 
 bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, Failure* failure) {
@@ -100,14 +102,38 @@ void collectOutcomes(HostSession& session, std::vector<TagWrite>* writes) {
     }
 }
 
-void compareWithPlc(HostSession& session, TagWrite* write) {
+// Bits that this command writes to the variable that holds the bits of `tag`.
+std::uint64_t bitsWritten(const std::vector<TagWrite>& writes, const Tag& tag) {
+    std::uint64_t mask = 0;
+    for (const TagWrite& write : writes) {
+        const bool sameVariable = write.tag.form == tag.form && overlap(write.tag.byteRuns(), tag.byteRuns());
+        mask |= sameVariable ? maskOf(write.tag) : 0;
+    }
+    return mask;
+}
+
+void compareBits(HostSession& session, const std::vector<TagWrite>& writes, TagWrite* write) {
+    const std::optional<Order> order = session.order(write->serial);
+    const HostValues after = session.value(allBitsOf(write->tag)).values;
+    const HostValues before = order ? order->bitsBefore : after;
+    const BitCheck check = checkBits({write->tag, write->values, before, after, bitsWritten(writes, write->tag)});
+    if (!check.isInPlc) {
+        write->failure = {FailureKind::Request, fmt::format("{}: {}", write->tag.text, check.text)};
+    } else if (!check.isAlone) {
+        write->note = fmt::format("{}: {}", write->tag.text, check.text);
+    }
+}
+
+void compareWithPlc(HostSession& session, const std::vector<TagWrite>& writes, TagWrite* write) {
     if (!wasReadBack(session, *write)) {
         write->failure = {FailureKind::Request, fmt::format("{}: written, but it could not be read back: {}",
                                                             write->tag.text, write->readBackFailure)};
         return;
     }
     write->inPlc = session.value(write->tag);
-    if (!sameValues(write->inPlc->values, write->values)) {
+    if (write->tag.form.isBit) {
+        compareBits(session, writes, write);
+    } else if (!sameValues(write->inPlc->values, write->values)) {
         write->failure = {FailureKind::Request,
                           fmt::format("{}: {} was written, but the PLC has {}; its program may have changed it",
                                       write->tag.text, formatValues(write->tag.form, write->values),
@@ -146,7 +172,7 @@ void readBackAll(CommandContext& context, std::vector<TagWrite>* writes) {
                            [&](TagWrite* write) { return wasReadBack(session, *write); });
     });
     for (TagWrite* write : written) {
-        compareWithPlc(session, write);
+        compareWithPlc(session, *writes, write);
     }
 }
 
@@ -158,6 +184,9 @@ Json writeJson(const TagWrite& write) {
     json["read_back"] = write.inPlc ? valueJson(write.tag, write.inPlc->values) : Json();
     if (write.failure.occurred()) {
         json["error"] = failureJson(write.failure);
+    }
+    if (!write.note.empty()) {
+        json["note"] = write.note;
     }
     return json;
 }
@@ -191,6 +220,9 @@ int runWrite(CommandContext& context) {
         if (write.failure.occurred()) {
             complain(write.failure);
             kind = write.failure.kind;
+        }
+        if (!write.note.empty()) {
+            note(write.note);
         }
     }
     if (context.options().json) {
