@@ -18,7 +18,6 @@ namespace {
 using ac500::test::ChildProcess;
 using ac500::test::kDriver;
 using ac500::test::kHostProgram;
-using ac500::test::kMinimalHostProgram;
 using ac500::test::kSimulatorProgram;
 using nlohmann::json;
 using testing::AllOf;
@@ -445,33 +444,6 @@ TEST_F(CommandLineTest, AValueComesThroughOnALinkThatFailsNowAndThen) {
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(host({"read", "Main.setpoint"}).out, "Main.setpoint  100\n");
     }
-}
-
-// ---------------------------------------------------------------------------------------------------------------------
-// The smallest host
-// ---------------------------------------------------------------------------------------------------------------------
-
-std::string readings(const std::string& out) {
-    return std::to_string(std::count(out.begin(), out.end(), '\n')) + " lines";
-}
-
-TEST_F(CommandLineTest, TheSmallestHostReadsItsVariable) {
-    startSimulator();
-    const std::string port = plc_.substr(plc_.rfind(':') + 1);
-    const Outcome outcome = run(kMinimalHostProgram, {"127.0.0.1", port, "3"});
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
-    EXPECT_THAT(outcome.out, StartsWith("Main.counter = "));
-    EXPECT_EQ(readings(outcome.out), "3 lines");
-    EXPECT_EQ(outcome.error, "");
-}
-
-TEST_F(CommandLineTest, TheSmallestHostSurvivesALinkThatFailsNowAndThen) {
-    startSimulator({"--fault", "reset:every=5", "--fault", "glue:every=7", "--fault", "status:every=8"});
-    const std::string port = plc_.substr(plc_.rfind(':') + 1);
-    const Outcome outcome = run(kMinimalHostProgram, {"127.0.0.1", port, "12"});
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
-    EXPECT_EQ(readings(outcome.out), "12 lines");
-    EXPECT_THAT(outcome.error, HasSubstr("connecting anew"));
 }
 
 }  // namespace
