@@ -17,6 +17,7 @@ namespace {
 struct TagWrite {
     Tag tag;
     HostValues values;
+    Tag readBackAs;  // the tag, or the variable that holds its bits
     std::int32_t serial = 0;
     std::int32_t readBack = 0;  // serial of its reading back
     std::string readBackFailure = "no answer in time";
@@ -53,6 +54,7 @@ bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, F
             return false;
         }
         write.values = *values;
+        write.readBackAs = write.tag.form.isBit ? allBitsOf(write.tag) : write.tag;
         writes->push_back(write);
     }
     return true;
@@ -88,7 +90,7 @@ bool wasReadBack(HostSession& session, TagWrite& write) {
     const std::optional<Order> record = session.order(write.readBack);
     if (record && record->step == OrderStep::Failed) {
         write.readBackFailure = record->failure.text;
-        write.readBack = session.readOnce(write.tag);
+        write.readBack = session.readOnce(write.readBackAs);
     }
     return record && record->step == OrderStep::Succeeded;
 }
@@ -112,11 +114,15 @@ std::uint64_t bitsWritten(const std::vector<TagWrite>& writes, const Tag& tag) {
     return mask;
 }
 
-void compareBits(HostSession& session, const std::vector<TagWrite>& writes, TagWrite* write) {
+// `inPlc`: all bits of the variable
+void compareBits(HostSession& session, const std::vector<TagWrite>& writes, const TagValue& inPlc, TagWrite* write) {
+    const auto first = inPlc.values.begin() + write->tag.firstBit;
+    write->inPlc = inPlc;
+    write->inPlc->values = {first, first + write->tag.elements};
     const std::optional<Order> order = session.order(write->serial);
-    const HostValues after = session.value(allBitsOf(write->tag)).values;
-    const HostValues before = order ? order->bitsBefore : after;
-    const BitCheck check = checkBits({write->tag, write->values, before, after, bitsWritten(writes, write->tag)});
+    const HostValues before = order ? order->bitsBefore : inPlc.values;
+    const BitCheck check =
+        checkBits({write->tag, write->values, before, inPlc.values, bitsWritten(writes, write->tag)});
     if (!check.isInPlc) {
         write->failure = {FailureKind::Request, fmt::format("{}: {}", write->tag.text, check.text)};
     } else if (!check.isAlone) {
@@ -125,19 +131,23 @@ void compareBits(HostSession& session, const std::vector<TagWrite>& writes, TagW
 }
 
 void compareWithPlc(HostSession& session, const std::vector<TagWrite>& writes, TagWrite* write) {
-    if (!wasReadBack(session, *write)) {
+    const bool wasRead = wasReadBack(session, *write);
+    const TagValue inPlc = session.value(write->readBackAs);
+    if (!wasRead || !inPlc.isKnown) {
         write->failure = {FailureKind::Request, fmt::format("{}: written, but it could not be read back: {}",
                                                             write->tag.text, write->readBackFailure)};
         return;
     }
-    write->inPlc = session.value(write->tag);
     if (write->tag.form.isBit) {
-        compareBits(session, writes, write);
-    } else if (!sameValues(write->inPlc->values, write->values)) {
-        write->failure = {FailureKind::Request,
-                          fmt::format("{}: {} was written, but the PLC has {}; its program may have changed it",
-                                      write->tag.text, formatValues(write->tag.form, write->values),
-                                      formatValues(write->tag.form, write->inPlc->values))};
+        compareBits(session, writes, inPlc, write);
+        return;
+    }
+    write->inPlc = inPlc;
+    if (!sameValues(inPlc.values, write->values)) {
+        write->failure = {
+            FailureKind::Request,
+            fmt::format("{}: {} was written, but the PLC has {}; its program may have changed it", write->tag.text,
+                        formatValues(write->tag.form, write->values), formatValues(write->tag.form, inPlc.values))};
     }
 }
 
@@ -163,7 +173,7 @@ void readBackAll(CommandContext& context, std::vector<TagWrite>* writes) {
     std::vector<TagWrite*> written;
     for (TagWrite& write : *writes) {
         if (!write.failure.occurred()) {
-            write.readBack = session.readOnce(write.tag);
+            write.readBack = session.readOnce(write.readBackAs);
             written.push_back(&write);
         }
     }
