@@ -16,7 +16,7 @@ enum class Verdict {
     WrongMagic,   // what answers is no PLC of this kind, or the stream is out of step
     NoStatus,     // too short to carry a status word
     Refused,      // status word not 0: the PLC understood and said no
-    WrongLength,  // a read reply that cannot hold exactly what was asked
+    WrongLength,  // not what the answer has: a read brings exactly what was asked for, a write the status word alone
 };
 
 struct ReplyVerdict {
