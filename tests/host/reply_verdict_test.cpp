@@ -33,6 +33,15 @@ TEST(ReplyVerdict, AStatusWordIsNamed) {
     EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000009 0100 00000000 00 1234")).verdict, Verdict::Refused);
 }
 
+TEST(ReplyVerdict, ARefusalCarriesItsStatusWordAndOnlyOneWordMayPass) {
+    const ReplyVerdict unknown = judgeReply(readOfTwoBytes(), bytes("BBBB 00000002 8003"));
+    EXPECT_EQ(unknown.statusWord, 0x8003);
+    EXPECT_FALSE(mayPass(unknown.statusWord));
+    EXPECT_TRUE(mayPass(judgeReply(readOfTwoBytes(), bytes("BBBB 00000002 0F01")).statusWord));
+    EXPECT_FALSE(mayPass(0x0201)) << "the session bytes of an earlier run: the frame would carry them again";
+    EXPECT_FALSE(mayPass(0x0F00));
+}
+
 TEST(ReplyVerdict, SevenBytesCarryNoWholeStatusWord) {
     EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000001 00")).verdict, Verdict::NoStatus);
     EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000000")).verdict, Verdict::NoStatus);
