@@ -10,12 +10,13 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/support/child_process.h"
-#include "tests/support/pace.h"
+#include "tests/support/hostile_plc.h"
 #include "tests/support/places.h"
 
 namespace {
 
 using ac500::test::ChildProcess;
+using ac500::test::HostilePlc;
 using ac500::test::kDriver;
 using ac500::test::kHostProgram;
 using ac500::test::kSimulatorProgram;
@@ -134,28 +135,34 @@ TEST_F(CommandLineTest, AValueThatThePlcChangesAtOnceIsReportedAsAMismatch) {
     EXPECT_THAT(outcome.error, StartsWith("request: Main.counter: 60000 was written, but the PLC has "));
 }
 
-// The PLC answers the bit write late; meanwhile another panel writes the whole variable.
+// A PLC of one word, Main.flags, into which another panel writes as soon as the bit write has arrived.
 class TwoPanelsTest : public CommandLineTest {
 protected:
     Outcome writeBitWhileAnotherPanelWrites(const std::string& flags, const Texts& options = {}) {
-        startSimulator({"--fault", "delay:ms=" + std::to_string(ac500::test::paced(2000)) + ",service=write,at=2"});
-        EXPECT_EQ(host({"write", "Main.flags=1"}).exitCode, 0);
-        ChildProcess panel;
-        const Texts bitWrite = usual() + Texts{"--timeout", "60000", "--wait", "60000", "write", "Main.flags.b[3]=1"};
-        EXPECT_TRUE(panel.start(kHostProgram, bitWrite + options));
-        std::string inPlc;
-        do {
-            inPlc = host({"read", "Main.flags"}).out;
-        } while (inPlc == "Main.flags  0x0001\n");
-        EXPECT_EQ(inPlc, "Main.flags  0x0009\n");
-        EXPECT_EQ(host({"write", "Main.flags=" + flags}).exitCode, 0);
-        EXPECT_TRUE(panel.waitForEnd(kPatienceMs));
-        return {panel.exitCode(), panel.takeOutput(), panel.takeErrors()};
+        std::string word("\x00\x01", 2);
+        std::string written;
+        auto plc = std::make_unique<HostilePlc>([&](HostilePlc::Connection& connection) {
+            for (std::string request = connection.handshake() ? connection.request() : ""; !request.empty();
+                 request = connection.request()) {
+                if (request[6] == '\x3C') {
+                    written = request.substr(22, 2);
+                    word = flags;
+                    connection.send(ac500::test::writeReply().toStdString());
+                } else {
+                    connection.send(ac500::test::envelope(std::string(7, '\0') + word));
+                }
+            }
+        });
+        plc_ = "127.0.0.1:" + std::to_string(plc->port());
+        const Outcome outcome = host(options + Texts{"--wait", "60000", "write", "Main.flags.b[3]=1"});
+        plc.reset();
+        EXPECT_EQ(written, std::string("\x00\x09", 2));
+        return outcome;
     }
 };
 
 TEST_F(TwoPanelsTest, ABitThatIsTakenBackIsToldWithTheWholeVariable) {
-    const Outcome outcome = writeBitWhileAnotherPanelWrites("0x21");
+    const Outcome outcome = writeBitWhileAnotherPanelWrites(std::string("\x00\x21", 2));
     EXPECT_EQ(outcome.exitCode, 6);
     EXPECT_EQ(
         outcome.error,
@@ -165,7 +172,7 @@ TEST_F(TwoPanelsTest, ABitThatIsTakenBackIsToldWithTheWholeVariable) {
 }
 
 TEST_F(TwoPanelsTest, OtherBitsThatChangeMeanwhileAreANote) {
-    const Outcome outcome = writeBitWhileAnotherPanelWrites("0x28", {"--json"});
+    const Outcome outcome = writeBitWhileAnotherPanelWrites(std::string("\x00\x28", 2), {"--json"});
     EXPECT_EQ(outcome.exitCode, 0);
     const std::string text =
         "Main.flags.b[3]: written, but other bits changed meanwhile: the variable was 0x0001 before the write and is "
