@@ -186,6 +186,22 @@ TEST_F(HostilePlcTest, AReplyOfTheWrongLengthIsDroppedBeforeItsTimeIsOver) {
     EXPECT_EQ(stateOf("Main.int"), host::ValueState::NeverReceived);
 }
 
+TEST_F(HostilePlcTest, AWriteReplyOfAnotherLengthIsNoReplyToAWrite) {
+    settings.loop.replyTimeout = host::Milliseconds(600000);
+    meetFromTheStart([](Connection& connection) {
+        for (std::string request = connection.handshake() ? connection.request() : ""; !request.empty();
+             request = connection.request()) {
+            connection.send(kIntReply);  // to a write, too
+        }
+    });
+    const std::int32_t serial = order("Main.int", "5");
+    EXPECT_TRUE(eventually([&] { return hasEnded(serial); }));
+    EXPECT_EQ(stepOf(serial), host::OrderStep::Failed);
+    EXPECT_NE(failureOf(serial).find("the PLC may or may not have it"), std::string::npos) << failureOf(serial);
+    expectFailure("the reply should have 8 bytes and has 15; the connection is dropped");
+    expectConnections(2);
+}
+
 TEST_F(HostilePlcTest, GarbageGluedToAGoodReplyDropsBoth) {
     meet([](Connection& connection) { connection.send(kIntReply + "\x01\x02\x03"); });
     expectFailure("more than a reply arrived; the connection is dropped");

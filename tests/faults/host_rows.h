@@ -38,6 +38,9 @@ constexpr char kDoneGivenUp[] = "done done 0 commFail(0) 41 done";
 constexpr char kDoneSentAgainGivenUp[] = "done 0 done commFail(0) 41 done";
 constexpr char kOnceLost[] = "done 0 lost commFail(2) 41 done";
 constexpr char kWriteLost[] = "done 0 lost commFail(1) 41 done";
+constexpr char kRefused[] = "0 commFail(0) 11";
+constexpr char kOnceRefused[] = "done 0 lost commFail(2) 13 done";
+constexpr char kWriteRefused[] = "done 0 lost commFail(1) 12 done";
 
 constexpr HostRow kHostRows[] = {
     // The driver keeps the frame and offers it on the next connection.
@@ -146,7 +149,8 @@ constexpr HostRow kHostRows[] = {
     {State::RetryingSymbols, Kind::Restart, "3 connections, 1 handshake, timeouts 1, abandoned 2", kGivenUpTwice, "-"},
     {State::RetryingSymbols, Kind::Repeat, "3 connections, 2 handshakes, timeouts 1, bad replies 1, abandoned 2",
      kGivenUpTwice, "-"},
-    // The second refusal is the end of the request and of the session, not of the connection.
+    // The first refusal's status word is one that may pass. The second refusal is the end of the request and of the session,
+    // not of the connection, and the driver gets to see it.
     {State::RetryingCyclic, Kind::Delay, "1 connection, 1 handshake, refusals 1, retries 1", kSentAgain, "-"},
     {State::RetryingCyclic, Kind::Silence,
      "2 connections, 2 handshakes, timeouts 1, refusals 1, retries 1, abandoned 1", kGivenUp, "-"},
@@ -156,7 +160,7 @@ constexpr HostRow kHostRows[] = {
      "2 connections, 2 handshakes, timeouts 1, refusals 1, retries 1, abandoned 1", kGivenUp, "-"},
     {State::RetryingCyclic, Kind::Length, "2 connections, 2 handshakes, timeouts 1, refusals 1, retries 1, abandoned 1",
      kGivenUp, "-"},
-    {State::RetryingCyclic, Kind::Status, "1 connection, 2 handshakes, refusals 2, retries 1, abandoned 1", kGivenUp,
+    {State::RetryingCyclic, Kind::Status, "1 connection, 2 handshakes, refusals 2, retries 1, abandoned 1", kRefused,
      "-"},
     {State::RetryingCyclic, Kind::Fragments, "1 connection, 1 handshake, refusals 1, retries 1", kSentAgain, "-"},
     {State::RetryingCyclic, Kind::Glue,
@@ -177,7 +181,7 @@ constexpr HostRow kHostRows[] = {
      kOnceLost, "failed"},
     {State::RetryingOnce, Kind::Length, "2 connections, 2 handshakes, timeouts 1, refusals 1, retries 1, abandoned 1",
      kOnceLost, "failed"},
-    {State::RetryingOnce, Kind::Status, "1 connection, 2 handshakes, refusals 2, retries 1, abandoned 1", kOnceLost,
+    {State::RetryingOnce, Kind::Status, "1 connection, 2 handshakes, refusals 2, retries 1, abandoned 1", kOnceRefused,
      "failed"},
     {State::RetryingOnce, Kind::Fragments, "1 connection, 1 handshake, refusals 1, retries 1", kDoneSentAgain, "done"},
     {State::RetryingOnce, Kind::Glue, "2 connections, 2 handshakes, refusals 1, bad replies 1, retries 1, abandoned 1",
@@ -198,8 +202,8 @@ constexpr HostRow kHostRows[] = {
      "2 connections, 2 handshakes, timeouts 1, refusals 1, retries 1, abandoned 1", kWriteLost, "failed"},
     {State::RetryingWrite, Kind::Length, "2 connections, 2 handshakes, timeouts 1, refusals 1, retries 1, abandoned 1",
      kWriteLost, "failed"},
-    {State::RetryingWrite, Kind::Status, "1 connection, 2 handshakes, refusals 2, retries 1, abandoned 1", kWriteLost,
-     "failed"},
+    {State::RetryingWrite, Kind::Status, "1 connection, 2 handshakes, refusals 2, retries 1, abandoned 1",
+     kWriteRefused, "failed"},
     {State::RetryingWrite, Kind::Fragments, "1 connection, 1 handshake, refusals 1, retries 1", kDoneSentAgain, "done"},
     {State::RetryingWrite, Kind::Glue, "2 connections, 2 handshakes, refusals 1, bad replies 1, retries 1, abandoned 1",
      kWriteLost, "failed"},

@@ -57,6 +57,10 @@ inline QByteArray readReply() {
 inline QByteArray refusal() {
     return bytes("BBBB 00000002 0003");
 }
+// With the one status word that may pass.
+inline QByteArray passingRefusal() {
+    return bytes("BBBB 00000002 0F01");
+}
 
 // The driver as the loop sees it: a queue of frames, of which the head is offered until it is answered or given up.
 class FakeDriver {
@@ -94,7 +98,8 @@ public:
     std::deque<Protocol> frames;
     int retryLimit = 2;
     int failures = 0;
-    int abandonStatus = 41;
+    int abandonStatus = 41;           // when it gives up for want of a reply
+    int refusedStatus = 12;           // when it gives up over a reply with a status word
     std::deque<int> processStatuses;  // what processing the next replies answers; 1 when empty
     // Reported by the next accepted reply, or by giving up.
     std::vector<VariableReport> reports;
@@ -113,7 +118,7 @@ private:
         result_ = frames.front().var;
         if (reply.isEmpty()) {
             diary.push_back("empty");
-            return fail();
+            return fail(abandonStatus);
         }
         const bool measuring = frames.front().replyLength == -1;
         diary.push_back((measuring ? "measure " : "process ") + std::to_string(received));
@@ -121,7 +126,7 @@ private:
             frames.front().replyLength = received;
             return answer(1);
         }
-        return process();
+        return reply.size() == refusal().size() && reply.right(2) != bytes("0000") ? fail(refusedStatus) : process();
     }
 
     RW_VAR* process() {
@@ -130,21 +135,21 @@ private:
             processStatuses.pop_front();
         }
         if (status == 0) {
-            return fail();
+            return fail(abandonStatus);
         }
         status == 201 ? frames.clear() : frames.pop_front();
         report();
         return answer(status);
     }
 
-    RW_VAR* fail() {
+    RW_VAR* fail(int givenUp) {
         if (++failures <= retryLimit) {
             return answer(0);
         }
         failures = 0;
         frames.clear();
         report();
-        return answer(abandonStatus);
+        return answer(givenUp);
     }
 
     RW_VAR* answer(int status) {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "tests/host/fakes.h"
 
 namespace ac500::host {
@@ -209,21 +211,89 @@ TEST_F(PollLoopTest, PartOfAReplyIsTold) {
     EXPECT_THAT(listener_.firstFailure(), HasSubstr("9 of 15 bytes within 2000 ms"));
 }
 
-TEST_F(PollLoopTest, ARefusedRequestIsSentAgainOnTheSameConnectionUnmeasured) {
+TEST_F(PollLoopTest, ARefusalThatMayPassIsSentAgainOnTheSameConnectionUnmeasured) {
     goOnline();
-    int refusals = 2;
-    transport_.answer = [&](const QByteArray& frame) { return refusals-- > 0 ? refusal() : goodReply(frame); };
+    bool refused = false;
+    transport_.answer = [&](const QByteArray& frame) {
+        return std::exchange(refused, true) ? goodReply(frame) : passingRefusal();
+    };
     driver_.offer(readFrame());
     stepUntil([this] { return driver_.frames.empty(); });
-    EXPECT_THAT(driver_.diary, ElementsAre("ask", "empty", "ask", "empty", "ask", "measure 15", "process 15"));
+    EXPECT_THAT(driver_.diary, ElementsAre("ask", "empty", "ask", "measure 15", "process 15"));
     EXPECT_EQ(transport_.connections, 1);
     EXPECT_EQ(transport_.closes, 0);
-    EXPECT_THAT(listener_.firstFailure(), HasSubstr("the PLC refused it with status word 0x0003"));
-    EXPECT_EQ(loop_->statistics().refusals, 2);
-    EXPECT_EQ(loop_->statistics().retries, 2);
+    EXPECT_THAT(listener_.firstFailure(), HasSubstr("the PLC refused it with status word 0x0F01"));
+    EXPECT_EQ(loop_->statistics().refusals, 1);
+    EXPECT_EQ(loop_->statistics().retries, 1);
+    EXPECT_THAT(listener_.abandoned, IsEmpty());
 }
 
-TEST_F(PollLoopTest, ARequestThatIsRefusedAlwaysIsGivenUpAndTheConnectionKept) {
+TEST_F(PollLoopTest, ARefusalThatDoesNotPassIsSentTwiceAtMost) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return passingRefusal(); };
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return !listener_.abandoned.empty(); });
+    EXPECT_THAT(transport_.sent, SizeIs(2));
+    EXPECT_THAT(driver_.diary, ElementsAre("ask", "empty", "ask", "measure 8", "process 8", "process 8"));
+    EXPECT_EQ(listener_.abandoned[0].status, 12);
+    EXPECT_TRUE(listener_.abandoned[0].wasRefused);
+}
+
+TEST_F(PollLoopTest, ARefusedRequestIsSentOnceAndTheRefusalHandedOverUntilItIsGivenUp) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return refusal(); };
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(transport_.sent, SizeIs(1));
+    EXPECT_THAT(driver_.diary, ElementsAre("ask", "measure 8", "process 8", "process 8", "process 8"));
+    ASSERT_THAT(listener_.abandoned, SizeIs(1));
+    EXPECT_EQ(listener_.abandoned[0].status, 12);
+    EXPECT_TRUE(listener_.abandoned[0].wasSent);
+    EXPECT_TRUE(listener_.abandoned[0].wasRefused);
+    EXPECT_EQ(listener_.abandoned[0].reason.text,
+              "write of 1 item(s), the first in area 1 at 8, 2 bytes: the PLC refused it with status word 0x0003");
+    EXPECT_EQ(loop_->statistics().refusals, 1);
+    EXPECT_EQ(loop_->statistics().retries, 0);
+}
+
+TEST_F(PollLoopTest, ARefusalIsToldAlsoWhenTheLinkGoesBeforeTheRequestIsSentAgain) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return passingRefusal(); };
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return driver_.failures == 1; });
+    transport_.closedByPeer = true;
+    stepUntil([this] { return !listener_.abandoned.empty(); });
+    EXPECT_THAT(transport_.sent, SizeIs(1));
+    EXPECT_TRUE(listener_.abandoned[0].wasRefused);
+    EXPECT_THAT(listener_.abandoned[0].reason.text, HasSubstr("status word 0x0F01"));
+}
+
+TEST_F(PollLoopTest, ARequestThatWasSentAgainAndNotAnsweredIsNotToldAsRefused) {
+    goOnline();
+    bool refused = false;
+    transport_.answer = [&](const QByteArray&) {
+        return std::exchange(refused, true) ? QByteArray() : passingRefusal();
+    };
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return !listener_.abandoned.empty(); });
+    EXPECT_THAT(transport_.sent, SizeIs(2));
+    EXPECT_FALSE(listener_.abandoned[0].wasRefused);
+    EXPECT_THAT(listener_.abandoned[0].reason.text, HasSubstr("no reply within 2000 ms"));
+}
+
+TEST_F(PollLoopTest, AfterARefusedRequestTheNextIsNotToldAsRefused) {
+    goOnline();
+    transport_.answer = [](const QByteArray&) { return refusal(); };
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return !listener_.abandoned.empty(); });
+    listener_.urgent = true;
+    driver_.offer(writeFrame(), {kWriteHostId, 6}, 1);
+    loop_->shutDown();
+    ASSERT_THAT(listener_.abandoned, SizeIs(2));
+    EXPECT_FALSE(listener_.abandoned[1].wasRefused);
+}
+
+TEST_F(PollLoopTest, ARequestThatIsRefusedIsGivenUpAndTheConnectionKept) {
     goOnline();
     transport_.answer = [](const QByteArray&) { return refusal(); };
     driver_.offer(readFrame());
@@ -434,10 +504,10 @@ TEST_F(PollLoopTest, AnAbandonedWriteCarriesItsReports) {
     transport_.answer = [](const QByteArray&) { return refusal(); };
     driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
     driver_.reports = {{{kWriteHostId, 5}, false}};
-    driver_.abandonStatus = 43;
+    driver_.refusedStatus = 13;
     stepUntil([this] { return !listener_.abandoned.empty(); });
     EXPECT_EQ(listener_.abandoned[0].kind, RequestKind::Write);
-    EXPECT_EQ(listener_.abandoned[0].status, 43);
+    EXPECT_EQ(listener_.abandoned[0].status, 13);
     EXPECT_TRUE(listener_.abandoned[0].wasSent);
     ASSERT_THAT(listener_.abandoned[0].reports, SizeIs(1));
     EXPECT_EQ(listener_.abandoned[0].reports[0].id.hostSubId, 5);
@@ -526,7 +596,7 @@ TEST_F(PollLoopTest, ARetryDoesNotWaitForTheNextPass) {
     transport_.answer = [&](const QByteArray& frame) {
         const bool first = !refused;
         refused = true;
-        return first ? refusal() : goodReply(frame);
+        return first ? passingRefusal() : goodReply(frame);
     };
     const Time start = clock_.now();
     driver_.offer(readFrame());

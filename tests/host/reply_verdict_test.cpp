@@ -33,15 +33,29 @@ TEST(ReplyVerdict, AStatusWordIsNamed) {
     EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000009 0100 00000000 00 1234")).verdict, Verdict::Refused);
 }
 
+TEST(ReplyVerdict, ARefusalCarriesItsStatusWordAndOnlyOneWordMayPass) {
+    const ReplyVerdict unknown = judgeReply(readOfTwoBytes(), bytes("BBBB 00000002 8003"));
+    EXPECT_EQ(unknown.statusWord, 0x8003);
+    EXPECT_FALSE(mayPass(unknown.statusWord));
+    EXPECT_TRUE(mayPass(judgeReply(readOfTwoBytes(), bytes("BBBB 00000002 0F01")).statusWord));
+    EXPECT_FALSE(mayPass(0x0201)) << "the session bytes of an earlier run: the frame would carry them again";
+    EXPECT_FALSE(mayPass(0x0F00));
+}
+
 TEST(ReplyVerdict, SevenBytesCarryNoWholeStatusWord) {
     EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000001 00")).verdict, Verdict::NoStatus);
     EXPECT_EQ(judgeReply(readOfTwoBytes(), bytes("BBBB 00000000")).verdict, Verdict::NoStatus);
 }
 
-TEST(ReplyVerdict, AWriteReplyMayHaveAnyLengthFromTheStatusWordOn) {
-    const RequestFrame write{Service::Write, {{1, 8, 2}}, -1};
+TEST(ReplyVerdict, AGoodWriteReplyHasEightBytes) {
+    const RequestFrame write = parseRequest(bytes("BBBB 00000016 3C 00 00000001 0001 00000008 00000002 1234 01020304"));
     EXPECT_EQ(judgeReply(write, bytes("BBBB 00000002 0000")).verdict, Verdict::Good);
-    EXPECT_EQ(judgeReply(write, bytes("BBBB 00000006 0000 00000001")).verdict, Verdict::Good);
+    const ReplyVerdict longer = judgeReply(write, bytes("BBBB 00000003 0000 00"));
+    EXPECT_EQ(longer.verdict, Verdict::WrongLength);
+    EXPECT_EQ(longer.text, "the reply should have 8 bytes and has 9");
+    EXPECT_EQ(judgeReply(write, bytes("BBBB 00000009 0000 00000000 00 1234")).verdict, Verdict::WrongLength)
+        << "the answer to a read";
+    EXPECT_EQ(judgeReply(write, bytes("BBBB 00000001 00")).verdict, Verdict::NoStatus);
     EXPECT_EQ(judgeReply(write, bytes("BBBB 00000002 0001")).verdict, Verdict::Refused);
 }
 

@@ -32,7 +32,7 @@ TEST(RequestFrame, WriteRequestYieldsItsItemsAndSkipsTheirData) {
     EXPECT_EQ(request.items[1].area, 3);
     EXPECT_EQ(request.items[1].address, 16);
     EXPECT_EQ(request.items[1].size, 4);
-    EXPECT_EQ(request.expectedReplyBytes, -1);
+    EXPECT_EQ(request.expectedReplyBytes, 8);
 }
 
 TEST(RequestFrame, HandshakeFramesAreKnownAndHaveNoItems) {

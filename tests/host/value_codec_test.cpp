@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 
 #include "tests/support/bytes.h"
 #include "tools/host/latin1.h"
@@ -187,6 +188,15 @@ TEST(ValueCodec, CountsAreWordsExceptForBooleansAndBytes) {
     EXPECT_EQ(countPerElement(kLreal), 4);
     EXPECT_EQ(countPerElement(kString), 40);
     EXPECT_EQ(countPerElement(kBitOfWord), 1);
+}
+
+TEST(ValueCodec, OnlyFloatsCanBeOtherThanFinite) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_TRUE(areFinite({1.5F, 2e300, true, std::int64_t{-1}, std::uint64_t{1}, std::string("inf")}));
+    EXPECT_FALSE(areFinite({1.5F, kInfinity}));
+    EXPECT_FALSE(areFinite({-kInfinity}));
+    EXPECT_FALSE(areFinite({kNan, 1.5}));
 }
 
 TEST(ValueCodec, ANanEqualsItselfAndZeroDoesNotEqualMinusZero) {

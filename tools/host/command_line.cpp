@@ -18,6 +18,7 @@ constexpr char kFooter[] =
     "  Main.grid[2,3]        an element of an array\n"
     "  Main.recipe[1..5]     some elements of a row; Main.recipe: a whole array of one dimension\n"
     "  Main.flags.b[3]       a bit of a variable; Main.flags.b[0..7]: some of them\n"
+    "                        (bits of one variable that two panels write: see write --help)\n"
     "\n"
     "Values:\n"
     "  TRUE FALSE 1 0        booleans and bits\n"
@@ -41,6 +42,14 @@ constexpr char kFooter[] =
     "  ac500-host --symbols plant.json --plc 192.168.0.10:1201 read Main.counter\n"
     "  ac500-host --symbols plant.json write Main.setpoint=21.5 Main.flags.b[3]=1\n"
     "  ac500-host --symbols plant.json watch --seconds 10 Main.counter \"Main.recipe[1..5]\"\n";
+
+constexpr char kWriteFooter[] =
+    "Two targets of one command may not overlap.\n"
+    "\n"
+    "A bit of a variable is written as the whole variable, which is read just before. Bits of one\n"
+    "variable that two panels, or a panel and the PLC's program, write at the same time therefore\n"
+    "take each other back. The whole variable is compared with what it was, and what changed in\n"
+    "between is told; what comes later is not seen. Variables of type BIT are not affected.\n";
 
 constexpr int kLongestMs = 24 * 60 * 60 * 1000;
 constexpr int kMostRequestWords = 32000;
@@ -106,6 +115,10 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
         if (row.least > 0) {
             argument->required();
         }
+    }
+    if (row.command == Command::Write) {
+        command->add_flag("--force", options.force, "Write nan and inf, too, which few PLC programs expect");
+        command->footer(std::string(kWriteFooter) + "\n" + kFooter);
     }
     if (row.command == Command::Watch) {
         command->add_option("--interval", options.intervalMs, "Time between two displays, in ms")

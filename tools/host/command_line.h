@@ -28,6 +28,7 @@ struct Options {
     bool simulator = false;
     bool verbose = false;
 
+    bool force = false;  // write: also nan and inf
     double seconds = 0;  // watch: 0 is until Ctrl-C
     int intervalMs = 500;
 };

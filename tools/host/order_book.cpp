@@ -87,9 +87,10 @@ void OrderBook::readFirst(std::int32_t serial, Time now) {
     }
 }
 
-void OrderBook::handedOver(std::int32_t serial, Time now) {
+void OrderBook::handedOver(std::int32_t serial, Time now, const HostValues& bitsBefore) {
     if (Order* order = openOrder(serial)) {
         order->handedOver = now;
+        order->bitsBefore = bitsBefore;
         moveTo(*order, OrderStep::WithDriver);
     }
 }

@@ -40,6 +40,7 @@ struct Order {
     OrderKind kind = OrderKind::Write;
     Tag tag;
     HostValues values;          // of a write
+    HostValues bitsBefore;      // of a bit write with the driver: all bits of the variable, as they were read for it
     std::vector<ByteRun> runs;  // the bytes of the tag
     OrderStep step = OrderStep::Waiting;
     Time ordered{0};
@@ -86,8 +87,8 @@ public:
     // Serials that do not exist or have ended already are ignored in the following five.
     // Orders the reading that the bit write needs. REQUIRES: a waiting write
     void readFirst(std::int32_t serial, Time now);
-    // A bit write only after its reading: succeeded() says when.
-    void handedOver(std::int32_t serial, Time now);
+    // A bit write only after its reading: succeeded() says when. `bitsBefore`: what that brought.
+    void handedOver(std::int32_t serial, Time now, const HostValues& bitsBefore = {});
     // It is not with the driver any more, and not urgent.
     void answered(std::int32_t serial, Time now);
     // REQUIRES: answered. Returns the bit write that waited for this reading, and is to go to the driver before the image

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "core/codes.h"
-#include "tools/host/reply_verdict.h"
 
 namespace ac500::host {
 
@@ -232,6 +231,8 @@ void PollLoop::sendRequest(Protocol* frame, const RequestFrame& request) {
         pacer_.readSent(now);
     }
     statistics_.retries += head_ == Head::Failed ? 1 : 0;
+    refusals_ = head_ == Head::Failed ? refusals_ : 0;
+    refusal_.reset();
     head_ = Head::Sent;
     exchange_ = Exchange{frame, request, now, now + settings_.replyTimeout};
     if (!transport_.send(frame->frame)) {
@@ -365,8 +366,29 @@ void PollLoop::replyArrived() {
         handOver(request, reply);
         return;
     }
-    ++(verdict.verdict == Verdict::Refused ? statistics_.refusals : statistics_.badReplies);
-    replyUnusable(failureOf(request, verdict.text), keepsConnection(verdict.verdict));
+    const Failure reason = failureOf(request, verdict.text);
+    if (verdict.verdict == Verdict::Refused) {
+        replyRefuses(reason, verdict, reply);
+        return;
+    }
+    ++statistics_.badReplies;
+    replyUnusable(reason, keepsConnection(verdict.verdict));
+}
+
+// A refusal that may pass counts as no reply, once: that leaves the frame unmeasured for the next one. Any other, and
+// the second, is the end of the request.
+void PollLoop::replyRefuses(const Failure& reason, const ReplyVerdict& verdict, const QByteArray& reply) {
+    ++statistics_.refusals;
+    ++refusals_;
+    refusal_ = reason;
+    if (mayPass(verdict.statusWord) && refusals_ == 1) {
+        replyUnusable(reason, true);
+    } else {
+        fail(reason);
+        giveUpRefused(reason, reply);
+        exchange_.reset();
+        backOff();
+    }
 }
 
 void PollLoop::replyTimedOut() {
@@ -518,6 +540,21 @@ bool PollLoop::feedEmptyReply(const Failure& reason) {
     return answer == DriverAnswer::GivenUp;
 }
 
+// The driver retries whatever it is told is bad, until it has had enough: so it is told again, and nothing is sent. It
+// then says itself that the request was refused (status 11 to 22), which "no reply" would not let it do.
+void PollLoop::giveUpRefused(const Failure& reason, QByteArray reply) {
+    if (exchange_->frame->replyLength == kNotMeasured) {
+        driver_.takeReply(&reply, reply.size());
+    }
+    for (int turn = 0; turn < kMostTurnsToGiveUp; ++turn) {
+        const RW_VAR& result = *driver_.takeReply(&reply, reply.size());
+        if (answerOf(result) == DriverAnswer::GivenUp) {
+            abandoned(result, reason);
+            return;
+        }
+    }
+}
+
 void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
     ++statistics_.abandoned;
     link_ = isConnected() ? Link::NoSession : Link::Down;
@@ -526,7 +563,9 @@ void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
     mustLook_ = isConnected();
     const bool wasSent = head_ == Head::Sent || head_ == Head::Failed;
     head_ = Head::Unsent;
-    const AbandonedRequest request{kindOf(result), result.status, wasSent, reason, reports_.take()};
+    const AbandonedRequest request{
+        kindOf(result), result.status, wasSent, refusal_.has_value(), refusal_.value_or(reason), reports_.take()};
+    refusal_.reset();
     listener_.requestAbandoned(request);
 }
 

@@ -23,6 +23,7 @@
 #include "tools/host/pass_pacer.h"
 #include "tools/host/reply_assembler.h"
 #include "tools/host/reply_times.h"
+#include "tools/host/reply_verdict.h"
 #include "tools/host/request_frame.h"
 #include "tools/host/statistics.h"
 #include "tools/host/transport.h"
@@ -64,7 +65,8 @@ struct AbandonedRequest {
     RequestKind kind = RequestKind::CyclicRead;
     int status = 0;                       // as DataCom returned it, docs/status-codes.md
     bool wasSent = false;                 // false: the PLC cannot have it
-    Failure reason;                       // why this host had no reply to hand over
+    bool wasRefused = false;              // by the PLC, each time that it was sent
+    Failure reason;                       // why: what the PLC said, or why there was no reply to hand over
     std::vector<VariableReport> reports;  // what the driver reported while it gave up; always failures
 };
 
@@ -182,6 +184,7 @@ private:
     void replyArrived();
     void replyTimedOut();
     void replyUnusable(const Failure& reason, bool keepConnection);
+    void replyRefuses(const Failure& reason, const ReplyVerdict& verdict, const QByteArray& reply);
     void handOver(const RequestFrame& request, QByteArray reply);
     void accepted(const RequestFrame& request, const QByteArray& reply);
     void handshakeRejected(const RequestFrame& request, const QByteArray& reply);
@@ -190,6 +193,7 @@ private:
     void closeConnection(const Failure& reason);
     void startGivingUp(const Failure& reason);
     bool feedEmptyReply(const Failure& reason);
+    void giveUpRefused(const Failure& reason, QByteArray reply);
     void abandoned(const RW_VAR& result, const Failure& reason);
     void backOff();
     void fail(const Failure& failure);
@@ -215,6 +219,9 @@ private:
     Time retryAt_{0};
     Milliseconds nextBackOff_;
     Failure giveUpReason_;
+    int refusals_ = 0;  // of the request at the head
+    std::optional<Failure>
+        refusal_;  // of its last sending; nothing while it is in flight, or when that ended otherwise
     Statistics statistics_;
 };
 

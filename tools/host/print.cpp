@@ -42,4 +42,9 @@ void complain(const Failure& failure) {
     std::fflush(stderr);
 }
 
+void note(const std::string& text) {
+    fmt::print(stderr, "note: {}\n", text);
+    std::fflush(stderr);
+}
+
 }  // namespace ac500::host

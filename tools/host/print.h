@@ -23,6 +23,8 @@ void flushOutput();
 
 // Prints "kind: text" to stderr.
 void complain(const Failure& failure);
+// Prints "note: text" to stderr: nothing failed, but the user should know.
+void note(const std::string& text);
 
 }  // namespace ac500::host
 

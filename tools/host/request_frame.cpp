@@ -39,6 +39,7 @@ RequestFrame parseRequest(const QByteArray& frame) {
         request.expectedReplyBytes = replyBytesOf(request.items);
     } else if (request.service == Service::Write) {
         request.items = parseItems(frame, true);
+        request.expectedReplyBytes = wire::kShortReplyBytes;
     }
     return request;
 }

@@ -16,7 +16,7 @@ using wire::Service;
 struct RequestFrame {
     Service service = Service::Hello;
     std::vector<ByteRun> items;   // of a read or a write, in frame order; of a handshake frame none
-    int expectedReplyBytes = -1;  // of the whole reply, envelope included; -1: unknown until the reply says it
+    int expectedReplyBytes = -1;  // of a good reply, envelope included; -1: unknown until the reply says it
 };
 
 // REQUIRES: `frame` comes from the driver. A frame that is cut short yields the items that are whole.

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/host/bit_check.h"
+
 namespace ac500::host {
 
 namespace {
@@ -14,14 +16,23 @@ bool isReported(const AbandonedRequest& request, VariableId id) {
                        [id](const VariableReport& report) { return report.id == id; });
 }
 
+// When the PLC has said no, its status word says it all, not the driver's.
+std::string causeOf(const AbandonedRequest& request) {
+    return request.wasRefused ? request.reason.text : fmt::format("status {}: {}", request.status, request.reason.text);
+}
+
 // What became of a write that the driver gave up with `request`, reported by it or not.
 std::string fateOf(const AbandonedRequest& request, bool wasReported) {
     if (!request.wasSent) {
         return fmt::format("not sent: {} (status {})", request.reason.text, request.status);
     }
-    const char* fate = wasReported ? "the request failed; the PLC may or may not have it"
-                                   : "dropped by the driver, which gives up all pending writes after a failed one";
-    return fmt::format("{} (status {}: {})", fate, request.status, request.reason.text);
+    if (!wasReported) {
+        return fmt::format("dropped by the driver, which gives up all pending writes after a failed one ({})",
+                           causeOf(request));
+    }
+    return request.wasRefused
+               ? causeOf(request)
+               : fmt::format("the request failed; the PLC may or may not have it ({})", causeOf(request));
 }
 
 Failure notSent(const Failure& reason) {
@@ -161,7 +172,9 @@ void SessionWorker::startWaitingWrites() {
 }
 
 void SessionWorker::startWrite(const Order& write) {
-    parts_.handover.access()->orders.handedOver(write.serial, parts_.clock.now());
+    const HostValues bitsBefore =
+        OrderBook::mustReadFirst(write.tag) ? parts_.access.imageValues(allBitsOf(write.tag)) : HostValues();
+    parts_.handover.access()->orders.handedOver(write.serial, parts_.clock.now(), bitsBefore);
     // While communication has failed the driver shows what is written at once (quirk 25).
     received_.forget(write.runs);
     if (!parts_.access.write(write.tag, write.values, write.serial)) {
@@ -320,8 +333,9 @@ void SessionWorker::writesAbandoned(const AbandonedRequest& request) {
 // Those that are read by address are in the cyclic list, which the driver keeps.
 void SessionWorker::onceReadsAbandoned(const AbandonedRequest& request) {
     const Time now = parts_.clock.now();
-    const Failure failure{request.reason.kind,
-                          fmt::format("the request failed (status {}: {})", request.status, request.reason.text)};
+    const Failure failure{request.reason.kind, request.wasRefused
+                                                   ? causeOf(request)
+                                                   : fmt::format("the request failed ({})", causeOf(request))};
     Handover::Access work = parts_.handover.access();
     for (const std::int32_t serial : work->orders.at(OrderKind::Read, OrderStep::WithDriver)) {
         if (work->orders.find(serial)->requests > 0) {

@@ -50,6 +50,7 @@ void place(const Element& element, Tag* tag) {
     tag->form = {element.code, element.bit >= 0};
     tag->area = element.area;
     tag->address = element.address;
+    tag->firstBit = std::max(element.bit, 0);
 }
 
 // Names the elements of a tag that ends with one index.

@@ -33,6 +33,7 @@ struct Tag {
 
     int area = 0;
     std::int64_t address = 0;  // of the first element; of the variable for a bit of it; a bit address for BIT variables
+    int firstBit = 0;          // of bits of a variable: the number of the first
 
     std::string elementName(int element) const;
     // The bytes that must be received before the value is known.

@@ -332,6 +332,19 @@ HostValues decodeRead(ValueForm form, const QByteArray& bytes, int elements) {
     return values;
 }
 
+bool areFinite(const HostValues& values) {
+    struct Visitor {
+        bool operator()(float v) const { return std::isfinite(v); }
+        bool operator()(double v) const { return std::isfinite(v); }
+        bool operator()(bool) const { return true; }
+        bool operator()(std::int64_t) const { return true; }
+        bool operator()(std::uint64_t) const { return true; }
+        bool operator()(const std::string&) const { return true; }
+    };
+    return std::all_of(values.begin(), values.end(),
+                       [](const HostValue& value) { return std::visit(Visitor(), value); });
+}
+
 bool sameValues(const HostValues& a, const HostValues& b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const HostValue& left, const HostValue& right) {
         return left.index() == right.index() &&

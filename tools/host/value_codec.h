@@ -60,6 +60,9 @@ int countForWrite(ValueForm form, const QByteArray& encoded);
 // From GetRegisterData; elements beyond the end of `bytes` are left out.
 HostValues decodeRead(ValueForm form, const QByteArray& bytes, int elements);
 
+// False when a float among them is infinite or not a number.
+bool areFinite(const HostValues& values);
+
 // Equal as the PLC stores them: floats by their bits, so that a NaN equals itself.
 bool sameValues(const HostValues& a, const HostValues& b);
 

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 
+#include "tools/host/bit_check.h"
 #include "tools/host/print.h"
+#include "tools/host/target_overlap.h"
 #include "tools/host/terminal.h"
 
 namespace ac500::host {
@@ -15,11 +17,13 @@ namespace {
 struct TagWrite {
     Tag tag;
     HostValues values;
+    Tag readBackAs;  // the tag, or the variable that holds its bits
     std::int32_t serial = 0;
     std::int32_t readBack = 0;  // serial of its reading back
     std::string readBackFailure = "no answer in time";
     Failure failure;
     std::optional<TagValue> inPlc;  // as it was read back
+    std::string note;               // written, but there is something to know
 };
 
 bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, Failure* failure) {
@@ -42,10 +46,38 @@ bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, F
             *failure = {FailureKind::Usage, write.tag.text + ": " + error};
             return false;
         }
+        if (!areFinite(*values) && !context.options().force) {
+            *failure = {FailureKind::Usage,
+                        fmt::format("{}: {} is no finite number, which few PLC programs expect; with "
+                                    "--force it is written all the same",
+                                    write.tag.text, formatValues(write.tag.form, *values))};
+            return false;
+        }
         write.values = *values;
+        write.readBackAs = write.tag.form.isBit ? allBitsOf(write.tag) : write.tag;
         writes->push_back(write);
     }
     return true;
+}
+
+std::vector<Tag> tagsOf(const std::vector<TagWrite>& writes) {
+    std::vector<Tag> tags;
+    for (const TagWrite& write : writes) {
+        tags.push_back(write.tag);
+    }
+    return tags;
+}
+
+bool keepApart(const std::vector<Tag>& targets, Failure* failure) {
+    const std::optional<TargetOverlap> overlap = findOverlap(targets);
+    if (overlap) {
+        const std::string& first = targets[overlap->first].text;
+        const std::string& second = targets[overlap->second].text;
+        const std::string what =
+            first == second ? first + " is given twice" : fmt::format("{} and {} overlap", first, second);
+        *failure = {FailureKind::Usage, what + "; which value the PLC ends up with would be left to chance"};
+    }
+    return !overlap;
 }
 
 bool isOver(HostSession& session, const TagWrite& write) {
@@ -58,7 +90,7 @@ bool wasReadBack(HostSession& session, TagWrite& write) {
     const std::optional<Order> record = session.order(write.readBack);
     if (record && record->step == OrderStep::Failed) {
         write.readBackFailure = record->failure.text;
-        write.readBack = session.readOnce(write.tag);
+        write.readBack = session.readOnce(write.readBackAs);
     }
     return record && record->step == OrderStep::Succeeded;
 }
@@ -72,18 +104,50 @@ void collectOutcomes(HostSession& session, std::vector<TagWrite>* writes) {
     }
 }
 
-void compareWithPlc(HostSession& session, TagWrite* write) {
-    if (!wasReadBack(session, *write)) {
+// Bits that this command writes to the variable that holds the bits of `tag`.
+std::uint64_t bitsWritten(const std::vector<TagWrite>& writes, const Tag& tag) {
+    std::uint64_t mask = 0;
+    for (const TagWrite& write : writes) {
+        const bool sameVariable = write.tag.form == tag.form && overlap(write.tag.byteRuns(), tag.byteRuns());
+        mask |= sameVariable ? maskOf(write.tag) : 0;
+    }
+    return mask;
+}
+
+// `inPlc`: all bits of the variable
+void compareBits(HostSession& session, const std::vector<TagWrite>& writes, const TagValue& inPlc, TagWrite* write) {
+    const auto first = inPlc.values.begin() + write->tag.firstBit;
+    write->inPlc = inPlc;
+    write->inPlc->values = {first, first + write->tag.elements};
+    const std::optional<Order> order = session.order(write->serial);
+    const HostValues before = order ? order->bitsBefore : inPlc.values;
+    const BitCheck check =
+        checkBits({write->tag, write->values, before, inPlc.values, bitsWritten(writes, write->tag)});
+    if (!check.isInPlc) {
+        write->failure = {FailureKind::Request, fmt::format("{}: {}", write->tag.text, check.text)};
+    } else if (!check.isAlone) {
+        write->note = fmt::format("{}: {}", write->tag.text, check.text);
+    }
+}
+
+void compareWithPlc(HostSession& session, const std::vector<TagWrite>& writes, TagWrite* write) {
+    const bool wasRead = wasReadBack(session, *write);
+    const TagValue inPlc = session.value(write->readBackAs);
+    if (!wasRead || !inPlc.isKnown) {
         write->failure = {FailureKind::Request, fmt::format("{}: written, but it could not be read back: {}",
                                                             write->tag.text, write->readBackFailure)};
         return;
     }
-    write->inPlc = session.value(write->tag);
-    if (!sameValues(write->inPlc->values, write->values)) {
-        write->failure = {FailureKind::Request,
-                          fmt::format("{}: {} was written, but the PLC has {}; its program may have changed it",
-                                      write->tag.text, formatValues(write->tag.form, write->values),
-                                      formatValues(write->tag.form, write->inPlc->values))};
+    if (write->tag.form.isBit) {
+        compareBits(session, writes, inPlc, write);
+        return;
+    }
+    write->inPlc = inPlc;
+    if (!sameValues(inPlc.values, write->values)) {
+        write->failure = {
+            FailureKind::Request,
+            fmt::format("{}: {} was written, but the PLC has {}; its program may have changed it", write->tag.text,
+                        formatValues(write->tag.form, write->values), formatValues(write->tag.form, inPlc.values))};
     }
 }
 
@@ -109,7 +173,7 @@ void readBackAll(CommandContext& context, std::vector<TagWrite>* writes) {
     std::vector<TagWrite*> written;
     for (TagWrite& write : *writes) {
         if (!write.failure.occurred()) {
-            write.readBack = session.readOnce(write.tag);
+            write.readBack = session.readOnce(write.readBackAs);
             written.push_back(&write);
         }
     }
@@ -118,7 +182,7 @@ void readBackAll(CommandContext& context, std::vector<TagWrite>* writes) {
                            [&](TagWrite* write) { return wasReadBack(session, *write); });
     });
     for (TagWrite* write : written) {
-        compareWithPlc(session, write);
+        compareWithPlc(session, *writes, write);
     }
 }
 
@@ -130,6 +194,9 @@ Json writeJson(const TagWrite& write) {
     json["read_back"] = write.inPlc ? valueJson(write.tag, write.inPlc->values) : Json();
     if (write.failure.occurred()) {
         json["error"] = failureJson(write.failure);
+    }
+    if (!write.note.empty()) {
+        json["note"] = write.note;
     }
     return json;
 }
@@ -144,20 +211,13 @@ void printWrites(const std::vector<TagWrite>& writes) {
     printTable(rows);
 }
 
-std::vector<Tag> tagsOf(const std::vector<TagWrite>& writes) {
-    std::vector<Tag> tags;
-    for (const TagWrite& write : writes) {
-        tags.push_back(write.tag);
-    }
-    return tags;
-}
-
 }  // namespace
 
 int runWrite(CommandContext& context) {
     std::vector<TagWrite> writes;
     Failure failure;
-    if (!parseWrites(context, &writes, &failure) || !context.startSession(tagsOf(writes), &failure)) {
+    if (!parseWrites(context, &writes, &failure) || !keepApart(tagsOf(writes), &failure) ||
+        !context.startSession(tagsOf(writes), &failure)) {
         return context.cannotBegin(failure);
     }
     writeAll(context, &writes);
@@ -170,6 +230,9 @@ int runWrite(CommandContext& context) {
         if (write.failure.occurred()) {
             complain(write.failure);
             kind = write.failure.kind;
+        }
+        if (!write.note.empty()) {
+            note(write.note);
         }
     }
     if (context.options().json) {
