@@ -69,6 +69,11 @@ protected:
         return {process.exitCode(), process.takeOutput(), process.takeErrors()};
     }
 
+    // The same with some redirection of a shell.
+    static Outcome runHostWith(const std::string& redirection, const Texts& arguments) {
+        return run("sh", Texts{"-c", "exec \"$0\" \"$@\" " + redirection, kHostProgram} + arguments);
+    }
+
     // With driver, symbols and PLC.
     Outcome host(const Texts& arguments) const { return runHost(usual() + arguments); }
 
@@ -360,6 +365,80 @@ TEST_F(CommandLineTest, AValueComesThroughOnALinkThatFailsNowAndThen) {
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(host({"read", "Main.setpoint"}).out, "Main.setpoint  100\n");
     }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Outputs that cannot be written
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(CommandLineTest, AnOutputThatCannotBeWrittenHasCodeSeven) {
+    startSimulator();
+    const std::vector<Texts> commands = {
+        {"read", "Main.setpoint"},
+        {"--json", "read", "Main.setpoint"},
+        {"write", "Main.setpoint=1"},
+        {"tags"},
+        {"status"},
+        {"watch", "Main.setpoint"},  // without end, but for the output
+        {"watch", "--json", "Main.setpoint"},
+        {"--help"},
+    };
+    for (const Texts& command : commands) {
+        const Outcome outcome = runHostWith(">/dev/full", usual() + command);
+        EXPECT_EQ(outcome.exitCode, 7) << command.front();
+        EXPECT_EQ(outcome.error, "output: the standard output cannot be written: No space left on device\n");
+    }
+}
+
+TEST_F(CommandLineTest, AClosedOutputHasCodeSevenAndCostsThePlcNothing) {
+    startSimulator();
+    const Outcome outcome = runHostWith(">&-", usual() + Texts{"read", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 7);
+    EXPECT_EQ(outcome.error, "output: the standard output cannot be written: Bad file descriptor\n");
+}
+
+TEST_F(CommandLineTest, AFailureOfItsOwnGoesBeforeThatOfTheOutput) {
+    const Outcome outcome = runHostWith(">/dev/full", usual() + Texts{"--wait", "100", "read", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 4);
+    EXPECT_THAT(outcome.error,
+                AllOf(StartsWith("tcp: "), HasSubstr("\noutput: the standard output cannot be written")));
+}
+
+TEST_F(CommandLineTest, WatchEndsQuietlyWhenItsReaderGoesAway) {
+    startSimulator();
+    ChildProcess process;
+    ASSERT_TRUE(process.start(kHostProgram, usual() + Texts{"watch", "--interval", "20", "Main.setpoint"}));
+    EXPECT_THAT(process.takeLine(kPatienceMs), HasSubstr("Main.setpoint"));
+    process.closeOutput();
+    EXPECT_TRUE(process.waitForEnd(kPatienceMs));
+    EXPECT_EQ(process.exitCode(), 141);
+    EXPECT_EQ(process.takeErrors(), "");
+}
+
+TEST_F(CommandLineTest, WatchNeedNotWriteToNoticeThatItsReaderIsGone) {
+    startSimulator();
+    ChildProcess process;
+    ASSERT_TRUE(process.start(kHostProgram, usual() + Texts{"watch", "--interval", "80000000", "Main.setpoint"}));
+    EXPECT_THAT(process.takeLine(kPatienceMs), HasSubstr("Main.setpoint"));
+    process.closeOutput();
+    EXPECT_TRUE(process.waitForEnd(kPatienceMs));
+    EXPECT_EQ(process.exitCode(), 141);
+}
+
+TEST_F(CommandLineTest, AListThatNobodyReadsToItsEndEndsQuietly) {
+    const Outcome outcome =
+        run("sh", {"-c", "{ \"$0\" \"$@\"; echo $? >&2; } | true", kHostProgram, "--symbols", kPlant, "tags"});
+    EXPECT_EQ(outcome.error, "141\n");
+}
+
+TEST_F(CommandLineTest, MessagesThatCannotBeWrittenChangeNothing) {
+    startSimulator({"--fault", "reset:at=1,service=read"});
+    const Outcome good = runHostWith("2>/dev/full", usual() + Texts{"--verbose", "read", "Main.setpoint"});
+    EXPECT_EQ(good.exitCode, 0);
+    EXPECT_EQ(good.out, "Main.setpoint  100\n");
+    EXPECT_EQ(runHostWith("2>/dev/full", usual() + Texts{"read", "Main.setpont"}).exitCode, 3);
+    EXPECT_EQ(runHostWith("2>/dev/full", {"frobnicate"}).exitCode, 1);
+    EXPECT_EQ(runHostWith("2>&-", usual() + Texts{"--verbose", "read", "Main.setpoint"}).exitCode, 0);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------

@@ -5,7 +5,8 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
+
+#include "tools/host/print.h"
 
 namespace ac500::host {
 
@@ -51,8 +52,8 @@ void LiveLines::draw(const std::vector<std::string>& lines) {
         out += "\r" + line + kClearToEndOfLine + "\n";
     }
     out += kClearToEndOfScreen;
-    std::fwrite(out.data(), 1, out.size(), stdout);
-    std::fflush(stdout);
+    print(out);
+    flushOutput();
     drawn_ = lines.size();
 }
 

@@ -128,6 +128,7 @@ public:
             waitForNext();
         }
         show();
+        hasReader_ = flushOutput();
         return exitCode();
     }
 
@@ -136,7 +137,8 @@ private:
 
     bool isOver() const {
         const double seconds = context_.options().seconds;
-        return wasInterrupted() || (seconds > 0 && static_cast<double>(elapsed().count()) >= seconds * 1000);
+        return wasInterrupted() || !hasReader_ ||
+               (seconds > 0 && static_cast<double>(elapsed().count()) >= seconds * 1000);
     }
 
     void show() {
@@ -158,12 +160,17 @@ private:
         const Time next = clock_.now() + Milliseconds(context_.options().intervalMs);
         while (!isOver() && clock_.now() < next) {
             context_.tellEvents();
+            hasReader_ = flushOutput();
             const Milliseconds left = std::chrono::ceil<Milliseconds>(next - clock_.now());
             context_.session().waitForChange(std::min(CommandContext::kGlance, std::max(left, Milliseconds(1))));
         }
     }
 
+    // An output that failed is told by the caller, and what was not received until then is of no interest.
     int exitCode() const {
+        if (!hasReader_) {
+            return 0;
+        }
         for (std::size_t i = 0; i < tags_.size(); ++i) {
             if (!received_[i]) {
                 const std::optional<SessionEvent> last = context_.session().status().lastFailure;
@@ -179,6 +186,7 @@ private:
     const std::vector<Tag>& tags_;
     SteadyClock clock_;
     std::vector<bool> received_;
+    bool hasReader_ = true;
     const Time started_;
     LiveLines live_;
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tools/host/exit_codes.h"
 #include "tools/host/print.h"
 #include "tools/host/terminal.h"
 

@@ -19,7 +19,9 @@ constexpr const char* kReservedHelp =
     "  Sim.fault_arg (argument, 0: default) and Sim.fault_service (service code, 0: any).\n"
     "  read Sim.faults_left, faults_done, boot_count, requests, refused, connections, uptime_ms.\n"
     "\n"
-    "Exit codes: 0 ended by a signal or --run-seconds, 1 wrong usage, 2 symbol file, 3 cannot listen.";
+    "Exit codes: 0 ended by a signal or --run-seconds, 1 wrong usage, 2 symbol file, 3 cannot listen,\n"
+    "  4 the standard output cannot be written, 141 nobody reads it any more. What cannot be written to the error\n"
+    "  output is lost and changes nothing.";
 
 // CLI11 keeps what it parses into here.
 struct Raw {

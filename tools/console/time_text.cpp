@@ -1,0 +1,34 @@
+#include "tools/console/time_text.h"
+
+#include <fmt/chrono.h>
+
+namespace ac500::console {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+// Rounded down, so that no second has a thousandth millisecond.
+struct Parts {
+    explicit Parts(WallTime time)
+        : second(std::chrono::floor<seconds>(time.time_since_epoch()).count()),
+          millisecond(std::chrono::floor<milliseconds>(time.time_since_epoch()).count() - second * 1000) {}
+
+    std::time_t second;
+    std::int64_t millisecond;
+};
+
+}  // namespace
+
+std::string timeText(WallTime time) {
+    const Parts parts(time);
+    return fmt::format("{:%Y-%m-%d %H:%M:%S}.{:03}", fmt::localtime(parts.second), parts.millisecond);
+}
+
+std::string utcText(WallTime time) {
+    const Parts parts(time);
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(parts.second), parts.millisecond);
+}
+
+}  // namespace ac500::console
