@@ -42,6 +42,10 @@ Texts operator+(Texts texts, const Texts& more) {
     return texts;
 }
 
+std::string readings(const std::string& out) {
+    return std::to_string(std::count(out.begin(), out.end(), '\n')) + " lines";
+}
+
 class CommandLineTest : public testing::Test {
 protected:
     void TearDown() override {
@@ -309,6 +313,50 @@ TEST_F(CommandLineTest, AnUnknownTagHasCodeThreeAndNearNames) {
     EXPECT_EQ(outcome.out, "");
 }
 
+TEST_F(CommandLineTest, AllWrongTagsAreToldAtOnceAndEachOnce) {
+    const char* const expected =
+        "name: \"Main.setpont\": scope \"Main\" has no variable \"setpont\"; near names: Main.setpoint, Main.start, "
+        "Main.stop\n"
+        "name: \"Main.recipe[11]\": index 11 lies outside 1..10\n";
+    const Outcome read = host({"read", "Main.setpont", "Main.counter", "Main.recipe[11]", "Main.setpont"});
+    EXPECT_EQ(read.error, expected);
+    EXPECT_EQ(read.exitCode, 3);
+    const Outcome write = host({"write", "Main.setpont=1", "Main.counter=x", "Main.recipe[11]=2"});
+    EXPECT_EQ(write.error, expected);
+    EXPECT_EQ(write.exitCode, 3);
+}
+
+TEST_F(CommandLineTest, WhatConcernsAllTagsIsToldOnce) {
+    const Outcome outcome = host({"--wait", "300", "read", "Main.setpoint", "Main.counter"});
+    EXPECT_EQ(outcome.exitCode, 4);
+    EXPECT_THAT(outcome.error,
+                StartsWith("tcp: Main.setpoint, Main.counter: not received within 300 ms: no connection "));
+    EXPECT_EQ(readings(outcome.error), "1 lines");
+}
+
+TEST_F(CommandLineTest, UnknownWordsAreNamedWithTheNearest) {
+    const std::vector<std::pair<Texts, std::string>> rows = {
+        {{"raed", "Main.counter"}, "there is no command \"raed\"; did you mean \"read\"?"},
+        {{"frobnicate"}, "there is no command \"frobnicate\"; choose from read, write, watch, tags, status"},
+        {{"--symbols", kPlant}, "there is no command; choose from read, write, watch, tags, status"},
+        {{"--symbols", kPlant, "--tmeout", "5", "status"},
+         "there is no option \"--tmeout\"; did you mean \"--timeout\"?"},
+        {{"--symbls=x", "status"}, "there is no option \"--symbls\"; did you mean \"--symbols\"?"},
+        {{"--symbols", kPlant, "read", "--interval", "5", "Main.counter"},
+         "there is no option \"--interval\" with read; it belongs to watch"},
+        {{"--symbols", kPlant, "watch", "--intervall", "5", "Main.counter"},
+         "there is no option \"--intervall\"; did you mean \"--interval\"?"},
+        {{"--symbols", kPlant, "read", "-x", "Main.counter"}, "there is no option \"-x\""},
+        {{"--symbols", kPlant, "status", "extra"}, "\"extra\" is one argument too many"},
+        {{"read", "Main.counter"}, "--symbols is required"},
+    };
+    for (const auto& [arguments, expected] : rows) {
+        const Outcome outcome = runHost(arguments);
+        EXPECT_EQ(outcome.error, "usage: " + expected + "; ac500-host --help shows how it is used\n");
+        EXPECT_EQ(outcome.exitCode, 1);
+    }
+}
+
 TEST_F(CommandLineTest, ErrorsAreJsonTooWhenAskedFor) {
     const Outcome outcome = host({"--json", "read", "Main.setpont"});
     const json document = json::parse(outcome.out);
@@ -444,10 +492,6 @@ TEST_F(CommandLineTest, MessagesThatCannotBeWrittenChangeNothing) {
 // ---------------------------------------------------------------------------------------------------------------------
 // The smallest host
 // ---------------------------------------------------------------------------------------------------------------------
-
-std::string readings(const std::string& out) {
-    return std::to_string(std::count(out.begin(), out.end(), '\n')) + " lines";
-}
 
 TEST_F(CommandLineTest, TheSmallestHostReadsItsVariable) {
     startSimulator();

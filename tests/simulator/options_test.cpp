@@ -75,8 +75,9 @@ TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
         {{"--symbols", "p", "--request-seconds", "0"}, "--request-seconds"},
         {{"--symbols", "p", "--idle-seconds", "-1"}, "--idle-seconds"},
         {{"--symbols", "p", "--quiet", "--verbose"}, "excludes"},
-        {{"--symbols", "p", "--turbo"}, "--turbo"},
-        {{"--symbols", "p", "stray"}, "stray"},
+        {{"--symbols", "p", "--turbo"}, "ac500-sim: there is no option \"--turbo\"\n"},
+        {{"--symbls", "p"}, "ac500-sim: there is no option \"--symbls\"; did you mean \"--symbols\"?\n"},
+        {{"--symbols", "p", "stray"}, "ac500-sim: \"stray\" is one argument too many\n"},
         {{"--symbols", "p", "--fault", "slow"}, "there is no fault \"slow\""},
     };
     for (const Row& row : rows) {
@@ -92,8 +93,9 @@ TEST(Options, HelpTellsEverythingAndExitsWithZero) {
     const ParsedOptions parsed = parseOptions({"--help"});
     EXPECT_FALSE(parsed.run);
     EXPECT_EQ(parsed.exitCode, 0);
-    for (const char* word : {"--symbols", "--port", "--address", "--seed", "--fault", "--quiet", "--verbose",
-                             "--run-seconds", "silence:at=10,count=2", "Sim.fault_kind", "Exit codes"}) {
+    for (const char* word :
+         {"--symbols", "--port", "--address", "--seed", "--fault", "--quiet", "--verbose", "--run-seconds",
+          "0: without end", "silence:at=10,count=2", "Sim.fault_kind", "Exit codes"}) {
         EXPECT_THAT(parsed.text, HasSubstr(word));
     }
 }

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <sstream>
 
+#include "tools/console/usage_problem.h"
 #include "tools/host/failure.h"
 
 namespace ac500::host {
@@ -118,8 +119,9 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
     if (row.command == Command::Watch || row.command == Command::Status) {
         command
             ->add_option("--seconds", options.seconds,
-                         row.command == Command::Watch ? "End after so many seconds (default: with Ctrl-C)"
-                                                       : "Collect statistics for so many seconds after the first read")
+                         row.command == Command::Watch
+                             ? "End after so many seconds; 0: without end, until Ctrl-C (the default)"
+                             : "Collect statistics for so many seconds after the first read")
             ->type_name("N")
             ->check(CLI::Range(0.0, kLongestMs / 1000.0));
     }
@@ -134,7 +136,7 @@ ParsedCommandLine usageError(const std::string& what) {
 
 ParsedCommandLine helpOrError(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
-        return usageError(error.what());
+        return usageError(console::usageProblem(app, error));
     }
     std::ostringstream out;
     std::ostringstream ignored;

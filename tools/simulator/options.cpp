@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/console/usage_problem.h"
+
 namespace ac500::sim {
 
 namespace {
@@ -56,7 +58,8 @@ void declare(CLI::App& app, Raw& raw) {
     app.add_option("--fault", raw.rules, "fault rule, may be repeated; see below")
         ->allow_extra_args(false)
         ->type_name("RULE");
-    app.add_option("--run-seconds", options.runSeconds, "end by itself after so many seconds")
+    app.add_option("--run-seconds", options.runSeconds,
+                   "end by itself after so many seconds; 0: without end, until a signal comes")
         ->check(CLI::Range(0.0, kLongestSeconds).description(""))
         ->type_name("S");
     app.add_option("--max-clients", options.limits.maxClients, "clients at a time")
@@ -115,7 +118,7 @@ ParsedOptions parseOptions(std::vector<std::string> arguments) {
     } catch (const CLI::CallForHelp&) {
         return finished(kExitGood, app.help());
     } catch (const CLI::ParseError& error) {
-        return finished(kExitUsage, std::string("ac500-sim: ") + error.what() + "\nTry ac500-sim --help.\n");
+        return finished(kExitUsage, "ac500-sim: " + console::usageProblem(app, error) + "\nTry ac500-sim --help.\n");
     }
     return withRules(std::move(raw));
 }

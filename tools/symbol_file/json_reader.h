@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -45,7 +46,7 @@ public:
 
     // The value of a key, or nothing.
     std::optional<JsonNode> find(const std::string& key) const;
-    // The same; an absent key is a problem and `remedy` says what to give.
+    // The same; an absent key is a problem and `remedy` says what to give, unless a misspelt one was reported.
     std::optional<JsonNode> require(const std::string& key, const std::string& remedy) const;
 
 private:
@@ -53,6 +54,7 @@ private:
 
     JsonNode node_;
     ProblemList* problems_;
+    std::set<std::string> suggested_;  // keys that a misspelt one is likely to mean
 };
 
 struct IntegerRange {
