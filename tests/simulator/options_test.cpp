@@ -60,6 +60,13 @@ TEST(Options, EveryOptionArrives) {
     EXPECT_EQ(parsed.options.limits.idleMs, 3000);
 }
 
+TEST(Options, AnAddressMayCarryItsPort) {
+    const ParsedOptions parsed = parseOptions({"--symbols", "p", "--address", "[::1]:502"});
+    ASSERT_TRUE(parsed.run) << parsed.text;
+    EXPECT_EQ(parsed.options.address, "::1");
+    EXPECT_EQ(parsed.options.port, 502);
+}
+
 TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
     struct Row {
         std::vector<std::string> arguments;
@@ -77,6 +84,8 @@ TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
         {{"--symbols", "p", "--quiet", "--verbose"}, "excludes"},
         {{"--symbols", "p", "--turbo"}, "ac500-sim: there is no option \"--turbo\"\n"},
         {{"--symbls", "p"}, "ac500-sim: there is no option \"--symbls\"; did you mean \"--symbols\"?\n"},
+        {{"--symbols", "p", "--address", "::1"}, "--address ::1 is no IP[:PORT]; write e.g. 127.0.0.1 or [::1]:1201"},
+        {{"--symbols", "p", "--address", "[::1]:5", "--port", "6"}, "--address [::1]:5 and --port both give a port"},
         {{"--symbols", "p", "stray"}, "ac500-sim: \"stray\" is one argument too many\n"},
         {{"--symbols", "p", "--fault", "slow"}, "there is no fault \"slow\""},
     };

@@ -21,6 +21,7 @@ namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::StartsWith;
 
 constexpr int kLimitMs = 20000;
@@ -124,8 +125,28 @@ TEST_F(Program, TellsOfFaultsAndWithVerboseOfEveryRequest) {
     EXPECT_EQ(exitCode(), 0);
     const std::string told = errors();
     EXPECT_THAT(told, HasSubstr("client 1: hello, reply of 206 bytes\n"));
+    const QStringList lines = QString::fromStdString(told).split('\n', Qt::SkipEmptyParts);
+    EXPECT_GE(lines.size(), 4);
+    for (const QString& line : lines) {
+        EXPECT_THAT(line.toStdString(), MatchesRegex("20..-..-.. ..:..:..\\.[0-9][0-9][0-9] ac500-sim: client 1: .*"));
+    }
     EXPECT_THAT(told, HasSubstr("client 1: fault status on a reply to hello\n"));
     EXPECT_THAT(told, HasSubstr("client 1: disconnected\n"));
+}
+
+TEST_F(Program, WithVerboseTagsAndValuesAreTold) {
+    startServing({"--verbose"});
+    {
+        RawClient client(port_);
+        const Bytes end = client.handshake();
+        client.ask(byteString("BB BB 00 00 00 16 3C 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02 01 02") + end);
+        client.ask(byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02") + end);
+    }
+    process_.sendSignal(SIGTERM);
+    EXPECT_EQ(exitCode(), 0);
+    const std::string told = errors();
+    EXPECT_THAT(told, HasSubstr("client 1: write of 1 item(s) (Main.count = 258), reply of 8 bytes\n"));
+    EXPECT_THAT(told, HasSubstr("client 1: read of 1 item(s) (Main.count = 258), reply of 15 bytes\n"));
 }
 
 TEST_F(Program, ServesOnWhenItsMessagesCannotBeWritten) {

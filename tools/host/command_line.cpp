@@ -54,7 +54,9 @@ void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
                    "The driver library (default: libac500driver.so beside this program, then in ../lib)")
         ->type_name("PATH");
     app.add_option("--symbols", options.symbols, "The symbol file, docs/symbol-file.md")->type_name("PATH")->required();
-    app.add_option("--plc", plc, "Where the PLC listens")->type_name("HOST:PORT")->capture_default_str();
+    app.add_option("--plc", plc, "Where the PLC listens; an IPv6 address stands in brackets: [::1]:1201")
+        ->type_name("HOST:PORT")
+        ->capture_default_str();
     app.add_option("--timeout", options.timeoutMs, "Longest wait for one reply, and for the connection, in ms")
         ->type_name("MS")
         ->check(CLI::Range(1, kLongestMs))
@@ -153,6 +155,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     std::string plc = options.plc.text();
     CLI::App app(kDescription, "ac500-host");
     app.footer(kFooter);
+    app.set_version_flag("--version", "ac500-host " AC500_VERSION, "Print the version and exit");
     app.require_subcommand(1);
     app.fallthrough();
     addConnectionOptions(app, options, plc);
@@ -166,7 +169,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     }
     const std::optional<Endpoint> endpoint = parseEndpoint(plc);
     if (!endpoint) {
-        return usageError("--plc " + plc + " is no HOST:PORT, e.g. 192.168.0.10:1201");
+        return usageError("--plc " + plc + " is no HOST:PORT; write e.g. 192.168.0.10:1201 or [::1]:1201");
     }
     options.plc = *endpoint;
     ParsedCommandLine parsed;

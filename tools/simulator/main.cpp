@@ -13,9 +13,11 @@
 #include <fmt/format.h>
 
 #include "tools/console/standard_streams.h"
+#include "tools/console/time_text.h"
 #include "tools/simulator/options.h"
 #include "tools/simulator/reserved_variables.h"
 #include "tools/simulator/tcp_server.h"
+#include "tools/text/address.h"
 
 namespace {
 
@@ -31,7 +33,7 @@ bool print(const std::string& line) {
 }
 
 void complain(const std::string& line) {
-    console::tell("ac500-sim: " + line + "\n");
+    console::tell(console::timeText() + " ac500-sim: " + line + "\n");
 }
 
 void complainAll(const std::string& fileName, const std::vector<Problem>& problems) {
@@ -91,23 +93,24 @@ void runUntilEnd(QCoreApplication& application, int signalFile, double runSecond
 bool listen(TcpServer& server, const Options& options) {
     const QHostAddress address(QString::fromStdString(options.address));
     if (address.isNull()) {
-        complain("\"" + options.address + "\" is no IP address; --address takes one like 127.0.0.1");
+        complain("\"" + options.address + "\" is no IP address; --address takes one like 127.0.0.1 or [::1]");
         return false;
     }
     if (!address.isLoopback()) {
-        complain("warning: " + options.address + " can be reached by other machines, and anyone there can write");
+        complain("warning: " + text::addressText(options.address, options.port) +
+                 " can be reached by other machines, and anyone there can write");
     }
     std::string error;
     if (!server.listen(address, options.port, &error)) {
-        complain(fmt::format("cannot listen on {}:{}: {}; choose another --port, or 0 for a free one", options.address,
-                             options.port, error));
+        complain(fmt::format("cannot listen on {}: {}; choose another --port, or 0 for a free one",
+                             text::addressText(options.address, options.port), error));
         return false;
     }
     return true;
 }
 
 int serve(QCoreApplication& application, const Options& options, const SymbolFile& file) {
-    PlcModel model(file, {options.seed, options.faults});
+    PlcModel model(file, {options.seed, options.faults, options.verbose});
     complainAll(options.symbols, model.problems());
     complainAll(options.symbols, model.warnings());
     if (!model.problems().empty()) {
@@ -122,7 +125,7 @@ int serve(QCoreApplication& application, const Options& options, const SymbolFil
     if (!listen(server, options)) {
         return kExitCannotListen;
     }
-    if (print(fmt::format("listening on {}:{}", server.address().toString().toStdString(), server.port())) &&
+    if (print("listening on " + text::addressText(server.address().toString().toStdString(), server.port())) &&
         print(servingLine(options, file))) {
         runUntilEnd(application, signalFile, options.runSeconds);
         server.close();
