@@ -28,6 +28,7 @@ using testing::StartsWith;
 
 constexpr int kPatienceMs = 60000;
 const std::string kPlant = ac500::test::projectFile("examples/plant.json");
+const std::string kTime = "20[0-9][0-9]-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9]";
 
 struct Outcome {
     int exitCode = -1;
@@ -180,6 +181,7 @@ TEST_F(CommandLineTest, WatchPrintsPlainLinesWhenNobodyIsLooking) {
     const Outcome outcome = host({"watch", "--seconds", "3", "--interval", "300", "Main.setpoint"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_THAT(outcome.out, HasSubstr("  Main.setpoint  100  fresh  "));
+    EXPECT_THAT(outcome.out.substr(0, outcome.out.find('\n')), MatchesRegex(kTime + "  Main.setpoint  .*"));
     EXPECT_THAT(outcome.out, Not(HasSubstr("\x1b")));
     EXPECT_GE(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 4);
 }
@@ -192,6 +194,7 @@ TEST_F(CommandLineTest, WatchAsJsonIsOneObjectPerLine) {
     ASSERT_GE(lines.size(), 4);
     const json last = json::parse(lines.last().toStdString());
     EXPECT_EQ(last["link"], "online");
+    EXPECT_THAT(last["time"], MatchesRegex("20..-..-..T..:..:..\\....Z"));
     EXPECT_EQ(last["values"][0]["value"], 100.0);
     EXPECT_EQ(last["values"][0]["state"], "fresh");
 }
@@ -252,6 +255,57 @@ TEST_F(CommandLineTest, HelpListsCommandsAndExitCodes) {
     }
 }
 
+TEST_F(CommandLineTest, VersionIsThatOfTheProject) {
+    EXPECT_EQ(runHost({"--version"}).out, "ac500-host " AC500_PROJECT_VERSION "\n");
+    EXPECT_EQ(run(kSimulatorProgram, {"--version"}).out, "ac500-sim " AC500_PROJECT_VERSION "\n");
+}
+
+TEST_F(CommandLineTest, WithVerboseEachMessageBeginsWithTheTime) {
+    const Outcome outcome = host({"--verbose", "--wait", "300", "read", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 4);
+    const QStringList lines = QString::fromStdString(outcome.error).split('\n', Qt::SkipEmptyParts);
+    EXPECT_GE(lines.size(), 2);
+    for (const QString& line : lines) {
+        EXPECT_THAT(line.toStdString(), MatchesRegex(kTime + " tcp: .*"));
+    }
+}
+
+TEST_F(CommandLineTest, ASimulatorOfAnIpv6AddressIsReachedByWhatItPrints) {
+    ASSERT_TRUE(simulator_.start(kSimulatorProgram, {"--symbols", kPlant, "--address", "[::1]:0"}));
+    const std::string line = simulator_.takeLine(kPatienceMs);
+    if (line.empty()) {
+        GTEST_SKIP() << "no IPv6 here: " << simulator_.takeErrors();
+    }
+    ASSERT_THAT(line, MatchesRegex("ac500-sim: listening on \\[::1\\]:[0-9]+"));
+    plc_ = line.substr(line.rfind(' ') + 1);
+    EXPECT_EQ(host({"read", "Main.setpoint"}).out, "Main.setpoint  100\n");
+    EXPECT_THAT(host({"status"}).out, HasSubstr("connected to " + plc_));
+    simulator_.sendSignal(SIGTERM);
+    ASSERT_TRUE(simulator_.waitForEnd(kPatienceMs));
+    EXPECT_THAT(simulator_.takeErrors(), HasSubstr("client 1: connected from [::1]:"));
+}
+
+TEST_F(CommandLineTest, AFullSimulatorAlwaysHasCodeFive) {
+    startSimulator({"--max-clients", "1", "--idle-seconds", "1000000"});
+    ChildProcess only;
+    ASSERT_TRUE(only.start(kHostProgram, usual() + Texts{"watch", "--interval", "20", "Main.setpoint"}));
+    std::string line;
+    do {
+        line = only.takeLine(kPatienceMs);
+    } while (!line.empty() && line.find("fresh") == std::string::npos);
+    for (const Texts& command :
+         std::vector<Texts>{{"read", "Main.setpoint"}, {"write", "Main.setpoint=1"}, {"status"}}) {
+        for (int i = 0; i < 4; ++i) {
+            const Outcome outcome = host(Texts{"--wait", "250"} + command);
+            EXPECT_EQ(outcome.exitCode, 5) << outcome.error;
+            EXPECT_THAT(outcome.error, StartsWith("handshake: "));
+        }
+    }
+    EXPECT_EQ(host({"watch", "--seconds", "0.3", "Main.setpoint"}).exitCode, 5);
+    only.sendSignal(SIGINT);
+    EXPECT_TRUE(only.waitForEnd(kPatienceMs));
+}
+
 TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
     const std::vector<std::vector<std::string>> wrong = {
         {},
@@ -259,6 +313,7 @@ TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
         {"read", "Main.counter"},  // no symbol file
         {"--symbols", kPlant, "read"},
         {"--symbols", kPlant, "--plc", "nowhere:0", "read", "Main.counter"},
+        {"--symbols", kPlant, "--plc", "::1", "read", "Main.counter"},
         {"--symbols", kPlant, "--timeout", "0", "read", "Main.counter"},
         {"--symbols", kPlant, "--retry-limit", "-1", "read", "Main.counter"},
         {"--symbols", kPlant, "write", "Main.counter"},

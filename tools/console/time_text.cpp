@@ -2,18 +2,20 @@
 
 #include <fmt/chrono.h>
 
+#include <cstdint>
+#include <ctime>
+
 namespace ac500::console {
 
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::seconds;
-
 // Rounded down, so that no second has a thousandth millisecond.
 struct Parts {
-    explicit Parts(WallTime time)
-        : second(std::chrono::floor<seconds>(time.time_since_epoch()).count()),
-          millisecond(std::chrono::floor<milliseconds>(time.time_since_epoch()).count() - second * 1000) {}
+    explicit Parts(WallTime time) {
+        const std::int64_t total = std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch()).count();
+        millisecond = (total % 1000 + 1000) % 1000;
+        second = static_cast<std::time_t>((total - millisecond) / 1000);
+    }
 
     std::time_t second;
     std::int64_t millisecond;

@@ -137,6 +137,10 @@ bool CommandContext::areReceived(const std::vector<Tag>& tags) {
     return std::all_of(tags.begin(), tags.end(), [this](const Tag& tag) { return session_->value(tag).isKnown; });
 }
 
+bool CommandContext::hasEventsToTell() const {
+    return options_.verbose && session_ != nullptr && session_->status().events > eventsTold_;
+}
+
 void CommandContext::tellEvents() {
     if (!options_.verbose || session_ == nullptr) {
         return;

@@ -39,6 +39,8 @@ public:
     bool waitUntil(Milliseconds timeout, const std::function<bool()>& isDone);
     // Has every tag a value?
     bool areReceived(const std::vector<Tag>& tags);
+    // Would tellEvents() print anything?
+    bool hasEventsToTell() const;
     // With --verbose, prints what went wrong since the last call. To be called now and then.
     void tellEvents();
 

@@ -1,6 +1,7 @@
 #include "tools/host/print.h"
 
 #include "tools/console/standard_streams.h"
+#include "tools/console/time_text.h"
 #include "tools/host/exit_codes.h"
 #include "tools/text/text.h"
 
@@ -9,6 +10,8 @@ namespace ac500::host {
 using console::standardOutput;
 
 namespace {
+
+bool withTime = false;
 
 // Bytes of a string that are no UTF-8 become U+FFFD: a document with a doubtful character is better than none.
 std::string textOf(const Json& json, int indent) {
@@ -58,9 +61,14 @@ bool flushOutput() {
     return standardOutput().isGood();
 }
 
+void complainWithTime() {
+    withTime = true;
+}
+
 void complain(const Failure& failure) {
     std::string message;
     for (const std::string& line : text::split(failure.text, '\n')) {
+        message += withTime ? console::timeText() + " " : std::string();
         message += std::string(failureKindName(failure.kind)) + ": " + line + "\n";
     }
     console::tell(message);

@@ -23,6 +23,8 @@ void printJsonLine(const Json& json);
 // call: there is nobody to see it, or it cannot be written; a command that goes on only for its output ends then.
 bool flushOutput();
 
+// From now on each line of complain() begins with the time: for a program that logs what happens on the way.
+void complainWithTime();
 // Prints "kind: text" to stderr, each line of the text with the kind.
 void complain(const Failure& failure);
 
