@@ -455,6 +455,13 @@ TEST(WholeFiles, InUtf16AreCalledSo) {
     EXPECT_THAT(problemsOf("\0"s), ElementsAre(StartsWith("1:1: this is not valid JSON")));
 }
 
+TEST(MisspeltKeys, AreToldWithoutWhatFollowsFromThem) {
+    EXPECT_THAT(problemsOf(R"({"format": "ac500-symbols", "version": 1, "areas": [{"number": 1, "bytes": 16}],
+"tpyes": {"Pump": {"size": 4, "members": [{"name": "speed", "type": "INT", "offset": 0}]}},
+"scopes": [{"name": "Main", "variables": [{"name": "pump", "type": "Pump", "area": 1, "offset": 0}]}]})"),
+                ElementsAre(R"(2:1: unknown key "tpyes"; did you mean "types"?)"));
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Several, Problems,
     testing::Values(Finding{"follow_up_problems_are_not_told",

@@ -103,7 +103,7 @@ std::optional<JsonNode> ObjectReader::find(const std::string& key) const {
 
 std::optional<JsonNode> ObjectReader::require(const std::string& key, const std::string& remedy) const {
     std::optional<JsonNode> found = find(key);
-    if (!found && isObject() && suggested_.count(key) == 0) {
+    if (!found && isObject() && !isMisspelt(key)) {
         problems_->add(node_, inQuotes(key) + " is missing; " + remedy);
     }
     return found;

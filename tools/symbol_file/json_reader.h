@@ -48,6 +48,8 @@ public:
     std::optional<JsonNode> find(const std::string& key) const;
     // The same; an absent key is a problem and `remedy` says what to give, unless a misspelt one was reported.
     std::optional<JsonNode> require(const std::string& key, const std::string& remedy) const;
+    // Was a key reported that is likely to mean this one?
+    bool isMisspelt(const std::string& key) const { return suggested_.count(key) > 0; }
 
 private:
     void checkKeys(const std::vector<std::string>& keys);

@@ -41,7 +41,7 @@ private:
         const std::size_t before = problems_.count();
         readAreas();
         areasKnown_ = root_.find("areas") && problems_.count() == before;
-        const StructureTypes types(root_.find("types"), &problems_);
+        const StructureTypes types(root_.find("types"), !root_.isMisspelt("types"), &problems_);
         file_.types = types.all();
         readScopes(types);
         readSimulation(root_.find("simulation"), problems_.count() == 0 ? TagLookup::Possible : TagLookup::Impossible,
