@@ -81,7 +81,7 @@ void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
     app.add_flag("--json", options.json, "Output for programs: one JSON document; watch: one JSON object per line");
     app.add_flag("--simulator", options.simulator, "Add the simulator's own variables: scope Sim");
     app.add_flag("--verbose", options.verbose,
-                 "Tell on stderr what goes wrong on the way, also when the host recovers from it");
+                 "Log on stderr, with the time, what goes wrong on the way, also when the host recovers from it");
 }
 
 struct CommandRow {
@@ -96,7 +96,7 @@ struct CommandRow {
 constexpr CommandRow kCommands[] = {
     {Command::Read, "read", "Read variables once and show their values", "TAG", 1, "What to read"},
     {Command::Write, "write", "Write variables, then read them back and compare", "TAG=VALUE", 1, "What to write"},
-    {Command::Watch, "watch", "Show variables in a live table", "TAG", 1, "What to watch"},
+    {Command::Watch, "watch", "Show variables in a live table; Enter turns its pages", "TAG", 1, "What to watch"},
     {Command::Tags, "tags", "List what can be read; needs neither driver nor PLC", "PATTERN", 0,
      "Only tags like this; * stands for any characters, ? for one"},
     {Command::Status, "status", "Try every step up to the first read, and tell how far it gets", nullptr, 0, nullptr},

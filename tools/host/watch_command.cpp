@@ -121,10 +121,18 @@ private:
         if (context_.options().json) {
             printAsJson(tags_, picture);
         } else if (isLive_) {
+            followOthers();
             const LiveStyle style{wantsColors(), hasKeyboard()};
             live_.draw(liveTable(livePicture(context_.options(), tags_, picture), terminalSize(), style, &pager_));
         } else {
             printLines(tags_, picture);
+        }
+    }
+
+    // What a shell wrote while the program was stopped stays.
+    void followOthers() {
+        if (wasContinued()) {
+            live_.leave();
         }
     }
 
@@ -141,6 +149,7 @@ private:
     // Messages go where the table stands; the next picture follows them.
     void tellEvents() {
         if (isLive_ && context_.hasEventsToTell()) {
+            followOthers();
             live_.erase();
         }
         context_.tellEvents();
@@ -149,9 +158,6 @@ private:
     bool wasPageTurned() {
         if (!isLive_) {
             return false;
-        }
-        if (wasContinued()) {
-            live_.leave();
         }
         const std::vector<std::string> lines = typedLines();
         for (const std::string& line : lines) {
