@@ -29,6 +29,7 @@ using testing::StartsWith;
 
 constexpr int kPatienceMs = 60000;
 const std::string kPlant = ac500::test::projectFile("examples/plant.json");
+const std::string kTime = "20[0-9][0-9]-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9]";
 
 struct Outcome {
     int exitCode = -1;
@@ -41,6 +42,10 @@ using Texts = std::vector<std::string>;
 Texts operator+(Texts texts, const Texts& more) {
     texts.insert(texts.end(), more.begin(), more.end());
     return texts;
+}
+
+std::string readings(const std::string& out) {
+    return std::to_string(std::count(out.begin(), out.end(), '\n')) + " lines";
 }
 
 class CommandLineTest : public testing::Test {
@@ -68,6 +73,11 @@ protected:
         ChildProcess process;
         EXPECT_TRUE(process.start(program, arguments) && process.waitForEnd(kPatienceMs));
         return {process.exitCode(), process.takeOutput(), process.takeErrors()};
+    }
+
+    // The same with some redirection of a shell.
+    static Outcome runHostWith(const std::string& redirection, const Texts& arguments) {
+        return run("sh", Texts{"-c", "exec \"$0\" \"$@\" " + redirection, kHostProgram} + arguments);
     }
 
     // With driver, symbols and PLC.
@@ -226,6 +236,7 @@ TEST_F(CommandLineTest, WatchPrintsPlainLinesWhenNobodyIsLooking) {
     const Outcome outcome = host({"watch", "--seconds", "3", "--interval", "300", "Main.setpoint"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_THAT(outcome.out, HasSubstr("  Main.setpoint  100  fresh  "));
+    EXPECT_THAT(outcome.out.substr(0, outcome.out.find('\n')), MatchesRegex(kTime + "  Main.setpoint  .*"));
     EXPECT_THAT(outcome.out, Not(HasSubstr("\x1b")));
     EXPECT_GE(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 4);
 }
@@ -238,6 +249,7 @@ TEST_F(CommandLineTest, WatchAsJsonIsOneObjectPerLine) {
     ASSERT_GE(lines.size(), 4);
     const json last = json::parse(lines.last().toStdString());
     EXPECT_EQ(last["link"], "online");
+    EXPECT_THAT(last["time"], MatchesRegex("20..-..-..T..:..:..\\....Z"));
     EXPECT_EQ(last["values"][0]["value"], 100.0);
     EXPECT_EQ(last["values"][0]["state"], "fresh");
 }
@@ -298,6 +310,57 @@ TEST_F(CommandLineTest, HelpListsCommandsAndExitCodes) {
     }
 }
 
+TEST_F(CommandLineTest, VersionIsThatOfTheProject) {
+    EXPECT_EQ(runHost({"--version"}).out, "ac500-host " AC500_PROJECT_VERSION "\n");
+    EXPECT_EQ(run(kSimulatorProgram, {"--version"}).out, "ac500-sim " AC500_PROJECT_VERSION "\n");
+}
+
+TEST_F(CommandLineTest, WithVerboseEachMessageBeginsWithTheTime) {
+    const Outcome outcome = host({"--verbose", "--wait", "300", "read", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 4);
+    const QStringList lines = QString::fromStdString(outcome.error).split('\n', Qt::SkipEmptyParts);
+    EXPECT_GE(lines.size(), 2);
+    for (const QString& line : lines) {
+        EXPECT_THAT(line.toStdString(), MatchesRegex(kTime + " tcp: .*"));
+    }
+}
+
+TEST_F(CommandLineTest, ASimulatorOfAnIpv6AddressIsReachedByWhatItPrints) {
+    ASSERT_TRUE(simulator_.start(kSimulatorProgram, {"--symbols", kPlant, "--address", "[::1]:0"}));
+    const std::string line = simulator_.takeLine(kPatienceMs);
+    if (line.empty()) {
+        GTEST_SKIP() << "no IPv6 here: " << simulator_.takeErrors();
+    }
+    ASSERT_THAT(line, MatchesRegex("ac500-sim: listening on \\[::1\\]:[0-9]+"));
+    plc_ = line.substr(line.rfind(' ') + 1);
+    EXPECT_EQ(host({"read", "Main.setpoint"}).out, "Main.setpoint  100\n");
+    EXPECT_THAT(host({"status"}).out, HasSubstr("connected to " + plc_));
+    simulator_.sendSignal(SIGTERM);
+    ASSERT_TRUE(simulator_.waitForEnd(kPatienceMs));
+    EXPECT_THAT(simulator_.takeErrors(), HasSubstr("client 1: connected from [::1]:"));
+}
+
+TEST_F(CommandLineTest, AFullSimulatorAlwaysHasCodeFive) {
+    startSimulator({"--max-clients", "1", "--idle-seconds", "1000000"});
+    ChildProcess only;
+    ASSERT_TRUE(only.start(kHostProgram, usual() + Texts{"watch", "--interval", "20", "Main.setpoint"}));
+    std::string line;
+    do {
+        line = only.takeLine(kPatienceMs);
+    } while (!line.empty() && line.find("fresh") == std::string::npos);
+    for (const Texts& command :
+         std::vector<Texts>{{"read", "Main.setpoint"}, {"write", "Main.setpoint=1"}, {"status"}}) {
+        for (int i = 0; i < 4; ++i) {
+            const Outcome outcome = host(Texts{"--wait", "250"} + command);
+            EXPECT_EQ(outcome.exitCode, 5) << outcome.error;
+            EXPECT_THAT(outcome.error, StartsWith("handshake: "));
+        }
+    }
+    EXPECT_EQ(host({"watch", "--seconds", "0.3", "Main.setpoint"}).exitCode, 5);
+    only.sendSignal(SIGINT);
+    EXPECT_TRUE(only.waitForEnd(kPatienceMs));
+}
+
 TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
     const std::vector<std::vector<std::string>> wrong = {
         {},
@@ -305,6 +368,7 @@ TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
         {"read", "Main.counter"},  // no symbol file
         {"--symbols", kPlant, "read"},
         {"--symbols", kPlant, "--plc", "nowhere:0", "read", "Main.counter"},
+        {"--symbols", kPlant, "--plc", "::1", "read", "Main.counter"},
         {"--symbols", kPlant, "--timeout", "0", "read", "Main.counter"},
         {"--symbols", kPlant, "--retry-limit", "-1", "read", "Main.counter"},
         {"--symbols", kPlant, "write", "Main.counter"},
@@ -395,6 +459,50 @@ TEST_F(CommandLineTest, AnUnknownTagHasCodeThreeAndNearNames) {
     EXPECT_EQ(outcome.out, "");
 }
 
+TEST_F(CommandLineTest, AllWrongTagsAreToldAtOnceAndEachOnce) {
+    const char* const expected =
+        "name: \"Main.setpont\": scope \"Main\" has no variable \"setpont\"; near names: Main.setpoint, Main.start, "
+        "Main.stop\n"
+        "name: \"Main.recipe[11]\": index 11 lies outside 1..10\n";
+    const Outcome read = host({"read", "Main.setpont", "Main.counter", "Main.recipe[11]", "Main.setpont"});
+    EXPECT_EQ(read.error, expected);
+    EXPECT_EQ(read.exitCode, 3);
+    const Outcome write = host({"write", "Main.setpont=1", "Main.counter=x", "Main.recipe[11]=2"});
+    EXPECT_EQ(write.error, expected);
+    EXPECT_EQ(write.exitCode, 3);
+}
+
+TEST_F(CommandLineTest, WhatConcernsAllTagsIsToldOnce) {
+    const Outcome outcome = host({"--wait", "300", "read", "Main.setpoint", "Main.counter"});
+    EXPECT_EQ(outcome.exitCode, 4);
+    EXPECT_THAT(outcome.error,
+                StartsWith("tcp: Main.setpoint, Main.counter: not received within 300 ms: no connection "));
+    EXPECT_EQ(readings(outcome.error), "1 lines");
+}
+
+TEST_F(CommandLineTest, UnknownWordsAreNamedWithTheNearest) {
+    const std::vector<std::pair<Texts, std::string>> rows = {
+        {{"raed", "Main.counter"}, "there is no command \"raed\"; did you mean \"read\"?"},
+        {{"frobnicate"}, "there is no command \"frobnicate\"; choose from read, write, watch, tags, status"},
+        {{"--symbols", kPlant}, "there is no command; choose from read, write, watch, tags, status"},
+        {{"--symbols", kPlant, "--tmeout", "5", "status"},
+         "there is no option \"--tmeout\"; did you mean \"--timeout\"?"},
+        {{"--symbls=x", "status"}, "there is no option \"--symbls\"; did you mean \"--symbols\"?"},
+        {{"--symbols", kPlant, "read", "--interval", "5", "Main.counter"},
+         "there is no option \"--interval\" with read; it belongs to watch"},
+        {{"--symbols", kPlant, "watch", "--intervall", "5", "Main.counter"},
+         "there is no option \"--intervall\"; did you mean \"--interval\"?"},
+        {{"--symbols", kPlant, "read", "-x", "Main.counter"}, "there is no option \"-x\""},
+        {{"--symbols", kPlant, "status", "extra"}, "\"extra\" is one argument too many"},
+        {{"read", "Main.counter"}, "--symbols is required"},
+    };
+    for (const auto& [arguments, expected] : rows) {
+        const Outcome outcome = runHost(arguments);
+        EXPECT_EQ(outcome.error, "usage: " + expected + "; ac500-host --help shows how it is used\n");
+        EXPECT_EQ(outcome.exitCode, 1);
+    }
+}
+
 TEST_F(CommandLineTest, ErrorsAreJsonTooWhenAskedFor) {
     const Outcome outcome = host({"--json", "read", "Main.setpont"});
     const json document = json::parse(outcome.out);
@@ -452,6 +560,80 @@ TEST_F(CommandLineTest, AValueComesThroughOnALinkThatFailsNowAndThen) {
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(host({"read", "Main.setpoint"}).out, "Main.setpoint  100\n");
     }
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Outputs that cannot be written
+// ---------------------------------------------------------------------------------------------------------------------
+
+TEST_F(CommandLineTest, AnOutputThatCannotBeWrittenHasCodeSeven) {
+    startSimulator();
+    const std::vector<Texts> commands = {
+        {"read", "Main.setpoint"},
+        {"--json", "read", "Main.setpoint"},
+        {"write", "Main.setpoint=1"},
+        {"tags"},
+        {"status"},
+        {"watch", "Main.setpoint"},  // without end, but for the output
+        {"watch", "--json", "Main.setpoint"},
+        {"--help"},
+    };
+    for (const Texts& command : commands) {
+        const Outcome outcome = runHostWith(">/dev/full", usual() + command);
+        EXPECT_EQ(outcome.exitCode, 7) << command.front();
+        EXPECT_EQ(outcome.error, "output: the standard output cannot be written: No space left on device\n");
+    }
+}
+
+TEST_F(CommandLineTest, AClosedOutputHasCodeSevenAndCostsThePlcNothing) {
+    startSimulator();
+    const Outcome outcome = runHostWith(">&-", usual() + Texts{"read", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 7);
+    EXPECT_EQ(outcome.error, "output: the standard output cannot be written: Bad file descriptor\n");
+}
+
+TEST_F(CommandLineTest, AFailureOfItsOwnGoesBeforeThatOfTheOutput) {
+    const Outcome outcome = runHostWith(">/dev/full", usual() + Texts{"--wait", "100", "read", "Main.setpoint"});
+    EXPECT_EQ(outcome.exitCode, 4);
+    EXPECT_THAT(outcome.error,
+                AllOf(StartsWith("tcp: "), HasSubstr("\noutput: the standard output cannot be written")));
+}
+
+TEST_F(CommandLineTest, WatchEndsQuietlyWhenItsReaderGoesAway) {
+    startSimulator();
+    ChildProcess process;
+    ASSERT_TRUE(process.start(kHostProgram, usual() + Texts{"watch", "--interval", "20", "Main.setpoint"}));
+    EXPECT_THAT(process.takeLine(kPatienceMs), HasSubstr("Main.setpoint"));
+    process.closeOutput();
+    EXPECT_TRUE(process.waitForEnd(kPatienceMs));
+    EXPECT_EQ(process.exitCode(), 141);
+    EXPECT_EQ(process.takeErrors(), "");
+}
+
+TEST_F(CommandLineTest, WatchNeedNotWriteToNoticeThatItsReaderIsGone) {
+    startSimulator();
+    ChildProcess process;
+    ASSERT_TRUE(process.start(kHostProgram, usual() + Texts{"watch", "--interval", "80000000", "Main.setpoint"}));
+    EXPECT_THAT(process.takeLine(kPatienceMs), HasSubstr("Main.setpoint"));
+    process.closeOutput();
+    EXPECT_TRUE(process.waitForEnd(kPatienceMs));
+    EXPECT_EQ(process.exitCode(), 141);
+}
+
+TEST_F(CommandLineTest, AListThatNobodyReadsToItsEndEndsQuietly) {
+    const Outcome outcome =
+        run("sh", {"-c", "{ \"$0\" \"$@\"; echo $? >&2; } | true", kHostProgram, "--symbols", kPlant, "tags"});
+    EXPECT_EQ(outcome.error, "141\n");
+}
+
+TEST_F(CommandLineTest, MessagesThatCannotBeWrittenChangeNothing) {
+    startSimulator({"--fault", "reset:at=1,service=read"});
+    const Outcome good = runHostWith("2>/dev/full", usual() + Texts{"--verbose", "read", "Main.setpoint"});
+    EXPECT_EQ(good.exitCode, 0);
+    EXPECT_EQ(good.out, "Main.setpoint  100\n");
+    EXPECT_EQ(runHostWith("2>/dev/full", usual() + Texts{"read", "Main.setpont"}).exitCode, 3);
+    EXPECT_EQ(runHostWith("2>/dev/full", {"frobnicate"}).exitCode, 1);
+    EXPECT_EQ(runHostWith("2>&-", usual() + Texts{"--verbose", "read", "Main.setpoint"}).exitCode, 0);
 }
 
 }  // namespace

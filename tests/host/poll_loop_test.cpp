@@ -365,6 +365,18 @@ TEST_F(PollLoopTest, BytesWhileNothingIsToBeSentEndTheConnectionToo) {
     EXPECT_THAT(listener_.firstFailure(), HasSubstr("1 bytes arrived that nobody asked for"));
 }
 
+TEST_F(PollLoopTest, AConnectionThatIsClosedBeforeItsFirstRequestIsAFailureOfTheHandshake) {
+    driver_.offerHandshake();
+    steps(2);  // connected
+    transport_.closedByPeer = true;
+    steps(1);
+    EXPECT_EQ(
+        listener_.firstFailure(),
+        "handshake: the connection was closed before a session was opened: closed by the peer; are all connections "
+        "of 127.0.0.1:1201 taken?");
+    EXPECT_THAT(transport_.sent, IsEmpty());
+}
+
 TEST_F(PollLoopTest, ALinkLostInIdleTimeMakesTheDriverGiveUpItsNextRequest) {
     goOnline();
     transport_.closedByPeer = true;

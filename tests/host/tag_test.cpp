@@ -169,6 +169,16 @@ TEST(Tag, ErrorsSayWhatIsWrong) {
     }
 }
 
+TEST(Tag, EachNearNameIsGivenOnceAndOnlyForAnUnknownOne) {
+    EXPECT_EQ(refused("Main.conter"),
+              "\"Main.conter\": scope \"Main\" has no variable \"conter\"; near names: Main.counter");
+    EXPECT_EQ(refused("Main.recipe[7]"), "\"Main.recipe[7]\": index 7 lies outside 1..6");
+    EXPECT_EQ(
+        refused("Main.motors[1].velocity"),
+        "\"Main.motors[1].velocity\": structure type \"Motor\" has no member \"velocity\"; list the tags to see what "
+        "there is");
+}
+
 TEST(Tag, OverlapIsAboutBytes) {
     EXPECT_TRUE(overlap({{1, 0, 4}}, {{1, 3, 1}}));
     EXPECT_FALSE(overlap({{1, 0, 4}}, {{1, 4, 4}}));

@@ -23,6 +23,8 @@ TEST(Endpoint, TheUsualPortIs1201) {
 TEST(Endpoint, AddressesWithColonsStandInBrackets) {
     EXPECT_EQ(parsed("[::1]:502"), "::1 502");
     EXPECT_EQ(parsed("[::1"), "none");
+    EXPECT_EQ(parsed("::1"), "none");
+    EXPECT_EQ((Endpoint{"::1", 502}).text(), "[::1]:502");
     EXPECT_EQ(parsed("[::1]502"), "none");
 }
 

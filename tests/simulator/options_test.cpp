@@ -60,6 +60,13 @@ TEST(Options, EveryOptionArrives) {
     EXPECT_EQ(parsed.options.limits.idleMs, 3000);
 }
 
+TEST(Options, AnAddressMayCarryItsPort) {
+    const ParsedOptions parsed = parseOptions({"--symbols", "p", "--address", "[::1]:502"});
+    ASSERT_TRUE(parsed.run) << parsed.text;
+    EXPECT_EQ(parsed.options.address, "::1");
+    EXPECT_EQ(parsed.options.port, 502);
+}
+
 TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
     struct Row {
         std::vector<std::string> arguments;
@@ -75,8 +82,11 @@ TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
         {{"--symbols", "p", "--request-seconds", "0"}, "--request-seconds"},
         {{"--symbols", "p", "--idle-seconds", "-1"}, "--idle-seconds"},
         {{"--symbols", "p", "--quiet", "--verbose"}, "excludes"},
-        {{"--symbols", "p", "--turbo"}, "--turbo"},
-        {{"--symbols", "p", "stray"}, "stray"},
+        {{"--symbols", "p", "--turbo"}, "ac500-sim: there is no option \"--turbo\"\n"},
+        {{"--symbls", "p"}, "ac500-sim: there is no option \"--symbls\"; did you mean \"--symbols\"?\n"},
+        {{"--symbols", "p", "--address", "::1"}, "--address ::1 is no IP[:PORT]; write e.g. 127.0.0.1 or [::1]:1201"},
+        {{"--symbols", "p", "--address", "[::1]:5", "--port", "6"}, "--address [::1]:5 and --port both give a port"},
+        {{"--symbols", "p", "stray"}, "ac500-sim: \"stray\" is one argument too many\n"},
         {{"--symbols", "p", "--fault", "slow"}, "there is no fault \"slow\""},
     };
     for (const Row& row : rows) {
@@ -92,8 +102,9 @@ TEST(Options, HelpTellsEverythingAndExitsWithZero) {
     const ParsedOptions parsed = parseOptions({"--help"});
     EXPECT_FALSE(parsed.run);
     EXPECT_EQ(parsed.exitCode, 0);
-    for (const char* word : {"--symbols", "--port", "--address", "--seed", "--fault", "--quiet", "--verbose",
-                             "--run-seconds", "silence:at=10,count=2", "Sim.fault_kind", "Exit codes"}) {
+    for (const char* word :
+         {"--symbols", "--port", "--address", "--seed", "--fault", "--quiet", "--verbose", "--run-seconds",
+          "0: without end", "silence:at=10,count=2", "Sim.fault_kind", "Exit codes"}) {
         EXPECT_THAT(parsed.text, HasSubstr(word));
     }
 }

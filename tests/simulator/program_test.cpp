@@ -19,7 +19,9 @@
 namespace ac500::sim {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::StartsWith;
 
 constexpr int kLimitMs = 20000;
@@ -61,6 +63,20 @@ protected:
     // Starts with a good plant on a free port and takes both first lines.
     void startServing(const QStringList& more = {}) {
         start(QStringList{"--symbols", file("plant.json", kPlant), "--port", "0"} + more);
+        takeFirstLines();
+    }
+
+    // The same with some redirection of a shell.
+    void startRedirected(const std::string& redirection, const QStringList& more) {
+        const std::vector<std::string> shell{"-c", "exec \"$0\" \"$@\" " + redirection, test::kSimulatorProgram};
+        std::vector<std::string> all =
+            plain(QStringList{"--symbols", file("plant.json", kPlant), "--port", "0"} + more);
+        all.insert(all.begin(), shell.begin(), shell.end());
+        ASSERT_TRUE(process_.start("sh", all));
+        takeFirstLines();
+    }
+
+    void takeFirstLines() {
         const std::string first = line();
         ASSERT_THAT(first, StartsWith("ac500-sim: listening on 127.0.0.1:"));
         port_ = static_cast<std::uint16_t>(std::stoi(first.substr(first.rfind(':') + 1)));
@@ -109,8 +125,82 @@ TEST_F(Program, TellsOfFaultsAndWithVerboseOfEveryRequest) {
     EXPECT_EQ(exitCode(), 0);
     const std::string told = errors();
     EXPECT_THAT(told, HasSubstr("client 1: hello, reply of 206 bytes\n"));
+    const QStringList lines = QString::fromStdString(told).split('\n', Qt::SkipEmptyParts);
+    EXPECT_GE(lines.size(), 4);
+    for (const QString& line : lines) {
+        EXPECT_THAT(line.toStdString(), MatchesRegex("20..-..-.. ..:..:..\\.[0-9][0-9][0-9] ac500-sim: client 1: .*"));
+    }
     EXPECT_THAT(told, HasSubstr("client 1: fault status on a reply to hello\n"));
     EXPECT_THAT(told, HasSubstr("client 1: disconnected\n"));
+}
+
+TEST_F(Program, WithVerboseTagsAndValuesAreTold) {
+    startServing({"--verbose"});
+    {
+        RawClient client(port_);
+        const Bytes end = client.handshake();
+        client.ask(byteString("BB BB 00 00 00 16 3C 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02 01 02") + end);
+        client.ask(byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02") + end);
+    }
+    process_.sendSignal(SIGTERM);
+    EXPECT_EQ(exitCode(), 0);
+    const std::string told = errors();
+    EXPECT_THAT(told, HasSubstr("client 1: write of 1 item(s) (Main.count = 258), reply of 8 bytes\n"));
+    EXPECT_THAT(told, HasSubstr("client 1: read of 1 item(s) (Main.count = 258), reply of 15 bytes\n"));
+}
+
+TEST_F(Program, ServesOnWhenItsMessagesCannotBeWritten) {
+    startRedirected("2>/dev/full", {"--verbose"});
+    for (int i = 0; i < 2; ++i) {
+        RawClient client(port_);
+        EXPECT_EQ(client.handshake().size(), 4U);
+    }
+    process_.sendSignal(SIGTERM);
+    EXPECT_THAT(line(), StartsWith("ac500-sim: ended after 2 connections"));
+    EXPECT_EQ(exitCode(), 0);
+}
+
+TEST_F(Program, ServesOnWhenNobodyReadsItsMessages) {
+    startServing({"--verbose"});
+    process_.closeErrors();
+    for (int i = 0; i < 2; ++i) {
+        RawClient client(port_);
+        EXPECT_EQ(client.handshake().size(), 4U);
+    }
+    process_.sendSignal(SIGTERM);
+    EXPECT_THAT(line(), StartsWith("ac500-sim: ended after 2 connections"));
+    EXPECT_EQ(exitCode(), 0);
+}
+
+TEST_F(Program, ItsMessagesNeverReachAClientWhenTheirStreamCameClosed) {
+    startRedirected("2>&- 0<&-", {"--verbose"});
+    RawClient client(port_);
+    EXPECT_EQ(client.handshake().size(), 4U);
+    EXPECT_EQ(client.receive(1, 200), Bytes());
+    process_.sendSignal(SIGTERM);
+    EXPECT_EQ(exitCode(), 0);
+}
+
+TEST_F(Program, AMessageThatCannotBeWrittenDoesNotChangeTheExitCode) {
+    process_.start("sh", {"-c", "exec \"$0\" --symbols /nowhere.json 2>/dev/full", test::kSimulatorProgram});
+    EXPECT_EQ(exitCode(), 2);
+}
+
+TEST_F(Program, AnOutputThatCannotBeWrittenIsFour) {
+    for (const char* arguments : {"--port 0", "--help"}) {
+        process_.start("sh", {"-c", std::string("exec \"$0\" --symbols \"$1\" ") + arguments + " >/dev/full",
+                              test::kSimulatorProgram, file("plant.json", kPlant).toStdString()});
+        EXPECT_EQ(exitCode(), 4) << arguments;
+        EXPECT_THAT(errors(), EndsWith("ac500-sim: the standard output cannot be written: No space left on device\n"));
+    }
+}
+
+TEST_F(Program, EndsQuietlyWhenTheReaderOfItsOutputHasGone) {
+    startServing({"--quiet"});
+    process_.closeOutput();
+    process_.sendSignal(SIGTERM);
+    EXPECT_EQ(exitCode(), 141);
+    EXPECT_EQ(errors(), "");
 }
 
 TEST_F(Program, WrongUsageIsOne) {

@@ -33,6 +33,10 @@ public:
     // Sends a signal. REQUIRES: isRunning()
     bool sendSignal(int number);
 
+    // Nobody reads the stream any more.
+    void closeOutput() { close(output_); }
+    void closeErrors() { close(errors_); }
+
     // Waits until either stream brought something. False: both have ended, or the time is over.
     bool waitForOutput(int milliseconds);
 

@@ -1,5 +1,8 @@
 #include "tools/host/command_context.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <algorithm>
 
 #include "tools/host/print.h"
@@ -15,12 +18,16 @@ using symbol_file::Problem;
 
 namespace {
 
+std::string inLines(const std::vector<std::string>& problems) {
+    return fmt::format("{}", fmt::join(problems, "\n"));
+}
+
 std::string describeAll(const std::string& fileName, const std::vector<Problem>& problems) {
-    std::string text;
+    std::vector<std::string> texts;
     for (const Problem& problem : problems) {
-        text += (text.empty() ? "" : "\n") + describe(fileName, problem);
+        texts.push_back(describe(fileName, problem));
     }
-    return text;
+    return inLines(texts);
 }
 
 SessionSettings sessionSettings(const Options& options) {
@@ -54,16 +61,19 @@ bool CommandContext::openSymbols(Failure* failure) {
 }
 
 bool CommandContext::findTags(const std::vector<std::string>& texts, std::vector<Tag>* tags, Failure* failure) const {
+    std::vector<std::string> problems;
     for (const std::string& text : texts) {
-        std::string error;
-        const std::optional<Tag> tag = tags_->find(text, &error);
-        if (!tag) {
-            *failure = {FailureKind::Name, error};
-            return false;
+        std::string problem;
+        if (const std::optional<Tag> tag = tags_->find(text, &problem)) {
+            tags->push_back(*tag);
+        } else if (std::find(problems.begin(), problems.end(), problem) == problems.end()) {
+            problems.push_back(problem);
         }
-        tags->push_back(*tag);
     }
-    return true;
+    if (!problems.empty()) {
+        *failure = {FailureKind::Name, inLines(problems)};
+    }
+    return problems.empty();
 }
 
 bool CommandContext::openDriver(Failure* failure) {
@@ -88,11 +98,15 @@ bool CommandContext::startSession(const std::vector<Tag>& tags, Failure* failure
         *failure = {FailureKind::File, error};
         return false;
     }
+    std::vector<std::string> problems;
     for (const Tag& tag : tags) {
         if (!session_->driverKnows(tag, &error)) {
-            *failure = {FailureKind::Name, error};
-            return false;
+            problems.push_back(error);
         }
+    }
+    if (!problems.empty()) {
+        *failure = {FailureKind::Name, inLines(problems)};
+        return false;
     }
     session_->poll(tags);
     return true;
@@ -121,6 +135,10 @@ bool CommandContext::waitUntil(Milliseconds timeout, const std::function<bool()>
 
 bool CommandContext::areReceived(const std::vector<Tag>& tags) {
     return std::all_of(tags.begin(), tags.end(), [this](const Tag& tag) { return session_->value(tag).isKnown; });
+}
+
+bool CommandContext::hasEventsToTell() const {
+    return options_.verbose && session_ != nullptr && session_->status().events > eventsTold_;
 }
 
 void CommandContext::tellEvents() {

@@ -22,6 +22,7 @@ public:
 
     // In this order. All return false on failure, and *failure then says why.
     bool openSymbols(Failure* failure);  // lists every problem of the file
+    // One tag for each text; lists every text that names none.
     bool findTags(const std::vector<std::string>& texts, std::vector<Tag>* tags, Failure* failure) const;
     // Loads the driver, starts the session and reads the tags in every cycle.
     bool startSession(const std::vector<Tag>& tags, Failure* failure);
@@ -38,6 +39,8 @@ public:
     bool waitUntil(Milliseconds timeout, const std::function<bool()>& isDone);
     // Has every tag a value?
     bool areReceived(const std::vector<Tag>& tags);
+    // Would tellEvents() print anything?
+    bool hasEventsToTell() const;
     // With --verbose, prints what went wrong since the last call. To be called now and then.
     void tellEvents();
 

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <sstream>
 
+#include "tools/console/usage_problem.h"
 #include "tools/host/failure.h"
 
 namespace ac500::host {
@@ -35,7 +36,9 @@ constexpr char kFooter[] =
     "  4 tcp        there is no connection to the PLC\n"
     "  5 handshake  the PLC, or what answers in its place, opens no session\n"
     "  6 request    reading or writing failed\n"
+    "  7 output     the standard output cannot be written\n"
     "  130          ended by Ctrl-C before it was done\n"
+    "  141          ended because nobody reads its output any more\n"
     "\n"
     "Examples:\n"
     "  ac500-host --symbols plant.json tags \"Main.tank*\"\n"
@@ -60,7 +63,9 @@ void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
                    "The driver library (default: libac500driver.so beside this program, then in ../lib)")
         ->type_name("PATH");
     app.add_option("--symbols", options.symbols, "The symbol file, docs/symbol-file.md")->type_name("PATH")->required();
-    app.add_option("--plc", plc, "Where the PLC listens")->type_name("HOST:PORT")->capture_default_str();
+    app.add_option("--plc", plc, "Where the PLC listens; an IPv6 address stands in brackets: [::1]:1201")
+        ->type_name("HOST:PORT")
+        ->capture_default_str();
     app.add_option("--timeout", options.timeoutMs, "Longest wait for one reply, and for the connection, in ms")
         ->type_name("MS")
         ->check(CLI::Range(1, kLongestMs))
@@ -85,7 +90,7 @@ void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
     app.add_flag("--json", options.json, "Output for programs: one JSON document; watch: one JSON object per line");
     app.add_flag("--simulator", options.simulator, "Add the simulator's own variables: scope Sim");
     app.add_flag("--verbose", options.verbose,
-                 "Tell on stderr what goes wrong on the way, also when the host recovers from it");
+                 "Log on stderr, with the time, what goes wrong on the way, also when the host recovers from it");
 }
 
 struct CommandRow {
@@ -100,7 +105,7 @@ struct CommandRow {
 constexpr CommandRow kCommands[] = {
     {Command::Read, "read", "Read variables once and show their values", "TAG", 1, "What to read"},
     {Command::Write, "write", "Write variables, then read them back and compare", "TAG=VALUE", 1, "What to write"},
-    {Command::Watch, "watch", "Show variables in a live table", "TAG", 1, "What to watch"},
+    {Command::Watch, "watch", "Show variables in a live table; Enter turns its pages", "TAG", 1, "What to watch"},
     {Command::Tags, "tags", "List what can be read; needs neither driver nor PLC", "PATTERN", 0,
      "Only tags like this; * stands for any characters, ? for one"},
     {Command::Status, "status", "Try every step up to the first read, and tell how far it gets", nullptr, 0, nullptr},
@@ -129,8 +134,9 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
     if (row.command == Command::Watch || row.command == Command::Status) {
         command
             ->add_option("--seconds", options.seconds,
-                         row.command == Command::Watch ? "End after so many seconds (default: with Ctrl-C)"
-                                                       : "Collect statistics for so many seconds after the first read")
+                         row.command == Command::Watch
+                             ? "End after so many seconds; 0: without end, until Ctrl-C (the default)"
+                             : "Collect statistics for so many seconds after the first read")
             ->type_name("N")
             ->check(CLI::Range(0.0, kLongestMs / 1000.0));
     }
@@ -145,7 +151,7 @@ ParsedCommandLine usageError(const std::string& what) {
 
 ParsedCommandLine helpOrError(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
-        return usageError(error.what());
+        return usageError(console::usageProblem(app, error));
     }
     std::ostringstream out;
     std::ostringstream ignored;
@@ -162,6 +168,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     std::string plc = options.plc.text();
     CLI::App app(kDescription, "ac500-host");
     app.footer(kFooter);
+    app.set_version_flag("--version", "ac500-host " AC500_VERSION, "Print the version and exit");
     app.require_subcommand(1);
     app.fallthrough();
     addConnectionOptions(app, options, plc);
@@ -175,7 +182,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     }
     const std::optional<Endpoint> endpoint = parseEndpoint(plc);
     if (!endpoint) {
-        return usageError("--plc " + plc + " is no HOST:PORT, e.g. 192.168.0.10:1201");
+        return usageError("--plc " + plc + " is no HOST:PORT; write e.g. 192.168.0.10:1201 or [::1]:1201");
     }
     options.plc = *endpoint;
     ParsedCommandLine parsed;

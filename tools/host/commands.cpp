@@ -1,11 +1,15 @@
 #include "tools/host/commands.h"
 
+#include "tools/host/print.h"
 #include "tools/host/terminal.h"
 
 namespace ac500::host {
 
 int runCommand(const Options& options) {
     catchInterrupts();
+    if (options.verbose) {
+        complainWithTime();
+    }
     CommandContext context(options);
     Failure failure;
     if (!context.openSymbols(&failure)) {

@@ -7,8 +7,6 @@
 
 namespace ac500::host {
 
-constexpr int kExitInterrupted = 130;
-
 int runCommand(const Options& options);
 
 // One each, in a file of its own. REQUIRES: the symbols are open; the command opens what else it needs.

@@ -18,6 +18,8 @@ const char* failureKindName(FailureKind kind) {
             return "handshake";
         case FailureKind::Request:
             return "request";
+        case FailureKind::Output:
+            return "output";
     }
     return "?";
 }

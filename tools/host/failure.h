@@ -16,9 +16,10 @@ enum class FailureKind {
     Tcp = 4,        // the connection to the PLC
     Handshake = 5,  // the two requests that open a session
     Request = 6,    // reading and writing
+    Output = 7,     // the standard output
 };
 
-// "usage", "file", "name", "tcp", "handshake", "request"; "ok" for None.
+// "usage", "file", "name", "tcp", "handshake", "request", "output"; "ok" for None.
 const char* failureKindName(FailureKind kind);
 
 inline int exitCodeOf(FailureKind kind) {

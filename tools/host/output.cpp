@@ -165,6 +165,22 @@ std::vector<std::string> alignColumns(const std::vector<std::vector<std::string>
     return lines;
 }
 
+int displayWidth(const std::string& text) {
+    return static_cast<int>(characters(text));
+}
+
+std::string fitParts(const std::vector<std::string>& parts, int width) {
+    std::string line = parts.empty() ? std::string() : fitWidth(parts.front(), width);
+    for (std::size_t i = 1; i < parts.size(); ++i) {
+        const std::string longer = line + "  " + parts[i];
+        if (displayWidth(longer) > width) {
+            break;
+        }
+        line = longer;
+    }
+    return line;
+}
+
 std::string fitWidth(const std::string& line, int width) {
     const auto most = static_cast<std::size_t>(std::max(1, width));
     if (characters(line) <= most) {

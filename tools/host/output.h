@@ -40,6 +40,12 @@ std::string statisticsText(const Statistics& statistics);
 // Columns as wide as their widest cell, two blanks apart; the last column is not padded.
 std::vector<std::string> alignColumns(const std::vector<std::vector<std::string>>& rows);
 
+// How many characters a UTF-8 text has.
+int displayWidth(const std::string& text);
+
+// As many of the parts, from the first on, as fit the width, two blanks apart; a first part that does not fit is cut.
+std::string fitParts(const std::vector<std::string>& parts, int width);
+
 // Cuts a line of UTF-8 to so many characters; a cut line ends with "~".
 std::string fitWidth(const std::string& line, int width);
 

@@ -260,9 +260,19 @@ bool PollLoop::streamIsQuiet() {
             {FailureKind::Request,
              fmt::format("{} bytes arrived that nobody asked for; the connection is dropped", result.bytes.size())});
     } else {
-        connectionLost({FailureKind::Tcp, "the connection was lost: " + result.reason});
+        connectionLost(connectionEnded(result.reason));
     }
     return false;
+}
+
+// A PLC whose connections are all taken may accept one more and close it, before or after the first request came.
+Failure PollLoop::connectionEnded(const std::string& reason) const {
+    if (link_ == Link::SessionOpen) {
+        return {FailureKind::Tcp, "the connection was lost: " + reason};
+    }
+    return {FailureKind::Handshake,
+            fmt::format("the connection was closed before a session was opened: {}; are all connections of {} taken?",
+                        reason, settings_.plc.text())};
 }
 
 // The driver offers the next cyclic read whenever it is asked, so between two passes it is not asked.

@@ -172,6 +172,7 @@ private:
     Milliseconds nothingToSend();
     void sendRequest(Protocol* frame, const RequestFrame& request);
     bool streamIsQuiet();
+    Failure connectionEnded(const std::string& reason) const;
     bool mustWaitForPass() const;
     Milliseconds waitForPass();
 

@@ -1,22 +1,44 @@
 #include "tools/host/print.h"
 
-#include <fmt/format.h>
-
-#include <cstdio>
+#include "tools/console/standard_streams.h"
+#include "tools/console/time_text.h"
+#include "tools/host/exit_codes.h"
+#include "tools/text/text.h"
 
 namespace ac500::host {
 
+using console::standardOutput;
+
 namespace {
+
+bool withTime = false;
 
 // Bytes of a string that are no UTF-8 become U+FFFD: a document with a doubtful character is better than none.
 std::string textOf(const Json& json, int indent) {
     return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
+// Of an output that has failed.
+int exitCodeOfOutput() {
+    if (standardOutput().isReaderGone()) {
+        return console::kExitReaderGone;
+    }
+    if (standardOutput().wasInterrupted()) {
+        return kExitInterrupted;
+    }
+    const Failure failure{FailureKind::Output, "the standard output cannot be written: " + standardOutput().failure()};
+    complain(failure);
+    return exitCodeOf(failure.kind);
+}
+
 }  // namespace
 
+void print(const std::string& text) {
+    standardOutput().write(text);
+}
+
 void printLine(const std::string& line) {
-    fmt::print("{}\n", line);
+    print(line + "\n");
 }
 
 void printTable(const std::vector<std::vector<std::string>>& rows) {
@@ -33,13 +55,31 @@ void printJsonLine(const Json& json) {
     printLine(textOf(json, -1));
 }
 
-void flushOutput() {
-    std::fflush(stdout);
+bool flushOutput() {
+    standardOutput().flush();
+    standardOutput().lookForReader();
+    return standardOutput().isGood();
+}
+
+void complainWithTime() {
+    withTime = true;
 }
 
 void complain(const Failure& failure) {
-    fmt::print(stderr, "{}: {}\n", failureKindName(failure.kind), failure.text);
-    std::fflush(stderr);
+    std::string message;
+    for (const std::string& line : text::split(failure.text, '\n')) {
+        message += withTime ? console::timeText() + " " : std::string();
+        message += std::string(failureKindName(failure.kind)) + ": " + line + "\n";
+    }
+    console::tell(message);
+}
+
+int closeOutput(int exitCode) {
+    if (flushOutput()) {
+        return exitCode;
+    }
+    const int outputCode = exitCodeOfOutput();
+    return exitCode != 0 ? exitCode : outputCode;
 }
 
 void note(const std::string& text) {

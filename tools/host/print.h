@@ -1,5 +1,4 @@
-// What ac500-host writes to its two outputs: results to stdout, failures to stderr. The live table of the watch command
-// is the one thing written past it (terminal.h).
+// What ac500-host writes to its two outputs: results to stdout, failures to stderr.
 #ifndef AC500_TOOLS_HOST_PRINT_H
 #define AC500_TOOLS_HOST_PRINT_H
 
@@ -11,6 +10,8 @@
 
 namespace ac500::host {
 
+// Text as it is.
+void print(const std::string& text);
 void printLine(const std::string& line);
 // In aligned columns.
 void printTable(const std::vector<std::vector<std::string>>& rows);
@@ -18,13 +19,20 @@ void printTable(const std::vector<std::vector<std::string>>& rows);
 void printJson(const Json& json);
 // On one line, for a stream of them.
 void printJsonLine(const Json& json);
-// What was printed so far is to be seen at once, also by a program at the other end of a pipe.
-void flushOutput();
+// What was printed so far is to be seen at once, also by a program at the other end of a pipe. False, now and in any later
+// call: there is nobody to see it, or it cannot be written; a command that goes on only for its output ends then.
+bool flushOutput();
 
-// Prints "kind: text" to stderr.
+// From now on each line of complain() begins with the time: for a program that logs what happens on the way.
+void complainWithTime();
+// Prints "kind: text" to stderr, each line of the text with the kind.
 void complain(const Failure& failure);
 // Prints "note: text" to stderr: nothing failed, but the user should know.
 void note(const std::string& text);
+
+// To be called last: flushes, and says what went wrong with the output, but nothing of a reader that went away. Returns the
+// exit code of the program: that of the commands when they have failed, else that of the output.
+int closeOutput(int exitCode);
 
 }  // namespace ac500::host
 

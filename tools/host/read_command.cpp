@@ -1,7 +1,9 @@
 #include "tools/host/commands.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include "tools/host/exit_codes.h"
 #include "tools/host/print.h"
 #include "tools/host/terminal.h"
 
@@ -9,14 +11,25 @@ namespace ac500::host {
 
 namespace {
 
-// Why a value did not come: the last thing that failed on the way.
-Failure missingValue(CommandContext& context, const Tag& tag) {
+// Why these values did not come: the last thing that failed on the way.
+Failure missingValues(CommandContext& context, const std::vector<std::string>& tags) {
     const std::optional<SessionEvent> last = context.session().status().lastFailure;
-    const std::string waited = fmt::format("{}: not received within {} ms", tag.text, context.options().waitMs);
+    const std::string waited =
+        fmt::format("{}: not received within {} ms", fmt::join(tags, ", "), context.options().waitMs);
     if (!last) {
         return {FailureKind::Request, waited + "; a longer --wait may help"};
     }
     return {last->failure.kind, waited + ": " + last->failure.text};
+}
+
+std::vector<std::string> missingTags(const std::vector<Tag>& tags, CommandContext& context) {
+    std::vector<std::string> missing;
+    for (const Tag& tag : tags) {
+        if (!context.session().value(tag).isKnown) {
+            missing.push_back(tag.text);
+        }
+    }
+    return missing;
 }
 
 void printValues(const std::vector<Tag>& tags, CommandContext& context) {
@@ -49,11 +62,9 @@ int runRead(CommandContext& context) {
     }
     const Milliseconds wait(context.options().waitMs);
     const bool isComplete = context.waitUntil(wait, [&] { return context.areReceived(tags); });
-    for (const Tag& tag : tags) {
-        if (!isComplete && !context.session().value(tag).isKnown) {
-            failure = missingValue(context, tag);
-            complain(failure);
-        }
+    if (!isComplete) {
+        failure = missingValues(context, missingTags(tags, context));
+        complain(failure);
     }
     if (context.options().json) {
         printValuesJson(tags, context, failure);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "tools/host/exit_codes.h"
 #include "tools/host/print.h"
 #include "tools/host/terminal.h"
 

@@ -13,6 +13,7 @@ namespace ac500::host {
 using symbol_file::Element;
 using symbol_file::kStringBytes;
 using symbol_file::kStringCharacters;
+using symbol_file::TagProblem;
 
 namespace {
 
@@ -171,10 +172,10 @@ std::optional<Tag> TagTable::wholeArray(const std::string& text, const Leaf& lea
 }
 
 std::optional<Tag> TagTable::single(const std::string& text, std::string* error) const {
-    std::string reason;
-    const std::optional<Element> element = findElement(file_, text, &reason);
+    TagProblem problem;
+    const std::optional<Element> element = findElement(file_, text, &problem);
     if (!element) {
-        *error = reason + suggestions(text);
+        *error = problem.reason + remedyFor(problem, text);
         return std::nullopt;
     }
     Tag tag;
@@ -187,11 +188,11 @@ std::optional<Tag> TagTable::single(const std::string& text, std::string* error)
 }
 
 std::optional<Tag> TagTable::range(const std::string& text, const Range& range, std::string* error) const {
-    std::string reason;
-    const std::optional<Element> first = findElement(file_, range.first, &reason);
-    const std::optional<Element> last = first ? findElement(file_, range.last, &reason) : std::nullopt;
+    TagProblem problem;
+    const std::optional<Element> first = findElement(file_, range.first, &problem);
+    const std::optional<Element> last = first ? findElement(file_, range.last, &problem) : std::nullopt;
     if (!last) {
-        *error = reason + suggestions(text);
+        *error = problem.reason + remedyFor(problem, text);
         return std::nullopt;
     }
     Tag tag;
@@ -218,16 +219,17 @@ int TagTable::rowExtentOf(const std::string& elementTag) const {
     return leaf == nullptr || leaf->dimensions.empty() ? 0 : leaf->dimensions.back().count();
 }
 
-std::string TagTable::suggestions(const std::string& text) const {
+// Whole tags in place of the one component that is near, when there are any.
+std::string TagTable::remedyFor(const TagProblem& problem, const std::string& text) const {
+    if (problem.remedy.empty()) {
+        return std::string();
+    }
     std::vector<std::string> names;
     for (const Leaf& leaf : leaves_) {
         names.push_back(leaf.tag);
     }
-    std::string list;
-    for (const std::string& name : text::nearNames(withoutIndices(text), names, 3)) {
-        list += (list.empty() ? "" : ", ") + name;
-    }
-    return list.empty() ? "; \"tags\" lists what there is" : "; near names: " + list;
+    const std::vector<std::string> near = text::nearNames(withoutIndices(text), names, 3);
+    return near.empty() ? problem.remedy : fmt::format("; near names: {}", fmt::join(near, ", "));
 }
 
 bool matchesPattern(const std::string& pattern, const std::string& text) {

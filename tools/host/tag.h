@@ -80,7 +80,7 @@ private:
     std::optional<Tag> range(const std::string& text, const Range& range, std::string* error) const;
     const Leaf* leafNamed(const std::string& tag) const;
     int rowExtentOf(const std::string& elementTag) const;
-    std::string suggestions(const std::string& text) const;
+    std::string remedyFor(const symbol_file::TagProblem& problem, const std::string& text) const;
 
     SymbolFile file_;
     std::vector<Leaf> leaves_;

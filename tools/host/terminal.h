@@ -1,4 +1,5 @@
-// The terminal under standard output, and Ctrl-C.
+// The terminal under standard output, and Ctrl-C. The terminal's modes are never changed, so there is nothing to be put back,
+// whatever ends the program.
 #ifndef AC500_TOOLS_HOST_TERMINAL_H
 #define AC500_TOOLS_HOST_TERMINAL_H
 
@@ -7,7 +8,10 @@
 
 namespace ac500::host {
 
-bool outputIsTerminal();
+// Is standard output a terminal that understands more than plain lines (TERM)?
+bool outputIsScreen();
+// May colors be used (NO_COLOR)?
+bool wantsColors();
 
 struct TerminalSize {
     int columns = 80;
@@ -15,18 +19,35 @@ struct TerminalSize {
 };
 TerminalSize terminalSize();
 
+// Is there a terminal to type at, and is it ours? A program in the background must not read.
+bool hasKeyboard();
+// The lines typed since the last call, without their ends. Does not wait.
+std::vector<std::string> typedLines();
+
 // From now on SIGINT and SIGTERM do not end the program but make wasInterrupted() true.
 void catchInterrupts();
 bool wasInterrupted();
+// Was the program stopped (Ctrl-Z) and continued since the last call? Then others have written to the terminal.
+bool wasContinued();
 
 // Draws lines over those it drew before. The cursor stays below them, so what is printed afterwards follows.
 class LiveLines {
 public:
-    // Lines must not be wider than the terminal, and fewer than its rows.
+    // Lines must not be wider than the terminal, and fewer than its rows. On a terminal of another size than last time the
+    // screen is cleared: what became of the lines there is not known.
     void draw(const std::vector<std::string>& lines);
+    // The cursor went down: that many lines were typed.
+    void lineWasTyped() { ++below_; }
+    // The lines are left where they are; the next ones follow what was written since.
+    void leave() { below_ = 0; }
+    // Removes the lines, so that messages can be printed in their place.
+    void erase();
 
 private:
-    std::size_t drawn_ = 0;
+    std::string toTheirBeginning() const;
+
+    std::size_t below_ = 0;  // lines between the first drawn one and the cursor
+    TerminalSize size_;
 };
 
 }  // namespace ac500::host

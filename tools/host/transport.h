@@ -14,7 +14,7 @@ namespace ac500::host {
 struct Endpoint {
     std::string host = "127.0.0.1";
     std::uint16_t port = 1201;
-    std::string text() const { return host + ":" + std::to_string(port); }
+    std::string text() const;  // "127.0.0.1:1201", "[::1]:1201"
 };
 
 // "host", "host:port" or "[ipv6]:port". Nothing for an empty host and for a port outside 1 to 65535.

@@ -1,10 +1,11 @@
 #include "tools/host/commands.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <chrono>
 
+#include "tools/console/time_text.h"
+#include "tools/host/live_table.h"
 #include "tools/host/print.h"
 #include "tools/host/terminal.h"
 
@@ -13,8 +14,7 @@ namespace ac500::host {
 namespace {
 
 constexpr Milliseconds kFailureShown{10000};
-constexpr char kBold[] = "\x1b[1m";
-constexpr char kPlain[] = "\x1b[0m";
+constexpr int kLongestAddress = 40;  // in the head line; there are parts behind it
 
 // One look at everything that is shown.
 struct Picture {
@@ -24,42 +24,21 @@ struct Picture {
     Time now;
 };
 
-std::string timeOfDay() {
-    const auto now = std::chrono::system_clock::now();
-    const auto inSecond = std::chrono::duration_cast<Milliseconds>(now.time_since_epoch()).count() % 1000;
-    return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(std::chrono::system_clock::to_time_t(now)), inSecond);
-}
-
 const char* linkText(const SessionStatus& status) {
     return status.isOnline ? "online" : loopStateName(status.state);
 }
 
-const char* colorOf(ValueState state) {
-    switch (state) {
-        case ValueState::Fresh:
-            return "\x1b[32m";
-        case ValueState::Stale:
-        case ValueState::WritePending:
-            return "\x1b[33m";
-        case ValueState::WriteFailed:
-            return "\x1b[31m";
-        case ValueState::NeverReceived:
-            return "\x1b[2m";
-    }
-    return kPlain;
-}
-
-std::vector<std::string> rowOf(const Tag& tag, const TagValue& value) {
-    return {tag.text, valueText(tag, value), valueStateName(value.state), ageText(value), value.failure.text};
-}
-
-std::string headline(const Options& options, const Picture& picture) {
+std::vector<std::string> headParts(const Options& options, const Picture& picture) {
     const Statistics& statistics = picture.status.statistics;
-    const CycleTimes cycle = statistics.cycleTimes();
-    return fmt::format("{}  {}  {:.1f} s  frames {}  retries {}  reconnects {}  cycle {:.1f} ms  (Ctrl-C ends)",
-                       options.plc.text(), linkText(picture.status),
-                       static_cast<double>(picture.elapsed.count()) / 1000.0, statistics.framesSent, statistics.retries,
-                       statistics.reconnects(), static_cast<double>(cycle.median.count()) / 1000.0);
+    const double cycleMs = static_cast<double>(statistics.cycleTimes().median.count()) / 1000.0;
+    return {linkText(picture.status),
+            fitWidth(options.plc.text(), kLongestAddress),
+            fmt::format("{:.1f} s", static_cast<double>(picture.elapsed.count()) / 1000.0),
+            fmt::format("cycle {:.1f} ms", cycleMs),
+            fmt::format("reconnects {}", statistics.reconnects()),
+            fmt::format("retries {}", statistics.retries),
+            fmt::format("frames {}", statistics.framesSent),
+            "Ctrl-C ends"};
 }
 
 // What went wrong last, while it matters and for some time after.
@@ -72,30 +51,17 @@ std::string failureLine(const Picture& picture) {
     return fmt::format("{:.1f} s ago: {}: {}", age, failureKindName(last->failure.kind), last->failure.text);
 }
 
-// Rows that do not fit the height are counted instead of shown.
-std::vector<std::string> tableLines(const Options& options, const std::vector<Tag>& tags, const Picture& picture) {
-    const TerminalSize size = terminalSize();
-    std::vector<std::vector<std::string>> rows{{"TAG", "VALUE", "STATE", "AGE", ""}};
+LivePicture livePicture(const Options& options, const std::vector<Tag>& tags, const Picture& picture) {
+    LivePicture live{headParts(options, picture), {}, failureLine(picture)};
     for (std::size_t i = 0; i < tags.size(); ++i) {
-        rows.push_back(rowOf(tags[i], picture.values[i]));
+        const TagValue& value = picture.values[i];
+        live.rows.push_back({tags[i].text, valueText(tags[i], value), value.state, ageText(value)});
     }
-    std::vector<std::string> lines;
-    lines.push_back(kBold + fitWidth(headline(options, picture), size.columns) + kPlain);
-    const std::vector<std::string> table = alignColumns(rows);
-    const std::size_t most = static_cast<std::size_t>(std::max(2, size.rows - 4));
-    for (std::size_t i = 0; i < table.size() && i < most; ++i) {
-        const char* color = i == 0 ? kBold : colorOf(picture.values[i - 1].state);
-        lines.push_back(color + fitWidth(table[i], size.columns) + kPlain);
-    }
-    if (table.size() > most) {
-        lines.push_back(fmt::format("... and {} more", table.size() - most));
-    }
-    lines.push_back(fitWidth(failureLine(picture), size.columns));
-    return lines;
+    return live;
 }
 
 void printLines(const std::vector<Tag>& tags, const Picture& picture) {
-    const std::string time = timeOfDay();
+    const std::string time = console::timeText();
     for (std::size_t i = 0; i < tags.size(); ++i) {
         const TagValue& value = picture.values[i];
         const std::string failure = value.failure.text.empty() ? "" : "  " + value.failure.text;
@@ -107,6 +73,7 @@ void printLines(const std::vector<Tag>& tags, const Picture& picture) {
 
 void printAsJson(const std::vector<Tag>& tags, const Picture& picture) {
     Json json;
+    json["time"] = console::utcText();
     json["elapsed_ms"] = picture.elapsed.count();
     json["link"] = linkText(picture.status);
     json["values"] = Json::array();
@@ -120,7 +87,11 @@ void printAsJson(const std::vector<Tag>& tags, const Picture& picture) {
 class Watch {
 public:
     Watch(CommandContext& context, const std::vector<Tag>& tags)
-        : context_(context), tags_(tags), received_(tags.size(), false), started_(clock_.now()) {}
+        : context_(context),
+          tags_(tags),
+          received_(tags.size(), false),
+          started_(clock_.now()),
+          isLive_(!context.options().json && outputIsScreen()) {}
 
     int run() {
         while (!isOver()) {
@@ -128,6 +99,7 @@ public:
             waitForNext();
         }
         show();
+        hasReader_ = flushOutput();
         return exitCode();
     }
 
@@ -136,7 +108,8 @@ private:
 
     bool isOver() const {
         const double seconds = context_.options().seconds;
-        return wasInterrupted() || (seconds > 0 && static_cast<double>(elapsed().count()) >= seconds * 1000);
+        return wasInterrupted() || !hasReader_ ||
+               (seconds > 0 && static_cast<double>(elapsed().count()) >= seconds * 1000);
     }
 
     void show() {
@@ -147,23 +120,58 @@ private:
         }
         if (context_.options().json) {
             printAsJson(tags_, picture);
-        } else if (outputIsTerminal()) {
-            live_.draw(tableLines(context_.options(), tags_, picture));
+        } else if (isLive_) {
+            followOthers();
+            const LiveStyle style{wantsColors(), hasKeyboard()};
+            live_.draw(liveTable(livePicture(context_.options(), tags_, picture), terminalSize(), style, &pager_));
         } else {
             printLines(tags_, picture);
         }
     }
 
+    // What a shell wrote while the program was stopped stays.
+    void followOthers() {
+        if (wasContinued()) {
+            live_.leave();
+        }
+    }
+
     void waitForNext() {
         const Time next = clock_.now() + Milliseconds(context_.options().intervalMs);
-        while (!isOver() && clock_.now() < next) {
-            context_.tellEvents();
+        while (!isOver() && clock_.now() < next && !wasPageTurned()) {
+            tellEvents();
+            hasReader_ = flushOutput();
             const Milliseconds left = std::chrono::ceil<Milliseconds>(next - clock_.now());
             context_.session().waitForChange(std::min(CommandContext::kGlance, std::max(left, Milliseconds(1))));
         }
     }
 
+    // Messages go where the table stands; the next picture follows them.
+    void tellEvents() {
+        if (isLive_ && context_.hasEventsToTell()) {
+            followOthers();
+            live_.erase();
+        }
+        context_.tellEvents();
+    }
+
+    bool wasPageTurned() {
+        if (!isLive_) {
+            return false;
+        }
+        const std::vector<std::string> lines = typedLines();
+        for (const std::string& line : lines) {
+            live_.lineWasTyped();
+            pager_.turn(line);
+        }
+        return !lines.empty();
+    }
+
+    // An output that failed is told by the caller, and what was not received until then is of no interest.
     int exitCode() const {
+        if (!hasReader_) {
+            return 0;
+        }
         for (std::size_t i = 0; i < tags_.size(); ++i) {
             if (!received_[i]) {
                 const std::optional<SessionEvent> last = context_.session().status().lastFailure;
@@ -179,8 +187,11 @@ private:
     const std::vector<Tag>& tags_;
     SteadyClock clock_;
     std::vector<bool> received_;
+    bool hasReader_ = true;
     const Time started_;
+    const bool isLive_;
     LiveLines live_;
+    Pager pager_;
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "tools/host/bit_check.h"
+#include "tools/host/exit_codes.h"
 #include "tools/host/print.h"
 #include "tools/host/target_overlap.h"
 #include "tools/host/terminal.h"
@@ -27,21 +28,25 @@ struct TagWrite {
 };
 
 bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, Failure* failure) {
-    for (const std::string& text : context.options().arguments) {
-        const std::string::size_type equals = text.find('=');
-        if (equals == std::string::npos) {
+    const std::vector<std::string>& arguments = context.options().arguments;
+    std::vector<std::string> names;
+    for (const std::string& text : arguments) {
+        if (text.find('=') == std::string::npos) {
             *failure = {FailureKind::Usage, fmt::format("{}: there is no value; write TAG=VALUE", text)};
             return false;
         }
-        std::vector<Tag> tags;
-        if (!context.findTags({text.substr(0, equals)}, &tags, failure)) {
-            return false;
-        }
+        names.push_back(text.substr(0, text.find('=')));
+    }
+    std::vector<Tag> tags;
+    if (!context.findTags(names, &tags, failure)) {
+        return false;
+    }
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
         TagWrite write;
-        write.tag = tags.front();
+        write.tag = tags[i];
         std::string error;
         const std::optional<HostValues> values =
-            parseValues(write.tag.form, write.tag.elements, text.substr(equals + 1), &error);
+            parseValues(write.tag.form, write.tag.elements, arguments[i].substr(names[i].size() + 1), &error);
         if (!values) {
             *failure = {FailureKind::Usage, write.tag.text + ": " + error};
             return false;

@@ -85,9 +85,32 @@ Bytes encode(TypeCode code, double number) {
     return Bytes();
 }
 
-double decodeSigned(const Bytes& bytes) {
+std::int64_t signedOf(const Bytes& bytes) {
     const std::size_t unused = 64 - bytes.size() * 8;
-    return static_cast<double>(static_cast<std::int64_t>(fromBigEndian(bytes) << unused) >> unused);
+    return static_cast<std::int64_t>(fromBigEndian(bytes) << unused) >> unused;
+}
+
+double decodeSigned(const Bytes& bytes) {
+    return static_cast<double>(signedOf(bytes));
+}
+
+// The Latin-1 characters of a PLC string.
+std::string quoted(const Bytes& bytes) {
+    std::string text;
+    for (const char c : bytes.substr(0, bytes.find('\0'))) {
+        const unsigned byte = static_cast<std::uint8_t>(c);
+        if (c == '"' || c == '\\') {
+            text += std::string("\\") + c;
+        } else if (byte < 0x20 || (byte >= 0x7F && byte < 0xA0)) {
+            text += fmt::format("\\x{:02X}", byte);
+        } else if (byte < 0x80) {
+            text += c;
+        } else {
+            text += static_cast<char>(0xC0 | (byte >> 6));
+            text += static_cast<char>(0x80 | (byte & 0x3F));
+        }
+    }
+    return '"' + text + '"';
 }
 
 double decodeFloat(const Bytes& bytes) {
@@ -259,6 +282,30 @@ bool writeText(PlcMemory& memory, const Element& element, const std::string& tex
     }
     writeBytes(memory, element, bytes);
     return true;
+}
+
+std::string valueText(const PlcMemory& memory, const Element& element) {
+    if (isSingleBit(element)) {
+        return readBit(memory, element) ? "TRUE" : "FALSE";
+    }
+    const Bytes bytes = memory.read(runOf(element));
+    switch (kindOf(element.code)) {
+        case TypeKind::Truth:
+            return fromBigEndian(bytes) != 0 ? "TRUE" : "FALSE";
+        case TypeKind::Signed:
+            return std::to_string(signedOf(bytes));
+        case TypeKind::Unsigned:
+        case TypeKind::BitString:
+            return std::to_string(fromBigEndian(bytes));
+        case TypeKind::Float:
+            return bytes.size() == sizeof(float) ? fmt::format("{}", static_cast<float>(decodeFloat(bytes)))
+                                                 : fmt::format("{}", decodeFloat(bytes));
+        case TypeKind::Text:
+            return quoted(bytes);
+        case TypeKind::Structure:
+            break;
+    }
+    return std::string();
 }
 
 void copyValue(PlcMemory& memory, const Element& source, const Element& target) {

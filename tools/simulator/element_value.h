@@ -30,6 +30,10 @@ double readNumber(const PlcMemory& memory, const Element& element);
 // value of the type.
 bool writeText(PlcMemory& memory, const Element& element, const std::string& text);
 
+// "TRUE", "-12", "1.5", "\"hello\"": the value exactly, also of 64-bit integers; strings as UTF-8 up to their first zero
+// byte, control characters as \xNN.
+std::string valueText(const PlcMemory& memory, const Element& element);
+
 // Copies bytes when the types are equal and both elements are whole variables, else the number.
 void copyValue(PlcMemory& memory, const Element& source, const Element& target);
 

@@ -1,6 +1,5 @@
 // ac500-sim: the simulated PLC as a program. The command line, the lifetime and the messages; the rest is the library.
 #include <csignal>
-#include <cstdio>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -13,9 +12,12 @@
 
 #include <fmt/format.h>
 
+#include "tools/console/standard_streams.h"
+#include "tools/console/time_text.h"
 #include "tools/simulator/options.h"
 #include "tools/simulator/reserved_variables.h"
 #include "tools/simulator/tcp_server.h"
+#include "tools/text/address.h"
 
 namespace {
 
@@ -23,14 +25,15 @@ using namespace ac500;
 using namespace ac500::sim;
 using namespace ac500::symbol_file;
 
-// Lines appear at once, also in a pipe.
-void print(const std::string& line) {
-    fmt::print("ac500-sim: {}\n", line);
-    std::fflush(stdout);
+// Lines appear at once, also in a pipe. False: they do not, and the program is to end.
+bool print(const std::string& line) {
+    console::standardOutput().write("ac500-sim: " + line + "\n");
+    console::standardOutput().flush();
+    return console::standardOutput().isGood();
 }
 
 void complain(const std::string& line) {
-    fmt::print(stderr, "ac500-sim: {}\n", line);
+    console::tell(console::timeText() + " ac500-sim: " + line + "\n");
 }
 
 void complainAll(const std::string& fileName, const std::vector<Problem>& problems) {
@@ -90,23 +93,24 @@ void runUntilEnd(QCoreApplication& application, int signalFile, double runSecond
 bool listen(TcpServer& server, const Options& options) {
     const QHostAddress address(QString::fromStdString(options.address));
     if (address.isNull()) {
-        complain("\"" + options.address + "\" is no IP address; --address takes one like 127.0.0.1");
+        complain("\"" + options.address + "\" is no IP address; --address takes one like 127.0.0.1 or [::1]");
         return false;
     }
     if (!address.isLoopback()) {
-        complain("warning: " + options.address + " can be reached by other machines, and anyone there can write");
+        complain("warning: " + text::addressText(options.address, options.port) +
+                 " can be reached by other machines, and anyone there can write");
     }
     std::string error;
     if (!server.listen(address, options.port, &error)) {
-        complain(fmt::format("cannot listen on {}:{}: {}; choose another --port, or 0 for a free one", options.address,
-                             options.port, error));
+        complain(fmt::format("cannot listen on {}: {}; choose another --port, or 0 for a free one",
+                             text::addressText(options.address, options.port), error));
         return false;
     }
     return true;
 }
 
 int serve(QCoreApplication& application, const Options& options, const SymbolFile& file) {
-    PlcModel model(file, {options.seed, options.faults});
+    PlcModel model(file, {options.seed, options.faults, options.verbose});
     complainAll(options.symbols, model.problems());
     complainAll(options.symbols, model.warnings());
     if (!model.problems().empty()) {
@@ -121,21 +125,28 @@ int serve(QCoreApplication& application, const Options& options, const SymbolFil
     if (!listen(server, options)) {
         return kExitCannotListen;
     }
-    print(fmt::format("listening on {}:{}", server.address().toString().toStdString(), server.port()));
-    print(servingLine(options, file));
-    runUntilEnd(application, signalFile, options.runSeconds);
-    server.close();
+    if (print("listening on " + text::addressText(server.address().toString().toStdString(), server.port())) &&
+        print(servingLine(options, file))) {
+        runUntilEnd(application, signalFile, options.runSeconds);
+        server.close();
+        print(summaryLine(model.counters()));
+    }
     ::close(signalFile);
-    print(summaryLine(model.counters()));
     return kExitGood;
 }
 
-}  // namespace
+void tellUsage(const ParsedOptions& parsed) {
+    if (parsed.exitCode == kExitGood) {
+        console::standardOutput().write(parsed.text);
+    } else {
+        console::tell(parsed.text);
+    }
+}
 
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     const ParsedOptions parsed = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
     if (!parsed.run) {
-        std::fputs(parsed.text.c_str(), parsed.exitCode == kExitGood ? stdout : stderr);
+        tellUsage(parsed);
         return parsed.exitCode;
     }
     const LoadedSymbolFile loaded = loadSymbolFile(parsed.options.symbols);
@@ -145,4 +156,25 @@ int main(int argc, char** argv) {
     }
     QCoreApplication application(argc, argv);
     return serve(application, parsed.options, loaded.file);
+}
+
+// The exit code, once what is left of the output is written.
+int closeOutput(int exitCode) {
+    console::Output& output = console::standardOutput();
+    output.flush();
+    if (output.isGood() || exitCode != kExitGood) {
+        return exitCode;
+    }
+    if (output.isReaderGone()) {
+        return console::kExitReaderGone;
+    }
+    complain("the standard output cannot be written: " + output.failure());
+    return kExitNoOutput;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    ac500::console::prepareStandardStreams();
+    return closeOutput(run(argc, argv));
 }

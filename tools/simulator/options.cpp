@@ -4,6 +4,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/console/usage_problem.h"
+#include "tools/text/address.h"
+
 namespace ac500::sim {
 
 namespace {
@@ -19,12 +22,15 @@ constexpr const char* kReservedHelp =
     "  Sim.fault_arg (argument, 0: default) and Sim.fault_service (service code, 0: any).\n"
     "  read Sim.faults_left, faults_done, boot_count, requests, refused, connections, uptime_ms.\n"
     "\n"
-    "Exit codes: 0 ended by a signal or --run-seconds, 1 wrong usage, 2 symbol file, 3 cannot listen.";
+    "Exit codes: 0 ended by a signal or --run-seconds, 1 wrong usage, 2 symbol file, 3 cannot listen,\n"
+    "  4 the standard output cannot be written, 141 nobody reads it any more. What cannot be written to the error\n"
+    "  output is lost and changes nothing.";
 
 // CLI11 keeps what it parses into here.
 struct Raw {
     Options options;
     int port = 1201;
+    std::string address = Options().address;
     std::vector<std::string> rules;
     double requestSeconds = TcpLimits().requestMs / 1000.0;
     double idleSeconds = TcpLimits().idleMs / 1000.0;
@@ -45,8 +51,9 @@ void declare(CLI::App& app, Raw& raw) {
         ->check(CLI::Range(0, 65535).description(""))
         ->type_name("N")
         ->capture_default_str();
-    app.add_option("--address", options.address, "address to listen on; nothing protects the memory that is served")
-        ->type_name("IP")
+    app.add_option("--address", raw.address,
+                   "IP address to listen on, IPv6 in brackets: [::1]; nothing protects the memory that is served")
+        ->type_name("IP[:PORT]")
         ->capture_default_str();
     app.add_option("--seed", options.seed, "seed of session bytes, random walks and fault rates")
         ->type_name("N")
@@ -54,7 +61,8 @@ void declare(CLI::App& app, Raw& raw) {
     app.add_option("--fault", raw.rules, "fault rule, may be repeated; see below")
         ->allow_extra_args(false)
         ->type_name("RULE");
-    app.add_option("--run-seconds", options.runSeconds, "end by itself after so many seconds")
+    app.add_option("--run-seconds", options.runSeconds,
+                   "end by itself after so many seconds; 0: without end, until a signal comes")
         ->check(CLI::Range(0.0, kLongestSeconds).description(""))
         ->type_name("S");
     app.add_option("--max-clients", options.limits.maxClients, "clients at a time")
@@ -70,8 +78,10 @@ void declare(CLI::App& app, Raw& raw) {
         ->check(CLI::Range(0.0, kLongestSeconds).description(""))
         ->type_name("S")
         ->capture_default_str();
+    app.set_version_flag("--version", "ac500-sim " AC500_VERSION, "print the version and exit");
     CLI::Option* quiet = app.add_flag("--quiet", options.quiet, "no events on the error output");
-    app.add_flag("--verbose", options.verbose, "every request on the error output")->excludes(quiet);
+    app.add_flag("--verbose", options.verbose, "every request on the error output, with tags and values")
+        ->excludes(quiet);
     app.footer("\n" + faultRuleHelp() + "\n" + kReservedHelp);
 }
 
@@ -82,16 +92,28 @@ ParsedOptions finished(int exitCode, std::string text) {
     return parsed;
 }
 
-ParsedOptions withRules(Raw raw) {
+ParsedOptions usageError(const std::string& what) {
+    return finished(kExitUsage, "ac500-sim: " + what + "\nTry ac500-sim --help.\n");
+}
+
+ParsedOptions complete(Raw raw, bool isPortGiven) {
+    const std::optional<text::Address> address = text::parseAddress(raw.address);
+    if (!address) {
+        return usageError("--address " + raw.address + " is no IP[:PORT]; write e.g. 127.0.0.1 or [::1]:1201");
+    }
+    if (address->port && isPortGiven) {
+        return usageError("--address " + raw.address + " and --port both give a port; leave one out");
+    }
+    raw.options.address = address->host;
+    raw.options.port = address->port.value_or(static_cast<std::uint16_t>(raw.port));
     for (const std::string& text : raw.rules) {
         std::string error;
         const std::optional<FaultRule> rule = parseFaultRule(text, &error);
         if (!rule) {
-            return finished(kExitUsage, "ac500-sim: " + error + "\nTry ac500-sim --help.\n");
+            return usageError(error);
         }
         raw.options.faults.push_back(*rule);
     }
-    raw.options.port = static_cast<std::uint16_t>(raw.port);
     raw.options.limits.requestMs = milliseconds(raw.requestSeconds);
     raw.options.limits.idleMs = milliseconds(raw.idleSeconds);
     ParsedOptions parsed;
@@ -112,10 +134,12 @@ ParsedOptions parseOptions(std::vector<std::string> arguments) {
         app.parse(arguments);
     } catch (const CLI::CallForHelp&) {
         return finished(kExitGood, app.help());
+    } catch (const CLI::CallForVersion& version) {
+        return finished(kExitGood, std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
-        return finished(kExitUsage, std::string("ac500-sim: ") + error.what() + "\nTry ac500-sim --help.\n");
+        return usageError(console::usageProblem(app, error));
     }
-    return withRules(std::move(raw));
+    return complete(std::move(raw), app.count("--port") > 0);
 }
 
 }  // namespace ac500::sim

@@ -15,6 +15,7 @@ constexpr int kExitGood = 0;
 constexpr int kExitUsage = 1;
 constexpr int kExitSymbolFile = 2;
 constexpr int kExitCannotListen = 3;
+constexpr int kExitNoOutput = 4;  // the standard output cannot be written
 
 struct Options {
     std::string symbols;

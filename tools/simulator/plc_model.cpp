@@ -70,6 +70,9 @@ PlcModel::PlcModel(const SymbolFile& file, PlcSettings settings)
         memory_.addArea(area.number, area.sizeBytes);
     }
     const std::vector<Leaf> leaves = listLeaves(whole);
+    if (settings.tellsValues) {
+        text_ = std::make_unique<const MemoryText>(leaves);
+    }
     const BitLayout bits(leaves);
     addWarnings(leaves, bits);
     applyInitialValues(whole);
@@ -94,7 +97,10 @@ Exchange PlcModel::serve(const Bytes& request) {
     Exchange exchange;
     exchange.serviceCode = serviceCodeOf(request);
     exchange.status = reply.status;
-    exchange.items = reply.items;
+    exchange.items = static_cast<std::uint32_t>(reply.touched.size());
+    if (text_ != nullptr) {
+        exchange.values = text_->describe(memory_, reply.touched);
+    }
     exchange.replyBytes = reply.bytes.size();
     if (reply.status == Status::Good && !reply.armed) {
         exchange.fault = faults_.next(Service{exchange.serviceCode});

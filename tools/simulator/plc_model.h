@@ -5,11 +5,13 @@
 #define AC500_TOOLS_SIMULATOR_PLC_MODEL_H
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/simulator/delivery.h"
+#include "tools/simulator/memory_text.h"
 #include "tools/simulator/request_server.h"
 #include "tools/simulator/signal_generator.h"
 
@@ -23,6 +25,7 @@ using symbol_file::SymbolFile;
 struct PlcSettings {
     std::uint64_t seed = 1;  // of session bytes, random walks and fault rules
     std::vector<FaultRule> faults;
+    bool tellsValues = false;  // fills Exchange::values
 };
 
 // What happened since the start. All only grow.
@@ -45,6 +48,7 @@ struct Exchange {
     std::uint8_t serviceCode = 0;  // 0 for what is no request
     Status status = Status::Good;  // before a status fault
     std::uint32_t items = 0;
+    std::string values;          // the variables that were read or written, with their values (memory_text.h)
     std::size_t replyBytes = 0;  // of the good reply, before a fault
     Fault fault;
     Delivery delivery;
@@ -107,6 +111,7 @@ private:
     Counters counters_;
     std::int64_t nowMs_ = 0;
     FaultSchedule faults_;
+    std::unique_ptr<const MemoryText> text_;  // null: not wanted
     // Empty until the constructor has read the file.
     SignalGenerator signals_;
     RequestServer server_;

@@ -27,11 +27,21 @@ constexpr const char* kDeviceName = "AC500-SIM";
 constexpr const char* kVersionText = "CODESYS V2 simulation 1.0";
 
 Reply refusal(Status status) {
-    return {status, makeRefusal(status), 0, std::nullopt};
+    return {status, makeRefusal(status), {}, std::nullopt};
 }
 
-Reply good(Bytes bytes, std::uint32_t items) {
-    return {Status::Good, std::move(bytes), items, std::nullopt};
+Reply good(Bytes bytes) {
+    return {Status::Good, std::move(bytes), {}, std::nullopt};
+}
+
+template <class Items>
+std::vector<TouchedRun> touchedBy(const Items& items) {
+    std::vector<TouchedRun> touched;
+    touched.reserve(items.size());
+    for (const auto& item : items) {
+        touched.push_back({item.run, item.bit});
+    }
+    return touched;
 }
 
 // The terminator of a text field is the zero that is there already.
@@ -61,7 +71,7 @@ Reply answerHello(const Bytes& request, const Identity& identity) {
     wire::putU32(&reply[kMaxReplyAt], wire::kMaxPayloadBytes);
     putText(reply, kDeviceAt, kDeviceName);
     putText(reply, kVersionAt, kVersionText);
-    return good(std::move(reply), 0);
+    return good(std::move(reply));
 }
 
 Reply answerSymbols(const Bytes& request, const Identity& identity) {
@@ -77,7 +87,7 @@ Reply answerSymbols(const Bytes& request, const Identity& identity) {
     reply[kServiceEchoAt] = request[wire::kServiceAt];
     wire::putU32(&reply[kBootCountAt], identity.bootCount);
     std::copy(identity.session.begin(), identity.session.end(), &reply[wire::kSessionAt]);
-    return good(std::move(reply), 0);
+    return good(std::move(reply));
 }
 
 // A read or write request: header, items, session bytes in reversed order.
@@ -190,7 +200,9 @@ Reply RequestServer::read(const Bytes& request) {
         reply += memory_.read(item.run);
     }
     wire::putEnvelope(reply);
-    return good(std::move(reply), static_cast<std::uint32_t>(items.size()));
+    Reply result = good(std::move(reply));
+    result.touched = touchedBy(items);
+    return result;
 }
 
 Reply RequestServer::write(const Bytes& request) {
@@ -205,7 +217,8 @@ Reply RequestServer::write(const Bytes& request) {
     for (const Item& item : items) {
         apply(item);
     }
-    Reply reply = good(makeReply(wire::kShortReplyBytes, Status::Good), static_cast<std::uint32_t>(items.size()));
+    Reply reply = good(makeReply(wire::kShortReplyBytes, Status::Good));
+    reply.touched = touchedBy(items);
     if (arms(items)) {
         reply.armed = readCommand(memory_.read({kReservedArea, 0, reserved::kAreaBytes})).armed;
     }

@@ -13,6 +13,7 @@
 
 #include "tools/simulator/bit_layout.h"
 #include "tools/simulator/fault_schedule.h"
+#include "tools/simulator/memory_text.h"
 #include "tools/simulator/plc_memory.h"
 #include "tools/simulator/reply_frame.h"
 
@@ -31,7 +32,7 @@ struct Identity {
 struct Reply {
     Status status = Status::Good;
     Bytes bytes;
-    std::uint32_t items = 0;                    // of a good read or write
+    std::vector<TouchedRun> touched;            // of a good read or write, item by item
     std::optional<FaultSchedule::Armed> armed;  // a good write to Sim.fault_kind
 };
 

@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include "tools/text/address.h"
+
 namespace ac500::sim {
 
 namespace {
@@ -25,7 +27,10 @@ bool isData(const Exchange& exchange) {
 }
 
 std::string describe(const Exchange& exchange) {
-    const std::string items = isData(exchange) ? fmt::format(" of {} item(s)", exchange.items) : "";
+    std::string items = isData(exchange) ? fmt::format(" of {} item(s)", exchange.items) : "";
+    if (!exchange.values.empty()) {
+        items += " (" + exchange.values + ")";
+    }
     return fmt::format("{}{}, reply of {} bytes", serviceNameOf(exchange), items, exchange.replyBytes);
 }
 
@@ -57,8 +62,7 @@ TcpConnection::TcpConnection(TcpServer& server, QTcpSocket* socket, int number)
         note(fmt::format("half a request after {} ms: closed", server_.settings_.limits.requestMs));
         close();
     });
-    note("connected from " + (socket_->peerAddress().toString() + ':').toStdString() +
-         std::to_string(socket_->peerPort()));
+    note("connected from " + text::addressText(socket_->peerAddress().toString().toStdString(), socket_->peerPort()));
 }
 
 void TcpConnection::close() {

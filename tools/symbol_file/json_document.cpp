@@ -261,11 +261,11 @@ private:
     int count_ = 0;
 };
 
+}  // namespace
+
 std::size_t byteOrderMarkBytes(const std::string& text) {
     return text.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
 }
-
-}  // namespace
 
 ParsedJson parseJson(const std::string& text) {
     ParsedJson parsed;

@@ -3,6 +3,7 @@
 #ifndef AC500_TOOLS_SYMBOL_FILE_JSON_DOCUMENT_H
 #define AC500_TOOLS_SYMBOL_FILE_JSON_DOCUMENT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -42,6 +43,9 @@ struct ParsedJson {
     JsonValue root;                 // complete exactly when `problems` is empty
     std::vector<Problem> problems;  // at most one: what follows a syntax error cannot be judged
 };
+
+// How many bytes of a UTF-8 text its byte order mark takes: 3, or 0 without one.
+std::size_t byteOrderMarkBytes(const std::string& text);
 
 // Parses UTF-8 text, with or without a byte order mark. Nesting and size of the document are bounded (limits.h).
 ParsedJson parseJson(const std::string& text);

@@ -84,6 +84,8 @@ void ObjectReader::checkKeys(const std::vector<std::string>& keys) {
             problems_->addAtKey(
                 node_, member,
                 "unknown key " + inQuotes(member.key) + suggestion(member.key, keys, "allowed are " + listed(keys)));
+            const std::vector<std::string> near = text::nearNames(member.key, keys, 1);
+            suggested_.insert(near.begin(), near.end());
         } else if (!seen.insert(member.key).second) {
             problems_->addAtKey(node_, member, "the key " + inQuotes(member.key) + " occurs twice; remove one");
         }
@@ -101,7 +103,7 @@ std::optional<JsonNode> ObjectReader::find(const std::string& key) const {
 
 std::optional<JsonNode> ObjectReader::require(const std::string& key, const std::string& remedy) const {
     std::optional<JsonNode> found = find(key);
-    if (!found && isObject()) {
+    if (!found && isObject() && !isMisspelt(key)) {
         problems_->add(node_, inQuotes(key) + " is missing; " + remedy);
     }
     return found;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -45,14 +46,17 @@ public:
 
     // The value of a key, or nothing.
     std::optional<JsonNode> find(const std::string& key) const;
-    // The same; an absent key is a problem and `remedy` says what to give.
+    // The same; an absent key is a problem and `remedy` says what to give, unless a misspelt one was reported.
     std::optional<JsonNode> require(const std::string& key, const std::string& remedy) const;
+    // Was a key reported that is likely to mean this one?
+    bool isMisspelt(const std::string& key) const { return suggested_.count(key) > 0; }
 
 private:
     void checkKeys(const std::vector<std::string>& keys);
 
     JsonNode node_;
     ProblemList* problems_;
+    std::set<std::string> suggested_;  // keys that a misspelt one is likely to mean
 };
 
 struct IntegerRange {

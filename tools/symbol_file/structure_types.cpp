@@ -21,7 +21,8 @@ void checkFits(const Declaration& member, const StructType& type, ProblemList* p
 
 }  // namespace
 
-StructureTypes::StructureTypes(const std::optional<JsonNode>& types, ProblemList* problems) {
+StructureTypes::StructureTypes(const std::optional<JsonNode>& types, bool isComplete, ProblemList* problems)
+    : isComplete_(isComplete) {
     if (!types) {
         return;
     }
@@ -171,6 +172,9 @@ bool StructureTypes::link(Declaration* declaration, ProblemList* problems) const
     if (found != byName_.end()) {
         declaration->variable.structure = entries_[found->second].built;
         return declaration->complete && declaration->variable.structure;
+    }
+    if (!isComplete_) {
+        return false;
     }
     const std::string& name = declaration->structureName;
     std::vector<std::string> known = builtInTypeNames();

@@ -19,8 +19,9 @@ namespace ac500::symbol_file {
 
 class StructureTypes {
 public:
-    // Reads the "types" object; an absent one declares nothing.
-    StructureTypes(const std::optional<JsonNode>& types, ProblemList* problems);
+    // Reads the "types" object; an absent one declares nothing. `isComplete`: a type that it lacks does not exist; else there
+    // may be more that cannot be read, and that has been reported.
+    StructureTypes(const std::optional<JsonNode>& types, bool isComplete, ProblemList* problems);
 
     // Gives a declaration its structure type, and reports a type that does not exist. True when the variable's size is
     // known.
@@ -54,6 +55,7 @@ private:
     void reportCircles(ProblemList* problems) const;
     std::size_t waitingMember(const Entry& entry) const;
 
+    const bool isComplete_;
     std::vector<Entry> entries_;
     std::map<std::string, std::size_t> byName_;
 };

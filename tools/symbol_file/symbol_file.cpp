@@ -40,8 +40,8 @@ private:
         readHead();
         const std::size_t before = problems_.count();
         readAreas();
-        areasKnown_ = problems_.count() == before;
-        const StructureTypes types(root_.find("types"), &problems_);
+        areasKnown_ = root_.find("areas") && problems_.count() == before;
+        const StructureTypes types(root_.find("types"), !root_.isMisspelt("types"), &problems_);
         file_.types = types.all();
         readScopes(types);
         readSimulation(root_.find("simulation"), problems_.count() == 0 ? TagLookup::Possible : TagLookup::Impossible,
@@ -161,6 +161,17 @@ LoadedSymbolFile unreadable(const std::string& what) {
     return loaded;
 }
 
+// With its mark, or with the zeros that every document has around its first character.
+bool isUtf16(const std::string& text) {
+    const std::string begin = text.substr(0, 2);
+    return begin == "\xFF\xFE" || begin == "\xFE\xFF" ||
+           (begin.size() == 2 && (begin[0] == '\0') != (begin[1] == '\0'));
+}
+
+bool holdsNothing(const std::string& text) {
+    return text.find_first_not_of(" \t\r\n", byteOrderMarkBytes(text)) == std::string::npos;
+}
+
 // At most `limit` bytes, so that a file without end (a device) does no harm. False: errno says why.
 bool readUpTo(const std::string& fileName, std::size_t limit, std::string* text) {
     errno = 0;
@@ -199,6 +210,12 @@ LoadedSymbolFile loadSymbolFile(const std::string& fileName) {
 }
 
 LoadedSymbolFile parseSymbolFile(const std::string& text) {
+    if (isUtf16(text)) {
+        return unreadable("is UTF-16; save it as UTF-8");
+    }
+    if (holdsNothing(text)) {
+        return unreadable("is empty; give the path of a symbol file");
+    }
     ParsedJson parsed = parseJson(text);
     if (!parsed.problems.empty()) {
         return {SymbolFile(), std::move(parsed.problems)};

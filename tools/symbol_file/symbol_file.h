@@ -193,8 +193,15 @@ struct Element {
     int bit = -1;  // 0 = least significant when the tag names a bit of the variable, else -1
 };
 
-// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). Nothing on failure; *error then says which component
-// does not exist.
+// Why a tag does not resolve.
+struct TagProblem {
+    std::string reason;  // which component does not exist
+    std::string remedy;  // begins with "; "; for an unknown name the one that is near, or else where to look
+};
+
+// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). Nothing on failure; *problem then says why.
+std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, TagProblem* problem);
+// The same, with reason and remedy in one text.
 std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error);
 
 }  // namespace ac500::symbol_file

@@ -86,13 +86,13 @@ public:
         const Component& first = components_.front();
         const Scope* scope = findByName(file_.scopes, first.text);
         if (!scope) {
-            return fail("there is no scope " + inQuotes(first.text) + closeTo(first.name, file_.scopes));
+            return failUnknown("there is no scope " + inQuotes(first.text), first.name, file_.scopes);
         }
         return enterScope(*scope);
     }
 
     const Element& element() const { return element_; }
-    std::string error() const { return inQuotes(tag_) + ": " + reason_; }
+    TagProblem problem() const { return {inQuotes(tag_) + ": " + reason_, remedy_}; }
 
 private:
     bool fail(std::string reason) {
@@ -100,11 +100,17 @@ private:
         return false;
     }
 
+    template <typename Named>
+    bool failUnknown(std::string reason, const std::string& name, const std::vector<Named>& list) {
+        remedy_ = closeTo(name, list);
+        return fail(std::move(reason));
+    }
+
     bool enterScope(const Scope& scope) {
         const Variable* variable = findByName(scope.variables, components_[1].name);
         if (!variable) {
-            return fail("scope " + inQuotes(scope.name) + " has no variable " + inQuotes(components_[1].name) +
-                        closeTo(components_[1].name, scope.variables));
+            return failUnknown("scope " + inQuotes(scope.name) + " has no variable " + inQuotes(components_[1].name),
+                               components_[1].name, scope.variables);
         }
         element_.area = variable->area;
         return descend(*variable);
@@ -124,8 +130,9 @@ private:
             const StructType& type = *variable->structure;
             variable = findByName(type.members, components_[depth].name);
             if (!variable) {
-                return fail("structure type " + inQuotes(type.name) + " has no member " +
-                            inQuotes(components_[depth].name) + closeTo(components_[depth].name, type.members));
+                return failUnknown(
+                    "structure type " + inQuotes(type.name) + " has no member " + inQuotes(components_[depth].name),
+                    components_[depth].name, type.members);
             }
             if (!addElement(*variable, components_[depth])) {
                 return false;
@@ -208,6 +215,7 @@ private:
     std::vector<Component> components_;
     Element element_;
     std::string reason_;
+    std::string remedy_;
 };
 
 // Where a variable lies in the whole of its area.
@@ -271,13 +279,22 @@ std::vector<Leaf> listLeaves(const SymbolFile& file) {
     return leaves;
 }
 
-std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error) {
+std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, TagProblem* problem) {
     TagWalk walk(file, tag);
     if (!walk.run()) {
-        *error = walk.error();
+        *problem = walk.problem();
         return std::nullopt;
     }
     return walk.element();
+}
+
+std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error) {
+    TagProblem problem;
+    const std::optional<Element> element = findElement(file, tag, &problem);
+    if (!element) {
+        *error = problem.reason + problem.remedy;
+    }
+    return element;
 }
 
 }  // namespace ac500::symbol_file

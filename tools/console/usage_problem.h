@@ -1,0 +1,20 @@
+// What to tell who gets a command line wrong.
+#ifndef AC500_TOOLS_CONSOLE_USAGE_PROBLEM_H
+#define AC500_TOOLS_CONSOLE_USAGE_PROBLEM_H
+
+#include <string>
+
+namespace CLI {
+class App;
+class ParseError;
+}  // namespace CLI
+
+namespace ac500::console {
+
+// Says what `app` could not parse. A command or option that does not exist is named, with the nearest one, before anything
+// is said to be missing: most likely it is the missing one. `app` still holds what it parsed.
+std::string usageProblem(const CLI::App& app, const CLI::ParseError& error);
+
+}  // namespace ac500::console
+
+#endif

@@ -1,0 +1,11 @@
+// Exit codes of ac500-host that stand for no failure of a kind (failure.h).
+#ifndef AC500_TOOLS_HOST_EXIT_CODES_H
+#define AC500_TOOLS_HOST_EXIT_CODES_H
+
+namespace ac500::host {
+
+constexpr int kExitInterrupted = 130;  // by Ctrl-C, before everything was done
+
+}  // namespace ac500::host
+
+#endif
