@@ -18,10 +18,13 @@ using symbol_file::Variable;
 
 namespace {
 
-constexpr int kAreas = 4;    // numbered from 1, for everything but BIT
-constexpr int kBitArea = 5;  // the simulator tells bit writes from byte writes by an area of their own
+constexpr int kAreas = 4;      // numbered from 1, for everything but BIT
+constexpr int kBitArea = 5;    // the simulator tells bit writes from byte writes by an area of their own
+constexpr int kAlikeArea = 6;  // arrays alone, each as long as an item of a request
 constexpr int kFirstWrittenArea = 3;
 constexpr std::uint32_t kAreaBytes = 4096;
+constexpr int kAlikeArrays = 20;
+constexpr int kAlikeElements = 25;  // of 8 bytes: 200 bytes, what the host allows for an item
 constexpr int kPeriodsMs[] = {200, 300, 500, 900, 1700, 4000};
 
 constexpr TypeCode kNumbers[] = {TypeCode::Bool, TypeCode::Sint, TypeCode::Usint, TypeCode::Byte,  TypeCode::Int,
@@ -50,6 +53,7 @@ public:
         declareAreas();
         placeEverything();
         placeBits();
+        placeAlikeArrays();
         for (const Leaf& leaf : listLeaves(plant_.file)) {
             addSignals(leaf);
         }
@@ -170,7 +174,7 @@ private:
     }
 
     void declareAreas() {
-        for (int number = 1; number <= kBitArea; ++number) {
+        for (int number = 1; number <= kAlikeArea; ++number) {
             plant_.file.areas.push_back({number, fmt::format("area {}", number), kAreaBytes, 0});
         }
         plant_.file.scopes.push_back({"Main", {}, 0});
@@ -231,6 +235,19 @@ private:
         }
     }
 
+    // One behind the other, so that each is an item and all requests but the last have the same lengths: a reply that
+    // is taken for another's passes every check but that of the values.
+    void placeAlikeArrays() {
+        for (int i = 0; i < kAlikeArrays; ++i) {
+            const TypeCode code = i % 2 == 0 ? TypeCode::Ulint : TypeCode::Lreal;
+            Wish wish{named("ralike", code), {""}, 0, false};
+            wish.variable.area = kAlikeArea;
+            wish.variable.offset = i * kAlikeElements * typeTraits(code)->widthBytes;
+            wish.variable.dimensions = {{1, kAlikeElements}};
+            add(wish);
+        }
+    }
+
     int periodOf(const std::string& tag) const {
         for (const PlantTag& entry : periods_) {
             const std::string rest =
@@ -282,7 +299,7 @@ Plant makePlant(std::uint64_t seed) {
 std::vector<Area> writtenAreas(const Plant& plant) {
     std::vector<Area> areas;
     std::copy_if(plant.file.areas.begin(), plant.file.areas.end(), std::back_inserter(areas),
-                 [](const Area& area) { return area.number >= kFirstWrittenArea; });
+                 [](const Area& area) { return area.number >= kFirstWrittenArea && area.number <= kBitArea; });
     return areas;
 }
 

@@ -1,5 +1,6 @@
 // The PLC program of a long run: a few hundred variables of every type that the driver transfers, scattered over five
-// areas by a seed, so that each seed makes the driver merge and cut its requests in another way.
+// areas by a seed, so that each seed makes the driver merge and cut its requests in another way. A sixth area is filled
+// with equally long arrays, so that a reply that is taken for another's is wrong by its values alone.
 //
 // Some variables change by themselves (the signal "pattern") and are only read; the others hold what the host wrote.
 // Everything lies below address 4096 of its area, so that the places in patterns are unique. Pure.

@@ -34,6 +34,11 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr int kLongestRepeatMs = 100;
 
+// Only while a request is open can a repeat be taken for its answer, and only when the PLC takes its time for each request
+// are the replies behind it one too late up to the end of the pass. A PLC that answers at once gives itself away.
+// Much shorter than the host's quiet look.
+constexpr int kWorkMs = 3;
+
 // Until the host has noticed a repeat, at the latest two of its cycles after it came, no reply is lost or slow: both in one
 // pass can cancel each other out, and then no host can notice. These faults leave every reply in its place.
 constexpr std::chrono::milliseconds kTwoCycles{300};
@@ -52,6 +57,7 @@ public:
         random_ = sim::Random(seed);
         meanMs_ = meanMs;
         kind_ = kind;
+        isOfRepeats_ = between(0, 2) == 0;
         strike();
     }
 
@@ -73,14 +79,20 @@ private:
         armed.count = kind_ != 0 || often < 12 ? 1U : static_cast<std::uint32_t>(often < 18 ? between(2, 4) : 8);
         armed.service = kind_ != 0 ? std::nullopt : service();
         if (armed.fault.kind == FaultKind::Repeat) {
-            armed.count = static_cast<std::uint32_t>(between(1, 20));  // most of them are noticed before they do harm
+            // One alone puts the whole pass out of step; behind several, one is soon too much.
+            armed.count = static_cast<std::uint32_t>(between(0, 2) == 0 ? between(2, 20) : 1);
+            armed.service = between(0, 2) == 0 ? std::nullopt : std::optional<Service>(Service::Read);
         }
         arm(armed);
         timer_.start(between(meanMs_ / 5, meanMs_ * 9 / 5));
     }
 
+    // Repeats and lost replies must keep apart, so a third of the storms has mostly repeats.
     FaultKind draw() {
-        if (armedKind_ == FaultKind::Repeat || SteadyClock::now() < repeatNoticed_) {
+        if (isOfRepeats_ && between(0, 2) != 0) {
+            return FaultKind::Repeat;
+        }
+        if (isOfRepeats_ || armedKind_ == FaultKind::Repeat || SteadyClock::now() < repeatNoticed_) {
             return kFaultsAfterRepeat[between(0, static_cast<int>(std::size(kFaultsAfterRepeat)) - 1)];
         }
         return static_cast<FaultKind>(between(1, static_cast<int>(kLastDrawnFault)));
@@ -106,8 +118,8 @@ private:
             case FaultKind::Glue:
                 return between(2, 3);
             case FaultKind::Repeat:
-                // Shortly after, while the next reply is awaited; or at any time.
-                return between(1, between(0, 2) == 0 ? kLongestRepeatMs : 3);
+                // While the next reply is awaited, a later one of the same pass, or at any time.
+                return between(1, between(0, 2) == 0 ? kLongestRepeatMs : kWorkMs - 1);
             default:
                 return 0;
         }
@@ -127,6 +139,7 @@ private:
     sim::Random random_;
     int meanMs_ = 1;
     int kind_ = 0;
+    bool isOfRepeats_ = false;
     FaultKind armedKind_ = FaultKind::None;
     SteadyClock::time_point repeatNoticed_;
     QTimer timer_;
@@ -170,6 +183,7 @@ public:
             int meanMs = 0;
             int kind = 0;
             words >> seed >> meanMs >> kind;
+            server_.setWorkMs(kind == 0 ? kWorkMs : 0);
             storm_.begin(seed, meanMs, kind);
             return "ok";
         }

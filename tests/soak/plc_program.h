@@ -4,6 +4,7 @@
 //   memory AREA HEX    puts bytes into an area, from its beginning            "ok"
 //   listen             begins to serve                                        "ok", or "error" and why
 //   storm SEED MS KIND arms a fault about every MS milliseconds; KIND: the number of one kind, 0: any            "ok"
+//                    with any kind the PLC takes its time for each request, from then on
 //   calm               no more faults                                         "ok"
 //   drop               closes all connections                                 "ok"
 //   halt               ends the service for good                              "ok"

@@ -132,7 +132,13 @@ void TcpServer::forget(TcpConnection* connection) {
 Exchange TcpServer::serve(const Bytes& request) {
     const std::lock_guard<std::mutex> guard(modelMutex_);
     model_.advance(settings_.clock() - startMs_);
-    return model_.serve(request);
+    Exchange exchange = model_.serve(request);
+    for (std::vector<DeliveryStep>* steps : {&exchange.delivery.steps, &exchange.delivery.later}) {
+        if (!steps->empty()) {
+            steps->front().delayMs += workMs_;
+        }
+    }
+    return exchange;
 }
 
 Exchange TcpServer::refuse(Status status) {

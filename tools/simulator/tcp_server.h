@@ -57,6 +57,9 @@ public:
 
     void closeAllConnections();
 
+    // From now on every answer comes so much later; the next request of its connection waits. 0 at first.
+    void setWorkMs(int workMs) { workMs_ = workMs; }
+
     // Stops listening and closes everything; nothing is served afterwards.
     void close();
 
@@ -81,6 +84,7 @@ private:
     QTimer ticker_;                              // keeps signals near the time while nobody asks
     std::map<TcpConnection*, int> connections_;  // to their numbers, from 1, for log lines
     int lastNumber_ = 0;
+    int workMs_ = 0;
 };
 
 }  // namespace ac500::sim
