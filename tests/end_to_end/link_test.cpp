@@ -53,6 +53,18 @@ TEST_F(LinkTest, APlcThatRestartsGetsANewHandshakeAndItsNewSessionBytesAreUsed) 
     EXPECT_EQ(session->status().statistics.reconnects(), 1);
 }
 
+// The driver cannot be told that its session is over; the first order after the loss must not pay for that.
+TEST_F(LinkTest, AnOrderAfterAConnectionThatWasLostInIdleTimeSucceeds) {
+    begin({});
+    write("Main.int", "1");
+    plc.dropConnections();
+    ASSERT_TRUE(eventually([&] {
+        return session->status().statistics.reconnects() == 1 && session->status().state == host::LoopState::Exchanging;
+    })) << lastFailure();
+    write("Main.int", "2");
+    EXPECT_EQ(inPlc(1, 4, 2), "00 02");
+}
+
 TEST_F(LinkTest, AConnectionLostAgainAndAgainComesBackEveryTime) {
     begin({"Main.int"});
     for (int i = 1; i <= 10; ++i) {

@@ -363,5 +363,30 @@ TEST_F(OrderBookTest, ABitWriteThatHasFailedMeanwhileIsNotSent) {
     EXPECT_EQ(book_.find(bit)->failure.text, "not sent: no connection");
 }
 
+TEST_F(OrderBookTest, WhatTheDriverHandsBackWaitsAgainInTheOrderOfTheOrders) {
+    const std::int32_t first = orderWord(0, 1);
+    const std::int32_t second = orderWord(2, 1);
+    const std::int32_t third = orderWord(4, 2);
+    book_.handedOver(first, ms(3));
+    book_.handedOver(second, ms(3));
+    book_.handedBack(second);
+    book_.handedBack(first);
+    EXPECT_FALSE(book_.anyUrgent());
+    for (const std::int32_t serial : {first, second, third}) {
+        EXPECT_EQ(serialOf(book_.nextWrite()), serial);
+        book_.handedOver(serial, ms(4));
+    }
+    EXPECT_EQ(book_.nextWrite(), nullptr);
+}
+
+TEST_F(OrderBookTest, AReadThatIsHandedBackTakesNoPlaceInTheDriversQueue) {
+    const std::int32_t serial = orderReadOf(100);
+    book_.handedOver(serial, ms(1));
+    EXPECT_TRUE(book_.anyUrgent());
+    book_.handedBack(serial);
+    EXPECT_FALSE(book_.anyUrgent());
+    EXPECT_EQ(serialOf(book_.nextRead()), serial);
+}
+
 }  // namespace
 }  // namespace ac500::host

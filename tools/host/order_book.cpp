@@ -95,6 +95,19 @@ void OrderBook::handedOver(std::int32_t serial, Time now, const HostValues& bits
     }
 }
 
+void OrderBook::handedBack(std::int32_t serial) {
+    if (Order* order = openOrder(serial)) {
+        moveTo(*order, OrderStep::Waiting);
+        const Lane& lane = laneOf(order->kind);
+        std::deque<std::int32_t>& waiting = laneOf(order->kind).waiting;
+        const auto younger = std::find_if(waiting.begin(), waiting.end(), [&](std::int32_t other) {
+            const Time ordered = lane.orders.at(other).ordered;
+            return ordered > order->ordered || (ordered == order->ordered && other > serial);
+        });
+        waiting.insert(younger, serial);
+    }
+}
+
 void OrderBook::answered(std::int32_t serial, Time now) {
     if (Order* order = openOrder(serial)) {
         order->answered = now;

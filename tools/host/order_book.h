@@ -84,11 +84,13 @@ public:
     // The oldest waiting read, if the driver's queue has room for it, or never will; else null.
     const Order* nextRead() const;
 
-    // Serials that do not exist or have ended already are ignored in the following five.
+    // Serials that do not exist or have ended already are ignored in the following six.
     // Orders the reading that the bit write needs. REQUIRES: a waiting write
     void readFirst(std::int32_t serial, Time now);
     // A bit write only after its reading: succeeded() says when. `bitsBefore`: what that brought.
     void handedOver(std::int32_t serial, Time now, const HostValues& bitsBefore = {});
+    // The driver gave it up without sending it: it waits again, in the order of the orders. Not for a string in an array.
+    void handedBack(std::int32_t serial);
     // It is not with the driver any more, and not urgent.
     void answered(std::int32_t serial, Time now);
     // REQUIRES: answered. Returns the bit write that waited for this reading, and is to go to the driver before the image

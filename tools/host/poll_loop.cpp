@@ -197,7 +197,7 @@ Milliseconds PollLoop::sendNext() {
         head_ = Head::Unsent;
     }
     if (link_ == Link::SessionStale && offer->request.service != Service::Hello) {
-        startGivingUp({FailureKind::Request, "the session with the PLC ended with the earlier connection"});
+        startGivingUp({FailureKind::Request, "the session with the PLC ended with the earlier connection"}, true);
         return kAtOnce;
     }
     if (link_ == Link::SessionStale) {
@@ -509,8 +509,9 @@ void PollLoop::closeConnection(const Failure& reason) {
     }
 }
 
-void PollLoop::startGivingUp(const Failure& reason) {
+void PollLoop::startGivingUp(const Failure& reason, bool isForNewSession) {
     giveUpReason_ = reason;
+    isGivingUpForNewSession_ = isForNewSession;
     state_ = LoopState::GivingUp;
 }
 
@@ -573,8 +574,13 @@ void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
     mustLook_ = isConnected();
     const bool wasSent = head_ == Head::Sent || head_ == Head::Failed;
     head_ = Head::Unsent;
-    const AbandonedRequest request{
-        kindOf(result), result.status, wasSent, refusal_.has_value(), refusal_.value_or(reason), reports_.take()};
+    const AbandonedRequest request{kindOf(result),
+                                   result.status,
+                                   wasSent,
+                                   refusal_.has_value(),
+                                   refusal_.value_or(reason),
+                                   reports_.take(),
+                                   state_ == LoopState::GivingUp && isGivingUpForNewSession_ && !wasSent};
     refusal_.reset();
     listener_.requestAbandoned(request);
 }

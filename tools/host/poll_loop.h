@@ -68,6 +68,9 @@ struct AbandonedRequest {
     bool wasRefused = false;              // by the PLC, each time that it was sent
     Failure reason;                       // why: what the PLC said, or why there was no reply to hand over
     std::vector<VariableReport> reports;  // what the driver reported while it gave up; always failures
+    // Nothing failed: it was given up, unsent, for the driver to open a session on a new connection. It and what was
+    // dropped with it may be handed over again.
+    bool wasForNewSession = false;
 };
 
 // What the loop tells its owner, all from within step() and shutDown(), on the loop thread, with no driver lock held.
@@ -192,7 +195,7 @@ private:
 
     void connectionLost(const Failure& reason);
     void closeConnection(const Failure& reason);
-    void startGivingUp(const Failure& reason);
+    void startGivingUp(const Failure& reason, bool isForNewSession = false);
     bool feedEmptyReply(const Failure& reason);
     void giveUpRefused(const Failure& reason, QByteArray reply);
     void abandoned(const RW_VAR& result, const Failure& reason);
@@ -220,6 +223,7 @@ private:
     Time retryAt_{0};
     Milliseconds nextBackOff_;
     Failure giveUpReason_;
+    bool isGivingUpForNewSession_ = false;
     int refusals_ = 0;  // of the request at the head
     std::optional<Failure>
         refusal_;  // of its last sending; nothing while it is in flight, or when that ended otherwise

@@ -325,6 +325,10 @@ void SessionWorker::writesAbandoned(const AbandonedRequest& request) {
     const Time now = parts_.clock.now();
     Handover::Access work = parts_.handover.access();
     for (const std::int32_t serial : work->orders.at(OrderKind::Write, OrderStep::WithDriver)) {
+        if (request.wasForNewSession) {
+            work->orders.handedBack(serial);
+            continue;
+        }
         const std::string fate = fateOf(request, isReported(request, {kWriteHostId, serial}));
         work->orders.failed(serial, {request.reason.kind, fate}, now);
     }
@@ -338,7 +342,12 @@ void SessionWorker::onceReadsAbandoned(const AbandonedRequest& request) {
                                                    : fmt::format("the request failed ({})", causeOf(request))};
     Handover::Access work = parts_.handover.access();
     for (const std::int32_t serial : work->orders.at(OrderKind::Read, OrderStep::WithDriver)) {
-        if (work->orders.find(serial)->requests > 0) {
+        if (work->orders.find(serial)->requests == 0) {
+            continue;
+        }
+        if (request.wasForNewSession) {
+            work->orders.handedBack(serial);
+        } else {
             work->orders.failed(serial, failure, now);
         }
     }
