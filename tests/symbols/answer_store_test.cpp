@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <future>
 #include <random>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -26,6 +28,15 @@ protected:
     qint32 found(const HashedName& name) const {
         ControlInformationM info;
         return store_.find(name, info) ? info.address : -1;
+    }
+
+    // As nobody is reading.
+    void clear() {
+        seats_.leave(seat_);
+        ASSERT_TRUE(seats_.takeAll());
+        store_.clear();
+        seats_.leaveAll();
+        seat_ = seats_.take();
     }
 
     // A name with a hash of the test's choosing. REQUIRES: `name` outlives what is returned.
@@ -154,15 +165,105 @@ TEST_F(AnswerStoreTest, HoldsLittleForAFewNames) {
 
 TEST_F(AnswerStoreTest, KnowsNothingOnceCleared) {
     insert("Main.counter", scalar(10));
-    seats_.leave(seat_);
-    ASSERT_TRUE(seats_.takeAll());
-    store_.clear();
-    seats_.leaveAll();
-    seat_ = seats_.take();
+    clear();
     EXPECT_EQ(store_.bytes(), 0U);
     EXPECT_EQ(found("Main.counter"), -1);
     insert("Main.counter", scalar(20));
     EXPECT_EQ(found("Main.counter"), 20);
+}
+
+TEST_F(AnswerStoreTest, HoldsAPageAndATableThatGrowsWithTheThirteenthName) {
+    for (int round = 0; round < 2; ++round) {  // at first and once cleared
+        for (int i = 0; i < 12; ++i) {
+            insert(nameOf(i), scalar(i));
+            EXPECT_EQ(store_.bytes(), 32768U + 16 * 4) << i;
+        }
+        insert(nameOf(12), scalar(12));
+        EXPECT_EQ(store_.bytes(), 32768U + 32 * 4 + 16 * 4) << "the old table may still be searched";
+        insert(nameOf(13), scalar(13));
+        EXPECT_EQ(store_.bytes(), 32768U + 32 * 4);
+        clear();
+    }
+}
+
+// Eight bytes at a time, as the numbers in an answer need their place.
+TEST_F(AnswerStoreTest, FillsAPageToItsLastByte) {
+    struct {
+        int length;
+        int names;
+    } const rows[] = {{0, 1}, {3, 1000}, {8, 1024}, {9, 819}, {10, 819}, {11, 819}, {12, 819}, {13, 682}};
+    for (const auto& row : rows) {
+        for (int i = 0; i < row.names; ++i) {
+            insert(nameOf(i, row.length), scalar(i));
+        }
+        EXPECT_LT(store_.bytes(), 2U * 32768) << row.length;
+        if (row.length >= 8) {
+            EXPECT_EQ(store_.bytes() % 32768, row.names > 768 ? 8192U : 4096U) << row.length;
+            insert(nameOf(row.names, row.length), scalar(row.names));
+            EXPECT_GT(store_.bytes(), 2U * 32768) << row.length << ": one more takes the next page";
+        }
+        for (int i = 0; i < row.names; ++i) {
+            ASSERT_EQ(found(nameOf(i, row.length)), i) << row.length;
+        }
+        clear();
+    }
+}
+
+// Bits and array positions are words of their own between the answer and its name.
+TEST_F(AnswerStoreTest, FillsAPageWithBitsAndElements) {
+    ControlInformationM ofBit = scalar(7);
+    ofBit.isBit = 1;
+    ControlInformationM ofElement = scalar(8);
+    ofElement.isArray = 1;
+    ControlInformationM ofBoth = ofElement;
+    ofBoth.isBit = 1;
+    struct {
+        ControlInformationM info;
+        int length;
+    } const rows[] = {{ofBit, 6}, {ofElement, 4}, {ofBoth, 2}, {ofBoth, 1}};  // 32 bytes each
+    for (const auto& row : rows) {
+        const int names = row.length == 1 ? 10 : row.length == 2 ? 100 : 1024;
+        for (int i = 0; i < names; ++i) {
+            insert(nameOf(i, row.length), row.info);
+        }
+        if (names == 1024) {
+            EXPECT_EQ(store_.bytes(), 32768U + 8192) << row.length;
+            insert(nameOf(1024, row.length), row.info);
+            EXPECT_EQ(store_.bytes(), 2 * 32768U + 8192) << row.length;
+        }
+        clear();
+    }
+}
+
+// A table that was replaced and readers who may look at it: neither counts once all is freed.
+TEST_F(AnswerStoreTest, RemembersNothingThatWasGivenUpOnceCleared) {
+    for (int i = 0; i < 13; ++i) {
+        insert(nameOf(i), scalar(i));
+    }
+    clear();
+    EXPECT_EQ(store_.bytes(), 0U) << "the old table, too";
+    const int reader = seats_.take();
+    insert(nameOf(20), scalar(20));
+    EXPECT_EQ(found(nameOf(20)), 20);
+
+    for (int i = 0; i < 13; ++i) {
+        insert(nameOf(i), scalar(i));
+    }
+    insert(nameOf(13), scalar(13));
+    ASSERT_EQ(found(nameOf(13)), -1) << "somebody may still look at the old table";
+    seats_.leave(reader);
+    clear();
+    ASSERT_EQ(seats_.take(), reader);
+    insert(nameOf(13), scalar(13));
+    EXPECT_EQ(found(nameOf(13)), 13);
+}
+
+TEST_F(AnswerStoreTest, InsertsBesideAReaderAsLongAsNothingWasGivenUp) {
+    seats_.take();
+    for (int i = 0; i < 12; ++i) {
+        insert(nameOf(i), scalar(i));
+        EXPECT_EQ(found(nameOf(i)), i);
+    }
 }
 
 TEST_F(AnswerStoreTest, HoldsAHundredThousandOrdinaryNames) {
@@ -256,6 +357,43 @@ TEST_F(AnswerStoreTest, InsertsNothingWhileAReaderMayLookAtWhatWasGivenUp) {
     EXPECT_EQ(store_.bytes(), held - 16 * 4);
 }
 
+// 62 of the longest names fit into a page: the first of the last page empties the first page.
+TEST_F(AnswerStoreTest, InsertsNothingWhileAReaderMayLookAtAPageThatWasEmptied) {
+    ControlInformationM kept = scalar(5);
+    kept.isBit = 1;
+    kept.bitIndex = -9;
+    kept.isArray = 1;
+    kept.arrayIndex = 3;
+    kept.arrayCount = 70;
+    const QString keptName = nameOf(5, 249);  // 528 bytes, as the others
+    for (int i = 0; i < 351 * 62; ++i) {
+        if (i == 5) {
+            insert(keptName, kept);
+        } else {
+            insert(nameOf(i, 255), scalar(i));
+        }
+    }
+    ControlInformationM info;
+    ASSERT_TRUE(store_.find(HashedName(keptName), info));
+    ASSERT_EQ(store_.bytes(), 351 * 32768U + 131072) << "and a table for 24576";
+    const int reader = seats_.take();
+    insert(nameOf(21762, 255), scalar(21762));
+    EXPECT_EQ(store_.bytes(), 352 * 32768U + 131072);
+    EXPECT_EQ(found(nameOf(21762, 255)), 21762);
+    EXPECT_EQ(found(nameOf(0, 255)), -1);
+    EXPECT_EQ(found(nameOf(61, 255)), -1);
+    EXPECT_EQ(found(nameOf(62, 255)), 62) << "the second page";
+    info = ControlInformationM();
+    ASSERT_TRUE(store_.find(HashedName(keptName), info)) << "moved on, as it was asked for";
+    EXPECT_EQ(std::memcmp(&info, &kept, sizeof info), 0);
+
+    insert(nameOf(21763, 255), scalar(21763));
+    EXPECT_EQ(found(nameOf(21763, 255)), -1);
+    seats_.leave(reader);
+    insert(nameOf(21763, 255), scalar(21763));
+    EXPECT_EQ(found(nameOf(21763, 255)), 21763);
+}
+
 // More names than fit, so that answers come and go all the time: readers see the right answer or none.
 TEST_F(AnswerStoreTest, ReadersSeeTheRightAnswerOrNoneWhileOthersInsert) {
     std::atomic<bool> done(false);
@@ -304,6 +442,33 @@ TEST(ReaderSeatsTest, GivesEachReaderASeatOfItsOwnUntilAllAreTaken) {
     }
     seats.leave(7);
     EXPECT_EQ(seats.take(), 7);
+}
+
+// Else threads would take the same cache line from each other with every look-up.
+TEST(ReaderSeatsTest, GivesThreadsDifferentSeatsThoughAllAreFree) {
+    ReaderSeats seats;
+    std::promise<void> done;
+    const std::shared_future<void> end(done.get_future());
+    std::vector<std::thread> threads;
+    std::set<int> first;
+    for (int t = 0; t < 16; ++t) {  // all alive, so that each has a stack of its own
+        std::promise<int> taken;
+        std::future<int> seat = taken.get_future();
+        threads.emplace_back(
+            [&seats, end](std::promise<int> answer) {
+                const int mine = seats.take();
+                seats.leave(mine);
+                answer.set_value(mine);
+                end.wait();
+            },
+            std::move(taken));
+        first.insert(seat.get());
+    }
+    done.set_value();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_GE(first.size(), 4U);
 }
 
 TEST(ReaderSeatsTest, TakesAllOrNone) {

@@ -279,6 +279,34 @@ TEST_F(ResolutionCacheTest, HoldsNoMoreThanItsBoundOfLongNames) {
     }
 }
 
+TEST_F(ResolutionCacheTest, HoldsNothingUnlessItIsUsed) {
+    EXPECT_EQ(ResolutionCache(PLC_driver.labelTable).bytes(), 0U);
+    ASSERT_EQ(placeOf("Main.counter"), "1:10");
+    resolutionCache.clear();
+    EXPECT_EQ(resolutionCache.bytes(), 0U);
+}
+
+TEST_F(ResolutionCacheTest, CountsItsIndexesAmongWhatItHolds) {
+    constexpr std::size_t kWord = sizeof(void*);
+    constexpr std::size_t kOneAnswer = 32768 + 64;
+    constexpr std::size_t kIndexOfOneScope = 8 * kWord + 64;
+    load({scope("Main", manyVariables(8))});
+    ASSERT_EQ(placeOf("Main.v7"), "1:14");
+    EXPECT_EQ(resolutionCache.bytes(), kOneAnswer + kIndexOfOneScope) << "eight variables are asked each";
+    load({scope("Main", manyVariables(9))});
+    ASSERT_EQ(placeOf("Main.v8"), "1:16");
+    EXPECT_EQ(resolutionCache.bytes(), kOneAnswer + kIndexOfOneScope + 4 * kWord + 64);
+
+    Labels scopes;
+    const Labels variables = manyVariables(1);
+    for (int i = 0; i < 99; ++i) {
+        scopes << scope(qPrintable(QString("Scope%1").arg(i)), variables);
+    }
+    load(scopes);
+    ASSERT_EQ(placeOf("Scope98.v0"), "1:0");
+    EXPECT_EQ(resolutionCache.bytes(), kOneAnswer + (5 + 3 * 100) * kWord + 1024);
+}
+
 TEST_F(ResolutionCacheTest, HoldsNoMoreThanItsBoundOfIndexes) {
     Labels scopes;
     const Labels variables = manyVariables(1000);
@@ -316,6 +344,20 @@ TEST_F(ResolutionCacheTest, NoticesAListThatWasChangedThroughAnOlderReference) {
     main.elementType[0].members[3].offset = 30;
     EXPECT_EQ(placeOf("Main.v4"), "1:8") << "a name that is not kept: its list is not the one that was indexed";
     EXPECT_EQ(placeOf("Main.v3"), "1:30");
+}
+
+TEST_F(ResolutionCacheTest, KeepsAnswersAgainOnceItHasNoticedSuchAList) {
+    load({scope("Main", manyVariables(40))});
+    Label_Type_Info& main = PLC_driver.labelTable["Main"];
+    ASSERT_EQ(placeOf("Main.v3"), "1:6");
+    main.elementType[0].members[3].offset = 30;
+    ASSERT_EQ(placeOf("Main.v4"), "1:8");
+    ASSERT_EQ(placeOf("Main.v3"), "1:30");
+    const QString name = "Main.v3";
+    ControlInformationM info;
+    const ResolutionCache::Use cache(resolutionCache);
+    ASSERT_TRUE(cache.find(HashedName(name), info));
+    EXPECT_EQ(info.address, 30);
 }
 
 TEST_F(ResolutionCacheTest, KeepsNoListThatWasChangedThroughAnOlderReference) {

@@ -67,6 +67,18 @@ TEST(TagPath, PlaceholderIsTwoPercentSigns) {
     EXPECT_FALSE(hasPlaceholder(QString("")));
 }
 
+TEST(TagPath, PlaceholderLiesInTheSpanWhateverTheTextAroundIt) {
+    const QString text = "%%a%%";
+    EXPECT_TRUE(hasPlaceholder(text));
+    EXPECT_TRUE(hasPlaceholder(TextSpan(text).part(0, 2)));
+    EXPECT_TRUE(hasPlaceholder(TextSpan(text).part(3, 2)));
+    EXPECT_FALSE(hasPlaceholder(TextSpan(text).part(2, 2))) << "a%";
+    EXPECT_FALSE(hasPlaceholder(TextSpan(text).part(1, 2))) << "%a";
+    EXPECT_FALSE(hasPlaceholder(TextSpan(text).part(4, 1))) << "%";
+    EXPECT_FALSE(hasPlaceholder(TextSpan(text).part(2, 1))) << "a";
+    EXPECT_FALSE(hasPlaceholder(TextSpan(text).part(1, 0)));
+}
+
 TEST(ReadNumber, TakesTheDigitsOfItsBase) {
     struct {
         const char* text;

@@ -164,6 +164,24 @@ TEST_F(ReadList, BuiltRecordHoldsTheSettingsAndTheTag) {
     EXPECT_TRUE(var.data.isEmpty());
 }
 
+TEST_F(ReadList, EveryRequestHasTheRecordOfTheTagThatOpenedIt) {
+    loadMain({bytesAt("low", 1, 0, 500), variable("middle", 3, 1000), variable("high", 9, 2000),
+              inArea(variable("other", 16, 0), 2)});
+    rebuilt({tag("Main.low[0]", 500), tag("Main.high", 1), tag("Main.other", 1), tag("Main.middle", 1)});
+    ASSERT_EQ(requestText(PLC_driver.readList), "1@0+200, 1@200+200, 1@400+100, 1@1000+2, 1@2000+8, 2@0+2");
+    const char* const names[] = {"Main.low[0]", "Main.low[0]", "Main.low[0]", "Main.middle", "Main.high", "Main.other"};
+    const int types[] = {15, 15, 15, 3, 9, 16};
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ(PLC_driver.readList.at(i).labelName, names[i]) << i;
+        EXPECT_EQ(PLC_driver.readList.at(i).dataType, types[i]) << i;
+    }
+
+    rebuilt({tag("Main.high", 1), tag("Main.middle", 1)});
+    ASSERT_EQ(requestText(PLC_driver.readList), "1@1000+2, 1@2000+8");
+    EXPECT_EQ(PLC_driver.readList.first().labelName, "Main.middle");
+    EXPECT_EQ(PLC_driver.readList.last().labelName, "Main.high");
+}
+
 TEST_F(ReadList, ArgumentIsReadInBaseTenAndEmptyOrUnreadableCountsAsZero) {
     loadMain({asArray(variable("vector", 3, 200), {10, 0, 50})});
     EXPECT_EQ(rebuilt({tag("Main.vector[%%]", 1, "010")}), "1@220+2");
