@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <future>
 #include <random>
 #include <set>
@@ -186,51 +187,40 @@ TEST_F(AnswerStoreTest, HoldsAPageAndATableThatGrowsWithTheThirteenthName) {
     }
 }
 
-// Eight bytes at a time, as the numbers in an answer need their place.
+// An answer takes 16 bytes, four for a bit, eight for an array position, two for each character; rounded up to eight, and
+// at least 32.
 TEST_F(AnswerStoreTest, FillsAPageToItsLastByte) {
-    struct {
-        int length;
-        int names;
-    } const rows[] = {{0, 1}, {3, 1000}, {8, 1024}, {9, 819}, {10, 819}, {11, 819}, {12, 819}, {13, 682}};
-    for (const auto& row : rows) {
-        for (int i = 0; i < row.names; ++i) {
-            insert(nameOf(i, row.length), scalar(i));
-        }
-        EXPECT_LT(store_.bytes(), 2U * 32768) << row.length;
-        if (row.length >= 8) {
-            EXPECT_EQ(store_.bytes() % 32768, row.names > 768 ? 8192U : 4096U) << row.length;
-            insert(nameOf(row.names, row.length), scalar(row.names));
-            EXPECT_GT(store_.bytes(), 2U * 32768) << row.length << ": one more takes the next page";
-        }
-        for (int i = 0; i < row.names; ++i) {
-            ASSERT_EQ(found(nameOf(i, row.length)), i) << row.length;
-        }
-        clear();
-    }
-}
-
-// Bits and array positions are words of their own between the answer and its name.
-TEST_F(AnswerStoreTest, FillsAPageWithBitsAndElements) {
     ControlInformationM ofBit = scalar(7);
     ofBit.isBit = 1;
+    ofBit.bitIndex = 15;
     ControlInformationM ofElement = scalar(8);
     ofElement.isArray = 1;
+    ofElement.arrayIndex = 3;
+    ofElement.arrayCount = 9;
     ControlInformationM ofBoth = ofElement;
     ofBoth.isBit = 1;
+    ofBoth.bitIndex = 12;
     struct {
         ControlInformationM info;
         int length;
-    } const rows[] = {{ofBit, 6}, {ofElement, 4}, {ofBoth, 2}, {ofBoth, 1}};  // 32 bytes each
+        int names;
+    } const rows[] = {{scalar(9), 4, 1024}, {scalar(9), 8, 1024}, {scalar(9), 9, 819}, {scalar(9), 12, 819},
+                      {scalar(9), 13, 682}, {ofBit, 6, 1024},     {ofBit, 7, 819},     {ofElement, 4, 1024},
+                      {ofElement, 5, 819},  {ofBoth, 4, 819},     {ofBoth, 6, 819},    {ofBoth, 7, 682}};
     for (const auto& row : rows) {
-        const int names = row.length == 1 ? 10 : row.length == 2 ? 100 : 1024;
-        for (int i = 0; i < names; ++i) {
+        const std::size_t table = row.names > 768 ? 8192 : 4096;
+        for (int i = 0; i < row.names; ++i) {
             insert(nameOf(i, row.length), row.info);
         }
-        if (names == 1024) {
-            EXPECT_EQ(store_.bytes(), 32768U + 8192) << row.length;
-            insert(nameOf(1024, row.length), row.info);
-            EXPECT_EQ(store_.bytes(), 2 * 32768U + 8192) << row.length;
+        EXPECT_EQ(store_.bytes(), 32768 + table) << row.names << " names of " << row.length;
+        for (int i = 0; i < row.names; ++i) {
+            const QString name = nameOf(i, row.length);
+            ControlInformationM info;
+            ASSERT_TRUE(store_.find(HashedName(name), info)) << i;
+            ASSERT_EQ(std::memcmp(&info, &row.info, sizeof info), 0) << i;
         }
+        insert(nameOf(row.names, row.length), row.info);
+        EXPECT_EQ(store_.bytes(), 2 * 32768 + table) << row.names << " and one names of " << row.length;
         clear();
     }
 }
@@ -482,6 +472,27 @@ TEST(ReaderSeatsTest, TakesAllOrNone) {
     EXPECT_FALSE(seats.takeAll());
     seats.leaveAll();
     EXPECT_EQ(seats.takenAmong(0xFFFF), 0U);
+}
+
+TEST(ReaderSeatsTest, TakesNoneWhicheverSeatIsTaken) {
+    for (int one = 0; one < 16; ++one) {
+        ReaderSeats seats;
+        for (int i = 0; i < 16; ++i) {
+            ASSERT_NE(seats.take(), -1);
+        }
+        EXPECT_EQ(seats.takenAmong(0xFFFF), 0xFFFFU);
+        EXPECT_EQ(seats.takenAmong(0x8001), 0x8001U);
+        EXPECT_EQ(seats.takenAmong(ReaderSeats::allBut(one)), 0xFFFFU - (1U << one));
+        for (int seat = 0; seat < 16; ++seat) {
+            if (seat != one) {
+                seats.leave(seat);
+            }
+        }
+        EXPECT_FALSE(seats.takeAll()) << one;
+        EXPECT_EQ(seats.takenAmong(0xFFFF), 1U << one);
+        seats.leave(one);
+        EXPECT_TRUE(seats.takeAll()) << one;
+    }
 }
 
 TEST(ReaderSeatsTest, TellsWhichOfTheSeatsAskedForAreTaken) {

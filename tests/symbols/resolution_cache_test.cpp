@@ -472,6 +472,9 @@ TEST_F(ResolutionCacheTest, AnswersAlikeWhenEverySeatIsTaken) {
     EXPECT_EQ(placeOf("Main.speed"), "1:20");
     EXPECT_EQ(placeOf("Main.values[1]"), "unknown");
     EXPECT_EQ(placeOf("Other.counter"), "unknown");
+    const QString name = "Main.speed";
+    ControlInformationM info;
+    EXPECT_FALSE(others.front()->find(HashedName(name), info)) << "nor does it change what others search";
 }
 
 // A host that breaks the rule of docs/threads.md is told the truth all the same.
@@ -486,6 +489,25 @@ TEST_F(ResolutionCacheTest, FollowsAChangeWhileOthersResolve) {
         EXPECT_EQ(placeOf("Main.counter"), "1:50") << seats;
         EXPECT_EQ(placeOf("Main.speed"), "unknown") << seats;
     }
+}
+
+// Whoever is seated may be looking at it.
+TEST_F(ResolutionCacheTest, DropsNothingWhileOthersResolve) {
+    const QString name = "Main.counter";
+    ASSERT_EQ(placeOf("Main.counter"), "1:10");
+    const std::size_t held = resolutionCache.bytes();
+    {
+        const ResolutionCache::Use other(resolutionCache);
+        resolutionCache.clear();
+        EXPECT_EQ(resolutionCache.bytes(), held);
+        mainVariable(0).offset = 30;
+        ASSERT_EQ(placeOf("Main.counter"), "1:30");
+        ControlInformationM info;
+        ASSERT_TRUE(other.find(HashedName(name), info));
+        EXPECT_EQ(info.address, 10) << "as it was when the other one began";
+    }
+    resolutionCache.clear();
+    EXPECT_EQ(resolutionCache.bytes(), 0U);
 }
 
 TEST_F(ResolutionCacheTest, AnswersSeveralThreadsAlike) {
