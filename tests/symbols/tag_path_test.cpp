@@ -49,6 +49,35 @@ TEST(TagPath, SplitsAComponentIntoNameAndIndexList) {
     }
 }
 
+// What stands before a span and behind it is of another name, or nobody's.
+TEST(TagPath, LooksAtNothingBesideTheSpan) {
+    const QString text = "[.a.[b]]";
+    const TextSpan letter = TextSpan(text).part(2, 1);
+    EXPECT_EQ(letter.firstIndexOf('.'), -1);
+    EXPECT_EQ(letter.lastIndexOf('.'), -1);
+    EXPECT_EQ(letter.firstIndexOf('a'), 0);
+    EXPECT_EQ(letter.lastIndexOf('a'), 0);
+    EXPECT_EQ(TextSpan(text).part(2, 0).firstIndexOf('a'), -1);
+    EXPECT_EQ(TextSpan(text).part(3, 0).lastIndexOf('a'), -1);
+    EXPECT_EQ(TextSpan(text).firstIndexOf('.', 1), 1);
+    EXPECT_EQ(TextSpan(text).firstIndexOf('.', 2), 3);
+    EXPECT_EQ(TextSpan(text).lastIndexOf('['), 4);
+    EXPECT_EQ(split(letter, '.').size(), 1);
+    EXPECT_EQ(split(TextSpan(text).part(2, 2), '.').size(), 2);
+    EXPECT_FALSE(splitComponent(TextSpan(text).part(4, 2)).hasIndexList) << "[b";
+    EXPECT_FALSE(splitComponent(TextSpan(text).part(5, 2)).hasIndexList) << "b]";
+    const Component item = splitComponent(TextSpan(text).part(4, 3));
+    EXPECT_TRUE(item.hasIndexList);
+    EXPECT_EQ(item.name.toString(), QString());
+    EXPECT_EQ(item.indexList.toString(), QString("b"));
+
+    EXPECT_TRUE(letter == TextSpan(QString("a")));
+    EXPECT_FALSE(letter == TextSpan(QString("b")));
+    EXPECT_FALSE(letter == TextSpan(QString("a.")));
+    EXPECT_FALSE(TextSpan(text).part(2, 2) == letter);
+    EXPECT_TRUE(TextSpan() == TextSpan(QString("")));
+}
+
 TEST(TagPath, KeepsEmptyPieces) {
     EXPECT_EQ(pieces("Main.motor.speed", '.'), (QStringList{"Main", "motor", "speed"}));
     EXPECT_EQ(pieces(".a..b.", '.'), (QStringList{"", "a", "", "b", ""}));
@@ -148,6 +177,30 @@ TEST(ReadNumber, AllowsWhiteSpaceAround) {
         EXPECT_TRUE(readNumber(QString(QChar(space)) + "12" + QChar(space) + QChar(space), 10, &number)) << space;
         EXPECT_EQ(number, 12);
         EXPECT_FALSE(readNumber(QString(QChar(space)), 10, &number)) << space;
+    }
+}
+
+TEST(ReadNumber, LooksAtNothingBesideTheSpan) {
+    struct {
+        const char* text;
+        int start;
+        int length;
+        int base;
+        bool isNumber;
+        qint32 number;
+    } const rows[] = {
+        {"12345", 1, 3, 10, true, 234}, {"-12", 1, 2, 10, true, 12}, {"1 2", 0, 1, 10, true, 1},
+        {"1 2", 0, 2, 10, true, 1},     {"1 2", 1, 1, 10, false, 0}, {"-1", 0, 1, 10, false, 0},
+        {"+1", 0, 1, 10, false, 0},     {"12", 1, 0, 10, false, 0},  {"0x1", 0, 1, 0, true, 0},
+        {"0x1", 0, 2, 0, false, 0},     {"0x1", 0, 1, 16, true, 0},  {"00x1", 1, 3, 0, true, 1},
+        {"012", 1, 2, 0, true, 12},     {"-0 ", 1, 0, 0, false, 0},
+    };
+    for (const auto& row : rows) {
+        const QString text = row.text;
+        qint32 number = 77;
+        const TextSpan span = TextSpan(text).part(row.start, row.length);
+        EXPECT_EQ(readNumber(span, row.base, &number), row.isNumber) << row.text << " from " << row.start;
+        EXPECT_EQ(number, row.number) << row.text << " from " << row.start;
     }
 }
 
