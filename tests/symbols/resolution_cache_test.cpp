@@ -307,19 +307,28 @@ TEST_F(ResolutionCacheTest, CountsItsIndexesAmongWhatItHolds) {
     EXPECT_EQ(resolutionCache.bytes(), kOneAnswer + (5 + 3 * 100) * kWord + 1024);
 }
 
+// Large indexes, until one no longer fits, and then small ones into what is left.
 TEST_F(ResolutionCacheTest, HoldsNoMoreThanItsBoundOfIndexes) {
+    constexpr std::size_t kAnswers = 32768 + 4096;  // 420 of them
     Labels scopes;
-    const Labels variables = manyVariables(1000);
+    const Labels many = manyVariables(1000);
+    const Labels few = manyVariables(9);
     for (int i = 0; i < 300; ++i) {
-        scopes << scope(qPrintable(QString("Scope%1").arg(i)), variables);
+        scopes << scope(qPrintable(QString("Scope%1").arg(i)), many);
+    }
+    for (int i = 0; i < 120; ++i) {
+        scopes << scope(qPrintable(QString("Small%1").arg(i)), few);
     }
     load(scopes);
     for (int i = 0; i < 300; ++i) {
         ASSERT_EQ(placeOf(qPrintable(QString("Scope%1.v17").arg(i))), "1:34") << i;
         ASSERT_EQ(placeOf(qPrintable(QString("Scope%1.v1000").arg(i))), "unknown") << i;
     }
-    EXPECT_LE(resolutionCache.bytes(), 2U * 1024 * 1024 + 128 * 1024);
-    EXPECT_GE(resolutionCache.bytes(), 2U * 1024 * 1024 - 128 * 1024) << "250 indexes of 8 KiB";
+    for (int i = 0; i < 120; ++i) {
+        ASSERT_EQ(placeOf(qPrintable(QString("Small%1.v8").arg(i))), "1:16") << i;
+    }
+    EXPECT_LE(resolutionCache.bytes(), kAnswers + 2 * 1024 * 1024);
+    EXPECT_GT(resolutionCache.bytes(), kAnswers + 2 * 1024 * 1024 - 96) << "there was no room for one more";
 }
 
 TEST_F(ResolutionCacheTest, ResolvesInATableOfMoreScopesThanAnIndexMayHave) {
@@ -349,15 +358,15 @@ TEST_F(ResolutionCacheTest, NoticesAListThatWasChangedThroughAnOlderReference) {
 TEST_F(ResolutionCacheTest, KeepsAnswersAgainOnceItHasNoticedSuchAList) {
     load({scope("Main", manyVariables(40))});
     Label_Type_Info& main = PLC_driver.labelTable["Main"];
-    ASSERT_EQ(placeOf("Main.v3"), "1:6");
-    main.elementType[0].members[3].offset = 30;
-    ASSERT_EQ(placeOf("Main.v4"), "1:8");
-    ASSERT_EQ(placeOf("Main.v3"), "1:30");
-    const QString name = "Main.v3";
+    ASSERT_EQ(placeOf("Main.v30"), "1:60");
+    main.elementType[0].members[30].offset = 90;
+    ASSERT_EQ(placeOf("Main.v31"), "1:62");
+    ASSERT_EQ(placeOf("Main.v30"), "1:90");
+    const QString name = "Main.v30";
     ControlInformationM info;
     const ResolutionCache::Use cache(resolutionCache);
     ASSERT_TRUE(cache.find(HashedName(name), info));
-    EXPECT_EQ(info.address, 30);
+    EXPECT_EQ(info.address, 90);
 }
 
 TEST_F(ResolutionCacheTest, KeepsNoListThatWasChangedThroughAnOlderReference) {
