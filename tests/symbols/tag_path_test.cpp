@@ -208,8 +208,9 @@ TEST(ReadNumber, LooksAtNothingBesideTheSpan) {
         {"12345", 1, 3, 10, true, 234}, {"-12", 1, 2, 10, true, 12}, {"1 2", 0, 1, 10, true, 1},
         {"1 2", 0, 2, 10, true, 1},     {"1 2", 1, 1, 10, false, 0}, {"-1", 0, 1, 10, false, 0},
         {"+1", 0, 1, 10, false, 0},     {"12", 1, 0, 10, false, 0},  {"0x1", 0, 1, 0, true, 0},
-        {"0x1", 0, 2, 0, false, 0},     {"0x1", 0, 1, 16, true, 0},  {"00x1", 1, 3, 0, true, 1},
-        {"012", 1, 2, 0, true, 12},     {"-0 ", 1, 0, 0, false, 0},
+        {"0x1", 0, 2, 0, false, 0},     {"0x1", 0, 0, 16, false, 0}, {"0x1", 0, 0, 0, false, 0},
+        {"0x1", 0, 1, 16, true, 0},     {"00x1", 1, 3, 0, true, 1},  {"012", 1, 2, 0, true, 12},
+        {"-0 ", 1, 0, 0, false, 0},
     };
     for (const auto& row : rows) {
         const QString text = row.text;

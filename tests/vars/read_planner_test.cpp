@@ -149,6 +149,12 @@ TEST_F(ReadPlanner, GivenVariablesThatOpenARunAreLeftBehindTheirLastPiece) {
     }
 }
 
+TEST_F(ReadPlanner, GivenVariablesAreLeftBehindTheirLastPieceOfTwoBytes) {
+    QList<RW_VAR> list = variablesOf(1, {{0, 5}, {100, 8}, {200, 1}});
+    BitVarReCreat(&list, 2);
+    EXPECT_EQ(requestText(list), "1@5+1, 1@108+2, 1@201+1");
+}
+
 TEST_F(ReadPlanner, GivenVariablesStayAsTheyAreWhereNothingIsCut) {
     for (int maxBytes : {1, 0, -200}) {
         QList<RW_VAR> list = variablesOf(1, {{0, 450}, {440, 300}});
