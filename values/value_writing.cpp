@@ -18,8 +18,7 @@ using namespace ac500;
 namespace {
 
 // A count in words that is limited in elements, on purpose (quirk 24): by a whole row, wherever in it the run begins
-// (quirk 17). Never negative: the bytes of a row that ends far
-// before it begins would wrap around into gigabytes.
+// (quirk 17). Never negative: the bytes of a row that ends far before it begins would wrap around into gigabytes.
 int elementCount(const ControlInformationM& info, ValueGroup group, int count) {
     if (info.isArray != 0) {
         return notNegative(qMin(count, info.arrayCount));

@@ -1,6 +1,6 @@
 // PassPacer keeps the pace of the cyclic reads. A pass goes once over the driver's cyclic list, and a quiet look at the
-// line ends it; the next one begins a cycle after it began, or at once when it took longer. The driver itself has no pace: it offers the next cyclic read
-// whenever it is asked.
+// line ends it; the next one begins a cycle after it began, or at once when it took longer. The driver itself has no
+// pace: it offers the next cyclic read whenever it is asked.
 //
 // A plain value; the time is handed in. Used by the loop thread.
 #ifndef AC500_TOOLS_HOST_PASS_PACER_H
