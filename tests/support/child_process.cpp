@@ -83,7 +83,7 @@ bool ChildProcess::start(const std::string& program, const std::vector<std::stri
 }
 
 bool ChildProcess::sendSignal(int number) {
-    return ::kill(id_, number) == 0;
+    return id_ > 0 && ::kill(id_, number) == 0;  // 0 and -1 mean whole groups of processes
 }
 
 bool ChildProcess::waitForOutput(int milliseconds) {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -29,13 +30,18 @@ void occupy(int descriptor) {
     }
 }
 
-// What went wrong, as an errno; 0 for nothing. Waiting is left to poll(), which a signal ends in any case: a write() that
+// A message may wait so long for a reader; one after it that waited in vain, not at all.
+constexpr int kPatienceWithReaderMs = 1000;
+constexpr int kWithoutEnd = -1;
+
+// Writes all of it, unless a reader takes nothing for `patienceMs`. What went wrong, as an errno; 0 for nothing. Waiting is left to poll(), which a signal ends in any case: a write() that
 // has written a part already goes on after it. A pipe that can be written to takes PIPE_BUF bytes at once.
-int writeAll(int descriptor, std::string_view text) {
+int writeAll(int descriptor, std::string_view text, int patienceMs) {
     while (!text.empty()) {
         pollfd writable{descriptor, POLLOUT, 0};
-        if (::poll(&writable, 1, -1) < 0) {
-            return errno;
+        const int ready = ::poll(&writable, 1, patienceMs);
+        if (ready <= 0) {
+            return ready == 0 ? EAGAIN : errno;
         }
         const ssize_t written = ::write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
         if (written >= 0) {
@@ -72,7 +78,7 @@ void Output::write(std::string_view text) {
 
 void Output::flush() {
     if (isGood()) {
-        error_ = writeAll(descriptor_, kept_);
+        error_ = writeAll(descriptor_, kept_, kWithoutEnd);
     }
     kept_.clear();
 }
@@ -102,7 +108,8 @@ Output& standardOutput() {
 }
 
 void tell(std::string_view text) {
-    writeAll(STDERR_FILENO, text);
+    static std::atomic<bool> isStuck(false);
+    isStuck = writeAll(STDERR_FILENO, text, isStuck ? 0 : kPatienceWithReaderMs) == EAGAIN;
 }
 
 }  // namespace ac500::console

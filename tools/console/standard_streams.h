@@ -44,7 +44,8 @@ private:
 // That of the process.
 Output& standardOutput();
 
-// Writes the text to the standard error output, in one piece. Any thread.
+// Writes the text to the standard error output, in one piece when it has at most PIPE_BUF bytes. What a reader does not
+// take within a second is lost, in part perhaps. Any thread.
 void tell(std::string_view text);
 
 }  // namespace ac500::console

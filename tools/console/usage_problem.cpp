@@ -52,7 +52,11 @@ std::string unknownCommand(const CLI::App& app, const std::string& word) {
 
 std::string unknownOption(const CLI::App& app, const std::string& word) {
     const std::string option = word.substr(0, word.find('='));
-    const std::string name = option.substr(option.find_first_not_of('-'));
+    const std::size_t begin = option.find_first_not_of('-');
+    if (begin == std::string::npos) {
+        return fmt::format("there is no option \"{}\"", text::withoutControls(word));
+    }
+    const std::string name = option.substr(begin);
     const std::string told = fmt::format("there is no option \"{}\"", text::withoutControls(option));
     Names candidates = optionNames(app);
     for (const CLI::App* given : app.get_subcommands()) {

@@ -18,6 +18,15 @@ std::string textOf(const Json& json, int indent) {
     return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
+void tellEachLine(const std::string& begin, const std::string& text) {
+    std::string message;
+    for (const std::string& line : text::split(text, '\n')) {
+        message += withTime ? console::timeText() + " " : std::string();
+        message += begin + ": " + line + "\n";
+    }
+    console::tell(message);
+}
+
 // Of an output that has failed.
 int exitCodeOfOutput() {
     if (standardOutput().isReaderGone()) {
@@ -66,25 +75,21 @@ void complainWithTime() {
 }
 
 void complain(const Failure& failure) {
-    std::string message;
-    for (const std::string& line : text::split(failure.text, '\n')) {
-        message += withTime ? console::timeText() + " " : std::string();
-        message += std::string(failureKindName(failure.kind)) + ": " + line + "\n";
-    }
-    console::tell(message);
+    tellEachLine(failureKindName(failure.kind), failure.text);
+}
+
+void note(const std::string& text) {
+    tellEachLine("note", text);
 }
 
 int closeOutput(int exitCode) {
-    if (flushOutput()) {
+    // A reader that has taken all there was may be gone by now.
+    standardOutput().flush();
+    if (standardOutput().isGood()) {
         return exitCode;
     }
     const int outputCode = exitCodeOfOutput();
     return exitCode != 0 ? exitCode : outputCode;
-}
-
-void note(const std::string& text) {
-    fmt::print(stderr, "note: {}\n", text);
-    std::fflush(stderr);
 }
 
 }  // namespace ac500::host
