@@ -288,8 +288,9 @@ TEST_F(OrderBookTest, ManyReadsDoNotMakeAWriteForgotten) {
 TEST_F(OrderBookTest, ABitWriteGoesToTheDriverOnceItsVariableWasRead) {
     const std::int32_t bit = orderBit(4);
     book_.readFirst(bit, ms(1));
-    EXPECT_TRUE(book_.anyUrgent());
+    EXPECT_FALSE(book_.anyUrgent()) << "the driver has nothing of it yet";
     const std::int32_t reading = handOverReading();
+    EXPECT_TRUE(book_.anyUrgent());
     ASSERT_NE(reading, 0);
     EXPECT_EQ(book_.find(reading)->tag.address, 4);
     EXPECT_EQ(stepOf(bit), OrderStep::ReadingFirst);
@@ -330,6 +331,7 @@ TEST_F(OrderBookTest, ABitWriteWhoseReadingWasAnsweredAndFailsFailsWithIt) {
     EXPECT_EQ(stepOf(bit), OrderStep::Failed);
     const std::int32_t next = orderBit(4);
     book_.readFirst(next, ms(4));
+    EXPECT_NE(handOverReading(), 0);
     EXPECT_TRUE(book_.anyUrgent());
 }
 
@@ -386,6 +388,20 @@ TEST_F(OrderBookTest, AReadThatIsHandedBackTakesNoPlaceInTheDriversQueue) {
     book_.handedBack(serial);
     EXPECT_FALSE(book_.anyUrgent());
     EXPECT_EQ(serialOf(book_.nextRead()), serial);
+}
+
+TEST_F(OrderBookTest, ABitWriteWhoseReadingWaitsTooLongFailsWithItsReading) {
+    const std::int32_t bit = orderBit(4);
+    book_.readFirst(bit, ms(1));
+    const std::int32_t reading = handOverReading();
+    book_.handedBack(reading);
+    book_.expireWrites(ms(100), Milliseconds(100), kGivenUp);
+    EXPECT_EQ(stepOf(bit), OrderStep::ReadingFirst);
+    book_.expireWrites(ms(101), Milliseconds(100), kGivenUp);
+    EXPECT_EQ(stepOf(bit), OrderStep::Failed);
+    EXPECT_EQ(book_.find(bit)->failure.text, "given up");
+    EXPECT_EQ(book_.nextRead(), nullptr);
+    EXPECT_FALSE(book_.anyUrgent());
 }
 
 }  // namespace

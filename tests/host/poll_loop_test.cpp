@@ -26,7 +26,7 @@ public:
     }
     void lineInStep() override { steps.push_back("in step"); }
     void lineOutOfStep(const Failure& reason) override { steps.push_back("out of step: " + reason.text); }
-    void writeOffered(const RequestFrame& request) override {
+    void writeOffered(const RequestFrame& request, VariableId) override {
         steps.push_back("write of " + std::to_string(request.items.size()) + " offered");
     }
     void requestAbandoned(const AbandonedRequest& request) override {
@@ -815,6 +815,21 @@ TEST_F(PollLoopTest, ALookLastsNoLongerThanTheTimeLimitOfAReply) {
     const Time sent = readOnce(readFrame());
     untilInStep();
     EXPECT_EQ(clock_.now() - sent, Milliseconds(2000));
+}
+
+TEST_F(PollLoopTest, ALookIsNotShortenedWhileItLasts) {
+    LoopSettings settings;
+    settings.replyTimeout = std::chrono::seconds(10);
+    makeLoop(settings);
+    goOnline();
+    loop_->cyclicListRebuilt(1);
+    transport_.deliveryTime = Milliseconds(3000);
+    for (char turn = 0; turn < 4; ++turn) {
+        const Time sent = readOnce(readFrame(turn));
+        untilInStep();
+        EXPECT_EQ(clock_.now() - sent, Milliseconds(6000)) << int(turn);
+        clock_.advance(Milliseconds(500));  // wherever in its period the reply comes
+    }
 }
 
 TEST_F(PollLoopTest, TheShortestLookCanBeSet) {

@@ -112,7 +112,6 @@ void OrderBook::answered(std::int32_t serial, Time now) {
     if (Order* order = openOrder(serial)) {
         order->answered = now;
         moveTo(*order, OrderStep::Answered);
-        readingIsAnswered_ = readingIsAnswered_ || openOrder(order->forWrite) != nullptr;
     }
 }
 
@@ -142,6 +141,16 @@ void OrderBook::expireWrites(Time now, Milliseconds limit, const Failure& reason
     while (!writes_.waiting.empty() && writes_.orders.at(writes_.waiting.front()).ordered + limit < now) {
         failed(writes_.waiting.front(), reason, now);
     }
+    if (!isReadingFirst_) {
+        return;
+    }
+    for (const std::int32_t reading : std::vector<std::int32_t>(reads_.waiting.begin(), reads_.waiting.end())) {
+        const Order* write = openOrder(reads_.orders.at(reading).forWrite);
+        if (write != nullptr && write->ordered + limit < now) {
+            failed(write->serial, reason, now);
+            failed(reading, reason, now);
+        }
+    }
 }
 
 // Null when it has ended.
@@ -162,7 +171,7 @@ void OrderBook::moveTo(Order& order, OrderStep step) {
         writesUnderway_ += change;
         if (mustReadFirst(order.tag)) {
             bitWriteUnderway_ = isWithDriver(step);
-            readingIsAnswered_ = false;
+            isReadingFirst_ = step == OrderStep::ReadingFirst;
         }
     }
     order.step = step;

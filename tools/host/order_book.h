@@ -101,9 +101,9 @@ public:
 
     // The orders of a kind at a step, oldest first.
     std::vector<std::int32_t> at(OrderKind kind, OrderStep step) const;
-    // Has the driver anything that must not wait for the next pass over the cyclic list, or is it about to get it?
-    bool anyUrgent() const { return queuedRequests_ > 0 || (writesUnderway_ > 0 && !readingIsAnswered_); }
-    // Fails the writes that have waited longer than `limit`.
+    // Has the driver anything that must not wait for the next pass over the cyclic list?
+    bool anyUrgent() const { return queuedRequests_ > 0 || (writesUnderway_ > 0 && !isReadingFirst_); }
+    // Fails the writes that have waited longer than `limit`, for the driver or for a reading that waits for it.
     void expireWrites(Time now, Milliseconds limit, const Failure& reason);
     // Is the driver holding a write that was ordered longer than `limit` ago?
     bool anyWriteOverdue(Time now, Milliseconds limit) const;
@@ -131,10 +131,10 @@ private:
     const int requestBytes_;
     Lane writes_;
     Lane reads_;
-    int writesUnderway_ = 0;          // at ReadingFirst or WithDriver
-    bool bitWriteUnderway_ = false;   // one of them is a bit write; then it is the only one
-    bool readingIsAnswered_ = false;  // the reading that it waits for
-    int queuedRequests_ = 0;          // of the reads WithDriver
+    int writesUnderway_ = 0;         // at ReadingFirst or WithDriver
+    bool bitWriteUnderway_ = false;  // one of them is a bit write; then it is the only one
+    bool isReadingFirst_ = false;    // and waits for its reading: the driver has nothing of it
+    int queuedRequests_ = 0;         // of the reads WithDriver
     std::int32_t lastSerial_ = 0;
 };
 

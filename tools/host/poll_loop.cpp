@@ -216,7 +216,7 @@ std::optional<PollLoop::Offer> PollLoop::nextOffer() {
     }
     Offer offer{frame, parseRequest(frame->frame)};
     if (offer.request.service == Service::Write) {
-        listener_.writeOffered(offer.request);
+        listener_.writeOffered(offer.request, {frame->var.hostId, frame->var.hostSubId});
     }
     return offer;
 }
@@ -300,7 +300,8 @@ bool PollLoop::lookIsDue() const {
 // Begins when the last reply was accepted, and nothing is sent until it is over. What counts is what had arrived at its
 // end or later, so the time is taken first.
 Milliseconds PollLoop::look() {
-    const Time left = lastSent_ + lookLength() - clock_.now();
+    look_ = std::max(look_, lookLength());
+    const Time left = lastSent_ + look_ - clock_.now();
     if (!streamIsQuiet()) {
         return kAtOnce;
     }
@@ -323,6 +324,7 @@ Time PollLoop::lookLength() const {
 void PollLoop::lineFoundQuiet() {
     windowBegan_.reset();
     mustLook_ = false;
+    look_ = Time(0);
     if (const std::optional<Time> duration = pacer_.lineQuiet(clock_.now())) {
         statistics_.addCycle(*duration);
     }
@@ -503,6 +505,7 @@ void PollLoop::closeConnection(const Failure& reason) {
     link_ = Link::Down;
     pacer_.passAbandoned();
     mustLook_ = false;
+    look_ = Time(0);
     if (windowBegan_) {
         windowBegan_.reset();
         listener_.lineOutOfStep(reason);
@@ -571,7 +574,7 @@ void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
     link_ = isConnected() ? Link::NoSession : Link::Down;
     pacer_.passAbandoned();
     // A PLC that refuses one request for ever must not keep all others from being believed.
-    mustLook_ = isConnected();
+    mustLook_ = isConnected() && windowBegan_.has_value();
     const bool wasSent = head_ == Head::Sent || head_ == Head::Failed;
     head_ = Head::Unsent;
     const AbandonedRequest request{kindOf(result),

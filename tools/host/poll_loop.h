@@ -87,8 +87,9 @@ public:
     // That will never be known of the replies accepted since the last lineInStep: any of them may have been another's.
     // Not called when there were none.
     virtual void lineOutOfStep(const Failure& reason) = 0;
-    // The driver has made a write request: from now on its image may hold what the PLC does not have.
-    virtual void writeOffered(const RequestFrame& request) = 0;
+    // The driver has made a write request: from now on its image may hold what the PLC does not have. `first`: the
+    // variable of its first item.
+    virtual void writeOffered(const RequestFrame& request, VariableId first) = 0;
     virtual void requestAbandoned(const AbandonedRequest& request) = 0;
     // Something failed, in words for people. The loop goes on by itself.
     virtual void failed(const Failure& failure) = 0;
@@ -219,6 +220,7 @@ private:
     Time lastSent_{0};
     std::optional<Time> windowBegan_;  // when the first reply was accepted that is not known to be in step
     bool mustLook_ = false;            // what is accepted is not to wait for the end of the pass
+    Time look_{0};                     // how long the look that goes on lasts; it is not shortened on the way
     Time connectDeadline_{0};
     Time retryAt_{0};
     Milliseconds nextBackOff_;

@@ -203,8 +203,16 @@ void SessionWorker::variableReported(const VariableReport& report) {
     }
 }
 
-void SessionWorker::writeOffered(const RequestFrame& request) {
-    received_.forget(request.items);
+// Of the variables of a request the driver shows the first at once.
+void SessionWorker::writeOffered(const RequestFrame& request, VariableId first) {
+    std::vector<ByteRun> runs = request.items;
+    if (first.hostId == kWriteHostId) {
+        Handover::Access work = parts_.handover.access();
+        if (const Order* write = work->orders.find(first.hostSubId)) {
+            runs = write->runs;  // an item that writes a BIT names bits
+        }
+    }
+    received_.forget(runs);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -219,10 +227,14 @@ void SessionWorker::lineInStep() {
     received_.confirm();
     store(std::move(copies));
     endAnsweredWrites();
+    std::vector<Order> writes;
     for (const Order& read : reads) {
         if (const std::optional<Order> write = endRead(read)) {
-            startWrite(*write);
+            writes.push_back(*write);
         }
+    }
+    for (const Order& write : writes) {
+        startWrite(write);
     }
 }
 

@@ -65,7 +65,7 @@ private:
     void variableReported(const VariableReport& report) override;
     void lineInStep() override;
     void lineOutOfStep(const Failure& reason) override;
-    void writeOffered(const RequestFrame& request) override;
+    void writeOffered(const RequestFrame& request, VariableId first) override;
     void requestAbandoned(const AbandonedRequest& request) override;
     void failed(const Failure& failure) override;
     bool hasUrgentWork() const override;
