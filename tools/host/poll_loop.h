@@ -65,7 +65,7 @@ struct AbandonedRequest {
     RequestKind kind = RequestKind::CyclicRead;
     int status = 0;                       // as DataCom returned it, docs/status-codes.md
     bool wasSent = false;                 // false: the PLC cannot have it
-    bool wasRefused = false;              // by the PLC, each time that it was sent
+    bool wasRefused = false;              // by the PLC, when it was sent last
     Failure reason;                       // why: what the PLC said, or why there was no reply to hand over
     std::vector<VariableReport> reports;  // what the driver reported while it gave up; always failures
     // Nothing failed: it was given up, unsent, for the driver to open a session on a new connection. It and what was
