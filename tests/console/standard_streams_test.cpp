@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <string>
 
@@ -119,6 +120,28 @@ TEST(StandardStreams, OneThatCameClosedIsNotTakenByWhatIsOpenedNext) {
     ::close(opened);
     ::dup2(kept, STDIN_FILENO);
     ::close(kept);
+}
+
+// The standard error output is this pipe for a while, full and unread.
+TEST_F(PipeOutput, AMessageThatNobodyTakesIsLostAndTheNextReaderGetsTheNext) {
+    makeNonBlocking();
+    const std::string filling(4096, 'x');
+    while (::write(ends_[1], filling.data(), filling.size()) > 0) {
+    }
+    const int standardError = ::dup(STDERR_FILENO);
+    ASSERT_EQ(::dup2(ends_[1], STDERR_FILENO), STDERR_FILENO);
+    const auto begun = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i) {
+        tell("lost\n");  // all of them together wait about as long as the first
+    }
+    const auto waited = std::chrono::steady_clock::now() - begun;
+    while (received().size() == 100) {
+    }
+    tell("found\n");
+    EXPECT_EQ(received(), "found\n");
+    ::dup2(standardError, STDERR_FILENO);
+    ::close(standardError);
+    EXPECT_LT(waited, std::chrono::seconds(15));
 }
 
 }  // namespace

@@ -281,18 +281,6 @@ TEST_F(PollLoopTest, ARequestThatWasSentAgainAndNotAnsweredIsNotToldAsRefused) {
     EXPECT_THAT(listener_.abandoned[0].reason.text, HasSubstr("no reply within 2000 ms"));
 }
 
-TEST_F(PollLoopTest, AfterARefusedRequestTheNextIsNotToldAsRefused) {
-    goOnline();
-    transport_.answer = [](const QByteArray&) { return refusal(); };
-    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
-    stepUntil([this] { return !listener_.abandoned.empty(); });
-    listener_.urgent = true;
-    driver_.offer(writeFrame(), {kWriteHostId, 6}, 1);
-    loop_->shutDown();
-    ASSERT_THAT(listener_.abandoned, SizeIs(2));
-    EXPECT_FALSE(listener_.abandoned[1].wasRefused);
-}
-
 TEST_F(PollLoopTest, ARequestThatIsRefusedIsGivenUpAndTheConnectionKept) {
     goOnline();
     transport_.answer = [](const QByteArray&) { return refusal(); };
@@ -707,7 +695,7 @@ TEST_F(PollLoopTest, AfterARejectedHandshakeNothingCountsAsSent) {
     EXPECT_FALSE(listener_.abandoned[0].wasSent);
 }
 
-TEST_F(PollLoopTest, AfterAnAbandonedRequestNothingCountsAsSent) {
+TEST_F(PollLoopTest, AfterARefusedRequestNothingCountsAsSentOrRefused) {
     goOnline();
     transport_.answer = [](const QByteArray&) { return refusal(); };
     driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
@@ -717,6 +705,7 @@ TEST_F(PollLoopTest, AfterAnAbandonedRequestNothingCountsAsSent) {
     loop_->shutDown();
     ASSERT_THAT(listener_.abandoned, SizeIs(2));
     EXPECT_FALSE(listener_.abandoned[1].wasSent);
+    EXPECT_FALSE(listener_.abandoned[1].wasRefused);
 }
 
 TEST_F(PollLoopTest, TheEndWithoutUrgentWorkAsksNothing) {

@@ -34,8 +34,9 @@ void occupy(int descriptor) {
 constexpr int kPatienceWithReaderMs = 1000;
 constexpr int kWithoutEnd = -1;
 
-// Writes all of it, unless a reader takes nothing for `patienceMs`. What went wrong, as an errno; 0 for nothing. Waiting is left to poll(), which a signal ends in any case: a write() that
-// has written a part already goes on after it. A pipe that can be written to takes PIPE_BUF bytes at once.
+// Writes all of it, unless a reader takes nothing for `patienceMs`: EAGAIN. What went wrong, as an errno; 0 for nothing.
+// Waiting is left to poll(), which a signal ends in any case: a write() that has written a part already goes on after it.
+// A pipe that can be written to takes PIPE_BUF bytes at once.
 int writeAll(int descriptor, std::string_view text, int patienceMs) {
     while (!text.empty()) {
         pollfd writable{descriptor, POLLOUT, 0};
