@@ -8,7 +8,25 @@ namespace ac500 {
 
 namespace {
 
-enum { kWordBytes = 2 };
+enum { kWordBytes = 2, kMostReserved = 1 << 19 };
+
+// Stores `byteAt(i)` under `key` + i.
+template <typename ByteAt>
+void storeEach(ImageHash& bytes, ImageKey key, int count, const ByteAt& byteAt) {
+    if (count <= 0) {
+        return;
+    }
+    bytes.detach();
+    ImageNodes nodes(bytes);
+    for (int i = 0; i < count; ++i) {
+        const int first = i;
+        i += nodes.forEachByte(key + static_cast<quint32>(first), count - first,
+                               [first, &byteAt](int k, char& byte) { byte = byteAt(first + k); });
+        if (i < count) {
+            nodes.insert(key + static_cast<quint32>(i), byteAt(i));
+        }
+    }
+}
 
 ImageKey areaPart(qint32 area) {
     return static_cast<quint64>(static_cast<quint32>(area)) << 32;
@@ -31,20 +49,30 @@ WordBit wordBit(qint32 area, qint32 firstBit, int index) {
 }
 
 quint8 ByteImage::byte(ImageKey key) {
-    return static_cast<quint8>(bytes_[key]);
+    char value = 0;
+    copyBytes(key, 1, &value);
+    return static_cast<quint8>(value);
 }
 
 void ByteImage::copyElement(ImageKey key, int width, char* target) {
-    const QHash<quint64, char>& bytes = bytes_;
-    const QHash<quint64, char>::const_iterator first = bytes.constFind(key);
-    if (first == bytes.constEnd()) {
+    const int present = ImageNodes(bytes_).forEachByte(key, width, [target](int i, char byte) { target[i] = byte; });
+    if (present == 0) {
         storeZeros(key, width);
         std::fill(target, target + width, '\0');
-        return;
+    } else if (present < width) {
+        copyBytes(key, width, target);
     }
-    target[0] = first.value();
-    for (int i = 1; i < width; ++i) {
-        target[i] = bytes_[key + static_cast<quint32>(i)];
+}
+
+void ByteImage::copyBytes(ImageKey key, int count, char* target) {
+    ImageNodes nodes(bytes_);
+    for (int i = 0; i < count; ++i) {
+        char* const rest = target + i;
+        i += nodes.forEachByte(key + static_cast<quint32>(i), count - i, [rest](int k, char byte) { rest[k] = byte; });
+        if (i < count) {
+            nodes.insert(key + static_cast<quint32>(i), 0);
+            target[i] = 0;
+        }
     }
 }
 
@@ -54,16 +82,19 @@ bool ByteImage::bit(const WordBit& position) {
     return ((getU16(word) >> position.bit) & 1) != 0;
 }
 
-void ByteImage::store(ImageKey key, const char* source, int count) {
-    for (int i = 0; i < count; ++i) {
-        bytes_[key + static_cast<quint32>(i)] = source[i];
+void ByteImage::reserve(qint64 bytes) {
+    const qint64 buckets = (bytes + ImageNodes::kMostPerBucket - 1) / ImageNodes::kMostPerBucket;
+    if (buckets > bytes_.capacity()) {
+        bytes_.reserve(static_cast<int>(qMin<qint64>(buckets, kMostReserved)));
     }
 }
 
+void ByteImage::store(ImageKey key, const char* source, int count) {
+    storeEach(bytes_, key, count, [source](int i) { return source[i]; });
+}
+
 void ByteImage::storeZeros(ImageKey key, int count) {
-    for (int i = 0; i < count; ++i) {
-        bytes_[key + static_cast<quint32>(i)] = 0;
-    }
+    storeEach(bytes_, key, count, [](int) { return '\0'; });
 }
 
 void ByteImage::storeBit(const WordBit& position, bool value) {
