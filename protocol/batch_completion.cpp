@@ -70,7 +70,8 @@ private:
 
     // Where the variable is, or would be.
     int slotOf(const Identity& wanted) const {
-        const quint32 mixed = static_cast<quint32>(wanted.hostId) * 0x9E3779B1U + static_cast<quint32>(wanted.hostSubId);
+        const quint32 mixed =
+            static_cast<quint32>(wanted.hostId) * 0x9E3779B1U + static_cast<quint32>(wanted.hostSubId);
         const quint32 lastSlot = static_cast<quint32>(slots_.size() - 1);
         quint32 slot = (mixed * 0x85EBCA6BU >> 16) & lastSlot;
         while (slots_.at(static_cast<int>(slot)) != kEmpty && !isAt(static_cast<int>(slot), wanted)) {

@@ -10,22 +10,14 @@ namespace {
 
 enum { kWordBytes = 2, kMostReserved = 1 << 19 };
 
-// Stores `byteAt(i)` under `key` + i.
-template <typename ByteAt>
-void storeEach(ImageHash& bytes, ImageKey key, int count, const ByteAt& byteAt) {
-    if (count <= 0) {
-        return;
-    }
-    bytes.detach();
-    ImageNodes nodes(bytes);
-    for (int i = 0; i < count; ++i) {
-        const int first = i;
-        i += nodes.forEachByte(key + static_cast<quint32>(first), count - first,
-                               [first, &byteAt](int k, char& byte) { byte = byteAt(first + k); });
-        if (i < count) {
-            nodes.insert(key + static_cast<quint32>(i), byteAt(i));
-        }
-    }
+// As many as storing would come to, up to a limit.
+int bucketsFor(qint64 bytes) {
+    const qint64 buckets = (bytes + ImageNodes::kMostPerBucket - 1) / ImageNodes::kMostPerBucket;
+    return static_cast<int>(qMin<qint64>(buckets, kMostReserved));
+}
+
+char zero(int) {
+    return '\0';
 }
 
 ImageKey areaPart(qint32 area) {
@@ -70,7 +62,7 @@ void ByteImage::copyBytes(ImageKey key, int count, char* target) {
         char* const rest = target + i;
         i += nodes.forEachByte(key + static_cast<quint32>(i), count - i, [rest](int k, char byte) { rest[k] = byte; });
         if (i < count) {
-            nodes.insert(key + static_cast<quint32>(i), 0);
+            nodes.store(key + static_cast<quint32>(i), 1, zero);
             target[i] = 0;
         }
     }
@@ -82,19 +74,22 @@ bool ByteImage::bit(const WordBit& position) {
     return ((getU16(word) >> position.bit) & 1) != 0;
 }
 
+bool ByteImage::hasRoomFor(qint64 bytes) const {
+    return bucketsFor(bytes) <= bytes_.capacity();
+}
+
 void ByteImage::reserve(qint64 bytes) {
-    const qint64 buckets = (bytes + ImageNodes::kMostPerBucket - 1) / ImageNodes::kMostPerBucket;
-    if (buckets > bytes_.capacity()) {
-        bytes_.reserve(static_cast<int>(qMin<qint64>(buckets, kMostReserved)));
+    if (!hasRoomFor(bytes)) {
+        bytes_.reserve(bucketsFor(bytes));
     }
 }
 
 void ByteImage::store(ImageKey key, const char* source, int count) {
-    storeEach(bytes_, key, count, [source](int i) { return source[i]; });
+    ImageNodes(bytes_).store(key, count, [source](int i) { return source[i]; });
 }
 
 void ByteImage::storeZeros(ImageKey key, int count) {
-    storeEach(bytes_, key, count, [](int) { return '\0'; });
+    ImageNodes(bytes_).store(key, count, zero);
 }
 
 void ByteImage::storeBit(const WordBit& position, bool value) {

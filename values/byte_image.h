@@ -45,7 +45,8 @@ public:
     // Copies `count` bytes; each that was never received becomes 0 by itself.
     void copyBytes(ImageKey key, int count, char* target);
 
-    // Makes room for an image of so many bytes, so that storing them does not have to. Does nothing when there is.
+    // Room for an image of so many bytes, up to a mebibyte, so that storing them does not have to make it.
+    bool hasRoomFor(qint64 bytes) const;
     void reserve(qint64 bytes);
 
     // Stores under `key` and the keys that follow it.

@@ -36,31 +36,18 @@ public:
     explicit ImageNodes(ImageHash& bytes) : bytes_(bytes), data_(dataOf(bytes)) {}
 
     // Calls `use(i, byte)` for the byte under `key` + i, for each i below `count` in turn, up to the first that is not
-    // there. Returns how many were. `use` may only change a byte when nobody shares the hash.
+    // there. Returns how many were.
     template <typename Use>
     int forEachByte(quint64 key, int count, const Use& use) const {
-        // In variables of its own: a byte that is changed could be any of the members' otherwise.
-        Node* const* const chains = this->chains();
-        Node* const chainEnd = this->chainEnd();
-        const quint32 buckets = static_cast<quint32>(data_->numBuckets);
         int i = 0;
-        while (i < count && buckets != 0) {
+        while (i < count && data_->numBuckets != 0) {
             const quint64 first = key + static_cast<quint32>(i);
-            const quint32 firstHash = hashOf(first);
-            const quint32 difference = (firstHash ^ static_cast<quint32>(first)) % kBlock;
-            const quint32 firstBucket = (firstHash - firstHash % kBlock) % buckets;
-            const int end = i + qMin(count - i, kBlock - static_cast<int>(first % kBlock));
+            const int end = i + qMin(count - i, keysInBlock(first));
+            const Block block(data_, hashOf(first), first);
             for (; i < end; ++i) {
-                const quint64 wanted = key + static_cast<quint32>(i);
-                quint32 bucket = firstBucket + (static_cast<quint32>(wanted) % kBlock ^ difference);
-                if (bucket >= buckets) {
-                    bucket %= buckets;
-                }
-                Node* node = chains[bucket];
-                for (; node == chainEnd || node->key != wanted; node = node->next) {
-                    if (node == chainEnd) {
-                        return i;
-                    }
+                const Node* const node = block.find(key + static_cast<quint32>(i));
+                if (node == nullptr) {
+                    return i;
                 }
                 use(i, node->value);
             }
@@ -68,17 +55,34 @@ public:
         return i;
     }
 
-    // REQUIRES: the byte is not there.
-    void insert(quint64 key, char value) {
-        bytes_.detach();
-        if (bytes_.size() >= kMostPerBucket * static_cast<qint64>(bytes_.capacity())) {
-            bytes_.reserve(bytes_.capacity() + 1);
+    // Stores `byteAt(i)` under `key` + i, for each i below `count`.
+    template <typename ByteAt>
+    void store(quint64 key, int count, const ByteAt& byteAt) {
+        if (count <= 0) {
+            return;
         }
+        bytes_.detach();
         data_ = dataOf(bytes_);
-        const quint32 hash = hashOf(key);
-        Node** const chain = chains() + hash % static_cast<quint32>(data_->numBuckets);
-        *chain = new (data_->allocateNode(Q_ALIGNOF(Node))) Node(key, value, hash, *chain);
-        ++data_->size;
+        if (data_->numBuckets == 0) {
+            grow();
+        }
+        for (int i = 0; i < count;) {
+            const quint64 first = key + static_cast<quint32>(i);
+            const int end = i + qMin(count - i, keysInBlock(first));
+            const Block block(data_, hashOf(first), first);
+            for (; i < end; ++i) {
+                const quint64 wanted = key + static_cast<quint32>(i);
+                Node* const node = block.find(wanted);
+                if (node != nullptr) {
+                    node->value = byteAt(i);
+                } else if (!isFull()) {
+                    insert(wanted, byteAt(i), block);
+                } else {
+                    grow();
+                    break;  // to a block of the new buckets
+                }
+            }
+        }
     }
 
 private:
@@ -87,6 +91,56 @@ private:
     typedef QHashNode<quint64, char> Node;
 
     enum { kBlock = 64 };
+
+    static int keysInBlock(quint64 first) { return kBlock - static_cast<int>(first % kBlock); }
+
+    // Where the nodes of 64 neighbouring keys are. Holds values alone: with references into the hash, each byte that is
+    // stored could change any of them, for all that the compiler knows.
+    class Block {
+    public:
+        // REQUIRES: there are buckets.
+        Block(QHashData* data, quint32 hash, quint64 key)
+            : chains_(reinterpret_cast<Node**>(data->buckets)),
+              chainEnd_(reinterpret_cast<Node*>(data)),
+              buckets_(static_cast<quint32>(data->numBuckets)),
+              firstBucket_((hash - hash % kBlock) % buckets_),
+              difference_((hash ^ static_cast<quint32>(key)) % kBlock) {}
+
+        // The link to the first node of the key's chain. REQUIRES (both): the key is one of the 64.
+        Node** chain(quint64 key) const {
+            const quint32 bucket = firstBucket_ + (static_cast<quint32>(key) % kBlock ^ difference_);
+            return chains_ + (bucket < buckets_ ? bucket : bucket % buckets_);
+        }
+
+        // Null when it is not there.
+        Node* find(quint64 key) const {
+            Node* node = *chain(key);
+            for (; node == chainEnd_ || node->key != key; node = node->next) {
+                if (node == chainEnd_) {
+                    return nullptr;
+                }
+            }
+            return node;
+        }
+
+    private:
+        Node** const chains_;
+        Node* const chainEnd_;  // stands in the last node of a chain for the next
+        const quint32 buckets_;
+        const quint32 firstBucket_;
+        const quint32 difference_;  // of hash and key in the low bits
+    };
+
+    bool isFull() const { return data_->size >= kMostPerBucket * static_cast<qint64>(data_->numBuckets); }
+
+    void grow() { bytes_.reserve(bytes_.capacity() + 1); }
+
+    // REQUIRES: the key is not there and one of the block's, and there is room.
+    void insert(quint64 key, char value, const Block& block) {
+        Node** const chain = block.chain(key);
+        *chain = new (data_->allocateNode(Q_ALIGNOF(Node))) Node(key, value, hashOf(key), *chain);
+        ++data_->size;
+    }
 
     static QHashData* dataOf(const ImageHash& bytes) {
         static_assert(sizeof(ImageHash) == sizeof(QHashData*), "a QHash is a pointer to its data");
@@ -102,11 +156,6 @@ private:
         return qHash(key);
 #endif
     }
-
-    Node** chains() const { return reinterpret_cast<Node**>(data_->buckets); }
-
-    // What stands in the last node of a chain for the next.
-    Node* chainEnd() const { return reinterpret_cast<Node*>(data_); }
 
     ImageHash& bytes_;
     QHashData* data_;

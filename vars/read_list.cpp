@@ -82,7 +82,8 @@ QList<RW_VAR> plannedReads(const QList<HostTag>& tags) {
     const QVector<ReadRun> runs = sortedRuns(tags);
     const QVector<ReadRequest> requests = planReads(runs, maxBytes);
     QList<RW_VAR> reads;
-    store(requests, [&tags](int position) { return recordOf(tags.at(position)); }, reads);
+    store(
+        requests, [&tags](int position) { return recordOf(tags.at(position)); }, reads);
     return reads;
 }
 
@@ -161,7 +162,8 @@ void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
         stored.last().size = requests.first().size;
         requests.remove(0);
     }
-    store(requests, [list, &last](int opener) { return opener == kLastStored ? last : list->at(opener); }, stored);
+    store(
+        requests, [list, &last](int opener) { return opener == kLastStored ? last : list->at(opener); }, stored);
 
     for (int i = 0; maxBytes > 1 && i < requests.size(); ++i) {
         const int opener = requests.at(i).opener;

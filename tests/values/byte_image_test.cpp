@@ -28,8 +28,14 @@ std::string copied(ByteImage& image, ImageKey key, int count) {
 
 // Keys of several areas, close together and across multiples of 64, and where addresses and keys wrap.
 ImageKey someKey(std::mt19937& random) {
-    const ImageKey starts[] = {0, 40, 4ULL << 32, (4ULL << 32) + 1000, (5ULL << 32) - 30, (5ULL << 32) + (1U << 31) - 20,
-                               0xFFFFFFFF80000000U, std::numeric_limits<quint64>::max() - 50};
+    const ImageKey starts[] = {0,
+                               40,
+                               4ULL << 32,
+                               (4ULL << 32) + 1000,
+                               (5ULL << 32) - 30,
+                               (5ULL << 32) + (1U << 31) - 20,
+                               0xFFFFFFFF80000000U,
+                               std::numeric_limits<quint64>::max() - 50};
     return starts[random() % 8] + random() % 150;
 }
 
