@@ -101,7 +101,7 @@ private:
         // REQUIRES: there are buckets.
         Block(QHashData* data, quint32 hash, quint64 key)
             : chains_(reinterpret_cast<Node**>(data->buckets)),
-              chainEnd_(reinterpret_cast<Node*>(data)),
+              chainEnd_(data),
               buckets_(static_cast<quint32>(data->numBuckets)),
               firstBucket_((hash - hash % kBlock) % buckets_),
               difference_((hash ^ static_cast<quint32>(key)) % kBlock) {}
@@ -125,7 +125,7 @@ private:
 
     private:
         Node** const chains_;
-        Node* const chainEnd_;  // stands in the last node of a chain for the next
+        const void* const chainEnd_;  // stands in the last node of a chain for the next
         const quint32 buckets_;
         const quint32 firstBucket_;
         const quint32 difference_;  // of hash and key in the low bits
@@ -138,7 +138,15 @@ private:
     // REQUIRES: the key is not there and one of the block's, and there is room.
     void insert(quint64 key, char value, const Block& block) {
         Node** const chain = block.chain(key);
-        *chain = new (data_->allocateNode(Q_ALIGNOF(Node))) Node(key, value, hashOf(key), *chain);
+        void* const memory = data_->allocateNode(Q_ALIGNOF(Node));
+#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
+        *chain = new (memory) Node(key, value, hashOf(key), *chain);
+#else
+        Node* const node = new (memory) Node(key, value);
+        node->h = hashOf(key);
+        node->next = *chain;
+        *chain = node;
+#endif
         ++data_->size;
     }
 
