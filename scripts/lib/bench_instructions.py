@@ -30,12 +30,12 @@ GUARDED = ([f"{kind}/{layout}/1000/driver" for kind in ("read", "resolve", "rebu
            + [f"{kind}/twenty-scopes/{size}/driver" for kind in ("write", "first-read", "first-cycle", "load")
               for size in (1000, 10000)])
 
-# Of the same kinds: how many times as many instructions an item may take at ten times the size. What takes the committed
-# count grows no more than the committed growth, whatever stands here; this is the bound for a --renew.
-MOST_GROWTH = 1.25
-GROWTHS = ([(kind, "one-scope", 1) for kind in ("read", "resolve", "rebuild")]
-           + [("write", "twenty-scopes", 1), ("first-read", "twenty-scopes", 1), ("first-cycle", "twenty-scopes", 10),
-              ("load", "twenty-scopes", 1)])  # with how many times as many items as one count has at ten times the size
+# (kind, layout, items that one count of 10,000 has for each of one of 1,000, most growth): how many times as many
+# instructions an item may take at ten times the size, whatever has been committed. In a first cycle the buckets of the
+# image double four more times.
+GROWTHS = [(kind, "one-scope", 1, 1.2) for kind in ("read", "resolve", "rebuild")] + [
+    (kind, "twenty-scopes", 1, 1.2) for kind in ("write", "first-read", "load")] + [
+    ("first-cycle", "twenty-scopes", 10, 1.75)]
 
 
 def counts_file(name):
@@ -132,13 +132,13 @@ def compare(name, now, before):
     return True
 
 
-def compare_growth(kind, layout, items, counts):
+def compare_growth(kind, layout, items, most, counts):
     """Of the counts of 1,000 and 10,000. Prints a line; answers whether the growth is within its limit."""
     small, large = (counts[f"{kind}/{layout}/{size}/driver"] for size in (1000, 10000))
     growth = large / small / items
-    failed = growth > MOST_GROWTH
-    print(f"  {kind}/{layout}, from 1,000 to 10,000: {'FAILED: ' if failed else ''}x {growth:.2f} per item, x {MOST_GROWTH} "
-          "are allowed")
+    failed = growth > most
+    print(f"  {kind}/{layout}, from 1,000 to 10,000: {'FAILED: ' if failed else ''}x {growth:.2f} per item, x {most} "
+          "is allowed")
     return not failed
 
 
