@@ -154,8 +154,11 @@ int resolveTemplate(QString& tag, int argument, ControlInformationM& info, Resol
 }  // namespace
 
 int ac500::resolveTag(QString& tag, const QString* argument, ControlInformationM& info) {
-    const HashedName name(tag);
     ResolutionCache::Use cache(resolutionCache);
+    if (cache.findNext(tag, info)) {
+        return kResolved;
+    }
+    const HashedName name(tag);
     if (cache.find(name, info)) {
         return kResolved;
     }
