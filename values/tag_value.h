@@ -12,8 +12,7 @@ enum { kBytesPerHostWord = 2, kBitsPerByte = 8 };
 
 // Values that cover `words` host words, the last one begun included: one value of up to 16 bits a word.
 inline int valuesInWords(int words, ValueGroup group) {
-    switch (
-        group) {  // by numbers that the compiler knows: a division by another takes longer than all the rest of a read
+    switch (group) {  // dividing by a number that the compiler does not know takes longer than the rest of a read
         case k32Bit:
             return wrapAdd(words, 1) / 2;
         case k64Bit:

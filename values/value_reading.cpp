@@ -1,12 +1,11 @@
 // GetRegisterData: from the byte image to the host's registers.
 #include <algorithm>
 
-#include <QtCore/QMutexLocker>
-
 #include "core/codes.h"
 #include "core/host_interface.h"
 #include "symbols/tag_resolution.h"
 #include "values/byte_image.h"
+#include "values/image_lock.h"
 #include "values/tag_value.h"
 
 using namespace ac500;
@@ -16,12 +15,12 @@ namespace {
 // Others wait while it lives: `out` gets its length before, and the host's byte order afterwards.
 class LockedImage {
 public:
-    LockedImage() : lock_(&PLC_driver.localAreaMutex), image_(PLC_driver.localValues) {}
+    LockedImage() : image_(PLC_driver.localValues) {}
 
     ByteImage* operator->() { return &image_; }
 
 private:
-    QMutexLocker lock_;
+    ImageLock lock_;
     ByteImage image_;
 };
 
@@ -61,9 +60,7 @@ ImageKey firstKey(const ControlInformationM& info) {
 
 void copyBytes(ImageKey key, int count, char* target) {
     LockedImage image;
-    for (int i = 0; i < count; ++i) {
-        target[i] = static_cast<char>(image->byte(key + static_cast<quint32>(i)));
-    }
+    image->copyBytes(key, count, target);
 }
 
 void readBooleans(const ControlInformationM& info, int count, QByteArray& out) {
