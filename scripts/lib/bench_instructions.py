@@ -89,8 +89,12 @@ def count_on_arm(name):
     return counts["instructions"] / counts["items"]
 
 
-def count_all_on_arm():
+def build_for_arm():
     subprocess.run(["scripts/build", "armhf", "panel_counts"], check=True)
+
+
+def count_all_on_arm():
+    """REQUIRES: build_for_arm was called, and the benchmarks are built."""
     with ThreadPoolExecutor(os.cpu_count()) as counting:
         return dict(zip((f"arm/{name}" for name in ON_ARM), counting.map(count_on_arm, ON_ARM)))
 
