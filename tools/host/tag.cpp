@@ -12,7 +12,6 @@ namespace ac500::host {
 
 using symbol_file::Element;
 using symbol_file::kStringBytes;
-using symbol_file::kStringCharacters;
 using symbol_file::TagProblem;
 
 namespace {
@@ -48,7 +47,9 @@ std::string withoutIndices(const std::string& tag) {
 }
 
 void place(const Element& element, Tag* tag) {
-    tag->form = {element.code, element.bit >= 0};
+    tag->form = {element.code, element.bit >= 0, element.stringCharacters};
+    tag->isReadOnly = element.isReadOnly;
+    tag->notes = element.notes;
     tag->area = element.area;
     tag->address = element.address;
     tag->firstBit = std::max(element.bit, 0);
@@ -83,11 +84,23 @@ std::vector<ByteRun> Tag::byteRuns() const {
     if (!isString(form)) {
         return {{area, address, std::int64_t{elements} * typeTraits(form.code)->widthBytes}};
     }
-    std::vector<ByteRun> runs;  // a string has its room whatever the PLC program declared (quirk 21)
+    std::vector<ByteRun> runs;
+    const int step = elementBytes(form.code, form.stringCharacters);
     for (int i = 0; i < elements; ++i) {
-        runs.push_back({area, address + std::int64_t{i} * kStringBytes, kStringCharacters});
+        runs.push_back({area, address + std::int64_t{i} * step, 2 * countPerElement(form)});
     }
     return runs;
+}
+
+// The driver takes any index (quirk 16) and 81 bytes for each element (quirk 21).
+Tag::NearName Tag::nearName(int element) const {
+    if (!isStringInArray() || form.stringCharacters == symbol_file::kStringCharacters) {
+        return {elementName(element), 0};
+    }
+    const std::int64_t step = elementBytes(form.code, form.stringCharacters);
+    const std::int64_t fromFirst = address + element * step - arrayAddress;
+    return {fmt::format("{}{}]", arrayPrefix, arrayLower + fromFirst / kStringBytes),
+            static_cast<int>(fromFirst % kStringBytes)};
 }
 
 std::vector<RunChunk> Tag::readPlan() const {
@@ -161,13 +174,16 @@ std::optional<Tag> TagTable::wholeArray(const std::string& text, const Leaf& lea
     }
     Tag tag;
     tag.text = text;
-    tag.form = {leaf.code, false};
+    tag.form = {leaf.code, false, leaf.stringCharacters};
+    tag.isReadOnly = leaf.isReadOnly;
+    tag.notes = leaf.notes;
     tag.isList = true;
     nameByIndex(text + "[", leaf.dimensions[0].lower, &tag);
     tag.elements = leaf.dimensions[0].count();
     tag.rowExtent = tag.elements;
     tag.area = leaf.area;
     tag.address = leaf.address;
+    placeInArray(tag.elementName(0), &tag);
     return tag;
 }
 
@@ -184,6 +200,7 @@ std::optional<Tag> TagTable::single(const std::string& text, std::string* error)
     place(*element, &tag);
     const bool endsWithIndex = text.back() == ']' && element->bit < 0;
     tag.rowExtent = endsWithIndex ? rowExtentOf(text) : 0;
+    placeInArray(text, &tag);
     return tag;
 }
 
@@ -206,6 +223,7 @@ std::optional<Tag> TagTable::range(const std::string& text, const Range& range, 
         *error = fmt::format("{}: the bits belong to different variables", text);
         return std::nullopt;
     }
+    placeInArray(range.first, &tag);
     return tag;
 }
 
@@ -217,6 +235,19 @@ const Leaf* TagTable::leafNamed(const std::string& tag) const {
 int TagTable::rowExtentOf(const std::string& elementTag) const {
     const Leaf* leaf = leafNamed(withoutIndices(elementTag));
     return leaf == nullptr || leaf->dimensions.empty() ? 0 : leaf->dimensions.back().count();
+}
+
+void TagTable::placeInArray(const std::string& elementTag, Tag* tag) const {
+    const Leaf* leaf = tag->isStringInArray() ? leafNamed(withoutIndices(elementTag)) : nullptr;
+    if (leaf == nullptr) {
+        return;
+    }
+    tag->arrayPrefix = leaf->tag + "[";
+    for (std::size_t d = 0; d + 1 < leaf->dimensions.size(); ++d) {
+        tag->arrayPrefix += std::to_string(leaf->dimensions[d].lower) + ",";
+    }
+    tag->arrayLower = leaf->dimensions.back().lower;
+    tag->arrayAddress = leaf->address;
 }
 
 // Whole tags in place of the one component that is near, when there are any.

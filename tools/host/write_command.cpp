@@ -6,6 +6,7 @@
 
 #include "tools/host/bit_check.h"
 #include "tools/host/exit_codes.h"
+#include "tools/host/plant_values.h"
 #include "tools/host/print.h"
 #include "tools/host/target_overlap.h"
 #include "tools/host/terminal.h"
@@ -46,7 +47,7 @@ bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, F
         write.tag = tags[i];
         std::string error;
         const std::optional<HostValues> values =
-            parseValues(write.tag.form, write.tag.elements, arguments[i].substr(names[i].size() + 1), &error);
+            parsePlantValues(write.tag, arguments[i].substr(names[i].size() + 1), &error);
         if (!values) {
             *failure = {FailureKind::Usage, write.tag.text + ": " + error};
             return false;
@@ -55,7 +56,7 @@ bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, F
             *failure = {FailureKind::Usage,
                         fmt::format("{}: {} is no finite number, which few PLC programs expect; with "
                                     "--force it is written all the same",
-                                    write.tag.text, formatValues(write.tag.form, *values))};
+                                    write.tag.text, formatPlantValues(write.tag, *values))};
             return false;
         }
         write.values = *values;
@@ -152,7 +153,7 @@ void compareWithPlc(HostSession& session, const std::vector<TagWrite>& writes, T
         write->failure = {
             FailureKind::Request,
             fmt::format("{}: {} was written, but the PLC has {}; its program may have changed it", write->tag.text,
-                        formatValues(write->tag.form, write->values), formatValues(write->tag.form, inPlc.values))};
+                        formatPlantValues(write->tag, write->values), formatPlantValues(write->tag, inPlc.values))};
     }
 }
 
@@ -210,7 +211,7 @@ void printWrites(const std::vector<TagWrite>& writes) {
     std::vector<std::vector<std::string>> rows;
     for (const TagWrite& write : writes) {
         if (write.inPlc) {
-            rows.push_back({write.tag.text, formatValues(write.tag.form, write.inPlc->values)});
+            rows.push_back({write.tag.text, formatPlantValues(write.tag, write.inPlc->values)});
         }
     }
     printTable(rows);

@@ -12,8 +12,8 @@ namespace ac500::symbol_file {
 namespace {
 
 // Two neighbours of a scaled type lie at least so many steps of a double apart, so that each can be told from the other
-// after all rounding on the way there and back.
-constexpr double kStepsBetweenNeighbours = 16;
+// after all rounding on the way there and back, and the middle between them from both.
+constexpr double kStepsBetweenNeighbours = 1024;
 
 // What the values of a type can be, as people see them.
 struct Span {

@@ -32,6 +32,19 @@ std::optional<std::string> behind(const std::string& text, const std::string& pr
     return text.substr(prefix.size());
 }
 
+// Underscores stand between two characters of a kind.
+std::optional<std::string> withoutUnderscoresBetween(bool (*isOfKind)(char), const std::string& text) {
+    std::string rest;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '_') {
+            rest += text[i];
+        } else if (i == 0 || i + 1 == text.size() || !isOfKind(text[i - 1]) || !isOfKind(text[i + 1])) {
+            return std::nullopt;
+        }
+    }
+    return rest;
+}
+
 struct Base {
     const char* prefix;
     int base;
@@ -325,15 +338,7 @@ std::string toText(const WholeNumber& number) {
 }
 
 std::optional<std::string> withoutUnderscores(const std::string& text) {
-    std::string digits;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '_') {
-            digits += text[i];
-        } else if (i == 0 || i + 1 == text.size() || !isHexDigit(text[i - 1]) || !isHexDigit(text[i + 1])) {
-            return std::nullopt;
-        }
-    }
-    return digits;
+    return withoutUnderscoresBetween(isDigit, text);
 }
 
 Digits parseWholeNumber(const std::string& text, WholeNumber* number) {
@@ -347,7 +352,7 @@ Digits parseWholeNumber(const std::string& text, WholeNumber* number) {
             break;
         }
     }
-    const std::optional<std::string> plain = withoutUnderscores(digits);
+    const std::optional<std::string> plain = withoutUnderscoresBetween(isHexDigit, digits);
     if (!plain) {
         return Digits::NotANumber;
     }

@@ -40,7 +40,7 @@ struct TypedLiteral {
 };
 std::optional<TypedLiteral> splitTypedLiteral(const std::string& text);
 
-// Without the underscores that stand between two digits; nothing when one stands elsewhere.
+// Without the underscores that stand between two decimal digits; nothing when one stands elsewhere.
 std::optional<std::string> withoutUnderscores(const std::string& text);
 
 // What a 32-bit number counts.
