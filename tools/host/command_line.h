@@ -14,7 +14,8 @@ enum class Command { Read, Write, Watch, Tags, Status };
 
 struct Options {
     Command command = Command::Status;
-    std::vector<std::string> arguments;  // tags, TAG=VALUE texts, or at most one pattern
+    std::vector<std::string> arguments;  // selections of tags, or TAG=VALUE texts and lists of them
+    int mostTags = 5000;
 
     std::string driver;  // empty: look in the usual places
     std::string symbols;
