@@ -158,6 +158,8 @@ TEST(WrongValueNotes, ScalesKeepEveryValueApart) {
                 ElementsAre("scale: with this scale two values of INT" + tooClose));
     EXPECT_THAT(problemsWith(R"("type": "INT", "scale": 0.1)"),
                 ElementsAre("scale: is a number; write an object with \"factor\", \"offset\""));
+    EXPECT_THAT(problemsWith(R"("type": "INT", "scale": {})"),
+                ElementsAre("scale: says nothing; give a factor or an offset, or remove it"));
     EXPECT_THAT(problemsWith(R"("type": "INT", "scale": {"faktor": 2})"),
                 ElementsAre("scale: unknown key \"faktor\"; did you mean \"factor\"?"));
     EXPECT_THAT(problemsWith(R"("type": "BOOL", "scale": {"factor": 2})"),

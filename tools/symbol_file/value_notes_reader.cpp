@@ -100,6 +100,9 @@ private:
         if (const auto decimal = readDecimal(object.find("offset"))) {
             scale.offset = *decimal;
         }
+        if (object.isObject() && node->value->members.empty()) {
+            problems_->add(*node, "says nothing; give a factor or an offset, or remove it");
+        }
         if (scale.factor.value == 0) {
             problems_->add(*factor, "is 0, which makes all values one; write what the PLC's number is multiplied by");
             return;
