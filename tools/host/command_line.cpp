@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "tools/console/usage_problem.h"
+#include "tools/desk/what_if.h"
 #include "tools/host/failure.h"
 
 namespace ac500::host {
@@ -32,7 +33,7 @@ constexpr char kFooter[] =
     "  0            everything was done\n"
     "  1 usage      the command line or a value is wrong\n"
     "  2 file       the driver or the symbol file cannot be used\n"
-    "  3 name       a tag does not exist\n"
+    "  3 name       a tag does not exist; plan --expect: it grew\n"
     "  4 tcp        there is no connection to the PLC\n"
     "  5 handshake  the PLC, or what answers in its place, opens no session\n"
     "  6 request    reading or writing failed\n"
@@ -108,8 +109,36 @@ constexpr CommandRow kCommands[] = {
     {Command::Watch, "watch", "Show variables in a live table; Enter turns its pages", "TAG", 1, "What to watch"},
     {Command::Tags, "tags", "List what can be read; needs neither driver nor PLC", "PATTERN", 0,
      "Only tags like this; * stands for any characters, ? for one"},
+    {Command::Plan, "plan", "Tell what reading tags in every cycle costs; needs the driver, but no PLC", "TAG", 1,
+     "What would be read"},
     {Command::Status, "status", "Try every step up to the first read, and tell how far it gets", nullptr, 0, nullptr},
 };
+
+constexpr char kPlanFooter[] =
+    "The driver itself is asked: what is counted are the requests that it wants sent in one pass.\n"
+    "Whether the PLC takes a larger --max-request-words only the PLC can tell.\n"
+    "\n"
+    "Exit codes: 0 done, 3 a tag does not exist, or with --expect the plan grew; others as below.\n";
+
+void addPlanOptions(CLI::App& command, PlanOptions& plan) {
+    const auto addTime = [&command](const char* name, double& target, const char* what) {
+        command.add_option(name, target, what)
+            ->type_name("MS")
+            ->check(CLI::Range(0.0, static_cast<double>(kLongestMs)))
+            ->capture_default_str();
+    };
+    addTime("--round-trip", plan.roundTripMs, "Time of one request on the network, both ways, in ms");
+    addTime("--plc-time", plan.plcMs, "Time of one request in the PLC, in ms");
+    command
+        .add_flag("--what-if{500}", plan.whatIfWords,
+                  "Try every --max-request-words from 10 to MAX (--what-if=MAX; without it 500), the best first")
+        ->check(CLI::Range(desk::kSmallestTriedWords, kMostRequestWords));
+    command.add_flag("--map", plan.map, "Draw the memory that is read, in characters");
+    command.add_option("--svg", plan.svg, "Draw the memory that is read into this file")->type_name("FILE");
+    command.add_option("--expect", plan.expect, "An earlier plan, as --json printed it; 3 when this one costs more")
+        ->type_name("FILE");
+    command.footer(std::string(kPlanFooter) + "\n" + kFooter);
+}
 
 void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
     CLI::App* command = app.add_subcommand(row.name, row.summary);
@@ -124,6 +153,9 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
     if (row.command == Command::Write) {
         command->add_flag("--force", options.force, "Write nan and inf, too, which few PLC programs expect");
         command->footer(std::string(kWriteFooter) + "\n" + kFooter);
+    }
+    if (row.command == Command::Plan) {
+        addPlanOptions(*command, options.plan);
     }
     if (row.command == Command::Watch) {
         command->add_option("--interval", options.intervalMs, "Time between two displays, in ms")
