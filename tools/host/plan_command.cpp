@@ -7,6 +7,7 @@
 #include <map>
 
 #include "tools/desk/plan_growth.h"
+#include "tools/desk/plan_picture.h"
 #include "tools/desk/read_plan.h"
 #include "tools/desk/what_if.h"
 #include "tools/host/exit_codes.h"
@@ -288,6 +289,36 @@ Json reportJson(const PlanReport& report) {
     return json;
 }
 
+// ---------------------------------------------------------------------------------------------------------------------
+// Pictures
+// ---------------------------------------------------------------------------------------------------------------------
+
+void printMap(const ObservedPass& pass, const std::vector<WantedTag>& wanted) {
+    printLine("");
+    for (const std::string& line : desk::characterMapOf(pass, wanted)) {
+        printLine(line);
+    }
+}
+
+bool writePicture(const std::string& fileName, const PlanReport& report, const ObservedPass& pass,
+                  const std::vector<WantedTag>& wanted, Failure* failure) {
+    const ReadPlan& plan = report.plan;
+    const std::string summary = fmt::format(
+        "{} requests and {} items a pass at {} words; {} bytes asked for, {} wanted ({}), {} read along; on the wire {} "
+        "bytes sent, {} received",
+        plan.requests.size(), plan.items, report.maxRequestWords, plan.bytesAsked, plan.bytesWanted,
+        percent(plan.bytesWanted, plan.bytesAsked), plan.bytesReadAlong, plan.bytesSent, plan.bytesReceived);
+    const std::string title = fmt::format("What is read of the PLC's memory for {} tags", plan.tags);
+    std::ofstream file(fileName, std::ios::binary | std::ios::trunc);
+    file << desk::svgOf({title, summary, pass, wanted, plan});
+    file.close();
+    if (!file) {
+        *failure = {FailureKind::Output, fileName + ": the picture cannot be written"};
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 int runPlan(CommandContext& context) {
@@ -319,12 +350,18 @@ int runPlan(CommandContext& context) {
     if (earlier) {
         report.changes = desk::changesSince(*earlier, report.plan);
     }
+    if (!options.plan.svg.empty() && !writePicture(options.plan.svg, report, *pass, wanted, &failure)) {
+        return context.cannotBegin(failure);
+    }
     if (options.json) {
         printJson(reportJson(report));
     } else {
         printFigures(report);
         printRequests(report.plan.requests);
         printGaps(report.plan.gaps);
+        if (options.plan.map) {
+            printMap(*pass, wanted);
+        }
         printSizes(report);
         printChanges(report, options.plan.expect);
     }
