@@ -11,6 +11,7 @@
 #include "tools/host/command_line.h"
 #include "tools/host/host_session.h"
 #include "tools/host/offline_driver.h"
+#include "tools/selection/choice.h"
 
 namespace ac500::host {
 
@@ -23,8 +24,13 @@ public:
 
     // In this order. All return false on failure, and *failure then says why.
     bool openSymbols(Failure* failure);  // lists every problem of the file
-    // One tag for each text; lists every text that names none.
-    bool findTags(const std::vector<std::string>& texts, std::vector<Tag>* tags, Failure* failure) const;
+    // What the entries of a list stand for; lists everything that is wrong with list and entries.
+    bool chooseTags(const selection::EntryList& list, selection::Expansion expansion,
+                    std::vector<selection::ChosenTag>* chosen, Failure* failure) const;
+    // The tags that the command's arguments stand for.
+    bool chooseTags(std::vector<Tag>* tags, Failure* failure) const;
+    // The tag of each of them; lists every one that names none.
+    bool findTags(const std::vector<selection::ChosenTag>& chosen, std::vector<Tag>* tags, Failure* failure) const;
     // Loads the driver, starts the session and reads the tags in every cycle.
     bool startSession(const std::vector<Tag>& tags, Failure* failure);
 

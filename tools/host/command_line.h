@@ -23,7 +23,8 @@ struct PlanOptions {
 
 struct Options {
     Command command = Command::Status;
-    std::vector<std::string> arguments;  // tags, TAG=VALUE texts, or at most one pattern
+    std::vector<std::string> arguments;  // selections of tags, or TAG=VALUE texts and lists of them
+    std::size_t mostTags = 5000;
 
     std::string driver;  // empty: look in the usual places
     std::string symbols;

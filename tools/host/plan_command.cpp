@@ -329,7 +329,7 @@ int runPlan(CommandContext& context) {
         return context.cannotBegin(failure);
     }
     std::vector<Tag> tags;
-    if (!context.findTags(options.arguments, &tags, &failure) || !context.openOfflineDriver(&failure) ||
+    if (!context.chooseTags(&tags, &failure) || !context.openOfflineDriver(&failure) ||
         !context.driverKnows(tags, &failure)) {
         return context.cannotBegin(failure);
     }
