@@ -10,7 +10,7 @@
 
 namespace ac500::host {
 
-enum class Command { Read, Write, Watch, Tags, Status, Plan };
+enum class Command { Read, Write, Watch, Tags, Status, Plan, Check };
 
 struct PlanOptions {
     double roundTripMs = 1;  // of the network, for one request
@@ -19,6 +19,12 @@ struct PlanOptions {
     bool map = false;
     std::string svg;     // a file to be written; empty: none
     std::string expect;  // an earlier plan as JSON; empty: none
+};
+
+struct CheckOptions {
+    std::vector<std::string> writes;  // tags that the panel writes, TAG=VALUE texts, lists of them
+    std::vector<std::string> also;    // lists of what other panels write
+    bool isStrict = false;            // warnings count as errors
 };
 
 struct Options {
@@ -43,6 +49,7 @@ struct Options {
     int intervalMs = 500;
 
     PlanOptions plan;
+    CheckOptions check;
 };
 
 struct ParsedCommandLine {
