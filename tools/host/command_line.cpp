@@ -166,8 +166,18 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
         command->add_flag("--force", options.force, "Write nan and inf, too, which few PLC programs expect");
         command->footer(std::string(kWriteFooter) + "\n" + kFooter);
     }
+    if (row.command == Command::Read || row.command == Command::Watch || row.command == Command::Tags) {
+        command->add_flag("--csv", options.csv, "Output for spreadsheets: CSV with a header row");
+    }
     if (row.command == Command::Watch) {
-        command->add_option("--interval", options.intervalMs, "Time between two displays, in ms")
+        command->add_flag("--on-change", options.onChange, "Lines: only what has another value or state than before");
+        command
+            ->add_option("--when", options.when,
+                         "Lines: only while this holds, e.g. 'Main.fault == 1'; operators are == != < <= > >=")
+            ->type_name("CONDITION");
+        command
+            ->add_option("--interval", options.intervalMs,
+                         "Time between two displays, in ms; a list may give tags another")
             ->type_name("MS")
             ->check(CLI::Range(10, kLongestMs))
             ->capture_default_str();
@@ -241,6 +251,9 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return helpOrError(app, error);
+    }
+    if (options.csv && options.json) {
+        return usageError("--csv and --json exclude each other");
     }
     const Settings environment = settings::fromEnvironment([](const char* name) { return std::getenv(name); });
     LoadedSettings file;

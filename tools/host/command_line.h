@@ -30,8 +30,11 @@ struct Options {
     bool verbose = false;
 
     bool force = false;  // write: also nan and inf
+    bool csv = false;    // read, watch, tags
     double seconds = 0;  // watch: 0 is until Ctrl-C
     int intervalMs = 500;
+    bool onChange = false;  // watch: only what changed
+    std::string when;       // watch: only while this holds; empty: always
 };
 
 struct ParsedCommandLine {
