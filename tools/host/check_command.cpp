@@ -188,7 +188,7 @@ Json findingJson(const Finding& finding) {
 }
 
 Json reportJson(const CheckReport& report, const Tally& tally) {
-    Json json;
+    Json json = newDocument();
     json["check"] = {
         {"reads", report.tags}, {"writes", report.writes}, {"errors", tally.errors}, {"warnings", tally.warnings}};
     json["findings"] = Json::array();

@@ -30,7 +30,7 @@ struct CheckOptions {
 struct Options {
     Command command = Command::Status;
     std::vector<std::string> arguments;  // selections of tags, or TAG=VALUE texts and lists of them
-    std::size_t mostTags = 5000;
+    int mostTags = 5000;
 
     std::string driver;  // empty: look in the usual places
     std::string symbols;
@@ -45,8 +45,11 @@ struct Options {
     bool verbose = false;
 
     bool force = false;  // write: also nan and inf
+    bool csv = false;    // read, watch, tags
     double seconds = 0;  // watch: 0 is until Ctrl-C
     int intervalMs = 500;
+    bool onChange = false;  // watch: only what changed
+    std::string when;       // watch: only while this holds; empty: always
 
     PlanOptions plan;
     CheckOptions check;

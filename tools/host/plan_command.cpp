@@ -276,7 +276,7 @@ Json changesJson(const std::vector<FigureChange>& changes) {
 }
 
 Json reportJson(const PlanReport& report) {
-    Json json;
+    Json json = newDocument();
     json["plan"] = figuresJson(report);
     json["per_request"] = requestsJson(report.plan.requests);
     json["gaps"] = gapsJson(report.plan.gaps);
