@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tools/host/print.h"
+#include "tools/host/tag_access.h"
 #include "tools/host/tcp_transport.h"
 #include "tools/host/terminal.h"
 #include "tools/simulator/reserved_variables.h"
@@ -149,24 +150,47 @@ bool CommandContext::startSession(const std::vector<Tag>& tags, Failure* failure
         *failure = {FailureKind::File, error};
         return false;
     }
-    std::vector<std::string> problems;
-    for (const Tag& tag : tags) {
-        if (!session_->driverKnows(tag, &error)) {
-            problems.push_back(error);
-        }
-    }
-    if (!problems.empty()) {
-        *failure = {FailureKind::Name, inLines(problems)};
+    if (!driverKnows(tags, failure)) {
         return false;
     }
     session_->poll(tags);
     return true;
 }
 
+bool CommandContext::openOfflineDriver(Failure* failure) {
+    if (!openDriver(failure)) {
+        return false;
+    }
+    offlineDriver_ = std::make_unique<OfflineDriver>(driver_->functions(), *tags_);
+    std::string error;
+    if (!offlineDriver_->start(&error)) {
+        *failure = {FailureKind::File, error};
+        return false;
+    }
+    return true;
+}
+
+bool CommandContext::driverKnows(const std::vector<Tag>& tags, Failure* failure) const {
+    const TagAccess access(driver_->functions(), 2 * options_.maxRequestWords);
+    std::vector<std::string> problems;
+    std::string error;
+    for (const Tag& tag : tags) {
+        if (!access.isKnown(tag, &error)) {
+            problems.push_back(error);
+        }
+    }
+    if (!problems.empty()) {
+        *failure = {FailureKind::Name, inLines(problems)};
+    }
+    return problems.empty();
+}
+
 int CommandContext::cannotBegin(const Failure& failure) const {
     complain(failure);
     if (options_.json) {
-        printJson({{"error", failureJson(failure)}});
+        Json json = newDocument();
+        json["error"] = failureJson(failure);
+        printJson(json);
     }
     return exitCodeOf(failure.kind);
 }

@@ -10,7 +10,22 @@
 
 namespace ac500::host {
 
-enum class Command { Read, Write, Watch, Tags, Status };
+enum class Command { Read, Write, Watch, Tags, Status, Plan, Check };
+
+struct PlanOptions {
+    double roundTripMs = 1;  // of the network, for one request
+    double plcMs = 5;        // in the PLC, for one request
+    int whatIfWords = 0;     // the largest size that is tried; 0: none
+    bool map = false;
+    std::string svg;     // a file to be written; empty: none
+    std::string expect;  // an earlier plan as JSON; empty: none
+};
+
+struct CheckOptions {
+    std::vector<std::string> writes;  // tags that the panel writes, TAG=VALUE texts, lists of them
+    std::vector<std::string> also;    // lists of what other panels write
+    bool isStrict = false;            // warnings count as errors
+};
 
 struct Options {
     Command command = Command::Status;
@@ -30,8 +45,14 @@ struct Options {
     bool verbose = false;
 
     bool force = false;  // write: also nan and inf
+    bool csv = false;    // read, watch, tags
     double seconds = 0;  // watch: 0 is until Ctrl-C
     int intervalMs = 500;
+    bool onChange = false;  // watch: only what changed
+    std::string when;       // watch: only while this holds; empty: always
+
+    PlanOptions plan;
+    CheckOptions check;
 };
 
 struct ParsedCommandLine {

@@ -408,6 +408,13 @@ std::optional<HostValues> parsePlantValues(const Tag& tag, const std::string& te
     return values;
 }
 
+std::optional<HostValue> parsePlantValue(const Tag& tag, const std::string& text, std::string* error) {
+    if (scaleOf(tag) != nullptr) {
+        return parseValue({TypeCode::Lreal}, withoutUnit(tag, text).value_or(text), error);
+    }
+    return parseWithUnit(tag, text, error);
+}
+
 std::string formatPlantValues(const Tag& tag, const HostValues& inPlc) {
     std::string text;
     for (const HostValue& value : inPlc) {

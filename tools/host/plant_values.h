@@ -23,6 +23,9 @@ std::optional<HostValues> fromPlantValues(const Tag& tag, const HostValues& plan
 // number. Fails as fromPlantValues.
 std::optional<HostValues> parsePlantValues(const Tag& tag, const std::string& text, std::string* error);
 
+// The same for one value that is not written, in the form of plantValues: without limits, and of a read-only tag, too.
+std::optional<HostValue> parsePlantValue(const Tag& tag, const std::string& text, std::string* error);
+
 // The text form, which parsePlantValues takes back: "21.5 °C", "automatic", "T#1m30s", "1, 2, 3 bar".
 std::string formatPlantValues(const Tag& tag, const HostValues& inPlc);
 
