@@ -1,60 +1,107 @@
 #include "protocol/batch_completion.h"
 
+#include <algorithm>
+
 #include "core/codes.h"
 #include "core/communication_protocol.h"
+#include "vars/pending_writes.h"
 
 namespace ac500 {
 
 namespace {
 
-bool isSameVariable(const RW_VAR& a, const RW_VAR& b) {
-    return a.hostId == b.hostId && a.hostSubId == b.hostSubId;
-}
-
-bool holds(const QList<RW_VAR>& list, const RW_VAR& variable) {
-    for (int i = 0; i < list.size(); ++i) {
-        if (isSameVariable(list.at(i), variable)) {
-            return true;
+// The variables of a completed batch, each once, by last occurrence from the end (quirk 10). Takes no memory but its own:
+// this runs after every request.
+class FinishedVariables {
+public:
+    // Those of the first `count` requests.
+    FinishedVariables(const QList<RW_VAR>& requests, int count) : size_(0) {
+        std::fill(slots_, slots_ + kSlots, kEmpty);
+        for (int i = count - 1; i >= 0; --i) {
+            const Identity identity = identityOf(requests.at(i));
+            qint8& slot = slots_[slotOf(identity)];
+            if (slot == kEmpty) {
+                slot = static_cast<qint8>(size_);
+                isPending_[size_] = false;
+                variables_[size_++] = identity;
+            }
         }
     }
-    return false;
-}
 
-void removeVariable(QList<RW_VAR>& list, const RW_VAR& variable) {
-    for (int i = list.size() - 1; i >= 0; --i) {
-        if (isSameVariable(list.at(i), variable)) {
-            list.removeAt(i);
+    int size() const { return size_; }
+    const Identity& at(int i) const { return variables_[i]; }
+
+    void markPendingWrites() {
+        for (int i = 0; i < size_; ++i) {
+            isPending_[i] = pendingWriteList.holds(variables_[i]);
         }
     }
-}
 
-QList<RW_VAR> takeFinished(QList<RW_VAR>& list) {
-    const QList<RW_VAR> finished = list.mid(0, PLC_driver.batchCount);
-    list.erase(list.begin(), list.begin() + finished.size());
+    // In one pass.
+    void markPending(const QList<RW_VAR>& requests) {
+        int unmarked = size_;
+        for (int i = 0; i < requests.size() && unmarked > 0; ++i) {
+            const int found = slots_[slotOf(identityOf(requests.at(i)))];
+            if (found != kEmpty && !isPending_[found]) {
+                isPending_[found] = true;
+                --unmarked;
+            }
+        }
+    }
+
+    bool isPending(int i) const { return isPending_[i]; }
+
+private:
+    enum : qint8 { kEmpty = -1 };
+    enum { kSlotBits = 9, kSlots = 1 << kSlotBits };  // few of them are taken: most searches end at the first
+
+    static_assert(static_cast<int>(kBatchCapacity) <= 127, "positions fit into qint8");
+
+    // Where the variable is, or would be.
+    int slotOf(const Identity& wanted) const {
+        quint32 slot = hashOf(wanted) >> (32 - kSlotBits);
+        while (slots_[slot] != kEmpty && !(variables_[slots_[slot]] == wanted)) {
+            slot = (slot + 1) % kSlots;
+        }
+        return static_cast<int>(slot);
+    }
+
+    qint8 slots_[kSlots];  // positions in variables_
+    Identity variables_[kBatchCapacity];
+    bool isPending_[kBatchCapacity];
+    int size_;
+};
+
+// Takes the batch out of its list: the first entries. REQUIRES: it is one of writes or of one-shot reads.
+FinishedVariables takeFinished(QList<RW_VAR>& list) {
+    const int count = qBound<int>(0, PLC_driver.batchCount, qMin<int>(list.size(), kBatchCapacity));
+    const FinishedVariables finished(list, count);
+    if (&list == &PLC_driver.writeList) {
+        pendingWriteList.removeFirst(count);
+    } else {
+        list.erase(list.begin(), list.begin() + count);
+    }
     return finished;
 }
 
-void report(const RW_VAR& variable, VariableOutcome outcome) {
+void report(const Identity& variable, VariableOutcome outcome) {
     PLC_driver.varDoneCallback(static_cast<quint32>(PLC_driver.comInfo->stationId),
                                static_cast<quint32>(variable.hostId), static_cast<quint32>(variable.hostSubId),
                                outcome);
 }
 
-// Each distinct variable once, by last occurrence from the end (quirk 10).
-RW_VAR takeLastVariable(QList<RW_VAR>& finished) {
-    RW_VAR variable = finished.last();
-    removeVariable(finished, variable);
-    return variable;
-}
-
 // Success is not reported while a newer request of the same variable is pending (quirk 10).
-void reportFinished(QList<RW_VAR> finished, const QList<RW_VAR>& pending) {
-    while (!finished.isEmpty()) {
-        const RW_VAR variable = takeLastVariable(finished);
+void reportFinished(FinishedVariables& finished, const QList<RW_VAR>& pending) {
+    if (&pending == &PLC_driver.writeList && pendingWriteList.areMany()) {
+        finished.markPendingWrites();
+    } else {
+        finished.markPending(pending);
+    }
+    for (int i = 0; i < finished.size(); ++i) {
         if (PLC_driver.commFailed != 0) {
-            report(variable, kVariableFailed);
-        } else if (!holds(pending, variable)) {
-            report(variable, kVariableDone);
+            report(finished.at(i), kVariableFailed);
+        } else if (!finished.isPending(i)) {
+            report(finished.at(i), kVariableDone);
         }
     }
 }
@@ -107,16 +154,17 @@ void rotateLeft(QList<RW_VAR>& list, int count) {
 }
 
 void refuseWrites() {
-    QList<RW_VAR> refused = takeFinished(PLC_driver.writeList);
-    while (!refused.isEmpty()) {
-        report(takeLastVariable(refused), kVariableFailed);
+    const FinishedVariables refused = takeFinished(PLC_driver.writeList);
+    for (int i = 0; i < refused.size(); ++i) {
+        report(refused.at(i), kVariableFailed);
     }
 }
 
 void completeBatch() {
     QList<RW_VAR>* consumed = consumedList();
     if (consumed != nullptr) {
-        reportFinished(takeFinished(*consumed), *consumed);
+        FinishedVariables finished = takeFinished(*consumed);
+        reportFinished(finished, *consumed);
     } else if (PLC_driver.batchKind == kCyclicBatch) {
         rotateLeft(PLC_driver.readList, PLC_driver.batchCount);
     }
@@ -125,7 +173,9 @@ void completeBatch() {
         return;
     }
     reportFailure();
-    if (consumed != nullptr) {
+    if (consumed == &PLC_driver.writeList) {
+        pendingWriteList.clear();
+    } else if (consumed != nullptr) {
         consumed->clear();
     }
 }

@@ -5,6 +5,7 @@
 #include "core/list_lock.h"
 #include "protocol/bytes.h"
 #include "symbols/tag_resolution.h"
+#include "vars/pending_writes.h"
 #include "vars/request_size.h"
 
 using namespace ac500;
@@ -53,10 +54,11 @@ void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
 
 }  // namespace
 
-int ac500::queueWrite(const RW_VAR& var) {
+QueuedWrite ac500::queueWrite(const RW_VAR& var) {
     const ListLock lock;
-    PLC_driver.writeList.append(var);
-    return PLC_driver.writeList.size();
+    pendingWriteList.append(var);
+    const QueuedWrite queued = {PLC_driver.writeList.size(), PLC_driver.commFailed != 0};
+    return queued;
 }
 
 int AddListReadVar(RW_VAR* var) noexcept {
@@ -65,7 +67,7 @@ int AddListReadVar(RW_VAR* var) noexcept {
 }
 
 int AddListWriteVar(RW_VAR* var) noexcept {
-    return queueWrite(*var);
+    return queueWrite(*var).pendingWrites;
 }
 
 int AddListOnceReadVar(RW_VAR* var) noexcept {
