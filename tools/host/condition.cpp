@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "tools/host/plant_values.h"
+
 namespace ac500::host {
 
 // Longer ones first, so that "<=" is not taken for "<".
@@ -19,6 +21,26 @@ constexpr char kHowToWrite[] = "write TAG OPERATOR VALUE, as in 'Main.fault == 1
 std::string trimmed(const std::string& text) {
     const std::size_t begin = text.find_first_not_of(' ');
     return begin == std::string::npos ? std::string() : text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
+}
+
+bool isScaled(const Tag& tag) {
+    return tag.notes != nullptr && tag.notes->scale;
+}
+
+// What plantValues() are compared with. No limit and no protection of what is written concerns it, and of a scaled tag it
+// need not be a value that the PLC can hold.
+std::optional<HostValues> parseOperand(Tag tag, const std::string& text, std::string* error) {
+    if (isScaled(tag)) {
+        return parseValues({TypeCode::Lreal}, 1, text, error);
+    }
+    tag.isReadOnly = false;
+    if (tag.notes != nullptr) {
+        symbol_file::ValueNotes notes = *tag.notes;
+        notes.minimum.reset();
+        notes.maximum.reset();
+        tag.notes = std::make_shared<const symbol_file::ValueNotes>(notes);
+    }
+    return parsePlantValues(tag, text, error);
 }
 
 }  // namespace
@@ -60,7 +82,7 @@ std::optional<Condition> Condition::parse(const TagTable& tags, const std::strin
         *failure = {FailureKind::Usage, fmt::format("--when: {} has no order; compare it with == or !=", name)};
         return std::nullopt;
     }
-    const std::optional<HostValues> values = parseValues(tag->form, 1, value, &error);
+    const std::optional<HostValues> values = parseOperand(*tag, value, &error);
     if (!values) {
         *failure = {FailureKind::Usage, fmt::format("--when: {}: {}", name, error)};
         return std::nullopt;
@@ -69,7 +91,8 @@ std::optional<Condition> Condition::parse(const TagTable& tags, const std::strin
     return condition;
 }
 
-bool Condition::holds(const HostValues& values) const {
+bool Condition::holds(const HostValues& inPlc) const {
+    const HostValues values = plantValues(tag_, inPlc);
     if (values.empty() || values.front().index() != value_.index()) {
         return false;
     }

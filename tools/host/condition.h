@@ -17,8 +17,8 @@ public:
     static std::optional<Condition> parse(const TagTable& tags, const std::string& text, Failure* failure);
 
     const Tag& tag() const { return tag_; }
-    // No comparison but != holds for nan. REQUIRES: the values are of the tag.
-    bool holds(const HostValues& values) const;
+    // Scaled tags are compared as people see them. No comparison but != holds for nan. REQUIRES: the values are of the tag.
+    bool holds(const HostValues& inPlc) const;
 
 private:
     enum class Relation { Equal, NotEqual, Less, LessOrEqual, Greater, GreaterOrEqual };
@@ -35,7 +35,7 @@ private:
 
     Tag tag_;
     Relation relation_ = Relation::Equal;
-    HostValue value_;
+    HostValue value_;  // as plantValues() gives them
 };
 
 }  // namespace ac500::host
