@@ -81,6 +81,7 @@ constexpr char kProgram[] = R"~({
     {"name": "labels", "type": "STRING(20)", "area": 1, "offset": 1400, "array": [[0, 1], [3, 5]]},
     {"name": "behind_labels", "type": "WORD", "area": 1, "offset": 1526},
     {"name": "short", "type": "STRING(2)", "area": 1, "offset": 1530, "array": [[1, 50]]},
+    {"name": "tall", "type": "STRING(255)", "area": 1, "offset": 6000, "array": [[1, 3]]},
     {"name": "long", "type": "STRING(101)", "area": 1, "offset": 1700, "array": [[1, 2]]},
 
     {"name": "left", "type": "INT", "area": 1, "offset": 2000, "array": [[1, 200]]},

@@ -27,6 +27,8 @@ constexpr PlantRow kPlantRows[] = {
     {"Main.labels[0,3..5]", "a,\"b, c\",abcdefghijklmnopqrst", "\"a\", \"b, c\", \"abcdefghijklmnopqrst\"", 1442,
      "61 62 63 64 65 66 67 68 69 6A 6B 6C 6D 6E 6F 70 71 72 73 74"},
     {"Main.short[50]", "zz", "\"zz\"", 1677, "7A 7A"},
+    // for the driver that is element 7
+    {"Main.tall[3]", "third", "\"third\"", 6512, "74 68 69 72 64 00"},
     {"Main.long[2]", "second", "\"second\"", 1802, "73 65 63 6F 6E 64 00"},
 };
 
