@@ -80,8 +80,8 @@ TEST_F(ShownValuesTest, ProgramsGetNumbersAndTheTextBeside) {
 
 TEST_F(ShownValuesTest, TablesHaveScaledNumbers) {
     const Outcome outcome = noted({"read", "--csv", "Main.level", "Main.mode"});
-    EXPECT_THAT(outcome.out, HasSubstr("Main.level,INT,2.5,fresh,"));
-    EXPECT_THAT(outcome.out, HasSubstr("Main.mode,USINT,2,fresh,"));
+    EXPECT_THAT(outcome.out, HasSubstr("Main.level,INT,2.5,m,fresh,"));
+    EXPECT_THAT(outcome.out, HasSubstr("Main.mode,USINT,2,,fresh,"));
 }
 
 TEST_F(ShownValuesTest, WriteTakesThemAsTheyAreShown) {
