@@ -160,6 +160,12 @@ TEST_F(CheckCommandTest, StrictnessMakesNoWarningsOfItsOwn) {
     EXPECT_EQ(host({"check", "--strict", "Main.counter"}).exitCode, 0);
 }
 
+TEST_F(CheckCommandTest, WhatAPatternAddsIsNotGivenTwice) {
+    EXPECT_THAT(findings({"Main.counter", "Main.*", "Main.c*"}), testing::ElementsAre());
+    EXPECT_THAT(findings({"Main.counter", "Main.*", "Main.counter"}),
+                testing::ElementsAre("warning given_twice 0 Main.counter null"));
+}
+
 TEST_F(CheckCommandTest, JsonHasTheNumbers) {
     const Result result = host({"check", "--json", "Main.counter", "Main.counte", "--writes", "Main.enable"});
     EXPECT_EQ(result.exitCode, 3);

@@ -102,7 +102,9 @@ void append(std::vector<Finding> more, std::vector<Finding>* findings) {
 std::vector<NamedTag> namesOf(const std::vector<GoodTag>& tags) {
     std::vector<NamedTag> names;
     for (const GoodTag& good : tags) {
-        names.push_back({good.tag.text, good.place});
+        if (good.isNamed) {
+            names.push_back({good.tag.text, good.place});
+        }
     }
     return names;
 }

@@ -88,7 +88,7 @@ int TagInquiry::ask(const Entry& entry, TagUse use, std::vector<GoodTag>* good, 
     const Leaf* leaf = tags_.catalog().leafNamed(entry.text);
     const bool isInRows = leaf != nullptr && leaf->dimensions.size() > 1;
     if (!selection::Pattern::isPattern(entry.text) && !isInRows) {
-        askTag(entry.text, {entry, use}, good, findings);
+        askTag(entry.text, {entry, use, true}, good, findings);
         return 1;
     }
     const selection::Choice choice = selection::choose(
@@ -98,14 +98,14 @@ int TagInquiry::ask(const Entry& entry, TagUse use, std::vector<GoodTag>* good, 
                              withoutBegin(problem.text, entry.origin.text())});
     }
     for (const ChosenTag& chosen : choice.tags) {
-        askTag(chosen.tag, {entry, use}, good, findings);
+        askTag(chosen.tag, {entry, use, false}, good, findings);
     }
     return static_cast<int>(choice.tags.size());
 }
 
 void TagInquiry::askTag(const std::string& text, const Question& question, std::vector<GoodTag>* good,
                         std::vector<Finding>* findings) {
-    const auto& [entry, use] = question;
+    const auto& [entry, use, isNamed] = question;
     const Finding frame{Severity::Error, FindingKind::Unknown, placeOf(entry.origin), text, std::nullopt, ""};
     std::string reason;
     if (!tags_.catalog().isTag(text, &reason)) {
@@ -138,7 +138,7 @@ void TagInquiry::askTag(const std::string& text, const Question& question, std::
             tag->isStringInArray() && (values || !entry.value) ? cutText(*tag, values, frame) : std::nullopt) {
         findings->push_back(*cut);
     }
-    good->push_back({std::move(*tag), frame.place});
+    good->push_back({std::move(*tag), frame.place, isNamed});
 }
 
 // Nothing for a value that the tag cannot have.

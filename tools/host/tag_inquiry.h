@@ -19,6 +19,7 @@ namespace ac500::host {
 struct GoodTag {
     Tag tag;
     desk::Place place;
+    bool isNamed = true;  // false: the list has a pattern, or an array of several dimensions, which stands for it
 };
 
 enum class TagUse { Read, Write };
@@ -37,6 +38,7 @@ private:
     struct Question {
         const selection::Entry& entry;
         TagUse use;
+        bool isNamed;
     };
 
     void askTag(const std::string& text, const Question& question, std::vector<GoodTag>* good,
