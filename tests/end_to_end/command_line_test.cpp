@@ -9,6 +9,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "tests/end_to_end/programs.h"
 #include "tests/support/child_process.h"
 #include "tests/support/hostile_plc.h"
 #include "tests/support/pace.h"
@@ -17,10 +18,14 @@
 namespace {
 
 using ac500::test::ChildProcess;
+using ac500::test::CommandLineTest;
 using ac500::test::HostilePlc;
 using ac500::test::kDriver;
 using ac500::test::kHostProgram;
 using ac500::test::kSimulatorProgram;
+using ac500::test::Outcome;
+using ac500::test::Texts;
+using ac500::test::operator+;
 using nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;
@@ -28,65 +33,13 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr int kPatienceMs = 60000;
-const std::string kPlant = ac500::test::projectFile("examples/plant.json");
+constexpr int kPatienceMs = ac500::test::kProgramPatienceMs;
+const std::string& kPlant = ac500::test::kPlantFile;
 const std::string kTime = "20[0-9][0-9]-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9]";
-
-struct Outcome {
-    int exitCode = -1;
-    std::string out;
-    std::string error;
-};
-
-using Texts = std::vector<std::string>;
-
-Texts operator+(Texts texts, const Texts& more) {
-    texts.insert(texts.end(), more.begin(), more.end());
-    return texts;
-}
 
 std::string readings(const std::string& out) {
     return std::to_string(std::count(out.begin(), out.end(), '\n')) + " lines";
 }
-
-class CommandLineTest : public testing::Test {
-protected:
-    void TearDown() override {
-        if (simulator_.isRunning()) {
-            simulator_.sendSignal(SIGTERM);
-            EXPECT_TRUE(simulator_.waitForEnd(kPatienceMs));
-        }
-    }
-
-    void startSimulator(const Texts& options = {}) {
-        const Texts arguments{"--symbols", kPlant, "--port", "0", "--quiet"};
-        ASSERT_TRUE(simulator_.start(kSimulatorProgram, arguments + options));
-        const std::string line = simulator_.takeLine(kPatienceMs);
-        plc_ = line.substr(line.rfind(' ') + 1);
-        ASSERT_THAT(plc_, MatchesRegex("127\\.0\\.0\\.1:[0-9]+")) << simulator_.takeErrors();
-    }
-
-    Texts usual() const { return {"--driver", kDriver, "--symbols", kPlant, "--plc", plc_}; }
-
-    static Outcome runHost(const Texts& arguments) { return run(kHostProgram, arguments); }
-
-    static Outcome run(const char* program, const Texts& arguments) {
-        ChildProcess process;
-        EXPECT_TRUE(process.start(program, arguments) && process.waitForEnd(kPatienceMs));
-        return {process.exitCode(), process.takeOutput(), process.takeErrors()};
-    }
-
-    // The same with some redirection of a shell.
-    static Outcome runHostWith(const std::string& redirection, const Texts& arguments) {
-        return run("sh", Texts{"-c", "exec \"$0\" \"$@\" " + redirection, kHostProgram} + arguments);
-    }
-
-    // With driver, symbols and PLC.
-    Outcome host(const Texts& arguments) const { return runHost(usual() + arguments); }
-
-    ChildProcess simulator_;
-    std::string plc_ = "127.0.0.1:1";  // nobody listens there
-};
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Results
@@ -134,8 +87,9 @@ TEST_F(CommandLineTest, WriteAsJson) {
     startSimulator();
     const Outcome outcome = host({"write", "--json", "Main.setpoint=21.5"});
     ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
-    EXPECT_EQ(json::parse(outcome.out),
-              json::parse(R"({"writes":[{"tag":"Main.setpoint","written":21.5,"ok":true,"read_back":21.5}]})"));
+    EXPECT_EQ(
+        json::parse(outcome.out),
+        json::parse(R"({"version":1,"writes":[{"tag":"Main.setpoint","written":21.5,"ok":true,"read_back":21.5}]})"));
 }
 
 TEST_F(CommandLineTest, AValueThatThePlcChangesAtOnceIsReportedAsAMismatch) {
@@ -211,7 +165,8 @@ TEST_F(CommandLineTest, TagsNeedsNeitherDriverNorPlc) {
 
 TEST_F(CommandLineTest, TagsAsJson) {
     const Outcome outcome = runHost({"--symbols", kPlant, "--json", "tags", "Main.recipe"});
-    EXPECT_EQ(json::parse(outcome.out), json::parse(R"({"tags":[{"tag":"Main.recipe","type":"INT","dimensions":[[1,10]],
+    EXPECT_EQ(json::parse(outcome.out),
+              json::parse(R"({"version":1,"tags":[{"tag":"Main.recipe","type":"INT","dimensions":[[1,10]],
         "area":1,"address":92,"bits":false,"comment":"quick recipe of the panel"}]})"));
 }
 
@@ -486,8 +441,10 @@ TEST_F(CommandLineTest, WhatConcernsAllTagsIsToldOnce) {
 TEST_F(CommandLineTest, UnknownWordsAreNamedWithTheNearest) {
     const std::vector<std::pair<Texts, std::string>> rows = {
         {{"raed", "Main.counter"}, "there is no command \"raed\"; did you mean \"read\"?"},
-        {{"frobnicate"}, "there is no command \"frobnicate\"; choose from read, write, watch, tags, status"},
-        {{"--symbols", kPlant}, "there is no command; choose from read, write, watch, tags, status"},
+        {{"frobnicate"},
+         "there is no command \"frobnicate\"; choose from read, write, watch, tags, check, plan, status, symbols"},
+        {{"--symbols", kPlant},
+         "there is no command; choose from read, write, watch, tags, check, plan, status, symbols"},
         {{"--symbols", kPlant, "--tmeout", "5", "status"},
          "there is no option \"--tmeout\"; did you mean \"--timeout\"?"},
         {{"--symbls=x", "status"}, "there is no option \"--symbls\"; did you mean \"--symbols\"?"},
@@ -498,8 +455,8 @@ TEST_F(CommandLineTest, UnknownWordsAreNamedWithTheNearest) {
         {{"--symbols", kPlant, "read", "-x", "Main.counter"}, "there is no option \"-x\""},
         {{"--=x"}, "there is no option \"--=x\""},
         {{"-=x", "status"}, "there is no option \"-=x\""},
-        {{"--symbols", kPlant, "status", "extra"}, "\"extra\" is one argument too many"},
-        {{"read", "Main.counter"}, "--symbols is required"},
+        {{"read", "Main.counter"},
+         "there is no symbol file: give --symbols, AC500_SYMBOLS, or \"symbols\" in a settings file"},
     };
     for (const auto& [arguments, expected] : rows) {
         const Outcome outcome = runHost(arguments);

@@ -12,7 +12,7 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr char kProgram[] = R"({
+constexpr char kProgram[] = R"~({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 4096}, {"number": 3, "bytes": 64}],
   "types": {"Motor": {"size": 40, "members": [
@@ -26,9 +26,12 @@ constexpr char kProgram[] = R"({
     {"name": "motors", "type": "Motor", "area": 1, "offset": 300, "array": [[1, 2]]},
     {"name": "title", "type": "STRING", "area": 1, "offset": 500},
     {"name": "names", "type": "STRING", "area": 1, "offset": 600, "array": [[1, 3]]},
+    {"name": "serial", "type": "STRING(5)", "area": 1, "offset": 900},
+    {"name": "short", "type": "STRING(20)", "area": 1, "offset": 1000, "array": [[0, 1], [3, 7]], "readOnly": true},
+    {"name": "long", "type": "STRING(100)", "area": 1, "offset": 1300, "array": [[1, 3]]},
     {"name": "start", "type": "BIT", "area": 3, "bit": 21},
     {"name": "lamps", "type": "BIT", "area": 3, "bit": 30, "array": [[1, 8]]}
-  ]}]})";
+  ]}]})~";
 
 const TagTable& program() {
     static const TagTable table([] {
@@ -155,6 +158,31 @@ TEST(Tag, StringsCoverEightyBytesOfTheirEightyOne) {
     EXPECT_TRUE(found("Main.names[2]").isStringInArray());
 }
 
+TEST(Tag, StringsOfOtherLengthsCoverTheirWords) {
+    EXPECT_EQ(runs(found("Main.serial")), "1:900+6");
+    EXPECT_EQ(calls(found("Main.serial"), found("Main.serial").readPlan()), "Main.serial/3");
+    EXPECT_EQ(runs(found("Main.short[1,4..5]")), "1:1126+20 1:1147+20");
+    EXPECT_TRUE(found("Main.short[1,4]").isReadOnly);
+    EXPECT_FALSE(found("Main.serial").isReadOnly);
+}
+
+std::string nearName(const std::string& text, int element) {
+    const Tag::NearName near = found(text).nearName(element);
+    return near.name + " + " + std::to_string(near.bytesBefore);
+}
+
+// The driver takes 81 bytes for each: element n of its row lies at 1000 + 81 n.
+TEST(Tag, StringsOfOtherLengthsInArraysAreNearElementsOfTheDriver) {
+    EXPECT_EQ(nearName("Main.short[0,3]", 0), "Main.short[0,3] + 0");
+    EXPECT_EQ(nearName("Main.short[0,6]", 0), "Main.short[0,3] + 63");
+    EXPECT_EQ(nearName("Main.short[1,3..7]", 0), "Main.short[0,4] + 24");
+    EXPECT_EQ(nearName("Main.short[1,3..7]", 4), "Main.short[0,5] + 27");
+    EXPECT_EQ(nearName("Main.long", 2), "Main.long[3] + 40");
+    EXPECT_EQ(nearName("Main.long[2]", 0), "Main.long[2] + 20");
+    EXPECT_EQ(nearName("Main.names[3]", 0), "Main.names[3] + 0");
+    EXPECT_EQ(nearName("Main.recipe[3]", 0), "Main.recipe[3] + 0");
+}
+
 TEST(Tag, ErrorsSayWhatIsWrong) {
     EXPECT_THAT(refused("Main.grid"), HasSubstr("name one row, e.g. Main.grid[0,1..5]"));
     EXPECT_THAT(refused("Main.recipe[7]"), HasSubstr("outside"));
@@ -184,20 +212,6 @@ TEST(Tag, OverlapIsAboutBytes) {
     EXPECT_FALSE(overlap({{1, 0, 4}}, {{1, 4, 4}}));
     EXPECT_FALSE(overlap({{1, 0, 4}}, {{2, 0, 4}}));
     EXPECT_TRUE(overlap({{1, 0, 4}, {2, 0, 4}}, {{2, 2, 10}}));
-}
-
-TEST(Pattern, StarsAndQuestionMarks) {
-    EXPECT_TRUE(matchesPattern("*", ""));
-    EXPECT_TRUE(matchesPattern("*", "Main.x"));
-    EXPECT_TRUE(matchesPattern("Main.*", "Main.x"));
-    EXPECT_FALSE(matchesPattern("Main.*", "Other.x"));
-    EXPECT_TRUE(matchesPattern("*speed", "Main.motor[1].speed"));
-    EXPECT_FALSE(matchesPattern("*speed", "Main.speed2"));
-    EXPECT_TRUE(matchesPattern("*o*o*", "motor.o"));
-    EXPECT_TRUE(matchesPattern("main.?", "Main.x"));
-    EXPECT_FALSE(matchesPattern("main.?", "Main."));
-    EXPECT_TRUE(matchesPattern("*[1]*", "Main.motor[1].speed"));
-    EXPECT_FALSE(matchesPattern("", "x"));
 }
 
 }  // namespace

@@ -174,6 +174,32 @@ TEST_F(ElementValue, StringsAreFilledWithZerosAndKeepTheirTerminator) {
     EXPECT_EQ(memory_.read({1, 2, 82}), std::string(80, 'a') + std::string(2, '\0'));
 }
 
+TEST_F(ElementValue, StringsOfOtherLengthsHaveTheirOwnRoom) {
+    Element brief = element(TypeCode::String);
+    brief.stringCharacters = 5;
+    memory_.write(1, 2, Bytes(10, 'x'));
+    ASSERT_TRUE(writeText(memory_, brief, "Hi"));
+    EXPECT_EQ(bytes(7), "48 69 00 00 00 00 78");
+    ASSERT_TRUE(writeText(memory_, brief, "1234567"));
+    EXPECT_EQ(bytes(7), "31 32 33 34 35 00 78");
+    EXPECT_EQ(valueText(memory_, brief), "\"12345\"");
+    EXPECT_EQ(runOf(brief).size, 6);
+
+    Element source = element(TypeCode::String);
+    source.address = 20;
+    ASSERT_TRUE(writeText(memory_, source, "a long text"));
+    copyValue(memory_, source, brief);
+    EXPECT_EQ(bytes(7), "61 20 6C 6F 6E 00 78");
+}
+
+TEST_F(ElementValue, TimesAreThirtyTwoBitsWithoutSign) {
+    ASSERT_TRUE(writeText(memory_, element(TypeCode::Time), "90000"));
+    EXPECT_EQ(bytes(4), "00 01 5F 90");
+    writeNumber(memory_, element(TypeCode::DateAndTime), 4294967295.0);
+    EXPECT_EQ(bytes(4), "FF FF FF FF");
+    EXPECT_EQ(valueText(memory_, element(TypeCode::Date)), "4294967295");
+}
+
 TEST_F(ElementValue, CopyingBetweenEqualTypesKeepsEveryByte) {
     memory_.write(1, 2, byteString("00 20 00 00 00 00 00 01"));  // 2^53 + 1, not a double
     Element target = element(TypeCode::Lint);

@@ -16,6 +16,13 @@ int runWrite(CommandContext& context);
 int runWatch(CommandContext& context);
 int runTags(const CommandContext& context);
 int runStatus(CommandContext& context);
+// 3 when something is wrong with the tags.
+int runCheck(CommandContext& context);
+// 3 when the plan grew.
+int runPlan(CommandContext& context);
+
+// 3 when symbol files differ. REQUIRES nothing: it opens the files that it is given.
+int runSymbols(CommandContext& context);
 
 }  // namespace ac500::host
 

@@ -5,9 +5,14 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tools/host/plant_values.h"
+
 namespace ac500::host {
 
 namespace {
+
+// The largest whole number that is exact, and not what another is rounded to, where numbers are doubles.
+constexpr std::int64_t kLargestExact = (std::int64_t{1} << 53) - 1;
 
 // Bytes of UTF-8 that do not begin a character.
 bool continuesCharacter(char c) {
@@ -24,16 +29,57 @@ Json floatJson(Float value) {
     return std::isfinite(value) ? Json(value) : Json(fmt::format("{}", value));
 }
 
+Json wholeJson(std::int64_t value) {
+    return value < -kLargestExact || value > kLargestExact ? Json(std::to_string(value)) : Json(value);
+}
+
+Json wholeJson(std::uint64_t value) {
+    return value > std::uint64_t{kLargestExact} ? Json(std::to_string(value)) : Json(value);
+}
+
 Json elementJson(const HostValue& value) {
     struct Visitor {
         Json operator()(float v) const { return floatJson(v); }
         Json operator()(double v) const { return floatJson(v); }
         Json operator()(bool v) const { return v; }
-        Json operator()(std::int64_t v) const { return v; }
-        Json operator()(std::uint64_t v) const { return v; }
+        Json operator()(std::int64_t v) const { return wholeJson(v); }
+        Json operator()(std::uint64_t v) const { return wholeJson(v); }
         Json operator()(const std::string& v) const { return v; }
     };
     return std::visit(Visitor(), value);
+}
+
+Json limitJson(const symbol_file::Limit& limit) {
+    if (!limit.whole) {
+        return limit.number.value;
+    }
+    const std::uint64_t magnitude = limit.whole->magnitude;
+    return limit.whole->negative ? wholeJson(-static_cast<std::int64_t>(magnitude - 1) - 1) : wholeJson(magnitude);
+}
+
+// What the symbol file says beyond type and place, where it does.
+void addNotes(const Leaf& leaf, Json* json) {
+    if (leaf.isReadOnly) {
+        (*json)["read_only"] = true;
+    }
+    if (leaf.notes == nullptr) {
+        return;
+    }
+    if (!leaf.notes->unit.empty()) {
+        (*json)["unit"] = leaf.notes->unit;
+    }
+    if (leaf.notes->scale) {
+        (*json)["scale"] = {{"factor", leaf.notes->scale->factor.value}, {"offset", leaf.notes->scale->offset.value}};
+    }
+    if (leaf.notes->minimum) {
+        (*json)["min"] = limitJson(*leaf.notes->minimum);
+    }
+    if (leaf.notes->maximum) {
+        (*json)["max"] = limitJson(*leaf.notes->maximum);
+    }
+    for (const symbol_file::NamedValue& named : leaf.notes->names) {
+        (*json)["names"][toText(named.value)] = named.name;
+    }
 }
 
 double milliseconds(Time time) {
@@ -42,14 +88,19 @@ double milliseconds(Time time) {
 
 }  // namespace
 
+Json newDocument() {
+    return {{"version", kOutputVersion}};
+}
+
 std::string typeText(const Tag& tag) {
-    const std::string name = typeTraits(tag.form.code)->name;
+    const std::string name = typeName(tag.form.code, tag.form.stringCharacters);
     const std::string element = tag.form.isBit ? "bit of " + name : name;
     return tag.isList ? fmt::format("{} x {}", tag.elements, element) : element;
 }
 
 std::string typeText(const Leaf& leaf) {
-    return typeTraits(leaf.code)->name + boundsText(leaf.dimensions) + (leaf.bitAddressable ? " (bits)" : "");
+    return typeName(leaf.code, leaf.stringCharacters) + boundsText(leaf.dimensions) +
+           (leaf.bitAddressable ? " (bits)" : "");
 }
 
 std::string addressText(const Leaf& leaf) {
@@ -57,7 +108,7 @@ std::string addressText(const Leaf& leaf) {
 }
 
 std::string valueText(const Tag& tag, const TagValue& value) {
-    return value.isKnown ? formatValues(tag.form, value.values) : "?";
+    return value.isKnown ? formatPlantValues(tag, value.values) : "?";
 }
 
 std::string ageText(const TagValue& value) {
@@ -68,7 +119,8 @@ std::string ageText(const TagValue& value) {
     return seconds < 100 ? fmt::format("{:.2f} s", seconds) : fmt::format("{:.0f} min", seconds / 60);
 }
 
-Json valueJson(const Tag& tag, const HostValues& values) {
+Json valueJson(const Tag& tag, const HostValues& inPlc) {
+    const HostValues values = plantValues(tag, inPlc);
     if (!tag.isList) {
         return values.empty() ? Json() : elementJson(values.front());
     }
@@ -84,6 +136,9 @@ Json tagValueJson(const Tag& tag, const TagValue& value) {
     json["tag"] = tag.text;
     json["type"] = typeText(tag);
     json["value"] = value.isKnown ? valueJson(tag, value.values) : Json();
+    if (hasPlantForm(tag)) {
+        json["text"] = value.isKnown ? Json(formatPlantValues(tag, value.values)) : Json();
+    }
     json["state"] = valueStateName(value.state);
     json["age_ms"] = value.age ? Json(value.age->count()) : Json();
     if (value.state == ValueState::WriteFailed) {
@@ -95,7 +150,7 @@ Json tagValueJson(const Tag& tag, const TagValue& value) {
 Json leafJson(const Leaf& leaf) {
     Json json;
     json["tag"] = leaf.tag;
-    json["type"] = typeTraits(leaf.code)->name;
+    json["type"] = typeName(leaf.code, leaf.stringCharacters);
     json["dimensions"] = Json::array();
     for (const ArrayDimension& dimension : leaf.dimensions) {
         json["dimensions"].push_back({dimension.lower, dimension.upper});
@@ -104,6 +159,7 @@ Json leafJson(const Leaf& leaf) {
     json["address"] = leaf.address;
     json["bits"] = leaf.bitAddressable;
     json["comment"] = leaf.comment;
+    addNotes(leaf, &json);
     return json;
 }
 
