@@ -4,6 +4,28 @@
 
 namespace ac500 {
 
+namespace {
+
+void take(RW_VAR& source, RW_VAR& target) {
+    target.hostId = source.hostId;
+    target.hostSubId = source.hostSubId;
+    target.writeFlag = source.writeFlag;
+    target.aux3 = source.aux3;
+    target.aux4 = source.aux4;
+    target.status = source.status;
+    target.labelName.swap(source.labelName);
+    target.labelArg.swap(source.labelArg);
+    target.dataType = source.dataType;
+    target.offset = source.offset;
+    target.comWord = source.comWord;
+    target.size = source.size;
+    target.resolveResult = source.resolveResult;
+    target.area = source.area;
+    target.data.swap(source.data);
+}
+
+}  // namespace
+
 PendingWrites pendingWriteList(PLC_driver.writeList);
 
 class PendingWrites::Change {
@@ -37,8 +59,14 @@ private:
 };
 
 void PendingWrites::append(const RW_VAR& var) {
+    RW_VAR copy = var;
+    appendTaken(copy);
+}
+
+void PendingWrites::appendTaken(RW_VAR& var) {
     const Change change(*this);
-    list_.append(var);
+    list_.append(RW_VAR());
+    take(var, list_.last());
     if (change.areCounted()) {
         count(identityOf(var));
     }
@@ -99,13 +127,13 @@ void PendingWrites::forget() {
 
 // Where the variable is, or would be.
 PendingWrites::Slot& PendingWrites::slotOf(const Identity& variable) {
-    Slot* const slots = slots_.data();
+    Slot* const table = slots_.data();
     const quint32 lastSlot = static_cast<quint32>(slots_.size() - 1);
     quint32 slot = hashOf(variable) >> (32 - slotBits_);
-    while (slots[slot].writes != kUnused && !(slots[slot].variable == variable)) {
+    while (table[slot].writes != kUnused && !(table[slot].variable == variable)) {
         slot = (slot + 1) & lastSlot;
     }
-    return slots[slot];
+    return table[slot];
 }
 
 }  // namespace ac500

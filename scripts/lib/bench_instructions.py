@@ -2,12 +2,16 @@
 scripts/bench.
 """
 import json
+import os
 import re
 import subprocess
 import sys
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-from lib.bench_programs import ENVIRONMENT, build, program_of, run, tool_versions
+from lib.bench_broken import check_breaks
+from lib.bench_programs import (COUNTING_ENVIRONMENT, PROGRAM, WrongFigures, build, figures_of, program_of, run,
+                                tool_versions)
 from lib.bench_scenarios import LAYOUTS, Row
 from lib.project import begin_gate, end_gate
 
@@ -20,10 +24,20 @@ COUNTED_SIZE = 1000  # instructions are counted at this size
 FIRST_CACHE_KIB = 32
 SECOND_CACHE_KIB = 512
 
-# What the guard counts: the driver's side of every kind of scenario without sockets.
+# What the guard counts: the driver's side of every kind of scenario without sockets, and at two sizes where the cost of
+# one item might grow with their number.
 GUARDED = ([f"{kind}/{layout}/1000/driver" for kind in ("read", "resolve", "rebuild", "cycle") for layout in LAYOUTS]
            + [f"sort/{order}/1000/driver" for order in ("random", "ascending")]
-           + [f"{kind}/one-scope/10000/driver" for kind in ("read", "resolve", "rebuild")])
+           + [f"{kind}/one-scope/10000/driver" for kind in ("read", "resolve", "rebuild")]
+           + [f"{kind}/twenty-scopes/{size}/driver" for kind in ("write", "first-read", "first-cycle", "load")
+              for size in (1000, 10000)])
+
+# (kind, layout, items that one count of 10,000 has for each of one of 1,000, most growth): how many times as many
+# instructions an item may take at ten times the size, whatever has been committed. In a first cycle the buckets of the
+# image double four more times.
+GROWTHS = [(kind, "one-scope", 1, 1.2) for kind in ("read", "resolve", "rebuild")] + [
+    (kind, "twenty-scopes", 1, 1.2) for kind in ("write", "first-read", "load")] + [
+    ("first-cycle", "twenty-scopes", 10, 1.75)]
 
 
 def counts_file(name):
@@ -34,7 +48,7 @@ def count_instructions(name):
     """Instructions per item of one run, set-up left out."""
     COUNTS.mkdir(parents=True, exist_ok=True)
     output = run("valgrind", "--tool=callgrind", "--instr-atstart=no", f"--callgrind-out-file={counts_file(name)}",
-                 program_of(name), "--count", name, env=ENVIRONMENT, stderr=subprocess.DEVNULL)
+                 program_of(name), "--count", name, env=COUNTING_ENVIRONMENT)
     items = float(re.search(r"^items (\S+)$", output, re.MULTILINE)[1])
     total = int(re.search(r"^totals: (\d+)", counts_file(name).read_text(), re.MULTILINE)[1])
     if total == 0:
@@ -43,17 +57,46 @@ def count_instructions(name):
 
 
 def count_all(names):
-    counts = {}
-    for number, name in enumerate(names):
-        if number % 10 == 0:
-            print(f"  counting instructions, {number} of {len(names)}", file=sys.stderr, flush=True)
-        counts[name] = count_instructions(name)
-    return counts
+    """Several at a time: a count does not depend on what else runs."""
+    print(f"  counting the instructions of {len(names)} scenarios", file=sys.stderr, flush=True)
+    with ThreadPoolExecutor(os.cpu_count()) as counting:
+        return dict(zip(names, counting.map(count_instructions, names)))
+
+
+# Whose own instructions stand beside their processor time.
+CLIENTS = tuple(f"link/twenty-scopes/{COUNTED_SIZE}/{who}" for who in ("driver", "libmodbus", "floor"))
 
 
 def counted_names(rows):
     return list(dict.fromkeys(name for row in rows if isinstance(row, Row) and row.size == COUNTED_SIZE
-                              for name in row.names() if not name.startswith("link/")))
+                              for name in row.names() if not name.startswith("link") or name in CLIENTS))
+
+
+# What is counted of a 32-bit ARM build: one of each kind, and how cost grows with size.
+ON_ARM = ([f"{kind}/twenty-scopes/1000/{who}" for kind in ("read", "first-read", "rebuild", "cycle", "write", "first-cycle")
+           for who in ("floor", "driver")]
+          + [f"{kind}/twenty-scopes/10000/driver" for kind in ("read", "rebuild", "write")])
+
+
+def count_on_arm(name):
+    """Instructions per item of one run on 32-bit ARM, as the emulator executes them, what it translates counted block by
+    block (bench/arm_instructions.cpp)."""
+    output = run("qemu-arm", "-L", "build/sysroot/armhf", "-plugin", PROGRAM["libarm_instructions.so"],
+                 "build/armhf/bin/panel_counts", name, env=COUNTING_ENVIRONMENT)
+    counts = figures_of(output)
+    if not counts["instructions"]:
+        raise WrongFigures(f"{name}: no instructions were counted on ARM")
+    return counts["instructions"] / counts["items"]
+
+
+def build_for_arm():
+    subprocess.run(["scripts/build", "armhf", "panel_counts"], check=True)
+
+
+def count_all_on_arm():
+    """REQUIRES: build_for_arm was called, and the benchmarks are built."""
+    with ThreadPoolExecutor(os.cpu_count()) as counting:
+        return dict(zip((f"arm/{name}" for name in ON_ARM), counting.map(count_on_arm, ON_ARM)))
 
 
 def misses_file(name):
@@ -67,7 +110,7 @@ def count_misses(name):
     output = run("valgrind", "--tool=callgrind", "--cache-sim=yes", "--collect-atstart=no",
                  f"--D1={FIRST_CACHE_KIB * 1024},8,64", f"--LL={SECOND_CACHE_KIB * 1024},8,64",
                  f"--callgrind-out-file={misses_file(name)}", program_of(name), "--count-misses", name,
-                 env=ENVIRONMENT, stderr=subprocess.DEVNULL)
+                 env=COUNTING_ENVIRONMENT)
     items = float(re.search(r"^items (\S+)$", output, re.MULTILINE)[1])
     text = misses_file(name).read_text()
     events = re.search(r"^events: (.+)$", text, re.MULTILINE)[1].split()
@@ -89,7 +132,7 @@ def missing_functions(name, most=5):
 
 
 def listed_functions(most, file, *options):
-    listing = run("callgrind_annotate", "--threshold=100", "--auto=no", *options, str(file), env=ENVIRONMENT)
+    listing = run("callgrind_annotate", "--threshold=100", "--auto=no", *options, str(file), env=COUNTING_ENVIRONMENT)
     shares = {}
     row = r"^ *[\d,]+ \( *([\d.]+)%\)  \S*?:(.+?)(?: \[(?:.*/)?([^/]+)\])?$"
     for share, function, library in re.findall(row, listing, re.MULTILINE):
@@ -122,18 +165,30 @@ def compare(name, now, before):
     return True
 
 
+def compare_growth(kind, layout, items, most, counts):
+    """Of the counts of 1,000 and 10,000. Prints a line; answers whether the growth is within its limit."""
+    small, large = (counts[f"{kind}/{layout}/{size}/driver"] for size in (1000, 10000))
+    growth = large / small / items
+    failed = growth > most
+    print(f"  {kind}/{layout}, from 1,000 to 10,000: {'FAILED: ' if failed else ''}x {growth:.2f} per item, x {most} "
+          "is allowed")
+    return not failed
+
+
 def guard():
     begin_gate("bench")
-    build("driver_bench")
+    build("driver_bench", "broken_driver")
     print("Counting instructions ...", flush=True)
     committed = json.loads(COMMITTED.read_text()) if COMMITTED.is_file() else {}
     before = committed.get("instructions per item", {})
     counts = count_all(GUARDED)
     results = [compare(name, counts[name], before.get(name)) for name in GUARDED]
+    results += [compare_growth(*growth, counts) for growth in GROWTHS]
+    results += check_breaks()
     failed = results.count(False)
     if failed and committed.get("counted with") != tool_versions():
         print(f"bench: counted with {tool_versions()}, the committed figures with {committed.get('counted with')}: "
               "that may be the reason", file=sys.stderr)
     if failed:
-        print(f"bench: {failed} of {len(results)} counts failed (see above)", file=sys.stderr)
+        print(f"bench: {failed} of {len(results)} checks failed (see above)", file=sys.stderr)
     return end_gate("bench", results.count(True), failed)
