@@ -9,8 +9,8 @@ begins with `ac500-sim` is left running, as in a second terminal, until the next
 gets a free port, and ac500-host is sent there. The pages show the port that a reader gets, 1201.
 
 A page is right when a new run prints the same, but for what cannot be the same twice: dates and times; durations and ages
-with their unit (12 ms, 0.3 s, "age_ms": 5); on a line that names a variable which the simulated PLC moves, the numbers
-behind the name; and all numbers of a block below a line <!-- transcripts: numbers vary -->.
+with their unit (12 ms, 0.3 s, "age_ms": 5); on a line that names a variable which the simulated PLC moves, numbers, TRUE
+and FALSE behind the name; and all numbers of a block below a line <!-- transcripts: numbers vary -->.
 """
 import difflib
 import json
@@ -29,6 +29,7 @@ TIME = re.compile(r"\d{4}-\d\d-\d\d[ T]\d\d:\d\d:\d\d(\.\d+)?Z?")
 DURATION = re.compile(r"\b\d+(\.\d+)?(?= (ms|s)\b)")
 DURATION_FIELD = re.compile(r'(?<=_ms":)( ?)\d+(\.\d+)?')
 NUMBER = re.compile(r"-?\d+(\.\d+)?(e[+-]?\d+)?")
+MOVING = re.compile(NUMBER.pattern + r"|\bTRUE\b|\bFALSE\b")
 SPACES = re.compile(r" {2,}")
 
 SHELL = r"""
@@ -98,7 +99,7 @@ def masked(line, moving, numbers_vary):
     for tag in moving:
         name, found, rest = line.partition(tag)
         if found and not re.match(r"[\w.]", rest):
-            line = name + found + NUMBER.sub("<n>", rest)
+            line = name + found + MOVING.sub("<n>", rest)
     return SPACES.sub("  ", line).rstrip()  # columns are as wide as what stands in them
 
 

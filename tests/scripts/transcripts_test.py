@@ -67,7 +67,8 @@ class TranscriptsTest(unittest.TestCase):
 
     def test_differences_that_may_be_keep_the_page(self):
         for old, now in (("at 2026-01-02 03:04:05.678", "at 2027-11-12 13:14:15.123"), ("in 5.1 ms", "in 12 ms"),
-                         ('"age_ms": 5,', '"age_ms": 123,'), ("Main.counter  7  fresh", "Main.counter  1234  fresh")):
+                         ('"age_ms": 5,', '"age_ms": 123,'), ("Main.counter  7  fresh", "Main.counter  1234  fresh"),
+                         ("Main.counter  TRUE", "Main.counter  FALSE")):
             text, differences = self.renew(f"$ echo '{now}'", old)
             self.assertEqual((differences, old in text.split("\n")), ([], True), old)
 
