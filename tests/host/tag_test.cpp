@@ -186,19 +186,5 @@ TEST(Tag, OverlapIsAboutBytes) {
     EXPECT_TRUE(overlap({{1, 0, 4}, {2, 0, 4}}, {{2, 2, 10}}));
 }
 
-TEST(Pattern, StarsAndQuestionMarks) {
-    EXPECT_TRUE(matchesPattern("*", ""));
-    EXPECT_TRUE(matchesPattern("*", "Main.x"));
-    EXPECT_TRUE(matchesPattern("Main.*", "Main.x"));
-    EXPECT_FALSE(matchesPattern("Main.*", "Other.x"));
-    EXPECT_TRUE(matchesPattern("*speed", "Main.motor[1].speed"));
-    EXPECT_FALSE(matchesPattern("*speed", "Main.speed2"));
-    EXPECT_TRUE(matchesPattern("*o*o*", "motor.o"));
-    EXPECT_TRUE(matchesPattern("main.?", "Main.x"));
-    EXPECT_FALSE(matchesPattern("main.?", "Main."));
-    EXPECT_TRUE(matchesPattern("*[1]*", "Main.motor[1].speed"));
-    EXPECT_FALSE(matchesPattern("", "x"));
-}
-
 }  // namespace
 }  // namespace ac500::host

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/symbol_file/sample.h"
+#include "tools/symbol_file/name_index.h"
 #include "tools/symbol_file/symbol_file.h"
 
 namespace ac500::symbol_file {
@@ -23,6 +24,14 @@ std::string lookUp(const std::string& tag) {
     std::string error;
     const std::optional<Element> element = findElement(file, tag, &error);
     return element ? text(*element) : error;
+}
+
+std::string lookUpByIndex(const std::string& tag) {
+    static const SymbolFile file = sampleFile();
+    static const NameIndex index(file);
+    std::string reason;
+    const std::optional<Element> element = findElement(file, index, tag, &reason);
+    return element ? text(*element) : reason;
 }
 
 struct Lookup {
@@ -43,6 +52,7 @@ class FoundTag : public testing::TestWithParam<Lookup> {};
 
 TEST_P(FoundTag, GivesTypePlaceAndRestOfTheRow) {
     EXPECT_EQ(lookUp(GetParam().tag), GetParam().expected);
+    EXPECT_EQ(lookUpByIndex(GetParam().tag), GetParam().expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(

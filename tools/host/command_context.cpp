@@ -4,14 +4,22 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <iostream>
+#include <limits>
+#include <utility>
 
 #include "tools/host/print.h"
+#include "tools/host/tag_access.h"
 #include "tools/host/tcp_transport.h"
 #include "tools/host/terminal.h"
 #include "tools/simulator/reserved_variables.h"
 
 namespace ac500::host {
 
+using selection::ChoiceLimits;
+using selection::ChosenTag;
+using selection::ProblemKind;
+using selection::SelectionProblem;
 using symbol_file::LoadedSymbolFile;
 using symbol_file::loadSymbolFile;
 using symbol_file::Problem;
@@ -28,6 +36,27 @@ std::string describeAll(const std::string& fileName, const std::vector<Problem>&
         texts.push_back(describe(fileName, problem));
     }
     return inLines(texts);
+}
+
+FailureKind kindOf(ProblemKind kind) {
+    switch (kind) {
+        case ProblemKind::Name:
+            return FailureKind::Name;
+        case ProblemKind::List:
+            return FailureKind::File;
+        case ProblemKind::TooMany:
+            return FailureKind::Usage;
+    }
+    return FailureKind::Usage;
+}
+
+// All of one text, under the kind of the first: one exit code has to do.
+Failure failureOf(const std::vector<SelectionProblem>& problems) {
+    std::vector<std::string> texts;
+    for (const SelectionProblem& problem : problems) {
+        texts.push_back(problem.text);
+    }
+    return {kindOf(problems.front().kind), inLines(texts)};
 }
 
 SessionSettings sessionSettings(const Options& options) {
@@ -60,14 +89,36 @@ bool CommandContext::openSymbols(Failure* failure) {
     return true;
 }
 
-bool CommandContext::findTags(const std::vector<std::string>& texts, std::vector<Tag>* tags, Failure* failure) const {
+bool CommandContext::chooseTags(const selection::EntryList& list, selection::Expansion expansion,
+                                std::vector<ChosenTag>* chosen, Failure* failure) const {
+    const bool isListing = expansion == selection::Expansion::WholeArrays;
+    const ChoiceLimits limits{isListing ? std::numeric_limits<std::size_t>::max() : options_.mostTags, expansion};
+    selection::Choice choice = selection::choose(tags_->catalog(), list.entries, limits);
+    std::vector<SelectionProblem> problems = list.problems;
+    problems.insert(problems.end(), choice.problems.begin(), choice.problems.end());
+    if (!problems.empty()) {
+        *failure = failureOf(problems);
+        return false;
+    }
+    *chosen = std::move(choice.tags);
+    return true;
+}
+
+bool CommandContext::chooseTags(std::vector<Tag>* tags, Failure* failure) const {
+    std::vector<ChosenTag> chosen;
+    return chooseTags(selection::entriesOf(options_.arguments, std::cin), selection::Expansion::Allowed, &chosen,
+                      failure) &&
+           findTags(chosen, tags, failure);
+}
+
+bool CommandContext::findTags(const std::vector<ChosenTag>& chosen, std::vector<Tag>* tags, Failure* failure) const {
     std::vector<std::string> problems;
-    for (const std::string& text : texts) {
+    for (const ChosenTag& one : chosen) {
         std::string problem;
-        if (const std::optional<Tag> tag = tags_->find(text, &problem)) {
-            tags->push_back(*tag);
-        } else if (std::find(problems.begin(), problems.end(), problem) == problems.end()) {
-            problems.push_back(problem);
+        if (std::optional<Tag> tag = tags_->find(one.tag, &problem)) {
+            tags->push_back(std::move(*tag));
+        } else {
+            problems.push_back(one.origin.text() + problem);
         }
     }
     if (!problems.empty()) {
@@ -98,18 +149,39 @@ bool CommandContext::startSession(const std::vector<Tag>& tags, Failure* failure
         *failure = {FailureKind::File, error};
         return false;
     }
+    if (!driverKnows(tags, failure)) {
+        return false;
+    }
+    session_->poll(tags);
+    return true;
+}
+
+bool CommandContext::openOfflineDriver(Failure* failure) {
+    if (!openDriver(failure)) {
+        return false;
+    }
+    offlineDriver_ = std::make_unique<OfflineDriver>(driver_->functions(), *tags_);
+    std::string error;
+    if (!offlineDriver_->start(&error)) {
+        *failure = {FailureKind::File, error};
+        return false;
+    }
+    return true;
+}
+
+bool CommandContext::driverKnows(const std::vector<Tag>& tags, Failure* failure) const {
+    const TagAccess access(driver_->functions(), 2 * options_.maxRequestWords);
     std::vector<std::string> problems;
+    std::string error;
     for (const Tag& tag : tags) {
-        if (!session_->driverKnows(tag, &error)) {
+        if (!access.isKnown(tag, &error)) {
             problems.push_back(error);
         }
     }
     if (!problems.empty()) {
         *failure = {FailureKind::Name, inLines(problems)};
-        return false;
     }
-    session_->poll(tags);
-    return true;
+    return problems.empty();
 }
 
 int CommandContext::cannotBegin(const Failure& failure) const {

@@ -10,6 +10,8 @@
 
 #include "tools/host/command_line.h"
 #include "tools/host/host_session.h"
+#include "tools/host/offline_driver.h"
+#include "tools/selection/choice.h"
 
 namespace ac500::host {
 
@@ -22,15 +24,26 @@ public:
 
     // In this order. All return false on failure, and *failure then says why.
     bool openSymbols(Failure* failure);  // lists every problem of the file
-    // One tag for each text; lists every text that names none.
-    bool findTags(const std::vector<std::string>& texts, std::vector<Tag>* tags, Failure* failure) const;
+    // What the entries of a list stand for; lists everything that is wrong with list and entries.
+    bool chooseTags(const selection::EntryList& list, selection::Expansion expansion,
+                    std::vector<selection::ChosenTag>* chosen, Failure* failure) const;
+    // The tags that the command's arguments stand for.
+    bool chooseTags(std::vector<Tag>* tags, Failure* failure) const;
+    // The tag of each of them; lists every one that names none.
+    bool findTags(const std::vector<selection::ChosenTag>& chosen, std::vector<Tag>* tags, Failure* failure) const;
     // Loads the driver, starts the session and reads the tags in every cycle.
     bool startSession(const std::vector<Tag>& tags, Failure* failure);
+
+    // Loads the driver to be asked what it would do: for a command without a PLC.
+    bool openOfflineDriver(Failure* failure);
+    // Does the driver know these tags? Lists all that it does not.
+    bool driverKnows(const std::vector<Tag>& tags, Failure* failure) const;
 
     const Options& options() const { return options_; }
     const TagTable& tags() const { return *tags_; }
     const DriverLibrary& driver() const { return *driver_; }
     HostSession& session() { return *session_; }
+    OfflineDriver& offlineDriver() { return *offlineDriver_; }
 
     // Ends a command that could not begin; returns its exit code.
     int cannotBegin(const Failure& failure) const;
@@ -51,6 +64,7 @@ private:
     SteadyClock clock_;
     std::unique_ptr<TagTable> tags_;
     std::unique_ptr<DriverLibrary> driver_;
+    std::unique_ptr<OfflineDriver> offlineDriver_;
     std::unique_ptr<HostSession> session_;  // last: it uses the others until it ends
     std::size_t eventsTold_ = 0;
 };

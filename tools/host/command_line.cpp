@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "tools/console/usage_problem.h"
+#include "tools/desk/what_if.h"
 #include "tools/host/failure.h"
 
 namespace ac500::host {
@@ -17,9 +18,17 @@ constexpr char kFooter[] =
     "Tags:\n"
     "  Main.motor.speed      a variable\n"
     "  Main.grid[2,3]        an element of an array\n"
-    "  Main.recipe[1..5]     some elements of a row; Main.recipe: a whole array of one dimension\n"
+    "  Main.recipe[1..5]     some elements of a row\n"
     "  Main.flags.b[3]       a bit of a variable; Main.flags.b[0..7]: some of them\n"
     "                        (bits of one variable that two panels write: see write --help)\n"
+    "Several at once, but not to write:\n"
+    "  Main.recipe           a whole array; one of several dimensions comes row by row\n"
+    "  Main.pumps[1]         all values of a structure, an array of structures, a scope\n"
+    "  'Main.tank*'          what matches: * and ? stand for characters of one component,\n"
+    "                        ** for any; quoted, because the shell has patterns of its own\n"
+    "  @FILE                 a list: one a line, # begins a comment; or CSV with a header and the\n"
+    "                        columns tag, interval (ms) and value; or what tags --json prints\n"
+    "  -                     such a list from the standard input\n"
     "\n"
     "Values:\n"
     "  TRUE FALSE 1 0        booleans and bits\n"
@@ -32,7 +41,7 @@ constexpr char kFooter[] =
     "  0            everything was done\n"
     "  1 usage      the command line or a value is wrong\n"
     "  2 file       the driver or the symbol file cannot be used\n"
-    "  3 name       a tag does not exist\n"
+    "  3 name       a tag does not exist; plan --expect: it grew\n"
     "  4 tcp        there is no connection to the PLC\n"
     "  5 handshake  the PLC, or what answers in its place, opens no session\n"
     "  6 request    reading or writing failed\n"
@@ -41,7 +50,8 @@ constexpr char kFooter[] =
     "  141          ended because nobody reads its output any more\n"
     "\n"
     "Examples:\n"
-    "  ac500-host --symbols plant.json tags \"Main.tank*\"\n"
+    "  ac500-host --symbols plant.json tags 'Main.tank*'\n"
+    "  ac500-host --symbols plant.json tags --json 'Main.tank*' | ac500-host --symbols plant.json read -\n"
     "  ac500-host --symbols plant.json --plc 192.168.0.10:1201 read Main.counter\n"
     "  ac500-host --symbols plant.json write Main.setpoint=21.5 Main.flags.b[3]=1\n"
     "  ac500-host --symbols plant.json watch --seconds 10 Main.counter \"Main.recipe[1..5]\"\n";
@@ -57,6 +67,7 @@ constexpr char kWriteFooter[] =
 constexpr int kLongestMs = 24 * 60 * 60 * 1000;
 constexpr int kMostRequestWords = 32000;
 constexpr int kMostRetries = 1000;
+constexpr int kMostTags = 1000000;
 
 void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
     app.add_option("--driver", options.driver,
@@ -87,6 +98,10 @@ void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
         ->type_name("N")
         ->check(CLI::Range(0, kMostRetries))
         ->capture_default_str();
+    app.add_option("--max", options.mostTags, "Most tags that a command takes; more are an error (tags: no limit)")
+        ->type_name("N")
+        ->check(CLI::Range(1, kMostTags))
+        ->capture_default_str();
     app.add_flag("--json", options.json, "Output for programs: one JSON document; watch: one JSON object per line");
     app.add_flag("--simulator", options.simulator, "Add the simulator's own variables: scope Sim");
     app.add_flag("--verbose", options.verbose,
@@ -104,19 +119,49 @@ struct CommandRow {
 
 constexpr CommandRow kCommands[] = {
     {Command::Read, "read", "Read variables once and show their values", "TAG", 1, "What to read"},
-    {Command::Write, "write", "Write variables, then read them back and compare", "TAG=VALUE", 1, "What to write"},
+    {Command::Write, "write", "Write variables, then read them back and compare", "TAG=VALUE", 1,
+     "What to write; @FILE or - for a list with values"},
     {Command::Watch, "watch", "Show variables in a live table; Enter turns its pages", "TAG", 1, "What to watch"},
-    {Command::Tags, "tags", "List what can be read; needs neither driver nor PLC", "PATTERN", 0,
-     "Only tags like this; * stands for any characters, ? for one"},
-    {Command::Status, "status", "Try every step up to the first read, and tell how far it gets", nullptr, 0, nullptr},
+    {Command::Tags, "tags", "List what can be read; needs neither driver nor PLC", "TAG", 0,
+     "Only these; an element or a bit is listed as its variable"},
+    {Command::Plan, "plan", "Tell what reading tags in every cycle costs; needs the driver, but no PLC", "TAG", 1,
+     "What would be read"},
+    {Command::Status, "status", "Try every step up to the first read, and tell how far it gets", "TAG", 0,
+     "What to read (default: the first variable there is)"},
 };
+
+constexpr char kPlanFooter[] =
+    "The driver itself is asked: what is counted are the requests that it wants sent in one pass.\n"
+    "Whether the PLC takes a larger --max-request-words only the PLC can tell.\n"
+    "\n"
+    "Exit codes: 0 done, 3 a tag does not exist, or with --expect the plan grew; others as below.\n";
+
+void addPlanOptions(CLI::App& command, PlanOptions& plan) {
+    const auto addTime = [&command](const char* name, double& target, const char* what) {
+        command.add_option(name, target, what)
+            ->type_name("MS")
+            ->check(CLI::Range(0.0, static_cast<double>(kLongestMs)))
+            ->capture_default_str();
+    };
+    addTime("--round-trip", plan.roundTripMs, "Time of one request on the network, both ways, in ms");
+    addTime("--plc-time", plan.plcMs, "Time of one request in the PLC, in ms");
+    command
+        .add_flag("--what-if{500}", plan.whatIfWords,
+                  "Try every --max-request-words from 10 to MAX (--what-if=MAX; without it 500), the best first")
+        ->check(CLI::Range(desk::kSmallestTriedWords, kMostRequestWords));
+    command.add_flag("--map", plan.map, "Draw the memory that is read, in characters");
+    command.add_option("--svg", plan.svg, "Draw the memory that is read into this file")->type_name("FILE");
+    command.add_option("--expect", plan.expect, "An earlier plan, as --json printed it; 3 when this one costs more")
+        ->type_name("FILE");
+    command.footer(std::string(kPlanFooter) + "\n" + kFooter);
+}
 
 void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
     CLI::App* command = app.add_subcommand(row.name, row.summary);
     command->callback([&options, &row] { options.command = row.command; });
     if (row.argument != nullptr) {
         CLI::Option* argument = command->add_option(row.argument, options.arguments, row.argumentSummary);
-        argument->type_name("")->expected(row.least, row.least == 0 ? 1 : 1000000);
+        argument->type_name("")->expected(row.least, 1000000);
         if (row.least > 0) {
             argument->required();
         }
@@ -124,6 +169,9 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
     if (row.command == Command::Write) {
         command->add_flag("--force", options.force, "Write nan and inf, too, which few PLC programs expect");
         command->footer(std::string(kWriteFooter) + "\n" + kFooter);
+    }
+    if (row.command == Command::Plan) {
+        addPlanOptions(*command, options.plan);
     }
     if (row.command == Command::Watch) {
         command->add_option("--interval", options.intervalMs, "Time between two displays, in ms")

@@ -10,11 +10,21 @@
 
 namespace ac500::host {
 
-enum class Command { Read, Write, Watch, Tags, Status };
+enum class Command { Read, Write, Watch, Tags, Status, Plan };
+
+struct PlanOptions {
+    double roundTripMs = 1;  // of the network, for one request
+    double plcMs = 5;        // in the PLC, for one request
+    int whatIfWords = 0;     // the largest size that is tried; 0: none
+    bool map = false;
+    std::string svg;     // a file to be written; empty: none
+    std::string expect;  // an earlier plan as JSON; empty: none
+};
 
 struct Options {
     Command command = Command::Status;
-    std::vector<std::string> arguments;  // tags, TAG=VALUE texts, or at most one pattern
+    std::vector<std::string> arguments;  // selections of tags, or TAG=VALUE texts and lists of them
+    std::size_t mostTags = 5000;
 
     std::string driver;  // empty: look in the usual places
     std::string symbols;
@@ -31,6 +41,8 @@ struct Options {
     bool force = false;  // write: also nan and inf
     double seconds = 0;  // watch: 0 is until Ctrl-C
     int intervalMs = 500;
+
+    PlanOptions plan;
 };
 
 struct ParsedCommandLine {

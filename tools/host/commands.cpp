@@ -26,6 +26,8 @@ int runCommand(const Options& options) {
             return runTags(context);
         case Command::Status:
             return runStatus(context);
+        case Command::Plan:
+            return runPlan(context);
     }
     return 0;
 }

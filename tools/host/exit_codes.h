@@ -4,6 +4,7 @@
 
 namespace ac500::host {
 
+constexpr int kExitFindings = 3;  // something is wrong with what was looked at: a tag, or a plan that grew
 constexpr int kExitInterrupted = 130;  // by Ctrl-C, before everything was done
 
 }  // namespace ac500::host

@@ -57,7 +57,7 @@ void printValuesJson(const std::vector<Tag>& tags, CommandContext& context, cons
 int runRead(CommandContext& context) {
     std::vector<Tag> tags;
     Failure failure;
-    if (!context.findTags(context.options().arguments, &tags, &failure) || !context.startSession(tags, &failure)) {
+    if (!context.chooseTags(&tags, &failure) || !context.startSession(tags, &failure)) {
         return context.cannotBegin(failure);
     }
     const Milliseconds wait(context.options().waitMs);

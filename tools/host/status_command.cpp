@@ -27,12 +27,31 @@ std::optional<Tag> firstTag(const TagTable& table) {
     return std::nullopt;
 }
 
+// What is to be read: the tags that the user wants, or the first there is.
+bool chooseTags(const CommandContext& context, std::vector<Tag>* tags, Failure* failure) {
+    if (!context.options().arguments.empty()) {
+        return context.chooseTags(tags, failure);
+    }
+    if (const std::optional<Tag> first = firstTag(context.tags())) {
+        tags->push_back(*first);
+        return true;
+    }
+    *failure = {FailureKind::File, context.options().symbols + ": holds no variable to read"};
+    return false;
+}
+
 std::string lastFailureOf(const SessionStatus& status, const std::string& otherwise) {
     return status.lastFailure ? status.lastFailure->failure.text : otherwise;
 }
 
+std::string receivedText(CommandContext& context, const std::vector<Tag>& tags) {
+    const Tag& first = tags.front();
+    const std::string text = first.text + " = " + valueText(first, context.session().value(first));
+    return tags.size() == 1 ? text : fmt::format("{} tags read; {}", tags.size(), text);
+}
+
 // From the bottom up; a step is only tried when those below it are good.
-std::vector<StatusLine> linkLines(CommandContext& context, const Tag& tag) {
+std::vector<StatusLine> linkLines(CommandContext& context, const std::vector<Tag>& tags) {
     const SessionStatus status = context.session().status();
     std::vector<StatusLine> lines;
     if (status.statistics.connections == 0) {
@@ -45,10 +64,9 @@ std::vector<StatusLine> linkLines(CommandContext& context, const Tag& tag) {
         return lines;
     }
     lines.push_back({FailureKind::Handshake, true, "session opened"});
-    const TagValue value = context.session().value(tag);
-    lines.push_back(
-        {FailureKind::Request, value.isKnown,
-         value.isKnown ? tag.text + " = " + valueText(tag, value) : lastFailureOf(status, "no reply in time")});
+    const bool isReceived = context.areReceived(tags);
+    lines.push_back({FailureKind::Request, isReceived,
+                     isReceived ? receivedText(context, tags) : lastFailureOf(status, "no reply in time")});
     return lines;
 }
 
@@ -75,12 +93,12 @@ void printStatusJson(const std::vector<StatusLine>& lines, const Statistics& sta
 
 int runStatus(CommandContext& context) {
     const Options& options = context.options();
-    const std::optional<Tag> tag = firstTag(context.tags());
-    Failure failure{FailureKind::File, options.symbols + ": holds no variable to read"};
-    if (!tag || !context.startSession({*tag}, &failure)) {
+    std::vector<Tag> tags;
+    Failure failure;
+    if (!chooseTags(context, &tags, &failure) || !context.startSession(tags, &failure)) {
         return context.cannotBegin(failure);
     }
-    const bool isReading = context.waitUntil(Milliseconds(options.waitMs), [&] { return context.areReceived({*tag}); });
+    const bool isReading = context.waitUntil(Milliseconds(options.waitMs), [&] { return context.areReceived(tags); });
     if (isReading) {
         context.waitUntil(Milliseconds(static_cast<std::int64_t>(options.seconds * 1000)), [] { return false; });
     }
@@ -88,7 +106,7 @@ int runStatus(CommandContext& context) {
     std::vector<StatusLine> lines{
         {FailureKind::File, true, fmt::format("{}: {} tags", options.symbols, context.tags().leaves().size())},
         {FailureKind::File, true, "driver " + context.driver().path()}};
-    for (const StatusLine& line : linkLines(context, *tag)) {
+    for (const StatusLine& line : linkLines(context, tags)) {
         lines.push_back(line);
     }
     if (options.json) {

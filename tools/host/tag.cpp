@@ -3,49 +3,18 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
-
-#include "tools/text/near_names.h"
-#include "tools/text/text.h"
 
 namespace ac500::host {
 
+using selection::rangeAtEnd;
+using selection::TagRange;
 using symbol_file::Element;
 using symbol_file::kStringBytes;
 using symbol_file::kStringCharacters;
-using symbol_file::TagProblem;
 
 namespace {
 
 constexpr int kBitsPerWord = 16;
-
-std::optional<int> parseIndex(const std::string& text) {
-    int index = 0;
-    const char* end = text.data() + text.size();
-    const auto [rest, problem] = std::from_chars(text.data(), end, index);
-    return problem == std::errc() && rest == end ? std::optional<int>(index) : std::nullopt;
-}
-
-// "Main.grid[2,3]" is "Main.grid[2," and "3"; nothing when the text does not end with an index.
-struct LastIndex {
-    std::string prefix;
-    std::string index;
-};
-
-std::optional<LastIndex> splitLastIndex(const std::string& text) {
-    if (text.empty() || text.back() != ']') {
-        return std::nullopt;
-    }
-    const std::string::size_type opening = text.find_last_of("[,");
-    if (opening == std::string::npos) {
-        return std::nullopt;
-    }
-    return LastIndex{text.substr(0, opening + 1), text.substr(opening + 1, text.size() - opening - 2)};
-}
-
-std::string withoutIndices(const std::string& tag) {
-    return tag.empty() || tag.back() != ']' ? tag : tag.substr(0, tag.rfind('['));
-}
 
 void place(const Element& element, Tag* tag) {
     tag->form = {element.code, element.bit >= 0};
@@ -124,32 +93,18 @@ bool overlap(const std::vector<ByteRun>& a, const std::vector<ByteRun>& b) {
     return false;
 }
 
-TagTable::TagTable(SymbolFile file) : file_(std::move(file)), leaves_(listLeaves(file_)) {
-    for (std::size_t i = 0; i < leaves_.size(); ++i) {
-        leafByTag_.emplace(leaves_[i].tag, i);
-    }
-}
-
 std::optional<Tag> TagTable::find(const std::string& text, std::string* error) const {
-    const Leaf* leaf = leafNamed(text);
+    const Leaf* leaf = catalog_.leafNamed(text);
     if (leaf != nullptr && !leaf->dimensions.empty()) {
         return wholeArray(text, *leaf, error);
     }
-    const std::optional<LastIndex> last = splitLastIndex(text);
-    const std::string::size_type dots = last ? last->index.find("..") : std::string::npos;
-    if (dots == std::string::npos) {
-        return single(text, error);
-    }
-    const std::string lower = last->index.substr(0, dots);
-    const std::string upper = last->index.substr(dots + 2);
-    const std::optional<int> lowerIndex = parseIndex(lower);
-    const std::optional<int> upperIndex = parseIndex(upper);
-    if (!lowerIndex || !upperIndex || *lowerIndex > *upperIndex) {
-        *error = fmt::format("{}: \"{}\" is no range; write it as [1..5], the lower index first", text, last->index);
+    std::string badRange;
+    const std::optional<TagRange> rangeOfText = rangeAtEnd(text, &badRange);
+    if (!badRange.empty()) {
+        *error = badRange;
         return std::nullopt;
     }
-    return range(text, {last->prefix + lower + "]", last->prefix + upper + "]", last->prefix, *lowerIndex, *upperIndex},
-                 error);
+    return rangeOfText ? range(text, *rangeOfText, error) : single(text, error);
 }
 
 std::optional<Tag> TagTable::wholeArray(const std::string& text, const Leaf& leaf, std::string* error) const {
@@ -172,10 +127,9 @@ std::optional<Tag> TagTable::wholeArray(const std::string& text, const Leaf& lea
 }
 
 std::optional<Tag> TagTable::single(const std::string& text, std::string* error) const {
-    TagProblem problem;
-    const std::optional<Element> element = findElement(file_, text, &problem);
+    const std::optional<Element> element = catalog_.element(text, error);
     if (!element) {
-        *error = problem.reason + remedyFor(problem, text);
+        *error = catalog_.explain(text);
         return std::nullopt;
     }
     Tag tag;
@@ -187,12 +141,11 @@ std::optional<Tag> TagTable::single(const std::string& text, std::string* error)
     return tag;
 }
 
-std::optional<Tag> TagTable::range(const std::string& text, const Range& range, std::string* error) const {
-    TagProblem problem;
-    const std::optional<Element> first = findElement(file_, range.first, &problem);
-    const std::optional<Element> last = first ? findElement(file_, range.last, &problem) : std::nullopt;
+std::optional<Tag> TagTable::range(const std::string& text, const TagRange& range, std::string* error) const {
+    const std::optional<Element> first = catalog_.element(range.first, error);
+    const std::optional<Element> last = first ? catalog_.element(range.last, error) : std::nullopt;
     if (!last) {
-        *error = problem.reason + remedyFor(problem, text);
+        *error = catalog_.explain(text);
         return std::nullopt;
     }
     Tag tag;
@@ -209,54 +162,9 @@ std::optional<Tag> TagTable::range(const std::string& text, const Range& range, 
     return tag;
 }
 
-const Leaf* TagTable::leafNamed(const std::string& tag) const {
-    const auto found = leafByTag_.find(tag);
-    return found == leafByTag_.end() ? nullptr : &leaves_[found->second];
-}
-
 int TagTable::rowExtentOf(const std::string& elementTag) const {
-    const Leaf* leaf = leafNamed(withoutIndices(elementTag));
+    const Leaf* leaf = catalog_.leafNamed(selection::withoutIndices(elementTag));
     return leaf == nullptr || leaf->dimensions.empty() ? 0 : leaf->dimensions.back().count();
-}
-
-// Whole tags in place of the one component that is near, when there are any.
-std::string TagTable::remedyFor(const TagProblem& problem, const std::string& text) const {
-    if (problem.remedy.empty()) {
-        return std::string();
-    }
-    std::vector<std::string> names;
-    for (const Leaf& leaf : leaves_) {
-        names.push_back(leaf.tag);
-    }
-    const std::vector<std::string> near = text::nearNames(withoutIndices(text), names, 3);
-    return near.empty() ? problem.remedy : fmt::format("; near names: {}", fmt::join(near, ", "));
-}
-
-bool matchesPattern(const std::string& pattern, const std::string& text) {
-    // The last "*" is retried with one more character each time what follows it does not fit.
-    std::size_t p = 0;
-    std::size_t t = 0;
-    std::size_t star = std::string::npos;
-    std::size_t retry = 0;
-    while (t < text.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            retry = t;
-        } else if (p < pattern.size() &&
-                   (pattern[p] == '?' || text::lowerCase(pattern[p]) == text::lowerCase(text[t]))) {
-            ++p;
-            ++t;
-        } else if (star != std::string::npos) {
-            p = star + 1;
-            t = ++retry;
-        } else {
-            return false;
-        }
-    }
-    while (p < pattern.size() && pattern[p] == '*') {
-        ++p;
-    }
-    return p == pattern.size();
 }
 
 }  // namespace ac500::host

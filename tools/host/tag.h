@@ -5,12 +5,14 @@
 
 #include <optional>
 #include <string>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "tools/host/request_frame.h"
 #include "tools/host/run_plan.h"
 #include "tools/host/value_codec.h"
+#include "tools/selection/catalog.h"
+#include "tools/selection/tag_range.h"
 #include "tools/symbol_file/symbol_file.h"
 
 namespace ac500::host {
@@ -55,11 +57,12 @@ std::string boundsText(const std::vector<ArrayDimension>& dimensions);
 
 class TagTable {
 public:
-    explicit TagTable(SymbolFile file);
+    explicit TagTable(SymbolFile file) : catalog_(std::move(file)) {}
 
-    const SymbolFile& file() const { return file_; }
+    const selection::Catalog& catalog() const { return catalog_; }
+    const SymbolFile& file() const { return catalog_.file(); }
     // In file order.
-    const std::vector<Leaf>& leaves() const { return leaves_; }
+    const std::vector<Leaf>& leaves() const { return catalog_.leaves(); }
 
     // Understands "Main.motor.speed", "Main.grid[2,3]", "Main.recipe[1..5]", "Main.recipe" (the whole of a
     // one-dimensional array), "Main.flags.b[3]" and "Main.flags.b[0..7]". Nothing when there is no such thing; *error
@@ -67,28 +70,13 @@ public:
     std::optional<Tag> find(const std::string& text, std::string* error) const;
 
 private:
-    struct Range {
-        std::string first;  // the text with the range replaced by its first index
-        std::string last;
-        std::string prefix;
-        int lower = 0;
-        int upper = 0;
-    };
-
     std::optional<Tag> wholeArray(const std::string& text, const Leaf& leaf, std::string* error) const;
     std::optional<Tag> single(const std::string& text, std::string* error) const;
-    std::optional<Tag> range(const std::string& text, const Range& range, std::string* error) const;
-    const Leaf* leafNamed(const std::string& tag) const;
+    std::optional<Tag> range(const std::string& text, const selection::TagRange& range, std::string* error) const;
     int rowExtentOf(const std::string& elementTag) const;
-    std::string remedyFor(const symbol_file::TagProblem& problem, const std::string& text) const;
 
-    SymbolFile file_;
-    std::vector<Leaf> leaves_;
-    std::unordered_map<std::string, std::size_t> leafByTag_;
+    selection::Catalog catalog_;
 };
-
-// "*" stands for any characters, "?" for one; upper and lower case are the same.
-bool matchesPattern(const std::string& pattern, const std::string& text);
 
 }  // namespace ac500::host
 

@@ -2,30 +2,64 @@
 
 #include <fmt/format.h>
 
+#include <iostream>
+#include <unordered_set>
+
 #include "tools/host/print.h"
 
 namespace ac500::host {
 
+using selection::Catalog;
+using selection::ChosenTag;
+
+namespace {
+
+// The variables that the arguments stand for, in the order in which they are named; all of them without arguments.
+bool chooseLeaves(const CommandContext& context, std::vector<const Leaf*>* leaves, Failure* failure) {
+    const Catalog& catalog = context.tags().catalog();
+    if (context.options().arguments.empty()) {
+        for (const Leaf& leaf : catalog.leaves()) {
+            leaves->push_back(&leaf);
+        }
+        return true;
+    }
+    std::vector<ChosenTag> chosen;
+    if (!context.chooseTags(selection::entriesOf(context.options().arguments, std::cin),
+                            selection::Expansion::WholeArrays, &chosen, failure)) {
+        return false;
+    }
+    std::unordered_set<const Leaf*> seen;
+    for (const ChosenTag& one : chosen) {
+        const Leaf* leaf = catalog.leafHolding(one.tag);
+        if (seen.insert(leaf).second) {
+            leaves->push_back(leaf);
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
 int runTags(const CommandContext& context) {
     const Options& options = context.options();
-    const TagTable& tags = context.tags();
-    const std::string pattern = options.arguments.empty() ? "*" : options.arguments.front();
+    std::vector<const Leaf*> leaves;
+    Failure failure;
+    if (!chooseLeaves(context, &leaves, &failure)) {
+        return context.cannotBegin(failure);
+    }
     std::vector<std::vector<std::string>> rows{{"TAG", "TYPE", "AREA", "ADDRESS", "COMMENT"}};
     Json json;
     json["tags"] = Json::array();
-    for (const Leaf& leaf : tags.leaves()) {
-        if (!matchesPattern(pattern, leaf.tag)) {
-            continue;
-        }
-        rows.push_back({leaf.tag, typeText(leaf), std::to_string(leaf.area), addressText(leaf), leaf.comment});
-        json["tags"].push_back(leafJson(leaf));
+    for (const Leaf* leaf : leaves) {
+        rows.push_back({leaf->tag, typeText(*leaf), std::to_string(leaf->area), addressText(*leaf), leaf->comment});
+        json["tags"].push_back(leafJson(*leaf));
     }
     if (options.json) {
         printJson(json);
         return 0;
     }
     printTable(rows);
-    printLine(fmt::format("{} of {} tags", rows.size() - 1, tags.leaves().size()));
+    printLine(fmt::format("{} of {} tags", rows.size() - 1, context.tags().leaves().size()));
     return 0;
 }
 

@@ -199,7 +199,7 @@ private:
 int runWatch(CommandContext& context) {
     std::vector<Tag> tags;
     Failure failure;
-    if (!context.findTags(context.options().arguments, &tags, &failure) || !context.startSession(tags, &failure)) {
+    if (!context.chooseTags(&tags, &failure) || !context.startSession(tags, &failure)) {
         return context.cannotBegin(failure);
     }
     return Watch(context, tags).run();

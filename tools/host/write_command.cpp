@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iostream>
 
 #include "tools/host/bit_check.h"
 #include "tools/host/exit_codes.h"
@@ -11,6 +12,9 @@
 #include "tools/host/terminal.h"
 
 namespace ac500::host {
+
+using selection::ChosenTag;
+using selection::Entry;
 
 namespace {
 
@@ -27,39 +31,59 @@ struct TagWrite {
     std::string note;               // written, but there is something to know
 };
 
-bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, Failure* failure) {
-    const std::vector<std::string>& arguments = context.options().arguments;
-    std::vector<std::string> names;
-    for (const std::string& text : arguments) {
-        if (text.find('=') == std::string::npos) {
-            *failure = {FailureKind::Usage, fmt::format("{}: there is no value; write TAG=VALUE", text)};
+// TAG=VALUE as a word of the command line is one entry; those of a list come apart already.
+bool splitEntries(std::vector<Entry>* entries, Failure* failure) {
+    for (Entry& entry : *entries) {
+        const std::size_t equals = entry.text.find('=');
+        if (!entry.value && equals != std::string::npos) {
+            entry.value = entry.text.substr(equals + 1);
+            entry.text.resize(equals);
+        }
+        if (!entry.value) {
+            const char* remedy =
+                entry.origin.list.empty() ? "write TAG=VALUE" : "write TAG=VALUE, or fill a column value";
+            *failure = {FailureKind::Usage,
+                        fmt::format("{}{}: there is no value; {}", entry.origin.text(), entry.text, remedy)};
             return false;
         }
-        names.push_back(text.substr(0, text.find('=')));
     }
-    std::vector<Tag> tags;
-    if (!context.findTags(names, &tags, failure)) {
+    return true;
+}
+
+bool parseWrite(const CommandContext& context, const ChosenTag& chosen, TagWrite* write, Failure* failure) {
+    const std::string where = chosen.origin.text() + write->tag.text;
+    std::string error;
+    const std::optional<HostValues> values = parseValues(write->tag.form, write->tag.elements, *chosen.value, &error);
+    if (!values) {
+        *failure = {FailureKind::Usage, where + ": " + error};
         return false;
     }
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
+    if (!areFinite(*values) && !context.options().force) {
+        *failure = {FailureKind::Usage, fmt::format("{}: {} is no finite number, which few PLC programs expect; with "
+                                                    "--force it is written all the same",
+                                                    where, formatValues(write->tag.form, *values))};
+        return false;
+    }
+    write->values = *values;
+    write->readBackAs = write->tag.form.isBit ? allBitsOf(write->tag) : write->tag;
+    return true;
+}
+
+bool parseWrites(const CommandContext& context, std::vector<TagWrite>* writes, Failure* failure) {
+    selection::EntryList list = selection::entriesOf(context.options().arguments, std::cin);
+    std::vector<ChosenTag> chosen;
+    std::vector<Tag> tags;
+    if (!splitEntries(&list.entries, failure) ||
+        !context.chooseTags(list, selection::Expansion::None, &chosen, failure) ||
+        !context.findTags(chosen, &tags, failure)) {
+        return false;
+    }
+    for (std::size_t i = 0; i < tags.size(); ++i) {
         TagWrite write;
         write.tag = tags[i];
-        std::string error;
-        const std::optional<HostValues> values =
-            parseValues(write.tag.form, write.tag.elements, arguments[i].substr(names[i].size() + 1), &error);
-        if (!values) {
-            *failure = {FailureKind::Usage, write.tag.text + ": " + error};
+        if (!parseWrite(context, chosen[i], &write, failure)) {
             return false;
         }
-        if (!areFinite(*values) && !context.options().force) {
-            *failure = {FailureKind::Usage,
-                        fmt::format("{}: {} is no finite number, which few PLC programs expect; with "
-                                    "--force it is written all the same",
-                                    write.tag.text, formatValues(write.tag.form, *values))};
-            return false;
-        }
-        write.values = *values;
-        write.readBackAs = write.tag.form.isBit ? allBitsOf(write.tag) : write.tag;
         writes->push_back(write);
     }
     return true;

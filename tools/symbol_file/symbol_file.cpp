@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <map>
 #include <utility>
 
@@ -14,6 +13,7 @@
 #include "tools/symbol_file/limits.h"
 #include "tools/symbol_file/simulation_section.h"
 #include "tools/symbol_file/structure_types.h"
+#include "tools/text/file_text.h"
 
 namespace ac500::symbol_file {
 namespace {
@@ -172,18 +172,6 @@ bool holdsNothing(const std::string& text) {
     return text.find_first_not_of(" \t\r\n", byteOrderMarkBytes(text)) == std::string::npos;
 }
 
-// At most `limit` bytes, so that a file without end (a device) does no harm. False: errno says why.
-bool readUpTo(const std::string& fileName, std::size_t limit, std::string* text) {
-    errno = 0;
-    std::ifstream stream(fileName, std::ios::binary);
-    std::vector<char> block(64 * 1024);
-    while (stream && text->size() < limit) {
-        stream.read(block.data(), static_cast<std::streamsize>(std::min(block.size(), limit - text->size())));
-        text->append(block.data(), static_cast<std::size_t>(stream.gcount()));
-    }
-    return stream.is_open() && !stream.bad();
-}
-
 }  // namespace
 
 std::string describe(const std::string& fileName, const Problem& problem) {
@@ -198,15 +186,15 @@ std::string describe(const std::string& fileName, const Problem& problem) {
 }
 
 LoadedSymbolFile loadSymbolFile(const std::string& fileName) {
-    std::string text;
-    if (!readUpTo(fileName, kMaxFileBytes + 1, &text)) {
+    std::string content;
+    if (!text::readUpTo(fileName, kMaxFileBytes + 1, &content)) {
         return unreadable(std::string("cannot be read: ") + std::strerror(errno) +
                           "; check the path and its permissions");
     }
-    if (text.size() > kMaxFileBytes) {
+    if (content.size() > kMaxFileBytes) {
         return unreadable("is larger than 64 MiB; this is no symbol file, or it has to be split");
     }
-    return parseSymbolFile(text);
+    return parseSymbolFile(content);
 }
 
 LoadedSymbolFile parseSymbolFile(const std::string& text) {

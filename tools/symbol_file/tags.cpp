@@ -4,6 +4,7 @@
 
 #include "tools/symbol_file/json_reader.h"
 #include "tools/symbol_file/layout.h"
+#include "tools/symbol_file/name_index.h"
 #include "tools/symbol_file/symbol_file.h"
 #include "tools/text/text.h"
 
@@ -71,7 +72,9 @@ std::string closeTo(const std::string& name, const std::vector<Named>& list) {
 // Walks down a tag, component by component, and keeps the first reason to stop.
 class TagWalk {
 public:
-    TagWalk(const SymbolFile& file, const std::string& tag) : file_(file), tag_(tag) {}
+    // With an index the walk is quick, and gives no remedies, which no index makes quick.
+    TagWalk(const SymbolFile& file, const NameIndex* index, const std::string& tag)
+        : file_(file), index_(index), tag_(tag) {}
 
     bool run() {
         for (const std::string& part : text::split(tag_, '.')) {
@@ -84,7 +87,7 @@ public:
             return fail("a tag needs a scope and a variable: write SCOPE.VARIABLE");
         }
         const Component& first = components_.front();
-        const Scope* scope = findByName(file_.scopes, first.text);
+        const Scope* scope = index_ ? index_->scope(first.text) : findByName(file_.scopes, first.text);
         if (!scope) {
             return failUnknown("there is no scope " + inQuotes(first.text), first.name, file_.scopes);
         }
@@ -102,15 +105,16 @@ private:
 
     template <typename Named>
     bool failUnknown(std::string reason, const std::string& name, const std::vector<Named>& list) {
-        remedy_ = closeTo(name, list);
+        remedy_ = index_ ? std::string() : closeTo(name, list);
         return fail(std::move(reason));
     }
 
     bool enterScope(const Scope& scope) {
-        const Variable* variable = findByName(scope.variables, components_[1].name);
+        const std::string& name = components_[1].name;
+        const Variable* variable = index_ ? index_->variable(scope, name) : findByName(scope.variables, name);
         if (!variable) {
-            return failUnknown("scope " + inQuotes(scope.name) + " has no variable " + inQuotes(components_[1].name),
-                               components_[1].name, scope.variables);
+            return failUnknown("scope " + inQuotes(scope.name) + " has no variable " + inQuotes(name), name,
+                               scope.variables);
         }
         element_.area = variable->area;
         return descend(*variable);
@@ -128,11 +132,11 @@ private:
                             inQuotes(variable->structure->name) + "; add \".\" and the name of a member");
             }
             const StructType& type = *variable->structure;
-            variable = findByName(type.members, components_[depth].name);
+            const std::string& name = components_[depth].name;
+            variable = index_ ? index_->member(type, name) : findByName(type.members, name);
             if (!variable) {
-                return failUnknown(
-                    "structure type " + inQuotes(type.name) + " has no member " + inQuotes(components_[depth].name),
-                    components_[depth].name, type.members);
+                return failUnknown("structure type " + inQuotes(type.name) + " has no member " + inQuotes(name), name,
+                                   type.members);
             }
             if (!addElement(*variable, components_[depth])) {
                 return false;
@@ -211,6 +215,7 @@ private:
     }
 
     const SymbolFile& file_;
+    const NameIndex* index_;  // may be null
     const std::string& tag_;
     std::vector<Component> components_;
     Element element_;
@@ -280,7 +285,7 @@ std::vector<Leaf> listLeaves(const SymbolFile& file) {
 }
 
 std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, TagProblem* problem) {
-    TagWalk walk(file, tag);
+    TagWalk walk(file, nullptr, tag);
     if (!walk.run()) {
         *problem = walk.problem();
         return std::nullopt;
@@ -295,6 +300,16 @@ std::optional<Element> findElement(const SymbolFile& file, const std::string& ta
         *error = problem.reason + problem.remedy;
     }
     return element;
+}
+
+std::optional<Element> findElement(const SymbolFile& file, const NameIndex& index, const std::string& tag,
+                                   std::string* reason) {
+    TagWalk walk(file, &index, tag);
+    if (!walk.run()) {
+        *reason = walk.problem().reason;
+        return std::nullopt;
+    }
+    return walk.element();
 }
 
 }  // namespace ac500::symbol_file

@@ -1,6 +1,7 @@
 #include "tools/text/near_names.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "tools/text/text.h"
@@ -11,11 +12,6 @@ namespace {
 
 constexpr std::size_t kLongestName = 100;
 
-struct Ranked {
-    int distance;
-    const std::string* name;
-};
-
 int farthestFrom(const std::string& name) {
     return name.size() < 6 ? 1 : std::max(2, static_cast<int>(name.size()) / 3);
 }
@@ -25,13 +21,33 @@ bool isNear(int distance, const std::string& name, const std::string& candidate)
     return distance <= farthestFrom(name) && sharesSomething;
 }
 
+// Without what both have in common at either end, which no error concerns.
+struct Difference {
+    std::string from;
+    std::string to;
+};
+
+Difference differenceOf(const std::string& a, const std::string& b) {
+    const auto same = [](char x, char y) { return lowerCase(x) == lowerCase(y); };
+    const auto [fromBegin, toBegin] = std::mismatch(a.begin(), a.end(), b.begin(), b.end(), same);
+    auto fromEnd = a.end();
+    auto toEnd = b.end();
+    while (fromEnd != fromBegin && toEnd != toBegin && same(*(fromEnd - 1), *(toEnd - 1))) {
+        --fromEnd;
+        --toEnd;
+    }
+    return {lowerCase(std::string(fromBegin, fromEnd)), lowerCase(std::string(toBegin, toEnd))};
+}
+
 }  // namespace
 
-// Row i of the table of distances between the first i characters of `a` and the first j of `b`; the two rows above it
+// Row i of the table of distances between the first i characters of `from` and the first j of `to`; the two rows above it
 // are all that it is made of.
 int editDistance(const std::string& a, const std::string& b) {
-    const std::string from = lowerCase(a);
-    const std::string to = lowerCase(b);
+    const auto [from, to] = differenceOf(a, b);
+    if (from.empty() || to.empty()) {
+        return static_cast<int>(from.size() + to.size());
+    }
     std::vector<int> beforeLast(to.size() + 1);
     std::vector<int> last(to.size() + 1);
     std::vector<int> row(to.size() + 1);
@@ -53,27 +69,44 @@ int editDistance(const std::string& a, const std::string& b) {
     return row[to.size()];
 }
 
-std::vector<std::string> nearNames(const std::string& name, const std::vector<std::string>& candidates,
-                                   std::size_t most) {
-    std::vector<Ranked> ranked;
-    for (const std::string& candidate : candidates) {
-        if (name.size() > kLongestName || candidate.size() > kLongestName) {
-            continue;
-        }
-        const int distance = editDistance(name, candidate);
-        if (isNear(distance, name, candidate)) {
-            ranked.push_back({distance, &candidate});
-        }
+NearestNames::NearestNames(std::string name, std::size_t most) : name_(std::move(name)), most_(most) {}
+
+void NearestNames::offer(const std::string& candidate) {
+    const int lengths = std::abs(static_cast<int>(name_.size()) - static_cast<int>(candidate.size()));
+    const bool isFull = ranked_.size() == most_;
+    const int farthest = isFull && most_ > 0 ? ranked_.back().distance - 1 : farthestFrom(name_);
+    if (name_.size() > kLongestName || candidate.size() > kLongestName || lengths > farthest || most_ == 0) {
+        return;
     }
-    // Equally near ones in the order of the candidates, which stand in one array.
-    std::sort(ranked.begin(), ranked.end(), [](const Ranked& a, const Ranked& b) {
-        return a.distance != b.distance ? a.distance < b.distance : a.name < b.name;
-    });
+    const int distance = editDistance(name_, candidate);
+    if (distance > farthest || !isNear(distance, name_, candidate)) {
+        return;
+    }
+    // Equally near ones keep the order in which they came.
+    const auto place = std::upper_bound(ranked_.begin(), ranked_.end(), distance,
+                                        [](int value, const Ranked& ranked) { return value < ranked.distance; });
+    ranked_.insert(place, {distance, candidate});
+    if (isFull) {
+        ranked_.pop_back();
+    }
+}
+
+std::vector<std::string> NearestNames::names() const {
     std::vector<std::string> names;
-    for (std::size_t i = 0; i < std::min(most, ranked.size()); ++i) {
-        names.push_back(*ranked[i].name);
+    names.reserve(ranked_.size());
+    for (const Ranked& ranked : ranked_) {
+        names.push_back(ranked.name);
     }
     return names;
+}
+
+std::vector<std::string> nearNames(const std::string& name, const std::vector<std::string>& candidates,
+                                   std::size_t most) {
+    NearestNames nearest(name, most);
+    for (const std::string& candidate : candidates) {
+        nearest.offer(candidate);
+    }
+    return nearest.names();
 }
 
 }  // namespace ac500::text

@@ -1,4 +1,4 @@
-// Finds the names that a user may have meant. Pure functions.
+// Finds the names that a user may have meant. No threads.
 #ifndef AC500_TOOLS_TEXT_NEAR_NAMES_H
 #define AC500_TOOLS_TEXT_NEAR_NAMES_H
 
@@ -17,6 +17,25 @@ int editDistance(const std::string& a, const std::string& b);
 // characters are near nothing: comparing costs the product of their lengths.
 std::vector<std::string> nearNames(const std::string& name, const std::vector<std::string>& candidates,
                                    std::size_t most);
+
+// The same for candidates that stand in no list: offers them one by one.
+class NearestNames {
+public:
+    NearestNames(std::string name, std::size_t most);
+
+    void offer(const std::string& candidate);
+    std::vector<std::string> names() const;
+
+private:
+    struct Ranked {
+        int distance;
+        std::string name;
+    };
+
+    std::string name_;
+    std::size_t most_;
+    std::vector<Ranked> ranked_;  // the nearest first
+};
 
 }  // namespace ac500::text
 

@@ -1,0 +1,58 @@
+#include "tools/desk/what_if.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace ac500::desk {
+namespace {
+
+std::vector<TriedSize> sizesOf(const std::vector<int>& requests) {
+    std::vector<TriedSize> sizes;
+    for (const int count : requests) {
+        TriedSize size;
+        size.maxRequestWords = kSmallestTriedWords + static_cast<int>(sizes.size());
+        size.requests = count;
+        sizes.push_back(size);
+    }
+    return sizes;
+}
+
+TEST(WhatIfTest, FewerRequestsAreBetterThenTheSmallerSize) {
+    std::vector<TriedSize> sizes = sizesOf({7, 5, 6, 5, 8});
+    sortByTime(sizes);
+    std::string order;
+    for (const TriedSize& size : sizes) {
+        order += std::to_string(size.maxRequestWords) + "/" + std::to_string(size.requests) + " ";
+    }
+    EXPECT_EQ(order, "11/5 13/5 12/6 10/7 14/8 ");
+}
+
+TEST(WhatIfTest, SizesInARowWithAsManyRequestsAreOneRange) {
+    std::string text;
+    for (const SizeRange& range : rangesByTime(sizesOf({6, 6, 5, 5, 5, 6, 4}))) {
+        text += std::to_string(range.first.maxRequestWords) + ".." + std::to_string(range.lastWords) + "/" +
+                std::to_string(range.first.requests) + " ";
+    }
+    EXPECT_EQ(text, "16..16/4 12..14/5 10..11/6 15..15/6 ");
+    EXPECT_TRUE(rangesByTime({}).empty());
+}
+
+TEST(WhatIfTest, ATriedSizeHasTheFiguresOfItsPlan) {
+    ReadPlan plan;
+    plan.requests.resize(3);
+    plan.items = 4;
+    plan.bytesAsked = 50;
+    plan.bytesSent = 60;
+    plan.bytesReceived = 70;
+    const TriedSize size = triedSize(99, plan);
+    EXPECT_EQ(size.maxRequestWords, 99);
+    EXPECT_EQ(size.requests, 3);
+    EXPECT_EQ(size.items, 4);
+    EXPECT_EQ(size.bytesAsked, 50);
+    EXPECT_EQ(size.bytesSent, 60);
+    EXPECT_EQ(size.bytesReceived, 70);
+}
+
+}  // namespace
+}  // namespace ac500::desk

@@ -1,0 +1,371 @@
+#include "tools/host/commands.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+
+#include "tools/desk/plan_growth.h"
+#include "tools/desk/plan_picture.h"
+#include "tools/desk/read_plan.h"
+#include "tools/desk/what_if.h"
+#include "tools/host/exit_codes.h"
+#include "tools/host/print.h"
+#include "tools/host/terminal.h"
+
+namespace ac500::host {
+
+using desk::FigureChange;
+using desk::Gap;
+using desk::ObservedPass;
+using desk::ReadPlan;
+using desk::RequestFigures;
+using desk::RequestTime;
+using desk::SizeRange;
+using desk::TriedSize;
+using desk::WantedTag;
+
+namespace {
+
+constexpr std::size_t kShownRequests = 20;
+constexpr std::size_t kShownGaps = 10;
+constexpr std::size_t kShownSizes = 12;
+
+// All that a plan shows, whatever it is shown in.
+struct PlanReport {
+    int maxRequestWords = 0;
+    RequestTime time;
+    ReadPlan plan;
+    std::vector<TriedSize> sizes;  // --what-if, ascending
+    std::optional<std::vector<FigureChange>> changes;  // --expect
+};
+
+// ---------------------------------------------------------------------------------------------------------------------
+// An earlier plan
+// ---------------------------------------------------------------------------------------------------------------------
+
+// The costs of a plan as --json printed it.
+std::optional<std::map<std::string, std::int64_t>> earlierCosts(const std::string& fileName, Failure* failure) {
+    std::ifstream file(fileName);
+    if (!file) {
+        *failure = {FailureKind::File, fileName + ": cannot be read; name a file that plan --json has written"};
+        return std::nullopt;
+    }
+    const Json document = Json::parse(file, nullptr, false);
+    const bool isPlan = document.is_object() && document.contains("plan") && document["plan"].is_object();
+    std::map<std::string, std::int64_t> costs;
+    for (const desk::PlanFigure& figure : desk::costsOf(ReadPlan())) {
+        if (!isPlan || !document["plan"].contains(figure.key) || !document["plan"][figure.key].is_number_integer()) {
+            *failure = {FailureKind::File, fmt::format("{}: is no plan, \"plan\" with a whole number \"{}\" is missing; "
+                                                       "name a file that plan --json has written",
+                                                       fileName, figure.key)};
+            return std::nullopt;
+        }
+        costs[figure.key] = document["plan"][figure.key].get<std::int64_t>();
+    }
+    return costs;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Making it
+// ---------------------------------------------------------------------------------------------------------------------
+
+bool trySizes(CommandContext& context, const std::vector<Tag>& tags, const std::vector<WantedTag>& wanted,
+              std::vector<TriedSize>* sizes, Failure* failure) {
+    for (int words = desk::kSmallestTriedWords; words <= context.options().plan.whatIfWords; ++words) {
+        if (wasInterrupted()) {
+            *failure = {FailureKind::Request, "interrupted while sizes were tried"};
+            return false;
+        }
+        std::string error;
+        const std::optional<ObservedPass> pass = context.offlineDriver().observePass(tags, words, &error);
+        if (!pass) {
+            *failure = {FailureKind::Request, error};
+            return false;
+        }
+        sizes->push_back(triedSize(words, desk::makeReadPlan(*pass, wanted)));
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Text
+// ---------------------------------------------------------------------------------------------------------------------
+
+std::string percent(std::int64_t part, std::int64_t whole) {
+    return whole == 0 ? "-" : fmt::format("{:.0f} %", 100.0 * static_cast<double>(part) / static_cast<double>(whole));
+}
+
+void printMore(std::size_t all, std::size_t shown, const char* what) {
+    if (all > shown) {
+        printLine(fmt::format("{} more {}; --json lists all", all - shown, what));
+    }
+}
+
+void printFigures(const PlanReport& report) {
+    const ReadPlan& plan = report.plan;
+    const RequestTime& time = report.time;
+    const std::size_t requests = plan.requests.size();
+    printTable({
+        {"Tags", fmt::format("{}", plan.tags)},
+        {"Largest item", fmt::format("{} words", report.maxRequestWords)},
+        {"Requests in a pass", fmt::format("{}", requests)},
+        {"Items", fmt::format("{}", plan.items)},
+        {"Bytes asked for", fmt::format("{}", plan.bytesAsked)},
+        {"Bytes wanted", fmt::format("{}, {} of those asked for", plan.bytesWanted,
+                                     percent(plan.bytesWanted, plan.bytesAsked))},
+        {"Bytes read along", fmt::format("{}, in {} gaps", plan.bytesReadAlong, plan.gaps.size())},
+        {"Bytes on the wire", fmt::format("{} sent, {} received", plan.bytesSent, plan.bytesReceived)},
+        {"Time of a pass", fmt::format("{:.1f} ms, with a round trip of {} ms and {} ms in the PLC for each request",
+                                       passMs(requests, time), time.roundTripMs, time.plcMs)},
+        {"Of ac500-host", fmt::format("{:.1f} ms, with its quiet look behind the last reply",
+                                      passWithLookMs(requests, time))},
+    });
+}
+
+void printRequests(const std::vector<RequestFigures>& requests) {
+    std::vector<std::vector<std::string>> rows{{"REQUEST", "ITEMS", "ASKED FOR", "WANTED", "FILL", "SENT", "RECEIVED"}};
+    for (std::size_t i = 0; i < std::min(requests.size(), kShownRequests); ++i) {
+        const RequestFigures& request = requests[i];
+        const std::string again = request.itemsAgain == 0 ? "" : fmt::format(" ({} again)", request.itemsAgain);
+        rows.push_back({std::to_string(i + 1), std::to_string(request.items) + again,
+                        std::to_string(request.bytesAsked), std::to_string(request.bytesWanted),
+                        percent(request.bytesWanted, request.bytesAsked), std::to_string(request.requestBytes),
+                        std::to_string(request.replyBytes)});
+    }
+    printLine("");
+    printTable(rows);
+    printMore(requests.size(), kShownRequests, "requests");
+}
+
+void printGaps(std::vector<Gap> gaps) {
+    if (gaps.empty()) {
+        return;
+    }
+    std::stable_sort(gaps.begin(), gaps.end(), [](const Gap& a, const Gap& b) { return a.bytes.size > b.bytes.size; });
+    std::vector<std::vector<std::string>> rows{{"READ ALONG", "AREA", "ADDRESS", "BETWEEN", "AND"}};
+    for (std::size_t i = 0; i < std::min(gaps.size(), kShownGaps); ++i) {
+        const Gap& gap = gaps[i];
+        rows.push_back({std::to_string(gap.bytes.size), std::to_string(gap.bytes.area),
+                        std::to_string(gap.bytes.address), gap.tagBefore, gap.tagBehind});
+    }
+    printLine("");
+    printTable(rows);
+    printMore(gaps.size(), kShownGaps, "gaps");
+}
+
+std::string wordsText(const SizeRange& range) {
+    const int first = range.first.maxRequestWords;
+    return range.lastWords == first ? std::to_string(first) : fmt::format("{}..{}", first, range.lastWords);
+}
+
+// The size in use is always shown.
+void printSizes(const PlanReport& report) {
+    if (report.sizes.empty()) {
+        return;
+    }
+    const std::vector<SizeRange> ranges = desk::rangesByTime(report.sizes);
+    std::vector<std::vector<std::string>> rows{
+        {"WORDS", "REQUESTS", "TIME OF A PASS", "ITEMS", "SENT", "RECEIVED", ""}};
+    std::size_t shown = 0;
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+        const TriedSize& size = ranges[i].first;
+        const bool isInUse = size.maxRequestWords <= report.maxRequestWords && report.maxRequestWords <= ranges[i].lastWords;
+        if (i >= kShownSizes && !isInUse) {
+            continue;
+        }
+        ++shown;
+        rows.push_back({wordsText(ranges[i]), std::to_string(size.requests),
+                        fmt::format("{:.1f} ms", passMs(static_cast<std::size_t>(size.requests), report.time)),
+                        std::to_string(size.items), std::to_string(size.bytesSent), std::to_string(size.bytesReceived),
+                        isInUse ? fmt::format("now {}", report.maxRequestWords) : ""});
+    }
+    printLine("");
+    printLine("What if --max-request-words were another, the best first; only the PLC can tell what it accepts.");
+    printTable(rows);
+    printMore(ranges.size(), shown, "ranges of sizes");
+    printLine("Items and bytes are those of the first size of a range.");
+}
+
+void printChanges(const PlanReport& report, const std::string& fileName) {
+    if (!report.changes) {
+        return;
+    }
+    printLine("");
+    if (report.changes->empty()) {
+        printLine(fmt::format("It costs what {} says.", fileName));
+        return;
+    }
+    std::vector<std::vector<std::string>> rows{{"AGAINST " + fileName, "BEFORE", "NOW", ""}};
+    for (const FigureChange& change : *report.changes) {
+        rows.push_back({change.name, std::to_string(change.before), std::to_string(change.now),
+                        change.isGrowth() ? "grew" : "less"});
+    }
+    printTable(rows);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// JSON
+// ---------------------------------------------------------------------------------------------------------------------
+
+Json figuresJson(const PlanReport& report) {
+    const ReadPlan& plan = report.plan;
+    Json json{{"max_request_words", report.maxRequestWords}, {"tags", plan.tags}};
+    for (const desk::PlanFigure& figure : desk::costsOf(plan)) {
+        json[figure.key] = figure.value;
+    }
+    json["bytes_wanted"] = plan.bytesWanted;
+    json["bytes_read_along"] = plan.bytesReadAlong;
+    json["fill"] = plan.fill();
+    json["round_trip_ms"] = report.time.roundTripMs;
+    json["plc_ms"] = report.time.plcMs;
+    json["pass_ms"] = passMs(plan.requests.size(), report.time);
+    json["pass_with_look_ms"] = passWithLookMs(plan.requests.size(), report.time);
+    return json;
+}
+
+Json requestsJson(const std::vector<RequestFigures>& requests) {
+    Json list = Json::array();
+    for (const RequestFigures& request : requests) {
+        list.push_back({{"items", request.items},
+                        {"items_again", request.itemsAgain},
+                        {"bytes_asked", request.bytesAsked},
+                        {"bytes_wanted", request.bytesWanted},
+                        {"bytes_sent", request.requestBytes},
+                        {"bytes_received", request.replyBytes}});
+    }
+    return list;
+}
+
+Json gapsJson(const std::vector<Gap>& gaps) {
+    Json list = Json::array();
+    for (const Gap& gap : gaps) {
+        list.push_back({{"area", gap.bytes.area},
+                        {"address", gap.bytes.address},
+                        {"bytes", gap.bytes.size},
+                        {"before", gap.tagBefore},
+                        {"behind", gap.tagBehind}});
+    }
+    return list;
+}
+
+Json sizesJson(const PlanReport& report) {
+    std::vector<TriedSize> sizes = report.sizes;
+    desk::sortByTime(sizes);
+    Json list = Json::array();
+    for (const TriedSize& size : sizes) {
+        list.push_back({{"max_request_words", size.maxRequestWords},
+                        {"requests", size.requests},
+                        {"items", size.items},
+                        {"bytes_asked", size.bytesAsked},
+                        {"bytes_sent", size.bytesSent},
+                        {"bytes_received", size.bytesReceived},
+                        {"pass_ms", passMs(static_cast<std::size_t>(size.requests), report.time)}});
+    }
+    return list;
+}
+
+Json changesJson(const std::vector<FigureChange>& changes) {
+    Json list = Json::array();
+    for (const FigureChange& change : changes) {
+        list.push_back({{"figure", change.name}, {"before", change.before}, {"now", change.now}});
+    }
+    return {{"grew", desk::anyGrowth(changes)}, {"changes", list}};
+}
+
+Json reportJson(const PlanReport& report) {
+    Json json;
+    json["plan"] = figuresJson(report);
+    json["per_request"] = requestsJson(report.plan.requests);
+    json["gaps"] = gapsJson(report.plan.gaps);
+    if (!report.sizes.empty()) {
+        json["what_if"] = sizesJson(report);
+        json["what_if_note"] = "only the PLC can tell what it accepts";
+    }
+    if (report.changes) {
+        json["expect"] = changesJson(*report.changes);
+    }
+    return json;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Pictures
+// ---------------------------------------------------------------------------------------------------------------------
+
+void printMap(const ObservedPass& pass, const std::vector<WantedTag>& wanted) {
+    printLine("");
+    for (const std::string& line : desk::characterMapOf(pass, wanted)) {
+        printLine(line);
+    }
+}
+
+bool writePicture(const std::string& fileName, const PlanReport& report, const ObservedPass& pass,
+                  const std::vector<WantedTag>& wanted, Failure* failure) {
+    const ReadPlan& plan = report.plan;
+    const std::string summary = fmt::format(
+        "{} requests and {} items a pass at {} words; {} bytes asked for, {} wanted ({}), {} read along; on the wire {} "
+        "bytes sent, {} received",
+        plan.requests.size(), plan.items, report.maxRequestWords, plan.bytesAsked, plan.bytesWanted,
+        percent(plan.bytesWanted, plan.bytesAsked), plan.bytesReadAlong, plan.bytesSent, plan.bytesReceived);
+    const std::string title = fmt::format("What is read of the PLC's memory for {} tags", plan.tags);
+    std::ofstream file(fileName, std::ios::binary | std::ios::trunc);
+    file << desk::svgOf({title, summary, pass, wanted, plan});
+    file.close();
+    if (!file) {
+        *failure = {FailureKind::Output, fileName + ": the picture cannot be written"};
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int runPlan(CommandContext& context) {
+    const Options& options = context.options();
+    Failure failure;
+    std::optional<std::map<std::string, std::int64_t>> earlier;
+    if (!options.plan.expect.empty() && !(earlier = earlierCosts(options.plan.expect, &failure))) {
+        return context.cannotBegin(failure);
+    }
+    std::vector<Tag> tags;
+    if (!context.chooseTags(&tags, &failure) || !context.openOfflineDriver(&failure) ||
+        !context.driverKnows(tags, &failure)) {
+        return context.cannotBegin(failure);
+    }
+    const std::vector<WantedTag> wanted = wantedBytes(tags);
+    PlanReport report;
+    report.maxRequestWords = options.maxRequestWords;
+    report.time = {options.plan.roundTripMs, options.plan.plcMs};
+    std::string error;
+    const std::optional<ObservedPass> pass =
+        context.offlineDriver().observePass(tags, options.maxRequestWords, &error);
+    if (!pass) {
+        return context.cannotBegin({FailureKind::Request, error});
+    }
+    report.plan = desk::makeReadPlan(*pass, wanted);
+    if (!trySizes(context, tags, wanted, &report.sizes, &failure)) {
+        return context.cannotBegin(failure);
+    }
+    if (earlier) {
+        report.changes = desk::changesSince(*earlier, report.plan);
+    }
+    if (!options.plan.svg.empty() && !writePicture(options.plan.svg, report, *pass, wanted, &failure)) {
+        return context.cannotBegin(failure);
+    }
+    if (options.json) {
+        printJson(reportJson(report));
+    } else {
+        printFigures(report);
+        printRequests(report.plan.requests);
+        printGaps(report.plan.gaps);
+        if (options.plan.map) {
+            printMap(*pass, wanted);
+        }
+        printSizes(report);
+        printChanges(report, options.plan.expect);
+    }
+    return report.changes && desk::anyGrowth(*report.changes) ? kExitFindings : 0;
+}
+
+}  // namespace ac500::host
