@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """What scripts/site makes of pages, and what its checks find in a site."""
+import re
 import sys
 import tempfile
 import unittest
@@ -115,6 +116,18 @@ class CheckTest(Folder):
         self.assertEqual(search_index(read_pages(self.root)), [
             {"page": "A", "title": "A", "url": "a.html#a", "text": "one two"},
             {"page": "A", "title": "B", "url": "a.html#b", "text": "x"}])
+
+
+class PicturesTest(unittest.TestCase):
+    ROOT = Path(__file__).resolve().parent.parent.parent
+
+    def test_the_picture_of_a_connection_shows_the_states_of_the_loop(self):
+        header = (self.ROOT / "tools/host/poll_loop.h").read_text(encoding="utf-8")
+        body = re.search(r"enum class LoopState \{(.*?)\};", header, re.DOTALL)[1]
+        states = re.findall(r"^ +(\w+),", body, re.MULTILINE)
+        picture = (self.ROOT / "docs/pictures/connection.svg").read_text(encoding="utf-8")
+        shown = [text for text in re.findall(r">([^<>]+)</text>", picture) if text.isupper()]
+        self.assertEqual(sorted(shown), sorted(re.sub(r"(?<=[a-z])(?=[A-Z])", " ", state).upper() for state in states))
 
 
 if __name__ == "__main__":
