@@ -9,6 +9,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "tests/end_to_end/programs.h"
 #include "tests/support/child_process.h"
 #include "tests/support/hostile_plc.h"
 #include "tests/support/pace.h"
@@ -17,10 +18,14 @@
 namespace {
 
 using ac500::test::ChildProcess;
+using ac500::test::CommandLineTest;
 using ac500::test::HostilePlc;
 using ac500::test::kDriver;
 using ac500::test::kHostProgram;
 using ac500::test::kSimulatorProgram;
+using ac500::test::Outcome;
+using ac500::test::Texts;
+using ac500::test::operator+;
 using nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;
@@ -28,65 +33,13 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr int kPatienceMs = 60000;
-const std::string kPlant = ac500::test::projectFile("examples/plant.json");
+constexpr int kPatienceMs = ac500::test::kProgramPatienceMs;
+const std::string& kPlant = ac500::test::kPlantFile;
 const std::string kTime = "20[0-9][0-9]-[0-9][0-9]-[0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9]\\.[0-9][0-9][0-9]";
-
-struct Outcome {
-    int exitCode = -1;
-    std::string out;
-    std::string error;
-};
-
-using Texts = std::vector<std::string>;
-
-Texts operator+(Texts texts, const Texts& more) {
-    texts.insert(texts.end(), more.begin(), more.end());
-    return texts;
-}
 
 std::string readings(const std::string& out) {
     return std::to_string(std::count(out.begin(), out.end(), '\n')) + " lines";
 }
-
-class CommandLineTest : public testing::Test {
-protected:
-    void TearDown() override {
-        if (simulator_.isRunning()) {
-            simulator_.sendSignal(SIGTERM);
-            EXPECT_TRUE(simulator_.waitForEnd(kPatienceMs));
-        }
-    }
-
-    void startSimulator(const Texts& options = {}) {
-        const Texts arguments{"--symbols", kPlant, "--port", "0", "--quiet"};
-        ASSERT_TRUE(simulator_.start(kSimulatorProgram, arguments + options));
-        const std::string line = simulator_.takeLine(kPatienceMs);
-        plc_ = line.substr(line.rfind(' ') + 1);
-        ASSERT_THAT(plc_, MatchesRegex("127\\.0\\.0\\.1:[0-9]+")) << simulator_.takeErrors();
-    }
-
-    Texts usual() const { return {"--driver", kDriver, "--symbols", kPlant, "--plc", plc_}; }
-
-    static Outcome runHost(const Texts& arguments) { return run(kHostProgram, arguments); }
-
-    static Outcome run(const char* program, const Texts& arguments) {
-        ChildProcess process;
-        EXPECT_TRUE(process.start(program, arguments) && process.waitForEnd(kPatienceMs));
-        return {process.exitCode(), process.takeOutput(), process.takeErrors()};
-    }
-
-    // The same with some redirection of a shell.
-    static Outcome runHostWith(const std::string& redirection, const Texts& arguments) {
-        return run("sh", Texts{"-c", "exec \"$0\" \"$@\" " + redirection, kHostProgram} + arguments);
-    }
-
-    // With driver, symbols and PLC.
-    Outcome host(const Texts& arguments) const { return runHost(usual() + arguments); }
-
-    ChildProcess simulator_;
-    std::string plc_ = "127.0.0.1:1";  // nobody listens there
-};
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Results
@@ -498,7 +451,8 @@ TEST_F(CommandLineTest, UnknownWordsAreNamedWithTheNearest) {
         {{"--symbols", kPlant, "read", "-x", "Main.counter"}, "there is no option \"-x\""},
         {{"--=x"}, "there is no option \"--=x\""},
         {{"-=x", "status"}, "there is no option \"-=x\""},
-        {{"read", "Main.counter"}, "--symbols is required"},
+        {{"read", "Main.counter"},
+         "there is no symbol file: give --symbols, AC500_SYMBOLS, or \"symbols\" in a settings file"},
     };
     for (const auto& [arguments, expected] : rows) {
         const Outcome outcome = runHost(arguments);

@@ -92,7 +92,8 @@ bool CommandContext::openSymbols(Failure* failure) {
 bool CommandContext::chooseTags(const selection::EntryList& list, selection::Expansion expansion,
                                 std::vector<ChosenTag>* chosen, Failure* failure) const {
     const bool isListing = expansion == selection::Expansion::WholeArrays;
-    const ChoiceLimits limits{isListing ? std::numeric_limits<std::size_t>::max() : options_.mostTags, expansion};
+    const ChoiceLimits limits{
+        isListing ? std::numeric_limits<std::size_t>::max() : static_cast<std::size_t>(options_.mostTags), expansion};
     selection::Choice choice = selection::choose(tags_->catalog(), list.entries, limits);
     std::vector<SelectionProblem> problems = list.problems;
     problems.insert(problems.end(), choice.problems.begin(), choice.problems.end());

@@ -1,15 +1,27 @@
 #include "tools/host/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 #include <sstream>
 
 #include "tools/console/usage_problem.h"
 #include "tools/desk/what_if.h"
 #include "tools/host/failure.h"
+#include "tools/settings/settings.h"
+#include "tools/settings/settings_file.h"
 
 namespace ac500::host {
 
+using settings::LoadedSettings;
+using settings::Settings;
+
 namespace {
+
+// What the command line says of the settings, and where more of them are.
+struct GivenSettings {
+    Settings settings;
+    std::string configFile;  // empty: none
+};
 
 constexpr char kDescription[] =
     "Reads, writes and watches variables of an AC500 PLC by name, through the communication driver.";
@@ -29,6 +41,9 @@ constexpr char kFooter[] =
     "  @FILE                 a list: one a line, # begins a comment; or CSV with a header and the\n"
     "                        columns tag, interval (ms) and value; or what tags --json prints\n"
     "  -                     such a list from the standard input\n"
+    "\n"
+    "Settings: what an option does not say is taken from AC500_SYMBOLS, AC500_PLC and AC500_DRIVER in\n"
+    "the environment, then from the settings file of --config; paths in it are relative to it.\n"
     "\n"
     "Values:\n"
     "  TRUE FALSE 1 0        booleans and bits\n"
@@ -64,44 +79,54 @@ constexpr char kWriteFooter[] =
     "take each other back. The whole variable is compared with what it was, and what changed in\n"
     "between is told; what comes later is not seen. Variables of type BIT are not affected.\n";
 
-constexpr int kLongestMs = 24 * 60 * 60 * 1000;
-constexpr int kMostRequestWords = 32000;
-constexpr int kMostRetries = 1000;
-constexpr int kMostTags = 1000000;
+constexpr int kLongestMs = settings::kDayMs;
 
-void addConnectionOptions(CLI::App& app, Options& options, std::string& plc) {
-    app.add_option("--driver", options.driver,
+// An option for a whole number that the settings file knows, too.
+struct NumberOption {
+    const char* name;
+    const char* unit;
+    settings::SettingRange range;
+    int otherwise;  // when nobody says it
+    const char* summary;
+};
+
+void addNumber(CLI::App& app, std::optional<int>& setting, const NumberOption& option) {
+    app.add_option(option.name, setting, option.summary)
+        ->type_name(option.unit)
+        ->check(CLI::Range(option.range.smallest, option.range.largest))
+        ->default_str(std::to_string(option.otherwise));
+}
+
+void addConnectionOptions(CLI::App& app, Options& options, GivenSettings& given) {
+    Settings& settings = given.settings;
+    app.add_option("--config", given.configFile,
+                   "A settings file: JSON with the names of these options as keys, {\"plc\": \"10.0.0.5:1201\"}")
+        ->type_name("PATH");
+    app.add_option("--driver", settings.driver,
                    "The driver library (default: libac500driver.so beside this program, then in ../lib)")
         ->type_name("PATH");
-    app.add_option("--symbols", options.symbols, "The symbol file, docs/symbol-file.md")->type_name("PATH")->required();
-    app.add_option("--plc", plc, "Where the PLC listens; an IPv6 address stands in brackets: [::1]:1201")
+    app.add_option("--symbols", settings.symbols, "The symbol file, docs/symbol-file.md")->type_name("PATH");
+    app.add_option("--plc", settings.plc, "Where the PLC listens; an IPv6 address stands in brackets: [::1]:1201")
         ->type_name("HOST:PORT")
-        ->capture_default_str();
-    app.add_option("--timeout", options.timeoutMs, "Longest wait for one reply, and for the connection, in ms")
-        ->type_name("MS")
-        ->check(CLI::Range(1, kLongestMs))
-        ->capture_default_str();
-    app.add_option("--wait", options.waitMs, "How long read, write and status keep trying, in ms")
-        ->type_name("MS")
-        ->check(CLI::Range(1, kLongestMs))
-        ->capture_default_str();
-    app.add_option("--cycle", options.cycleMs, "Time from one pass over all tags to the next, in ms")
-        ->type_name("MS")
-        ->check(CLI::Range(0, kLongestMs))
-        ->capture_default_str();
-    app.add_option("--max-request-words", options.maxRequestWords,
-                   "Largest request that the PLC takes, in 16-bit words")
-        ->type_name("N")
-        ->check(CLI::Range(1, kMostRequestWords))
-        ->capture_default_str();
-    app.add_option("--retry-limit", options.retryLimit, "Failed replies before the driver gives a request up")
-        ->type_name("N")
-        ->check(CLI::Range(0, kMostRetries))
-        ->capture_default_str();
-    app.add_option("--max", options.mostTags, "Most tags that a command takes; more are an error (tags: no limit)")
-        ->type_name("N")
-        ->check(CLI::Range(1, kMostTags))
-        ->capture_default_str();
+        ->default_str(options.plc.text());
+    addNumber(app, settings.timeoutMs,
+              {"--timeout", "MS", settings::kWaitRangeMs, options.timeoutMs,
+               "Longest wait for one reply, and for the connection, in ms"});
+    addNumber(
+        app, settings.waitMs,
+        {"--wait", "MS", settings::kWaitRangeMs, options.waitMs, "How long read, write and status keep trying, in ms"});
+    addNumber(app, settings.cycleMs,
+              {"--cycle", "MS", settings::kCycleRangeMs, options.cycleMs,
+               "Time from one pass over all tags to the next, in ms"});
+    addNumber(app, settings.maxRequestWords,
+              {"--max-request-words", "N", settings::kRequestWordsRange, options.maxRequestWords,
+               "Largest request that the PLC takes, in 16-bit words"});
+    addNumber(app, settings.retryLimit,
+              {"--retry-limit", "N", settings::kRetryRange, options.retryLimit,
+               "Failed replies before the driver gives a request up"});
+    addNumber(app, settings.mostTags,
+              {"--max", "N", settings::kTagsRange, options.mostTags,
+               "Most tags that a command takes; more are an error (tags: no limit)"});
     app.add_flag("--json", options.json, "Output for programs: one JSON document; watch: one JSON object per line");
     app.add_flag("--simulator", options.simulator, "Add the simulator's own variables: scope Sim");
     app.add_flag("--verbose", options.verbose,
@@ -148,7 +173,7 @@ void addPlanOptions(CLI::App& command, PlanOptions& plan) {
     command
         .add_flag("--what-if{500}", plan.whatIfWords,
                   "Try every --max-request-words from 10 to MAX (--what-if=MAX; without it 500), the best first")
-        ->check(CLI::Range(desk::kSmallestTriedWords, kMostRequestWords));
+        ->check(CLI::Range(desk::kSmallestTriedWords, settings::kRequestWordsRange.largest));
     command.add_flag("--map", plan.map, "Draw the memory that is read, in characters");
     command.add_option("--svg", plan.svg, "Draw the memory that is read into this file")->type_name("FILE");
     command.add_option("--expect", plan.expect, "An earlier plan, as --json printed it; 3 when this one costs more")
@@ -197,6 +222,27 @@ ParsedCommandLine usageError(const std::string& what) {
     return parsed;
 }
 
+ParsedCommandLine fileError(const std::string& fileName, const std::vector<symbol_file::Problem>& problems) {
+    ParsedCommandLine parsed;
+    parsed.exitCode = exitCodeOf(FailureKind::File);
+    for (const symbol_file::Problem& problem : problems) {
+        parsed.text += std::string(failureKindName(FailureKind::File)) + ": " + describe(fileName, problem) + "\n";
+    }
+    return parsed;
+}
+
+// Takes over what is set.
+void apply(const Settings& settings, Options* options) {
+    options->symbols = settings.symbols.value_or(options->symbols);
+    options->driver = settings.driver.value_or(options->driver);
+    options->timeoutMs = settings.timeoutMs.value_or(options->timeoutMs);
+    options->waitMs = settings.waitMs.value_or(options->waitMs);
+    options->cycleMs = settings.cycleMs.value_or(options->cycleMs);
+    options->maxRequestWords = settings.maxRequestWords.value_or(options->maxRequestWords);
+    options->retryLimit = settings.retryLimit.value_or(options->retryLimit);
+    options->mostTags = settings.mostTags.value_or(options->mostTags);
+}
+
 ParsedCommandLine helpOrError(const CLI::App& app, const CLI::ParseError& error) {
     if (error.get_exit_code() != 0) {
         return usageError(console::usageProblem(app, error));
@@ -213,13 +259,13 @@ ParsedCommandLine helpOrError(const CLI::App& app, const CLI::ParseError& error)
 
 ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     Options options;
-    std::string plc = options.plc.text();
+    GivenSettings given;
     CLI::App app(kDescription, "ac500-host");
     app.footer(kFooter);
     app.set_version_flag("--version", "ac500-host " AC500_VERSION, "Print the version and exit");
     app.require_subcommand(1);
     app.fallthrough();
-    addConnectionOptions(app, options, plc);
+    addConnectionOptions(app, options, given);
     for (const CommandRow& row : kCommands) {
         addCommand(app, row, options);
     }
@@ -228,11 +274,28 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     } catch (const CLI::ParseError& error) {
         return helpOrError(app, error);
     }
-    const std::optional<Endpoint> endpoint = parseEndpoint(plc);
-    if (!endpoint) {
-        return usageError("--plc " + plc + " is no HOST:PORT; write e.g. 192.168.0.10:1201 or [::1]:1201");
+    const Settings environment = settings::fromEnvironment([](const char* name) { return std::getenv(name); });
+    LoadedSettings file;
+    if (!given.configFile.empty()) {
+        file = settings::loadSettings(given.configFile);
     }
-    options.plc = *endpoint;
+    if (!file.problems.empty()) {
+        return fileError(given.configFile, file.problems);
+    }
+    const Settings all = preferred(given.settings, preferred(environment, file.settings));
+    if (!all.symbols) {
+        return usageError("there is no symbol file: give --symbols, AC500_SYMBOLS, or \"symbols\" in a settings file");
+    }
+    apply(all, &options);
+    if (all.plc) {
+        const std::optional<Endpoint> endpoint = parseEndpoint(*all.plc);
+        if (!endpoint) {
+            const char* name = given.settings.plc ? "--plc" : settings::kPlcVariable;
+            return usageError(std::string(name) + " " + *all.plc +
+                              " is no HOST:PORT; write e.g. 192.168.0.10:1201 or [::1]:1201");
+        }
+        options.plc = *endpoint;
+    }
     ParsedCommandLine parsed;
     parsed.options = options;
     return parsed;

@@ -24,7 +24,7 @@ struct PlanOptions {
 struct Options {
     Command command = Command::Status;
     std::vector<std::string> arguments;  // selections of tags, or TAG=VALUE texts and lists of them
-    std::size_t mostTags = 5000;
+    int mostTags = 5000;
 
     std::string driver;  // empty: look in the usual places
     std::string symbols;
