@@ -99,7 +99,8 @@ void fillTwentyScopes(const std::vector<int>& starts, Corpus& corpus) {
 }  // namespace
 
 Corpus makeCorpus(Layout layout, int tags) {
-    require(tags > 0 && tags % kMembers == 0, "the number of tags does not fill structures");
+    require(tags > 0 && (layout == Layout::OneScope || tags % kMembers == 0),
+            "the number of tags does not fill structures");
     const std::vector<int> starts = addresses(tags);
     Corpus corpus;
     corpus.areaBytes = starts.back() + kVariableBytes;

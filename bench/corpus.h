@@ -39,7 +39,7 @@ struct Corpus {
     int areaBytes;
 };
 
-// REQUIRES: `tags` is a positive multiple of kMembers.
+// REQUIRES: `tags` is positive, and a multiple of kMembers unless all stand in one scope.
 Corpus makeCorpus(Layout layout, int tags);
 
 // A copy of the text that shares nothing with it: what another part of a host holds.
@@ -54,15 +54,16 @@ QList<HostTag> hostTags(const std::vector<CorpusTag>& tags);
 // The variables as records of a read list, not merged.
 QList<RW_VAR> readRecords(const std::vector<CorpusTag>& tags);
 
-// The PLC's memory: the value of the byte at an address.
-inline char memoryByte(int address) {
-    return static_cast<char>((address * 7 + address / 251) & 0xFF);
+// The PLC's memory: the value of the byte at an address. Every byte differs from one generation to the next, so that a
+// value which did not change in time is noticed.
+inline char memoryByte(int address, int generation = 0) {
+    return static_cast<char>((address * 7 + address / 251 + generation * 101) & 0xFF);
 }
 
 // The value at an address as the host sees it: 16 bits, little-endian.
-inline QByteArray hostValueAt(int startByte) {
-    QByteArray value(2, memoryByte(startByte + 1));
-    value[1] = memoryByte(startByte);
+inline QByteArray hostValueAt(int startByte, int generation = 0) {
+    QByteArray value(2, memoryByte(startByte + 1, generation));
+    value[1] = memoryByte(startByte, generation);
     return value;
 }
 

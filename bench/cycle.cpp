@@ -1,7 +1,8 @@
 // One cycle of the list without a network: for each request ComCommunication and both calls of DataCom. The replies are
-// prepared.
+// prepared. "cycle" is one of many; "first-cycle" is the first after the image was empty.
 #include "bench/cycle_script.h"
 #include "bench/driver_setup.h"
+#include "bench/experts.h"
 #include "bench/floors.h"
 #include "bench/tiny_plc.h"
 #include "bench/workload.h"
@@ -11,73 +12,110 @@ namespace ac500::bench {
 
 namespace {
 
-// Answers in this process.
-Exchange preparedPlc(const Corpus& corpus) {
-    const auto plc = std::make_shared<TinyPlc>(corpus.areaBytes);
-    return [plc](const QByteArray& request) {
-        const std::string& reply = plc->answer(request.constData(), request.size());
+// Drivers and floors alike. `Side` has nextRequest and takeReply, holds and forgetImage.
+template <class Side>
+class Cycle : public Workload {
+public:
+    explicit Cycle(const Corpus& corpus) : corpus_(corpus), plc_(corpus.areaBytes) {
+        startDriver(corpus);
+        openSession(exchange_);
+        side_ = std::make_unique<Side>(corpus);
+        const int entries = PLC_driver.readList.size();
+        script_ = rehearse(entries, source_, exchange_);
+        if (!side_->isDriver()) {
+            const CycleScript drivers = rehearse(entries, driverSource(), exchange_);
+            require(script_.requests == drivers.requests, "driver and floor differ in their requests");
+        }
+    }
+
+    void check() override {
+        for (const int generation : {1, 0}) {
+            plc_.setGeneration(generation);
+            playAlong(script_, source_, exchange_);
+            require(side_->holds(corpus_, generation), "wrong bytes were stored");
+        }
+    }
+
+    void run() override {
+        for (QByteArray& reply : script_.replies) {
+            side_->nextRequest();
+            side_->takeReply(&reply, reply.size());
+            side_->takeReply(&reply, reply.size());
+        }
+    }
+
+    double items() const override { return script_.cycles; }
+
+protected:
+    Side& side() { return *side_; }
+
+private:
+    const Corpus corpus_;
+    TinyPlc plc_;
+    const Exchange exchange_ = [this](const QByteArray& request) {
+        const std::string& reply = plc_.answer(request.constData(), request.size());
         require(!reply.empty(), "a request that the prepared PLC does not know");
         return QByteArray(reply.data(), static_cast<int>(reply.size()));
     };
-}
-
-class DriverCycle : public Workload {
-public:
-    explicit DriverCycle(const Corpus& corpus) {
-        startDriver(corpus);
-        openSession(preparedPlc(corpus));
-        script_ = rehearse(PLC_driver.readList.size(), driverSource(), preparedPlc(corpus));
-        require(holdsMemory(PLC_driver.localValues, corpus), "the driver stored wrong bytes");
-    }
-
-    void run() override {
-        for (QByteArray& reply : script_.replies) {
-            ComCommunication();
-            DataCom(&reply, reply.size());
-            DataCom(&reply, reply.size());
-        }
-    }
-
-    double items() const override { return script_.cycles; }
-
-private:
+    std::unique_ptr<Side> side_;
+    const RequestSource source_ = {
+        [this] { return side_->nextRequest(); },
+        [this](QByteArray* reply, int received) { return side_->takeReply(reply, received); }};
     CycleScript script_;
 };
 
-class FloorCycle : public Workload {
+class DriverSide {
 public:
-    explicit FloorCycle(const Corpus& corpus) {
-        startDriver(corpus);
-        openSession(preparedPlc(corpus));
-        floor_ = std::make_unique<CycleFloor>(PLC_driver.readList, PLC_driver.handshakeBytes);
-        const RequestSource source = {
-            [this] { return floor_->nextRequest(); },
-            [this](QByteArray* reply, int received) { return floor_->takeReply(reply, received); }};
-        script_ = rehearse(PLC_driver.readList.size(), source, preparedPlc(corpus));
-        require(holdsMemory(floor_->image(), corpus), "the floor stored wrong bytes");
-        const CycleScript drivers = rehearse(PLC_driver.readList.size(), driverSource(), preparedPlc(corpus));
-        require(script_.requests == drivers.requests, "driver and floor differ in their requests");
+    explicit DriverSide(const Corpus&) {}
+    static bool isDriver() { return true; }
+    Protocol* nextRequest() { return ComCommunication(); }
+    int takeReply(QByteArray* reply, int received) { return DataCom(reply, received)->status; }
+    static bool holds(const Corpus& corpus, int generation) {
+        std::vector<CorpusTag> tags = corpus.tags;
+        requireReadable(tags, generation);
+        return holdsMemory(PLC_driver.localValues, corpus, generation);
     }
+    static void forgetImage() { PLC_driver.localValues = QHash<quint64, char>(); }
+};
 
-    void run() override {
-        for (QByteArray& reply : script_.replies) {
-            floor_->nextRequest();
-            floor_->takeReply(&reply, reply.size());
-            floor_->takeReply(&reply, reply.size());
-        }
-    }
+class FloorSide : public CycleFloor {
+public:
+    explicit FloorSide(const Corpus&) : CycleFloor(PLC_driver.readList, PLC_driver.handshakeBytes) {}
+    static bool isDriver() { return false; }
+    bool holds(const Corpus& corpus, int generation) const { return holdsMemory(image(), corpus, generation); }
+};
 
-    double items() const override { return script_.cycles; }
+class ExpertSide : public CycleExpert {
+public:
+    explicit ExpertSide(const Corpus& corpus)
+        : CycleExpert(PLC_driver.readList, PLC_driver.handshakeBytes, corpus.areaBytes) {}
+    static bool isDriver() { return false; }
+    bool holds(const Corpus& corpus, int generation) const { return holdsMemory(image(), corpus, generation); }
+    void forgetImage() { image().clear(); }
+};
 
-private:
-    std::unique_ptr<CycleFloor> floor_;
-    CycleScript script_;
+// The first cycle: every byte is new to the image.
+template <class Side>
+class FirstCycle : public Cycle<Side> {
+public:
+    using Cycle<Side>::Cycle;
+    void prepare() override { this->side().forgetImage(); }
+    bool needsPreparation() const override { return true; }
 };
 
 }  // namespace
 
 void addCycleScenarios(std::vector<Scenario>& scenarios) {
-    addOverCorpora<FloorCycle, DriverCycle>("cycle", scenarios);
+    using Floor = Cycle<FloorSide>;
+    using Expert = Cycle<ExpertSide>;
+    using Driver = Cycle<DriverSide>;
+    addOverCorpora<Floor, Expert, Driver>("cycle", scenarios);
+    addOverCorpus<Floor, Expert, Driver>("cycle", Layout::OneScope, 1, scenarios);
+    addOverCorpus<Floor, Expert, Driver>("cycle", Layout::OneScope, kManyTags, scenarios);
+    for (const int size : kSizes) {
+        addOverCorpus<FirstCycle<FloorSide>, FirstCycle<ExpertSide>, FirstCycle<DriverSide>>(
+            "first-cycle", Layout::TwentyScopes, size, scenarios);
+    }
 }
 
 }  // namespace ac500::bench

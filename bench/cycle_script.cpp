@@ -56,12 +56,21 @@ CycleScript rehearse(int entries, const RequestSource& source, const Exchange& e
     return script;
 }
 
-bool holdsMemory(const QHash<quint64, char>& image, const Corpus& corpus) {
+void playAlong(const CycleScript& script, const RequestSource& source, const Exchange& exchange) {
+    for (const QByteArray& request : script.requests) {
+        require(source.next()->frame == request, "a request is not the one that was expected");
+        QByteArray reply = exchange(request);
+        require(source.take(&reply, reply.size()) == 1 && source.take(&reply, reply.size()) == 1,
+                "a reply was not taken");
+    }
+}
+
+bool holdsMemory(const QHash<quint64, char>& image, const Corpus& corpus, int generation) {
     for (const CorpusTag& tag : corpus.tags) {
         const quint64 key = static_cast<quint64>(kArea) << 32 | static_cast<quint32>(tag.startByte);
         for (int i = 0; i < 2; ++i) {
             const auto found = image.constFind(key + static_cast<quint32>(i));
-            if (found == image.constEnd() || found.value() != memoryByte(tag.startByte + i)) {
+            if (found == image.constEnd() || found.value() != memoryByte(tag.startByte + i, generation)) {
                 return false;
             }
         }

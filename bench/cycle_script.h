@@ -42,8 +42,11 @@ CycleScript rehearse(int entries, const RequestSource& source, const Exchange& e
 // The number of list entries that a read request asks for.
 int itemCount(const QByteArray& request);
 
+// Plays the script's requests once and requires that they are the very same; the replies come from `exchange`.
+void playAlong(const CycleScript& script, const RequestSource& source, const Exchange& exchange);
+
 // Does the image hold the PLC's memory at every tag?
-bool holdsMemory(const QHash<quint64, char>& image, const Corpus& corpus);
+bool holdsMemory(const QHash<quint64, char>& image, const Corpus& corpus, int generation = 0);
 
 }  // namespace ac500::bench
 

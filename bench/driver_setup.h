@@ -2,6 +2,8 @@
 #ifndef AC500_BENCH_DRIVER_SETUP_H
 #define AC500_BENCH_DRIVER_SETUP_H
 
+#include <vector>
+
 #include "bench/corpus.h"
 #include "core/com_info.h"
 
@@ -17,7 +19,13 @@ ComInfo& startDriver();
 ComInfo& startDriver(const Corpus& corpus);
 
 // Puts the PLC's memory into the byte image, gaps included, as a pass of cyclic reads does.
-void fillImage(const Corpus& corpus);
+void fillImage(const Corpus& corpus, int generation = 0);
+
+// Makes the driver forget all that it knows of the corpus's names: every scope loses its variables.
+void forgetNames(const Corpus& corpus);
+
+// Ends the program unless the driver reads the value of each tag by name.
+void requireReadable(std::vector<CorpusTag>& tags, int generation);
 
 }  // namespace ac500::bench
 

@@ -7,6 +7,7 @@
 #include <QtCore/QStringList>
 
 #include "bench/driver_setup.h"
+#include "bench/workload.h"
 #include "tools/wire/frame.h"
 
 namespace ac500::bench {
@@ -14,6 +15,9 @@ namespace ac500::bench {
 namespace {
 
 constexpr int kVariableBytes = 2;
+constexpr int kMostEntries = 79;
+constexpr int kByteBudget = 800;
+constexpr int kMostTurns = 5;  // of writes in a row
 
 QHash<QString, int> startBytesByName(const Corpus& corpus) {
     QHash<QString, int> result;
@@ -22,6 +26,25 @@ QHash<QString, int> startBytesByName(const Corpus& corpus) {
         result.insert(separateCopy(tag.name), tag.startByte);
     }
     return result;
+}
+
+void fillMemory(std::vector<char>& memory, int generation) {
+    for (int address = 0; address < static_cast<int>(memory.size()); ++address) {
+        memory[static_cast<std::size_t>(address)] = memoryByte(address, generation);
+    }
+}
+
+quint64 imageKey(const RW_VAR& var) {
+    return static_cast<quint64>(static_cast<quint32>(var.area)) << 32 | static_cast<quint32>(var.offset);
+}
+
+Protocol newRequest(const QByteArray& frame, const RW_VAR& var) {
+    Protocol request = Protocol();
+    request.frame = frame;
+    request.frameLength = frame.size();
+    request.replyLength = -1;
+    request.var = var;
+    return request;
 }
 
 bool startsBefore(const RW_VAR& a, const RW_VAR& b) {
@@ -35,10 +58,13 @@ bool isComplete(const QByteArray& reply) {
 
 }  // namespace
 
-ReadFloor::ReadFloor(const Corpus& corpus) : startBytes_(startBytesByName(corpus)) {
-    for (int address = 0; address < corpus.areaBytes; ++address) {
-        memory_.push_back(memoryByte(address));
-    }
+ReadFloor::ReadFloor(const Corpus& corpus)
+    : startBytes_(startBytesByName(corpus)), memory_(static_cast<std::size_t>(corpus.areaBytes)) {
+    setGeneration(0);
+}
+
+void ReadFloor::setGeneration(int generation) {
+    fillMemory(memory_, generation);
 }
 
 bool ReadFloor::read(const QString& name, char* value) {
@@ -89,6 +115,31 @@ bool ResolutionFloor::resolve(const QString& name, ControlInformationM& info) co
         level = &node->members;
     }
     info.dataType = node->dataType;
+    return true;
+}
+
+FirstReadFloor::FirstReadFloor(const Corpus& corpus)
+    : resolution_(corpus), memory_(static_cast<std::size_t>(corpus.areaBytes)) {
+    setGeneration(0);
+}
+
+void FirstReadFloor::setGeneration(int generation) {
+    fillMemory(memory_, generation);
+}
+
+bool FirstReadFloor::read(const QString& name, char* value) {
+    auto found = startBytes_.constFind(name);
+    if (found == startBytes_.constEnd()) {
+        ControlInformationM info = ControlInformationM();
+        if (!resolution_.resolve(name, info)) {
+            return false;
+        }
+        found = startBytes_.insert(separateCopy(name), info.address);
+    }
+    QMutexLocker lock(&mutex_);
+    const char* bytes = memory_.data() + found.value();
+    value[0] = bytes[1];
+    value[1] = bytes[0];
     return true;
 }
 
@@ -177,12 +228,8 @@ Protocol* CycleFloor::nextRequest() {
     }
     std::memcpy(next, sessionBytes_, sizeof sessionBytes_);
 
-    Protocol request = Protocol();
-    request.frame = frame;
-    request.frameLength = frame.size();
-    request.replyLength = -1;
+    Protocol request = newRequest(frame, batch_[0]);
     request.replyDataOffset = wire::kReadReplyHeadBytes;
-    request.var = batch_[0];
     frames_.append(request);
     return &frames_.first();
 }
@@ -207,8 +254,7 @@ int CycleFloor::takeReply(QByteArray* reply, int received) {
         const char* end = reply->constData() + reply->size();
         for (int i = 0; i < batchCount_; ++i) {
             const RW_VAR& item = batch_[i];
-            const quint64 key =
-                static_cast<quint64>(static_cast<quint32>(item.area)) << 32 | static_cast<quint32>(item.offset);
+            const quint64 key = imageKey(item);
             ++next;  // lead byte
             for (int k = 0; k < item.size; ++k) {
                 image_.insert(key + static_cast<quint32>(k), next < end ? *next++ : '\0');
@@ -219,6 +265,114 @@ int CycleFloor::takeReply(QByteArray* reply, int received) {
     frames_.removeFirst();
     for (int i = 0; i < batchCount_; ++i) {
         readList_.move(0, readList_.size() - 1);
+    }
+    return 1;
+}
+
+void CycleFloor::mirror(const RW_VAR& var) {
+    QMutexLocker lock(&imageMutex_);
+    for (int i = 0; i < var.size; ++i) {
+        image_.insert(imageKey(var) + static_cast<quint32>(i), var.data.at(i));
+    }
+}
+
+WriteFloor::WriteFloor(const Corpus& corpus, const QList<RW_VAR>& readList, const quint8* sessionBytes,
+                       VarDoneCallback report)
+    : startBytes_(startBytesByName(corpus)), reads_(readList, sessionBytes), report_(report) {
+    std::memcpy(sessionBytes_, sessionBytes, sizeof sessionBytes_);
+}
+
+void WriteFloor::write(const QString& name, const QByteArray& in, int hostId) {
+    const auto found = startBytes_.constFind(name);
+    require(found != startBytes_.constEnd(), "the floor does not know a name");
+    RW_VAR var = RW_VAR();
+    var.hostId = hostId;
+    var.writeFlag = 1;
+    var.labelName = name;
+    var.dataType = kUnsignedInt;
+    var.offset = found.value();
+    var.size = kVariableBytes;
+    var.area = kArea;
+    var.data = QByteArray(kVariableBytes, in.at(1));
+    var.data[1] = in.at(0);
+    QMutexLocker lock(&listMutex_);
+    queue_.append(var);
+    ++pendingOf_[hostId];
+}
+
+// REQUIRES: the list lock is held, writes are queued.
+void WriteFloor::encodeBatch() {
+    const int limit = std::min<int>(queue_.size(), kMostEntries);
+    int frameBytes = wire::kItemsAt + wire::kSessionBytes;
+    int cost = 0;
+    for (batchCount_ = 0; batchCount_ < limit; ++batchCount_) {
+        const int bytes = wire::kItemHeadBytes + queue_.at(batchCount_).size;
+        cost += bytes;
+        if (cost >= kByteBudget) {
+            break;
+        }
+        frameBytes += bytes;
+    }
+    QByteArray frame(frameBytes, '\0');
+    char* next = frame.data();
+    wire::putU16(next, wire::kMagic);
+    wire::putU16(next + wire::kLowLengthAt, static_cast<quint16>(frame.size() - wire::kEnvelopeBytes));
+    next[wire::kServiceAt] = static_cast<char>(wire::Service::Write);
+    wire::putU32(next + wire::kItemCountAt, static_cast<quint32>(batchCount_));
+    next += wire::kItemsAt;
+    for (int i = 0; i < batchCount_; ++i) {
+        const RW_VAR& var = queue_.at(i);
+        wire::putU16(next, static_cast<quint16>(var.area));
+        wire::putU32(next + 2, static_cast<quint32>(var.offset));
+        wire::putU32(next + 6, static_cast<quint32>(var.size));
+        std::memcpy(next + wire::kItemHeadBytes, var.data.constData(), static_cast<std::size_t>(var.size));
+        next += wire::kItemHeadBytes + var.size;
+    }
+    std::memcpy(next, sessionBytes_, sizeof sessionBytes_);
+    frames_.append(newRequest(frame, queue_.first()));
+    reads_.mirror(queue_.first());
+}
+
+Protocol* WriteFloor::nextRequest() {
+    if (!frames_.isEmpty()) {
+        return &frames_.first();
+    }
+    {
+        QMutexLocker lock(&listMutex_);
+        if (!queue_.isEmpty() && turnsInARow_ < kMostTurns) {
+            ++turnsInARow_;
+            encodeBatch();
+            return &frames_.first();
+        }
+    }
+    turnsInARow_ = 0;
+    return reads_.nextRequest();
+}
+
+int WriteFloor::takeReply(QByteArray* reply, int received) {
+    if (frames_.isEmpty()) {
+        return reads_.takeReply(reply, received);
+    }
+    Protocol& head = frames_.first();
+    if (!isComplete(*reply)) {
+        return 0;
+    }
+    if (head.replyLength == -1) {
+        head.replyLength = reply->size();
+        return 1;
+    }
+    if (received != head.replyLength || wire::getU16(reply->constData() + wire::kStatusAt) != 0) {
+        return 0;
+    }
+    QMutexLocker lock(&listMutex_);
+    frames_.removeFirst();
+    for (int i = 0; i < batchCount_; ++i) {
+        const RW_VAR var = queue_.takeFirst();
+        const auto pending = pendingOf_.find(var.hostId);
+        if (--pending.value() == 0) {
+            pendingOf_.erase(pending);
+            report_(0, static_cast<quint32>(var.hostId), static_cast<quint32>(var.hostSubId), 1);
+        }
     }
     return 1;
 }

@@ -16,6 +16,7 @@
 #include <QtCore/QString>
 
 #include "bench/corpus.h"
+#include "core/communication_protocol.h"
 #include "protocol/protocol.h"
 #include "symbols/control_information.h"
 #include "vars/rw_var.h"
@@ -29,6 +30,7 @@ public:
     explicit ReadFloor(const Corpus& corpus);
     // Stores the value in host order; false for an unknown name.
     bool read(const QString& name, char* value);
+    void setGeneration(int generation);
 
 private:
     QHash<QString, int> startBytes_;
@@ -53,6 +55,21 @@ private:
     static Node nodeOf(const Label_Type_Info& record);
 
     QHash<QString, Node> scopes_;
+};
+
+// The first read of each value by name: what is not known yet is resolved and remembered, then it is a read.
+class FirstReadFloor {
+public:
+    explicit FirstReadFloor(const Corpus& corpus);
+    bool read(const QString& name, char* value);
+    void forget() { startBytes_ = QHash<QString, int>(); }
+    void setGeneration(int generation);
+
+private:
+    ResolutionFloor resolution_;
+    QHash<QString, int> startBytes_;
+    std::vector<char> memory_;
+    QMutex mutex_;
 };
 
 // Rebuilding the cyclic list: per tag one look-up of the whole name and one record built, then one std::stable_sort and
@@ -81,11 +98,13 @@ public:
     // To be called twice per reply, as DataCom: measures, then processes. Returns the status.
     int takeReply(QByteArray* reply, int received);
     const QHash<quint64, char>& image() const { return image_; }
+    void forgetImage() { image_ = QHash<quint64, char>(); }
+
+    // What a write leaves in the image before it is sent.
+    void mirror(const RW_VAR& var);
 
 private:
     static constexpr int kCapacity = 100;
-    static constexpr int kMostEntries = 79;
-    static constexpr int kByteBudget = 800;
 
     QMutex listMutex_;
     QMutex imageMutex_;
@@ -96,6 +115,31 @@ private:
     RW_VAR result_;
     quint8 sessionBytes_[4];
     QHash<quint64, char> image_;
+};
+
+// Writes beside the cycle: queues a record, encodes a batch of them, takes them off the queue and reports each unless a
+// newer write of the same identity is pending. After five batches of writes it is the cycle's turn.
+class WriteFloor {
+public:
+    WriteFloor(const Corpus& corpus, const QList<RW_VAR>& readList, const quint8* sessionBytes, VarDoneCallback report);
+    void write(const QString& name, const QByteArray& in, int hostId);
+    Protocol* nextRequest();
+    int takeReply(QByteArray* reply, int received);
+    const QHash<quint64, char>& image() const { return reads_.image(); }
+
+private:
+    void encodeBatch();
+
+    QHash<QString, int> startBytes_;
+    CycleFloor reads_;
+    VarDoneCallback report_;
+    quint8 sessionBytes_[4];
+    QMutex listMutex_;
+    QList<RW_VAR> queue_;
+    QHash<int, int> pendingOf_;  // by identity
+    QList<Protocol> frames_;
+    int batchCount_ = 0;
+    int turnsInARow_ = 0;
 };
 
 }  // namespace ac500::bench

@@ -203,6 +203,9 @@ private:
     void variableReported(const host::VariableReport&) override {}
     void requestAbandoned(const host::AbandonedRequest&) override { require(false, "the host's loop lost a request"); }
     void failed(const host::Failure& failure) override { require(false, failure.text.c_str()); }
+    void lineInStep() override {}
+    void lineOutOfStep(const host::Failure& reason) override { require(false, reason.text.c_str()); }
+    void writeOffered(const host::RequestFrame&, host::VariableId) override { require(false, "nobody writes here"); }
     bool hasUrgentWork() const override { return false; }
 
     ServerProcess server_;

@@ -9,6 +9,7 @@ std::vector<Scenario> allScenarios() {
     addResolutionScenarios(scenarios);
     addRebuildScenarios(scenarios);
     addCycleScenarios(scenarios);
+    addWriteScenarios(scenarios);
     return scenarios;
 }
 

@@ -80,6 +80,7 @@ int runsPerLook(Workload& workload, Clocking clocking) {
 // The median of all looks beside the mean: what disturbs a few runs does not count in it.
 void measure(benchmark::State& state, const Scenario& scenario) {
     Workload& workload = workloadOf(scenario);
+    workload.check();
     const double cost = clockCost(scenario.clocking);
     const int runs = runsPerLook(workload, scenario.clocking);
     std::vector<double> seconds;
@@ -92,6 +93,7 @@ void measure(benchmark::State& state, const Scenario& scenario) {
         seconds.push_back(std::max(now(scenario.clocking) - started - cost, 0.0));
         state.SetIterationTime(seconds.back());
     }
+    workload.check();
     state.counters["items"] = runs * workload.items();
     state.counters["median_ns"] = 1e9 * median(seconds);
 }
@@ -104,6 +106,7 @@ int count(const std::vector<Scenario>& scenarios, const char* name, Counted coun
     for (const Scenario& scenario : scenarios) {
         if (scenario.name == name) {
             const std::unique_ptr<Workload> workload = scenario.make();
+            workload->check();
             for (int warmUp = 0; warmUp < 2; ++warmUp) {
                 workload->prepare();
                 workload->run();
@@ -118,6 +121,7 @@ int count(const std::vector<Scenario>& scenarios, const char* name, Counted coun
                 workload->run();
                 CALLGRIND_STOP_INSTRUMENTATION;
             }
+            workload->check();
             std::printf("items %.17g\n", workload->items());
             return 0;
         }

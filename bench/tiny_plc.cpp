@@ -1,5 +1,7 @@
 #include "bench/tiny_plc.h"
 
+#include <algorithm>
+
 #include "bench/corpus.h"
 #include "tools/wire/frame.h"
 
@@ -13,10 +15,18 @@ constexpr char kLeadByte = '\xFF';
 
 }  // namespace
 
-TinyPlc::TinyPlc(int areaBytes) {
-    for (int address = 0; address < areaBytes; ++address) {
-        memory_.push_back(memoryByte(address));
+TinyPlc::TinyPlc(int areaBytes) : memory_(static_cast<std::size_t>(areaBytes)) {
+    setGeneration(0);
+}
+
+void TinyPlc::setGeneration(int generation) {
+    for (int address = 0; address < static_cast<int>(memory_.size()); ++address) {
+        memory_[static_cast<std::size_t>(address)] = memoryByte(address, generation);
     }
+}
+
+bool TinyPlc::holds(const wire::ByteRun& run) const {
+    return run.area == kArea && run.address + run.size <= static_cast<std::int64_t>(memory_.size());
 }
 
 int TinyPlc::requestBytes(const char* buffer, int size) {
@@ -44,6 +54,7 @@ const std::string& TinyPlc::answer(const char* request, int size) {
             answerRead(request, size);
             break;
         case Service::Write:
+            answerWrite(request, size);
             break;
     }
     if (!reply_.empty()) {
@@ -59,13 +70,32 @@ void TinyPlc::answerRead(const char* request, int size) {
     for (std::uint32_t i = 0; i < items && item + wire::kItemHeadBytes <= request + size; ++i) {
         const wire::ByteRun run = wire::getItemHead(item);
         item += wire::kItemHeadBytes;
-        if (run.area != kArea || run.address + run.size > static_cast<std::int64_t>(memory_.size())) {
+        if (!holds(run)) {
             reply_.clear();
             return;
         }
         reply_.push_back(kLeadByte);
         reply_.append(memory_.data() + run.address, static_cast<std::size_t>(run.size));
     }
+}
+
+void TinyPlc::answerWrite(const char* request, int size) {
+    const std::uint32_t items = wire::getU32(request + wire::kItemCountAt);
+    const char* item = request + wire::kItemsAt;
+    const char* const end = request + size - wire::kSessionBytes;
+    for (std::uint32_t i = 0; i < items; ++i) {
+        if (end - item < wire::kItemHeadBytes) {
+            return;
+        }
+        const wire::ByteRun run = wire::getItemHead(item);
+        item += wire::kItemHeadBytes;
+        if (!holds(run) || end - item < run.size) {
+            return;
+        }
+        std::copy(item, item + run.size, memory_.begin() + run.address);
+        item += run.size;
+    }
+    reply_.assign(wire::kShortReplyBytes, '\0');
 }
 
 }  // namespace ac500::bench

@@ -24,6 +24,10 @@ public:
     // The measured work.
     virtual void run() = 0;
 
+    // Ends the program when the work was not done, or was done wrongly. Called before and after the measurement, neither
+    // timed nor counted; leaves the state that it found.
+    virtual void check() {}
+
     // How many of what the scenario is about (reads, tags, cycles) one run() does.
     virtual double items() const = 0;
 };
@@ -35,7 +39,8 @@ enum class Clocking {
 };
 
 // "scenario/case/size/who", e.g. "read/twenty-scopes/1000/driver". `make` builds the workload in a process that has
-// used the driver for nothing else; it checks that the results are right, and ends the program when they are not.
+// used the driver for nothing else. Who: "driver", its "floor" (bench/floors.h), its "expert" floor (bench/experts.h), or
+// another client.
 struct Scenario {
     std::string name;
     std::function<std::unique_ptr<Workload>()> make;
@@ -43,16 +48,24 @@ struct Scenario {
 };
 
 constexpr int kSizes[] = {100, 1000, 10000};
+constexpr int kManyTags = 100000;
 
-// "NAME/one-scope/100/floor" and so on: floor and driver over every layout and size.
-template <class Floor, class Driver>
+// "NAME/one-scope/100/floor" and so on: both floors and the driver over a corpus.
+template <class Floor, class Expert, class Driver>
+void addOverCorpus(const std::string& name, Layout layout, int size, std::vector<Scenario>& scenarios) {
+    const std::string stem =
+        name + (layout == Layout::OneScope ? "/one-scope/" : "/twenty-scopes/") + std::to_string(size);
+    scenarios.push_back({stem + "/floor", [=] { return std::make_unique<Floor>(makeCorpus(layout, size)); }});
+    scenarios.push_back({stem + "/expert", [=] { return std::make_unique<Expert>(makeCorpus(layout, size)); }});
+    scenarios.push_back({stem + "/driver", [=] { return std::make_unique<Driver>(makeCorpus(layout, size)); }});
+}
+
+// The same over every layout and size.
+template <class Floor, class Expert, class Driver>
 void addOverCorpora(const std::string& name, std::vector<Scenario>& scenarios) {
     for (const Layout layout : {Layout::OneScope, Layout::TwentyScopes}) {
         for (const int size : kSizes) {
-            const std::string stem =
-                name + (layout == Layout::OneScope ? "/one-scope/" : "/twenty-scopes/") + std::to_string(size);
-            scenarios.push_back({stem + "/floor", [=] { return std::make_unique<Floor>(makeCorpus(layout, size)); }});
-            scenarios.push_back({stem + "/driver", [=] { return std::make_unique<Driver>(makeCorpus(layout, size)); }});
+            addOverCorpus<Floor, Expert, Driver>(name, layout, size, scenarios);
         }
     }
 }
@@ -62,6 +75,7 @@ void addReadScenarios(std::vector<Scenario>& scenarios);
 void addResolutionScenarios(std::vector<Scenario>& scenarios);
 void addRebuildScenarios(std::vector<Scenario>& scenarios);
 void addCycleScenarios(std::vector<Scenario>& scenarios);
+void addWriteScenarios(std::vector<Scenario>& scenarios);
 void addLinkScenarios(std::vector<Scenario>& scenarios);
 void addPeerScenarios(std::vector<Scenario>& scenarios);
 

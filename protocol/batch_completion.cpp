@@ -1,5 +1,7 @@
 #include "protocol/batch_completion.h"
 
+#include <QtCore/QVector>
+
 #include "core/codes.h"
 #include "core/communication_protocol.h"
 
@@ -7,54 +9,113 @@ namespace ac500 {
 
 namespace {
 
-bool isSameVariable(const RW_VAR& a, const RW_VAR& b) {
-    return a.hostId == b.hostId && a.hostSubId == b.hostSubId;
+// What tells variables apart.
+struct Identity {
+    qint32 hostId;
+    qint32 hostSubId;
+};
+
+Identity identityOf(const RW_VAR& variable) {
+    const Identity identity = {variable.hostId, variable.hostSubId};
+    return identity;
 }
 
-bool holds(const QList<RW_VAR>& list, const RW_VAR& variable) {
-    for (int i = 0; i < list.size(); ++i) {
-        if (isSameVariable(list.at(i), variable)) {
-            return true;
+// The variables of a completed batch, each once, by last occurrence from the end (quirk 10).
+class FinishedVariables {
+public:
+    explicit FinishedVariables(const QVector<Identity>& batch) : slots_(slotsFor(batch.size()), kEmpty) {
+        variables_.reserve(batch.size());
+        for (int i = batch.size() - 1; i >= 0; --i) {
+            qint32& slot = slots_[slotOf(batch.at(i))];
+            if (slot == kEmpty) {
+                slot = variables_.size();
+                const Variable variable = {batch.at(i), false};
+                variables_.append(variable);
+            }
         }
     }
-    return false;
-}
 
-void removeVariable(QList<RW_VAR>& list, const RW_VAR& variable) {
-    for (int i = list.size() - 1; i >= 0; --i) {
-        if (isSameVariable(list.at(i), variable)) {
-            list.removeAt(i);
+    int size() const { return variables_.size(); }
+    const Identity& at(int i) const { return variables_.at(i).identity; }
+
+    // One pass: a request for each of ten thousand pending ones would take longer than all the rest.
+    void markPending(const QList<RW_VAR>& requests) {
+        for (int i = 0, unmarked = size(); i < requests.size() && unmarked > 0; ++i) {
+            const qint32 found = slots_.at(slotOf(identityOf(requests.at(i))));
+            if (found != kEmpty && !variables_.at(found).isPending) {
+                variables_[found].isPending = true;
+                --unmarked;
+            }
         }
     }
+
+    bool isPending(int i) const { return variables_.at(i).isPending; }
+
+private:
+    struct Variable {
+        Identity identity;
+        bool isPending;
+    };
+
+    enum { kEmpty = -1, kSlotsPerVariable = 8 };
+
+    // A power of two.
+    static int slotsFor(int variables) {
+        int slots = kSlotsPerVariable;
+        while (slots < variables * kSlotsPerVariable) {
+            slots *= 2;
+        }
+        return slots;
+    }
+
+    // Where the variable is, or would be.
+    int slotOf(const Identity& wanted) const {
+        const quint32 mixed =
+            static_cast<quint32>(wanted.hostId) * 0x9E3779B1U + static_cast<quint32>(wanted.hostSubId);
+        const quint32 lastSlot = static_cast<quint32>(slots_.size() - 1);
+        quint32 slot = (mixed * 0x85EBCA6BU >> 16) & lastSlot;
+        while (slots_.at(static_cast<int>(slot)) != kEmpty && !isAt(static_cast<int>(slot), wanted)) {
+            slot = (slot + 1) & lastSlot;
+        }
+        return static_cast<int>(slot);
+    }
+
+    bool isAt(int slot, const Identity& wanted) const {
+        const Identity& identity = at(slots_.at(slot));
+        return identity.hostId == wanted.hostId && identity.hostSubId == wanted.hostSubId;
+    }
+
+    QVector<qint32> slots_;  // positions in variables_
+    QVector<Variable> variables_;
+};
+
+FinishedVariables takeFinished(QList<RW_VAR>& list) {
+    const int count = qBound(0, PLC_driver.batchCount, list.size());
+    QVector<Identity> batch;
+    batch.reserve(count);
+    for (int i = 0; i < count; ++i) {
+        batch.append(identityOf(list.at(i)));
+    }
+    list.erase(list.begin(), list.begin() + count);
+    return FinishedVariables(batch);
 }
 
-QList<RW_VAR> takeFinished(QList<RW_VAR>& list) {
-    const QList<RW_VAR> finished = list.mid(0, PLC_driver.batchCount);
-    list.erase(list.begin(), list.begin() + finished.size());
-    return finished;
-}
-
-void report(const RW_VAR& variable, VariableOutcome outcome) {
+void report(const Identity& variable, VariableOutcome outcome) {
     PLC_driver.varDoneCallback(static_cast<quint32>(PLC_driver.comInfo->stationId),
                                static_cast<quint32>(variable.hostId), static_cast<quint32>(variable.hostSubId),
                                outcome);
 }
 
-// Each distinct variable once, by last occurrence from the end (quirk 10).
-RW_VAR takeLastVariable(QList<RW_VAR>& finished) {
-    RW_VAR variable = finished.last();
-    removeVariable(finished, variable);
-    return variable;
-}
-
 // Success is not reported while a newer request of the same variable is pending (quirk 10).
-void reportFinished(QList<RW_VAR> finished, const QList<RW_VAR>& pending) {
-    while (!finished.isEmpty()) {
-        const RW_VAR variable = takeLastVariable(finished);
+void reportFinished(FinishedVariables& finished, const QList<RW_VAR>& pending) {
+    if (PLC_driver.commFailed == 0) {
+        finished.markPending(pending);
+    }
+    for (int i = 0; i < finished.size(); ++i) {
         if (PLC_driver.commFailed != 0) {
-            report(variable, kVariableFailed);
-        } else if (!holds(pending, variable)) {
-            report(variable, kVariableDone);
+            report(finished.at(i), kVariableFailed);
+        } else if (!finished.isPending(i)) {
+            report(finished.at(i), kVariableDone);
         }
     }
 }
@@ -107,16 +168,17 @@ void rotateLeft(QList<RW_VAR>& list, int count) {
 }
 
 void refuseWrites() {
-    QList<RW_VAR> refused = takeFinished(PLC_driver.writeList);
-    while (!refused.isEmpty()) {
-        report(takeLastVariable(refused), kVariableFailed);
+    const FinishedVariables refused = takeFinished(PLC_driver.writeList);
+    for (int i = 0; i < refused.size(); ++i) {
+        report(refused.at(i), kVariableFailed);
     }
 }
 
 void completeBatch() {
     QList<RW_VAR>* consumed = consumedList();
     if (consumed != nullptr) {
-        reportFinished(takeFinished(*consumed), *consumed);
+        FinishedVariables finished = takeFinished(*consumed);
+        reportFinished(finished, *consumed);
     } else if (PLC_driver.batchKind == kCyclicBatch) {
         rotateLeft(PLC_driver.readList, PLC_driver.batchCount);
     }

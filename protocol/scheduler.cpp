@@ -6,6 +6,7 @@
 #include "protocol/frames.h"
 #include "protocol/handshake.h"
 #include "services/read_write.h"
+#include "values/local_area.h"
 
 using namespace ac500;
 
@@ -115,6 +116,9 @@ RW_VAR startNextBatch() {
             PLC_driver.onceReadTurns += 1;
             return head;
         case kCyclicBatch:
+            if (PLC_driver.comInfo->firstPassDone == 0) {
+                reserveLocalArea(PLC_driver.readList);
+            }
             head = startReadBatch(PLC_driver.readList, kCyclicBatch);
             clearTurns();
             return head;

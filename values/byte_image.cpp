@@ -8,7 +8,17 @@ namespace ac500 {
 
 namespace {
 
-enum { kWordBytes = 2 };
+enum { kWordBytes = 2, kMostReserved = 1 << 19 };
+
+// As many as storing would come to, up to a limit.
+int bucketsFor(qint64 bytes) {
+    const qint64 buckets = (bytes + ImageNodes::kMostPerBucket - 1) / ImageNodes::kMostPerBucket;
+    return static_cast<int>(qMin<qint64>(buckets, kMostReserved));
+}
+
+char zero(int) {
+    return '\0';
+}
 
 ImageKey areaPart(qint32 area) {
     return static_cast<quint64>(static_cast<quint32>(area)) << 32;
@@ -31,20 +41,30 @@ WordBit wordBit(qint32 area, qint32 firstBit, int index) {
 }
 
 quint8 ByteImage::byte(ImageKey key) {
-    return static_cast<quint8>(bytes_[key]);
+    char value = 0;
+    copyBytes(key, 1, &value);
+    return static_cast<quint8>(value);
 }
 
 void ByteImage::copyElement(ImageKey key, int width, char* target) {
-    const QHash<quint64, char>& bytes = bytes_;
-    const QHash<quint64, char>::const_iterator first = bytes.constFind(key);
-    if (first == bytes.constEnd()) {
+    const int present = ImageNodes(bytes_).forEachByte(key, width, [target](int i, char byte) { target[i] = byte; });
+    if (present == 0) {
         storeZeros(key, width);
         std::fill(target, target + width, '\0');
-        return;
+    } else if (present < width) {
+        copyBytes(key, width, target);
     }
-    target[0] = first.value();
-    for (int i = 1; i < width; ++i) {
-        target[i] = bytes_[key + static_cast<quint32>(i)];
+}
+
+void ByteImage::copyBytes(ImageKey key, int count, char* target) {
+    ImageNodes nodes(bytes_);
+    for (int i = 0; i < count; ++i) {
+        char* const rest = target + i;
+        i += nodes.forEachByte(key + static_cast<quint32>(i), count - i, [rest](int k, char byte) { rest[k] = byte; });
+        if (i < count) {
+            nodes.store(key + static_cast<quint32>(i), 1, zero);
+            target[i] = 0;
+        }
     }
 }
 
@@ -54,16 +74,22 @@ bool ByteImage::bit(const WordBit& position) {
     return ((getU16(word) >> position.bit) & 1) != 0;
 }
 
-void ByteImage::store(ImageKey key, const char* source, int count) {
-    for (int i = 0; i < count; ++i) {
-        bytes_[key + static_cast<quint32>(i)] = source[i];
+bool ByteImage::hasRoomFor(qint64 bytes) const {
+    return bucketsFor(bytes) <= bytes_.capacity();
+}
+
+void ByteImage::reserve(qint64 bytes) {
+    if (!hasRoomFor(bytes)) {
+        bytes_.reserve(bucketsFor(bytes));
     }
 }
 
+void ByteImage::store(ImageKey key, const char* source, int count) {
+    ImageNodes(bytes_).store(key, count, [source](int i) { return source[i]; });
+}
+
 void ByteImage::storeZeros(ImageKey key, int count) {
-    for (int i = 0; i < count; ++i) {
-        bytes_[key + static_cast<quint32>(i)] = 0;
-    }
+    ImageNodes(bytes_).store(key, count, zero);
 }
 
 void ByteImage::storeBit(const WordBit& position, bool value) {

@@ -7,7 +7,7 @@
 #ifndef AC500_VALUES_BYTE_IMAGE_H
 #define AC500_VALUES_BYTE_IMAGE_H
 
-#include <QtCore/QHash>
+#include "values/image_nodes.h"
 
 namespace ac500 {
 
@@ -32,7 +32,7 @@ WordBit wordBit(qint32 area, qint32 firstBit, int index);
 class ByteImage {
 public:
     // Keeps a reference to `bytes`.
-    explicit ByteImage(QHash<quint64, char>& bytes) : bytes_(bytes) {}
+    explicit ByteImage(ImageHash& bytes) : bytes_(bytes) {}
 
     quint8 byte(ImageKey key);
 
@@ -42,6 +42,13 @@ public:
 
     bool bit(const WordBit& position);
 
+    // Copies `count` bytes; each that was never received becomes 0 by itself.
+    void copyBytes(ImageKey key, int count, char* target);
+
+    // Room for an image of so many bytes, up to a mebibyte, so that storing them does not have to make it.
+    bool hasRoomFor(qint64 bytes) const;
+    void reserve(qint64 bytes);
+
     // Stores under `key` and the keys that follow it.
     void store(ImageKey key, const char* source, int count);
     void storeZeros(ImageKey key, int count);
@@ -50,7 +57,7 @@ public:
     void storeBit(const WordBit& position, bool value);
 
 private:
-    QHash<quint64, char>& bytes_;
+    ImageHash& bytes_;
 };
 
 }  // namespace ac500

@@ -52,28 +52,6 @@ void storeItem(const RW_VAR& item, ItemReader& reader, ByteImage& image) {
     image.storeZeros(key + static_cast<quint32>(delivered), item.size - delivered);
 }
 
-// The hash doubles its buckets as the image grows, and keeps up to half of them in reserve. This gives them back, at most
-// once in as many stored bytes as the image holds, so that it costs each of them next to nothing. Guarded by the image
-// lock.
-class BucketReserve {
-public:
-    BucketReserve() : storedSince_(0) {}
-
-    void giveBack(QHash<quint64, char>& bytes, qint64 storedNow) {
-        storedSince_ += storedNow;
-        if (storedSince_ < bytes.size() || bytes.capacity() <= bytes.size()) {
-            return;
-        }
-        bytes.squeeze();
-        storedSince_ = 0;
-    }
-
-private:
-    qint64 storedSince_;
-};
-
-BucketReserve bucketReserve;
-
 char dataByte(const RW_VAR& var, int index) {
     return index < var.data.size() ? var.data.at(index) : '\0';
 }
@@ -93,6 +71,35 @@ void storeBits(const RW_VAR& var, ByteImage& image) {
 
 }  // namespace
 
+void ac500::reserveLocalArea(const QList<RW_VAR>& reads) {
+    qint64 bytes = 0;
+    for (int i = 0; i < reads.size(); ++i) {
+        bytes += qMax(reads.at(i).size, 0);
+    }
+    ImageHash& image = PLC_driver.localValues;
+    if (!PLC_driver.localAreaMutex.tryLock()) {
+        return;
+    }
+    const bool isEmpty = image.isEmpty();
+    const bool hasRoom = ByteImage(image).hasRoomFor(bytes);
+    if (!isEmpty) {
+        ByteImage(image).reserve(bytes);
+    }
+    PLC_driver.localAreaMutex.unlock();
+    if (!isEmpty || hasRoom) {
+        return;
+    }
+
+    ImageHash roomy;  // made while readers have the lock: its memory is touched for the first time
+    ByteImage(roomy).reserve(bytes);
+    if (PLC_driver.localAreaMutex.tryLock()) {
+        if (image.isEmpty()) {
+            image.swap(roomy);
+        }
+        PLC_driver.localAreaMutex.unlock();
+    }
+}
+
 void** FlashLocalRegister(void* lb, void* lw, void* rwi) noexcept {
     LB = lb;
     LW = lw;
@@ -107,12 +114,9 @@ void SaveToLocalDataErea(QByteArray* reply) noexcept {
     const char* bytes = reply->data();  // detaches: the host may share the array with another thread
     ItemReader reader(bytes, reply->size(), PLC_driver.frameList.first().replyDataOffset);
     ByteImage image(PLC_driver.localValues);
-    qint64 stored = 0;
     for (int i = 0; i < PLC_driver.batchCount; ++i) {
         storeItem(PLC_driver.batch[i], reader, image);
-        stored += qMax(PLC_driver.batch[i].size, 0);
     }
-    bucketReserve.giveBack(PLC_driver.localValues, stored);
 }
 
 void WriteDataToLocal(RW_VAR* var) noexcept {
@@ -123,5 +127,4 @@ void WriteDataToLocal(RW_VAR* var) noexcept {
     } else {
         storeBytes(*var, image);
     }
-    bucketReserve.giveBack(PLC_driver.localValues, qMax(var->size, 0));
 }

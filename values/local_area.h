@@ -3,9 +3,19 @@
 #define AC500_VALUES_LOCAL_AREA_H
 
 #include <QtCore/QByteArray>
+#include <QtCore/QList>
 
 #include "core/export.h"
 #include "vars/rw_var.h"
+
+namespace ac500 {
+
+// Makes room in the byte image for what these reads ask for, so that readers do not wait for it while replies are stored.
+// Room that other bytes of the image have taken is not counted. Does nothing while another holds the image lock: nobody
+// waits for it here.
+void reserveLocalArea(const QList<RW_VAR>& reads);
+
+}  // namespace ac500
 
 // Stores the item data of a read reply for the current batch in the byte image. Loop thread. REQUIRES: the image lock is
 // held.

@@ -1,4 +1,6 @@
 // SetRegisterData: from the host's registers to write requests and the byte image.
+#include <algorithm>
+
 #include <QtCore/QMutexLocker>
 
 #include "core/codes.h"
@@ -54,9 +56,10 @@ QByteArray textPayload(const QByteArray& in, int words) {
 QByteArray swappedPayload(const QByteArray& in, int words, ValueGroup group) {
     const int width = valueBytes(group);
     QByteArray payload(notNegative(wrapMul(valuesInWords(words, group), width)), '\0');
-    const int values = qMin(payload.size(), in.size()) / width;
-    for (int i = 0; i < values * width; ++i) {
-        payload[i] = in.at(i / width * width + (width - 1 - i % width));
+    const int bytes = qMin(payload.size(), in.size()) / width * width;
+    char* const target = payload.data();
+    for (int element = 0; element < bytes; element += width) {
+        std::reverse_copy(in.constData() + element, in.constData() + element + width, target + element);
     }
     return payload;
 }
@@ -104,41 +107,53 @@ QByteArray payloadWithBits(const ControlInformationM& info, const QByteArray& in
     return payload;
 }
 
-bool communicationFailed() {
-    const ListLock lock;
-    return PLC_driver.commFailed != 0;
-}
+// Delivers records: queues them for the PLC, or stores them in the image alone; while communication has failed, both
+// (quirk 25).
+class Delivery {
+public:
+    Delivery() : toPlc_(PLC_driver.comInfo->accessMode == kAccessPlc), pendingWrites_(kNotCounted) {}
 
-// Queues the record for the PLC, or stores it in the image alone; while communication has failed, both (quirk 25).
-void deliver(RW_VAR& record) {
-    const bool toPlc = PLC_driver.comInfo->accessMode == kAccessPlc;
-    if (toPlc) {
-        queueWrite(record);
+    void deliver(RW_VAR& record) {
+        if (!toPlc_) {
+            WriteDataToLocal(&record);
+            return;
+        }
+        const QueuedWrite queued = queueWrite(record);
+        pendingWrites_ = queued.pendingWrites;
+        if (queued.communicationFailed) {
+            WriteDataToLocal(&record);
+        }
     }
-    if (!toPlc || communicationFailed()) {
-        WriteDataToLocal(&record);
-    }
-}
 
-void deliverPieces(RW_VAR& record, const QByteArray& payload, int maxBytes) {
+    // As counted when the last record was queued; without waiting for the list lock when none was.
+    int pendingWrites() const { return pendingWrites_ == kNotCounted ? ac500::pendingWrites() : pendingWrites_; }
+
+private:
+    enum { kNotCounted = -1 };
+
+    const bool toPlc_;
+    int pendingWrites_;
+};
+
+void deliverPieces(RW_VAR& record, const QByteArray& payload, int maxBytes, Delivery& delivery) {
     if (maxBytes <= 0) {
         return;
     }
     for (int position = 0; position < payload.size(); position += record.size) {
         record.data = payload.mid(position, maxBytes);
         record.size = record.data.size();
-        deliver(record);
+        delivery.deliver(record);
         record.offset = wrapAdd(record.offset, record.size);
     }
 }
 
-void deliverBits(RW_VAR& record, const ControlInformationM& info, const QByteArray& in, int count) {
+void deliverBits(RW_VAR& record, const ControlInformationM& info, const QByteArray& in, int count, Delivery& delivery) {
     if (bitWidth(dataType(info.dataType).group) == 0) {
         return;
     }
     record.data = payloadWithBits(info, in, count);
     record.size = record.data.size();
-    deliver(record);
+    delivery.deliver(record);
 }
 
 RW_VAR writeRecord(const QString& tag, const QString& argument, const ControlInformationM& info) {
@@ -174,10 +189,11 @@ quint32 SetRegisterData(QString* label, qint32, QString* labelArg, qint32, QByte
     RW_VAR record = writeRecord(*label, labelArg == nullptr ? QString() : *labelArg, info);
     record.hostId = hostId;
     record.hostSubId = hostSubId;
+    Delivery delivery;
     if (info.isBit == 1) {
-        deliverBits(record, info, *in, count);
+        deliverBits(record, info, *in, count, delivery);
     } else {
-        deliverPieces(record, payloadOf(info, *in, count), pieceLimit(info));
+        deliverPieces(record, payloadOf(info, *in, count), pieceLimit(info), delivery);
     }
-    return static_cast<quint32>(pendingWrites());
+    return static_cast<quint32>(delivery.pendingWrites());
 }

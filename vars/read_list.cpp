@@ -61,11 +61,10 @@ RW_VAR recordOf(const HostTag& tag) {
     return var;
 }
 
-// Appends one record for each request to the cyclic read list: that of its opener, with the bytes of the request.
-// `recordOf` gives the record of an opener.
-// REQUIRES: the list lock is held.
+// Appends one record for each request to `list`: that of its opener, with the bytes of the request. `recordOf` gives the
+// record of an opener.
 template <typename RecordOf>
-void store(const QVector<ReadRequest>& requests, const RecordOf& recordOf) {
+void store(const QVector<ReadRequest>& requests, const RecordOf& recordOf, QList<RW_VAR>& list) {
     RW_VAR var = RW_VAR();
     for (int i = 0; i < requests.size(); ++i) {
         const ReadRequest& request = requests.at(i);
@@ -74,26 +73,36 @@ void store(const QVector<ReadRequest>& requests, const RecordOf& recordOf) {
         }
         var.offset = request.offset;
         var.size = request.size;
-        PLC_driver.readList.append(var);
+        list.append(var);
     }
+}
+
+QList<RW_VAR> plannedReads(const QList<HostTag>& tags) {
+    const int maxBytes = maxRequestBytes();  // before the long part: one limit for all areas, known from the start
+    const QVector<ReadRun> runs = sortedRuns(tags);
+    const QVector<ReadRequest> requests = planReads(runs, maxBytes);
+    QList<RW_VAR> reads;
+    store(
+        requests, [&tags](int position) { return recordOf(tags.at(position)); }, reads);
+    return reads;
 }
 
 }  // namespace
 
+// The list is built before the list lock is taken, and the old one freed after: writes and the loop do not wait for it,
+// and nobody sees it half built.
 int ReCreatReadVarList(QList<HostTag>* tags) noexcept {
-    const ListLock lock;
-    PLC_driver.readList = QList<RW_VAR>();
-    if (tags == nullptr || tags->isEmpty()) {
-        return 0;
-    }
-    const int maxBytes = maxRequestBytes();  // before the long part: one limit for all areas, known from the start
-    PLC_driver.cyclicBatches = 0;
-    PLC_driver.comInfo->firstPassDone = 0;
+    const bool hasTags = tags != nullptr && !tags->isEmpty();
+    QList<RW_VAR> reads = hasTags ? plannedReads(*tags) : QList<RW_VAR>();
+    const int count = reads.size();
 
-    const QVector<ReadRun> runs = sortedRuns(*tags);
-    const QVector<ReadRequest> requests = planReads(runs, maxBytes);
-    store(requests, [tags](int position) { return recordOf(tags->at(position)); });
-    return PLC_driver.readList.size();
+    const ListLock lock;
+    PLC_driver.readList.swap(reads);
+    if (hasTags) {
+        PLC_driver.cyclicBatches = 0;
+        PLC_driver.comInfo->firstPassDone = 0;
+    }
+    return count;
 }
 
 // The name is the host's; exchanging neighbours would make it wait for thousands of variables. Sorts runs, as planning
@@ -112,7 +121,9 @@ void Bubble_Sort(QList<RW_VAR>* list) noexcept {
             source = order.at(source).source;  // where an exchange has brought it
         }
         order[place].source = source;
-        qSwap((*list)[place], (*list)[source]);
+        if (source != place) {
+            qSwap((*list)[place], (*list)[source]);
+        }
     }
 }
 
@@ -151,7 +162,8 @@ void BitVarReCreat(QList<RW_VAR>* list, int maxBytes) noexcept {
         stored.last().size = requests.first().size;
         requests.remove(0);
     }
-    store(requests, [list, &last](int opener) { return opener == kLastStored ? last : list->at(opener); });
+    store(
+        requests, [list, &last](int opener) { return opener == kLastStored ? last : list->at(opener); }, stored);
 
     for (int i = 0; maxBytes > 1 && i < requests.size(); ++i) {
         const int opener = requests.at(i).opener;

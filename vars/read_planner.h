@@ -29,7 +29,7 @@ struct ReadRequest {
     int opener;  // `source` of that run
 };
 
-// By area, then by offset, ascending; runs with equal offsets by their sources.
+// By area, then by offset, ascending; equal ones keep their order.
 void sortRuns(QVector<ReadRun>& runs);
 
 // Returns `requests` and behind them requests that cover every byte of the runs, each of at most `maxBytes` bytes and of

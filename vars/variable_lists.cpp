@@ -53,10 +53,11 @@ void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
 
 }  // namespace
 
-int ac500::queueWrite(const RW_VAR& var) {
+QueuedWrite ac500::queueWrite(const RW_VAR& var) {
     const ListLock lock;
     PLC_driver.writeList.append(var);
-    return PLC_driver.writeList.size();
+    const QueuedWrite queued = {PLC_driver.writeList.size(), PLC_driver.commFailed != 0};
+    return queued;
 }
 
 int AddListReadVar(RW_VAR* var) noexcept {
@@ -65,7 +66,7 @@ int AddListReadVar(RW_VAR* var) noexcept {
 }
 
 int AddListWriteVar(RW_VAR* var) noexcept {
-    return queueWrite(*var);
+    return queueWrite(*var).pendingWrites;
 }
 
 int AddListOnceReadVar(RW_VAR* var) noexcept {

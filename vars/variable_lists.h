@@ -7,8 +7,14 @@
 
 namespace ac500 {
 
-// Appends a copy to the pending writes and returns their number. Any thread; takes the list lock.
-int queueWrite(const RW_VAR& var);
+// What the list lock covered when a write was queued.
+struct QueuedWrite {
+    int pendingWrites;         // this one included
+    bool communicationFailed;  // the last request was abandoned
+};
+
+// Appends a copy to the pending writes. Any thread; takes the list lock.
+QueuedWrite queueWrite(const RW_VAR& var);
 
 }  // namespace ac500
 

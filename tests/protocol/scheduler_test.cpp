@@ -96,6 +96,30 @@ TEST_F(SchedulerTest, ChoiceOfAReadDoesNotWaitForTheImageLock) {
     EXPECT_TRUE(runsBeside(PLC_driver.localAreaMutex, [] { ComCommunication(); }));
 }
 
+// So that readers do not wait for it while replies are stored.
+TEST_F(SchedulerTest, FirstReadOfAPassMakesRoomForAllOfThem) {
+    addReads({2000, 2000, 2000});
+    ComCommunication();
+    EXPECT_GE(PLC_driver.localValues.capacity(), 3000);
+    EXPECT_LT(PLC_driver.localValues.capacity(), 6000);
+    EXPECT_TRUE(PLC_driver.localValues.isEmpty());
+}
+
+TEST_F(SchedulerTest, RoomIsMadeForAnImageThatHoldsBytesAlready) {
+    setImage(1, 7, "AB CD");
+    addReads({2000, 2000, 2000});
+    ComCommunication();
+    EXPECT_GE(PLC_driver.localValues.capacity(), 3000);
+    EXPECT_EQ(image(1, 6, 4), "-- AB CD --");
+}
+
+TEST_F(SchedulerTest, ReadsAfterTheFirstPassMakeNoRoom) {
+    settings.firstPassDone = 1;
+    addReads({2000, 2000, 2000});
+    ComCommunication();
+    EXPECT_LT(PLC_driver.localValues.capacity(), 100);
+}
+
 TEST_F(SchedulerTest, MirroringAWriteWaitsForTheImageLock) {
     addWrites({2});
     EXPECT_TRUE(waitsFor(PLC_driver.localAreaMutex, [] { ComCommunication(); }));

@@ -1,6 +1,8 @@
 // Rebuilding the cyclic read list from the host's tags.
+#include <atomic>
 #include <climits>
-#include <future>
+#include <set>
+#include <thread>
 
 #include "tests/support/driver_test.h"
 #include "tests/support/label_builders.h"
@@ -295,23 +297,30 @@ TEST_F(ReadList, RequestLimitIsTwiceTheWordsOfTheSettings) {
     EXPECT_EQ(rebuilt({tag("Main.long[0]", 10)}), "1@0+4, 1@4+4, 1@8+2");
 }
 
-// The host sees that a rebuild has begun when the first pass is no longer done.
+// Whoever changes the limit meanwhile gets a list of the old or of the new one, not a mixture.
 TEST_F(ReadList, RequestLimitIsReadOnceWhenTheRebuildBegins) {
     loadMain({bytesAt("one", 1, 0, 20000), bytesAt("two", 2, 0, 20)});
     QList<HostTag> tags{tag("Main.two[0]", 20)};
     for (int i = 0; i < 20000; ++i) {
         tags.append(tag(qPrintable(QString("Main.one[%1]").arg(i)), 1));
     }
-    settings.maxRequestWords = 1000;
-    settings.firstPassDone = 1;
-    std::future<int> requests = std::async(std::launch::async, [&] { return ReCreatReadVarList(&tags); });
-    const volatile qint32& firstPassDone = settings.firstPassDone;
-    while (firstPassDone != 0) {
+    volatile qint32& limit = settings.maxRequestWords;
+    limit = 1000;
+    std::atomic<bool> isDone(false);
+    std::thread changing([&] {
+        while (!isDone) {
+            limit = limit == 1000 ? 5 : 1000;
+        }
+    });
+    std::set<int> counts;
+    for (int i = 0; i < 30; ++i) {
+        counts.insert(ReCreatReadVarList(&tags));
     }
-    const_cast<volatile qint32&>(settings.maxRequestWords) = 5;
-    EXPECT_EQ(requests.get(), 11);
-    EXPECT_EQ(requestText(PLC_driver.readList.first()), "1@0+2000");
-    EXPECT_EQ(requestText(PLC_driver.readList.last()), "2@0+20");
+    isDone = true;
+    changing.join();
+    for (const int count : counts) {
+        EXPECT_TRUE(count == 10 + 1 || count == 2000 + 2) << count << ": requests of 2000 bytes beside ones of 10";
+    }
 }
 
 TEST_F(ReadList, RequestLimitWithoutSenseQueuesNothing) {
@@ -322,11 +331,42 @@ TEST_F(ReadList, RequestLimitWithoutSenseQueuesNothing) {
     }
 }
 
-TEST_F(ReadList, IsRebuiltUnderTheListLock) {
+TEST_F(ReadList, TakesItsPlaceUnderTheListLock) {
     loadMain({variable("counter", 3, 4)});
     addRead(readVar(7, 7, 7));
     EXPECT_TRUE(waitsFor(PLC_driver.listMutex, [] { rebuilt({tag("Main.counter", 1)}); }));
     EXPECT_TRUE(waitsFor(PLC_driver.listMutex, [] { rebuilt({}); }));
+}
+
+// Writes and the loop do not wait while names are resolved; the loop goes on with the old list.
+TEST_F(ReadList, IsBuiltBeforeTheListLockIsTaken) {
+    loadMain({bytesAt("array", 1, 0, 20000)});
+    QList<HostTag> tags;
+    for (int i = 0; i < 20000; ++i) {
+        tags.append(tag(qPrintable(QString("Main.array[%1]").arg(i)), 1));
+    }
+    std::atomic<bool> isDone(false);
+    std::atomic<int> rebuilds(0);
+    std::thread rebuilding([&] {
+        for (; !isDone; ++rebuilds) {
+            ReCreatReadVarList(&tags);
+        }
+    });
+    int looks = 0;
+    int timesFree = 0;
+    std::set<int> lengths;
+    for (; looks < 10000 || (lengths.count(100) == 0 && rebuilds < 1000); ++looks) {
+        if (PLC_driver.listMutex.tryLock()) {
+            ++timesFree;
+            lengths.insert(PLC_driver.readList.size());
+            PLC_driver.listMutex.unlock();
+        }
+    }
+    isDone = true;
+    rebuilding.join();
+    EXPECT_GT(timesFree, looks / 2);
+    lengths.erase(0);  // before the first rebuild
+    EXPECT_EQ(lengths, std::set<int>{100}) << "20000 bytes in requests of 200, never a part of them";
 }
 
 TEST_F(ReadList, ThousandsOfTagsAreRebuiltAtOnce) {
