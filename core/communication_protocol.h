@@ -63,7 +63,7 @@ public:
 
     ComInfo* comInfo;                   // [setup] the host's record; null until SetComInfo
     QList<RW_VAR> readList;             // [list] cyclic reads, rotated batch by batch
-    QList<RW_VAR> writeList;            // [list] pending writes
+    QList<RW_VAR> writeList;            // [list] pending writes; may share its data with a copy that the driver keeps
     QList<RW_VAR> onceReadList;         // [list] pending one-shot reads
     QList<RW_VAR> spareList;            // unused
     QList<Protocol> frameList;          // [loop] frames to be sent or answered, head first

@@ -1,103 +1,87 @@
 #include "protocol/batch_completion.h"
 
-#include <QtCore/QVector>
+#include <algorithm>
 
 #include "core/codes.h"
 #include "core/communication_protocol.h"
+#include "vars/pending_writes.h"
 
 namespace ac500 {
 
 namespace {
 
-// What tells variables apart.
-struct Identity {
-    qint32 hostId;
-    qint32 hostSubId;
-};
-
-Identity identityOf(const RW_VAR& variable) {
-    const Identity identity = {variable.hostId, variable.hostSubId};
-    return identity;
-}
-
-// The variables of a completed batch, each once, by last occurrence from the end (quirk 10).
+// The variables of a completed batch, each once, by last occurrence from the end (quirk 10). Takes no memory but its own:
+// this runs after every request.
 class FinishedVariables {
 public:
-    explicit FinishedVariables(const QVector<Identity>& batch) : slots_(slotsFor(batch.size()), kEmpty) {
-        variables_.reserve(batch.size());
-        for (int i = batch.size() - 1; i >= 0; --i) {
-            qint32& slot = slots_[slotOf(batch.at(i))];
+    // Those of the first `count` requests.
+    FinishedVariables(const QList<RW_VAR>& requests, int count) : size_(0) {
+        std::fill(slots_, slots_ + kSlots, kEmpty);
+        for (int i = count - 1; i >= 0; --i) {
+            const Identity identity = identityOf(requests.at(i));
+            qint8& slot = slots_[slotOf(identity)];
             if (slot == kEmpty) {
-                slot = variables_.size();
-                const Variable variable = {batch.at(i), false};
-                variables_.append(variable);
+                slot = static_cast<qint8>(size_);
+                isPending_[size_] = false;
+                variables_[size_++] = identity;
             }
         }
     }
 
-    int size() const { return variables_.size(); }
-    const Identity& at(int i) const { return variables_.at(i).identity; }
+    int size() const { return size_; }
+    const Identity& at(int i) const { return variables_[i]; }
 
-    // One pass: a request for each of ten thousand pending ones would take longer than all the rest.
+    void markPendingWrites() {
+        for (int i = 0; i < size_; ++i) {
+            isPending_[i] = pendingWriteList.holds(variables_[i]);
+        }
+    }
+
+    // In one pass.
     void markPending(const QList<RW_VAR>& requests) {
-        for (int i = 0, unmarked = size(); i < requests.size() && unmarked > 0; ++i) {
-            const qint32 found = slots_.at(slotOf(identityOf(requests.at(i))));
-            if (found != kEmpty && !variables_.at(found).isPending) {
-                variables_[found].isPending = true;
+        int unmarked = size_;
+        for (int i = 0; i < requests.size() && unmarked > 0; ++i) {
+            const int found = slots_[slotOf(identityOf(requests.at(i)))];
+            if (found != kEmpty && !isPending_[found]) {
+                isPending_[found] = true;
                 --unmarked;
             }
         }
     }
 
-    bool isPending(int i) const { return variables_.at(i).isPending; }
+    bool isPending(int i) const { return isPending_[i]; }
 
 private:
-    struct Variable {
-        Identity identity;
-        bool isPending;
-    };
+    enum : qint8 { kEmpty = -1 };
+    enum { kSlotBits = 9, kSlots = 1 << kSlotBits };  // few of them are taken: most searches end at the first
 
-    enum { kEmpty = -1, kSlotsPerVariable = 8 };
-
-    // A power of two.
-    static int slotsFor(int variables) {
-        int slots = kSlotsPerVariable;
-        while (slots < variables * kSlotsPerVariable) {
-            slots *= 2;
-        }
-        return slots;
-    }
+    static_assert(static_cast<int>(kBatchCapacity) <= 127, "positions fit into qint8");
 
     // Where the variable is, or would be.
     int slotOf(const Identity& wanted) const {
-        const quint32 mixed =
-            static_cast<quint32>(wanted.hostId) * 0x9E3779B1U + static_cast<quint32>(wanted.hostSubId);
-        const quint32 lastSlot = static_cast<quint32>(slots_.size() - 1);
-        quint32 slot = (mixed * 0x85EBCA6BU >> 16) & lastSlot;
-        while (slots_.at(static_cast<int>(slot)) != kEmpty && !isAt(static_cast<int>(slot), wanted)) {
-            slot = (slot + 1) & lastSlot;
+        quint32 slot = hashOf(wanted) >> (32 - kSlotBits);
+        while (slots_[slot] != kEmpty && !(variables_[slots_[slot]] == wanted)) {
+            slot = (slot + 1) % kSlots;
         }
         return static_cast<int>(slot);
     }
 
-    bool isAt(int slot, const Identity& wanted) const {
-        const Identity& identity = at(slots_.at(slot));
-        return identity.hostId == wanted.hostId && identity.hostSubId == wanted.hostSubId;
-    }
-
-    QVector<qint32> slots_;  // positions in variables_
-    QVector<Variable> variables_;
+    qint8 slots_[kSlots];  // positions in variables_
+    Identity variables_[kBatchCapacity];
+    bool isPending_[kBatchCapacity];
+    int size_;
 };
 
+// Takes the batch out of its list: the first entries. REQUIRES: it is one of writes or of one-shot reads.
 FinishedVariables takeFinished(QList<RW_VAR>& list) {
-    const int count = qBound(0, PLC_driver.batchCount, list.size());
-    QVector<Identity> batch;
-    batch.reserve(count);
-    for (int i = 0; i < count; ++i) {
-        batch.append(identityOf(list.at(i)));
+    const int count = qBound<int>(0, PLC_driver.batchCount, qMin<int>(list.size(), kBatchCapacity));
+    const FinishedVariables finished(list, count);
+    if (&list == &PLC_driver.writeList) {
+        pendingWriteList.removeFirst(count);
+    } else {
+        list.erase(list.begin(), list.begin() + count);
     }
-    list.erase(list.begin(), list.begin() + count);
-    return FinishedVariables(batch);
+    return finished;
 }
 
 void report(const Identity& variable, VariableOutcome outcome) {
@@ -108,7 +92,9 @@ void report(const Identity& variable, VariableOutcome outcome) {
 
 // Success is not reported while a newer request of the same variable is pending (quirk 10).
 void reportFinished(FinishedVariables& finished, const QList<RW_VAR>& pending) {
-    if (PLC_driver.commFailed == 0) {
+    if (&pending == &PLC_driver.writeList && pendingWriteList.areMany()) {
+        finished.markPendingWrites();
+    } else {
         finished.markPending(pending);
     }
     for (int i = 0; i < finished.size(); ++i) {
@@ -187,7 +173,9 @@ void completeBatch() {
         return;
     }
     reportFailure();
-    if (consumed != nullptr) {
+    if (consumed == &PLC_driver.writeList) {
+        pendingWriteList.clear();
+    } else if (consumed != nullptr) {
         consumed->clear();
     }
 }

@@ -5,6 +5,7 @@
 #include "core/list_lock.h"
 #include "protocol/bytes.h"
 #include "symbols/tag_resolution.h"
+#include "vars/pending_writes.h"
 #include "vars/request_size.h"
 
 using namespace ac500;
@@ -55,7 +56,7 @@ void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
 
 QueuedWrite ac500::queueWrite(const RW_VAR& var) {
     const ListLock lock;
-    PLC_driver.writeList.append(var);
+    pendingWriteList.append(var);
     const QueuedWrite queued = {PLC_driver.writeList.size(), PLC_driver.commFailed != 0};
     return queued;
 }

@@ -14,10 +14,10 @@ std::string layoutText(const MemoryLayout& layout) {
         text += std::to_string(row.area) + ":" + std::to_string(row.address);
         for (const MemoryCell& cell : row.cells) {
             text += " ";
-            text += cell.firstRequest == 0 ? "."
-                                           : std::to_string(cell.wanted) + "/" + std::to_string(cell.along) + "/" +
-                                                 std::to_string(cell.firstRequest) + "-" +
-                                                 std::to_string(cell.lastRequest);
+            text += cell.firstRequest == 0
+                        ? "."
+                        : std::to_string(cell.wanted) + "/" + std::to_string(cell.along) + "/" +
+                              std::to_string(cell.firstRequest) + "-" + std::to_string(cell.lastRequest);
         }
         text += "\n";
     }

@@ -34,8 +34,8 @@ const std::vector<WantedTag> kTwoTags{{"Main.a<b", {{1, 0, 4}, {1, 8, 2}}}, {"Ma
 
 TEST(CharacterMapTest, ALineForEachUsedRow) {
     EXPECT_THAT(characterMapOf(kTwoRequests, kTwoTags),
-                ElementsAre("1 byte a character: # wanted - read along + both . not read | requests",
-                            "Area 1", "    0 |####----##......" + std::string(48, '.') + "| 1", "  ...",
+                ElementsAre("1 byte a character: # wanted - read along + both . not read | requests", "Area 1",
+                            "    0 |####----##......" + std::string(48, '.') + "| 1", "  ...",
                             "  256 |" + std::string(44, '.') + "####" + std::string(16, '.') + "| 2"));
 }
 

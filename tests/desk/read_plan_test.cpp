@@ -11,7 +11,7 @@ namespace {
 const ObservedPass kPass{{{{{1, 0, 20}, {1, 100, 10}}, 36, 44}, {{{2, 0, 4}, {1, 0, 20}}, 36, 38}}, 3};
 
 const std::vector<WantedTag> kWanted{
-    {"Main.first", {{1, 0, 4}}},  {"Main.second", {{1, 10, 10}}}, {"Main.also_second", {{1, 10, 2}}},
+    {"Main.first", {{1, 0, 4}}},    {"Main.second", {{1, 10, 10}}},          {"Main.also_second", {{1, 10, 2}}},
     {"Main.third", {{1, 100, 10}}}, {"Main.fourth", {{2, 0, 1}, {2, 3, 1}}},
 };
 

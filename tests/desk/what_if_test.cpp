@@ -38,20 +38,15 @@ TEST(WhatIfTest, SizesInARowWithAsManyRequestsAreOneRange) {
     EXPECT_TRUE(rangesByTime({}).empty());
 }
 
-TEST(WhatIfTest, ATriedSizeHasTheFiguresOfItsPlan) {
-    ReadPlan plan;
-    plan.requests.resize(3);
-    plan.items = 4;
-    plan.bytesAsked = 50;
-    plan.bytesSent = 60;
-    plan.bytesReceived = 70;
-    const TriedSize size = triedSize(99, plan);
+TEST(WhatIfTest, ATriedSizeHasTheFiguresOfItsPass) {
+    const ObservedPass pass{{{{{1, 0, 20}, {1, 40, 5}}, 36, 39}, {{{2, 0, 7}, {1, 0, 20}}, 30, 41}}, 3};
+    const TriedSize size = triedSize(99, pass);
     EXPECT_EQ(size.maxRequestWords, 99);
-    EXPECT_EQ(size.requests, 3);
-    EXPECT_EQ(size.items, 4);
-    EXPECT_EQ(size.bytesAsked, 50);
-    EXPECT_EQ(size.bytesSent, 60);
-    EXPECT_EQ(size.bytesReceived, 70);
+    EXPECT_EQ(size.requests, 2);
+    EXPECT_EQ(size.items, 3);
+    EXPECT_EQ(size.bytesAsked, 32) << "each item once";
+    EXPECT_EQ(size.bytesSent, 66);
+    EXPECT_EQ(size.bytesReceived, 80);
 }
 
 }  // namespace

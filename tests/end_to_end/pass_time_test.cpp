@@ -42,8 +42,7 @@ protected:
     // The median of some passes of a new session.
     double measuredPassMs() {
         begin(kList);
-        EXPECT_TRUE(eventually(
-            [&] { return session->status().statistics.cycleTimes().cycles >= kPassesToMeasure; }))
+        EXPECT_TRUE(eventually([&] { return session->status().statistics.cycleTimes().cycles >= kPassesToMeasure; }))
             << lastFailure();
         const host::Time median = session->status().statistics.cycleTimes().median;
         session.reset();

@@ -3,8 +3,10 @@
 #include "tests/support/locks.h"
 
 using namespace ac500::test;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 namespace {
 
@@ -33,6 +35,16 @@ protected:
 
     static int goodTurn() { return turnAnsweredBy(zeroReply(2)); }
     static int failedTurn() { return turnAnsweredBy(QByteArray()); }
+
+    // Turns in which nothing but writes is pending: the sixth in a row has nothing to send.
+    static void answerWrites(int batches) {
+        for (int i = 0; i < batches; ++i) {
+            if (ComCommunication() == nullptr) {
+                ASSERT_NE(ComCommunication(), nullptr);
+            }
+            ASSERT_EQ(answer(writeReply()), 1);
+        }
+    }
 
     // The offsets of a list's entries, in order.
     static std::vector<int> offsets(const QList<RW_VAR>& list) {
@@ -147,6 +159,41 @@ TEST_F(CompletionTest, SuppressionIsDecidedVariableByVariable) {  // quirk 10
     write(2, 0);
     answer(writeReply());
     EXPECT_THAT(callbackDiary, ElementsAre("varDone(7, 3, 0, 1)", "varDone(7, 1, 0, 1)"));
+}
+
+// With so many of them that the driver counts them.
+TEST_F(CompletionTest, NewerWriteAmongThousandsSuppressesTheSuccess) {  // quirk 10
+    for (int i = 0; i < 2000; ++i) {
+        write(1 + i % 1999, 5);  // the first variable is the last one, too
+    }
+    answerWrites(1);  // 66 of 12 bytes each stay below 800
+    ASSERT_EQ(PLC_driver.writeList.size(), 2000 - 66);
+    ASSERT_EQ(callbackDiary.size(), 65U);
+    EXPECT_EQ(callbackDiary.front(), "varDone(7, 66, 5, 1)");
+    EXPECT_EQ(callbackDiary.back(), "varDone(7, 2, 5, 1)");
+    write(100, 5);  // in the batch that is chosen next
+    callbackDiary.clear();
+    answerWrites(1);
+    ASSERT_EQ(callbackDiary.size(), 65U);
+    EXPECT_EQ(callbackDiary.front(), "varDone(7, 132, 5, 1)");
+    EXPECT_THAT(callbackDiary, Not(Contains("varDone(7, 100, 5, 1)")));
+    answerWrites(29);
+    EXPECT_TRUE(PLC_driver.writeList.isEmpty());
+    EXPECT_THAT(callbackDiary, Contains("varDone(7, 100, 5, 1)"));
+    EXPECT_EQ(callbackDiary.back(), "varDone(7, 1981, 5, 1)");
+}
+
+TEST_F(CompletionTest, AbandonedBatchOfThousandsIsReportedAndTheRestDropped) {  // quirk 10
+    for (int i = 0; i < 2000; ++i) {
+        write(1 + i % 1999, 5);
+    }
+    answerWrites(1);
+    callbackDiary.clear();
+    settings.retryLimit = 0;
+    turnAnsweredBy(QByteArray());
+    ASSERT_EQ(callbackDiary.size(), 67U) << "66 variables, then the failure itself";
+    EXPECT_EQ(callbackDiary.front(), "varDone(7, 132, 5, 2)");
+    EXPECT_TRUE(PLC_driver.writeList.isEmpty());
 }
 
 TEST_F(CompletionTest, NewerOnceReadOfTheSameVariableSuppressesTheSuccess) {  // quirk 10

@@ -35,7 +35,8 @@ constexpr char kStyle[] =
     ".title{font-size:18px;font-weight:bold}.area{font-size:14px;font-weight:bold}.small{font-size:11px}\n"
     ".right{text-anchor:end}.middle{text-anchor:middle}\n"
     ".wanted{fill:#1f5a8a}.along{fill:url(#along)}.unread{fill:#ffffff;stroke:#b5b5b5;stroke-width:0.7}\n"
-    ".one{stroke:#1a1a1a;stroke-width:1.6;fill:none}.many{stroke:#1a1a1a;stroke-width:3;stroke-dasharray:2 2;fill:none}\n"
+    ".one{stroke:#1a1a1a;stroke-width:1.6;fill:none}.many{stroke:#1a1a1a;stroke-width:3;stroke-dasharray:2 "
+    "2;fill:none}\n"
     ".axis{stroke:#b5b5b5;stroke-width:0.7}\n"
     "</style>\n"
     "<defs><pattern id=\"along\" width=\"5\" height=\"5\" patternUnits=\"userSpaceOnUse\" "
@@ -68,8 +69,8 @@ public:
     double y = 0;
 
     void text(double x, double atY, const std::string& cssClass, const std::string& content) {
-        body_ += fmt::format("<text class=\"{}\" x=\"{:.1f}\" y=\"{:.1f}\">{}</text>\n", cssClass, x, atY,
-                             escaped(content));
+        body_ +=
+            fmt::format("<text class=\"{}\" x=\"{:.1f}\" y=\"{:.1f}\">{}</text>\n", cssClass, x, atY, escaped(content));
     }
     void box(const char* cssClass, double x, double atY, double width, double height) {
         body_ += fmt::format("<rect class=\"{}\" x=\"{:.2f}\" y=\"{:.2f}\" width=\"{:.2f}\" height=\"{:.2f}\"/>\n",
@@ -182,8 +183,8 @@ void drawRequests(Sheet& sheet, const MemoryRow& row) {
             sheet.path(isOne ? "one" : "many", fmt::format("M{:.2f} {:.1f}h{:.2f}", x, y - 3, width));
         }
         const int last = row.cells[end - 1].lastRequest;
-        const std::string label = isOne ? std::to_string(cell.firstRequest)
-                                        : fmt::format("{} to {}", cell.firstRequest, last);
+        const std::string label =
+            isOne ? std::to_string(cell.firstRequest) : fmt::format("{} to {}", cell.firstRequest, last);
         if (width >= kDigitWidth * static_cast<double>(label.size()) + 3) {
             sheet.text(x + width / 2, y - 6, "small middle", label);
         }

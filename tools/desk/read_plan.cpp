@@ -39,15 +39,15 @@ public:
     TagsAt(std::vector<TagRun> runs, const std::vector<WantedTag>& wanted, Edge edge)
         : runs_(std::move(runs)), wanted_(wanted), edge_(edge) {
         std::sort(runs_.begin(), runs_.end(), [this](const TagRun& a, const TagRun& b) {
-            return a.run.area != b.run.area       ? a.run.area < b.run.area
+            return a.run.area != b.run.area           ? a.run.area < b.run.area
                    : placeOf(a.run) != placeOf(b.run) ? placeOf(a.run) < placeOf(b.run)
                                                       : a.tag < b.tag;
         });
     }
 
     std::string at(int area, std::int64_t place) const {
-        const auto found =
-            std::lower_bound(runs_.begin(), runs_.end(), place, [this, area](const TagRun& run, std::int64_t wantedPlace) {
+        const auto found = std::lower_bound(
+            runs_.begin(), runs_.end(), place, [this, area](const TagRun& run, std::int64_t wantedPlace) {
                 return run.run.area != area ? run.run.area < area : placeOf(run.run) < wantedPlace;
             });
         const bool isThere = found != runs_.end() && found->run.area == area && placeOf(found->run) == place;

@@ -51,14 +51,14 @@ struct RequestFigures {
 
 struct ReadPlan {
     int tags = 0;
-    int items = 0;                    // entries of the driver's cyclic list
+    int items = 0;  // entries of the driver's cyclic list
     std::vector<RequestFigures> requests;
     std::int64_t bytesAsked = 0;      // of all entries, each once
     std::int64_t bytesWanted = 0;     // a byte that several tags want counts once
     std::int64_t bytesReadAlong = 0;  // the gaps
     std::int64_t bytesSent = 0;       // on the wire in one pass, envelopes included
     std::int64_t bytesReceived = 0;
-    std::vector<Gap> gaps;            // by area and address
+    std::vector<Gap> gaps;  // by area and address
 
     // Of the bytes asked for, how many are wanted: 0 to 1.
     double fill() const;

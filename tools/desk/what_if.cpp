@@ -12,9 +12,20 @@ bool isBetter(const TriedSize& a, const TriedSize& b) {
 
 }  // namespace
 
-TriedSize triedSize(int maxRequestWords, const ReadPlan& plan) {
-    return {maxRequestWords, static_cast<int>(plan.requests.size()), plan.items,
-            plan.bytesAsked, plan.bytesSent,                         plan.bytesReceived};
+TriedSize triedSize(int maxRequestWords, const ObservedPass& pass) {
+    TriedSize size;
+    size.maxRequestWords = maxRequestWords;
+    size.requests = static_cast<int>(pass.requests.size());
+    size.items = pass.listItems;
+    int items = 0;
+    for (const Request& request : pass.requests) {
+        for (const ByteRun& item : request.items) {
+            size.bytesAsked += ++items <= pass.listItems ? item.size : 0;
+        }
+        size.bytesSent += request.requestBytes;
+        size.bytesReceived += request.replyBytes;
+    }
+    return size;
 }
 
 void sortByTime(std::vector<TriedSize>& sizes) {

@@ -22,7 +22,7 @@ struct TriedSize {
     std::int64_t bytesReceived = 0;
 };
 
-TriedSize triedSize(int maxRequestWords, const ReadPlan& plan);
+TriedSize triedSize(int maxRequestWords, const ObservedPass& pass);
 
 // The best first: the fewest requests, which take the shortest time, then the smaller size.
 void sortByTime(std::vector<TriedSize>& sizes);

@@ -188,7 +188,9 @@ bool CommandContext::driverKnows(const std::vector<Tag>& tags, Failure* failure)
 int CommandContext::cannotBegin(const Failure& failure) const {
     complain(failure);
     if (options_.json) {
-        printJson({{"error", failureJson(failure)}});
+        Json json = newDocument();
+        json["error"] = failureJson(failure);
+        printJson(json);
     }
     return exitCodeOf(failure.kind);
 }

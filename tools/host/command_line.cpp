@@ -56,7 +56,7 @@ constexpr char kFooter[] =
     "  0            everything was done\n"
     "  1 usage      the command line or a value is wrong\n"
     "  2 file       the driver or the symbol file cannot be used\n"
-    "  3 name       a tag does not exist; plan --expect: it grew\n"
+    "  3 name       a tag does not exist; check, plan --expect: something is wrong\n"
     "  4 tcp        there is no connection to the PLC\n"
     "  5 handshake  the PLC, or what answers in its place, opens no session\n"
     "  6 request    reading or writing failed\n"
@@ -149,11 +149,34 @@ constexpr CommandRow kCommands[] = {
     {Command::Watch, "watch", "Show variables in a live table; Enter turns its pages", "TAG", 1, "What to watch"},
     {Command::Tags, "tags", "List what can be read; needs neither driver nor PLC", "TAG", 0,
      "Only these; an element or a bit is listed as its variable"},
+    {Command::Check, "check", "Tell what is wrong with lists of tags; needs the driver, but no PLC", "TAG", 0,
+     "What would be read; @FILE: a list of tags"},
     {Command::Plan, "plan", "Tell what reading tags in every cycle costs; needs the driver, but no PLC", "TAG", 1,
      "What would be read"},
     {Command::Status, "status", "Try every step up to the first read, and tell how far it gets", "TAG", 0,
      "What to read (default: the first variable there is)"},
 };
+
+constexpr char kCheckFooter[] =
+    "Errors: a tag that the driver does not resolve, or resolves to another place than the symbol file;\n"
+    "an index out of bounds; a structure; a value that does not fit.\n"
+    "Warnings: a tag given twice; text that would be cut; a variable that several panels write, one of\n"
+    "them bits of it.\n"
+    "\n"
+    "Exit codes: 0 nothing is wrong, 3 there are errors, or with --strict warnings; others as below.\n";
+
+void addCheckOptions(CLI::App& command, CheckOptions& check) {
+    command
+        .add_option("--writes", check.writes,
+                    "What the panel writes, may be repeated; @FILE: a list, whose values are checked, too")
+        ->type_name("TAG[=VALUE]")
+        ->allow_extra_args(false);
+    command.add_option("--also", check.also, "A list of what another panel writes, may be repeated")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
+    command.add_flag("--strict", check.isStrict, "End with 3 for warnings, too");
+    command.footer(std::string(kCheckFooter) + "\n" + kFooter);
+}
 
 constexpr char kPlanFooter[] =
     "The driver itself is asked: what is counted are the requests that it wants sent in one pass.\n"
@@ -195,11 +218,24 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
         command->add_flag("--force", options.force, "Write nan and inf, too, which few PLC programs expect");
         command->footer(std::string(kWriteFooter) + "\n" + kFooter);
     }
+    if (row.command == Command::Check) {
+        addCheckOptions(*command, options.check);
+    }
     if (row.command == Command::Plan) {
         addPlanOptions(*command, options.plan);
     }
+    if (row.command == Command::Read || row.command == Command::Watch || row.command == Command::Tags) {
+        command->add_flag("--csv", options.csv, "Output for spreadsheets: CSV with a header row");
+    }
     if (row.command == Command::Watch) {
-        command->add_option("--interval", options.intervalMs, "Time between two displays, in ms")
+        command->add_flag("--on-change", options.onChange, "Lines: only what has another value or state than before");
+        command
+            ->add_option("--when", options.when,
+                         "Lines: only while this holds, e.g. 'Main.fault == 1'; operators are == != < <= > >=")
+            ->type_name("CONDITION");
+        command
+            ->add_option("--interval", options.intervalMs,
+                         "Time between two displays, in ms; a list may give tags another")
             ->type_name("MS")
             ->check(CLI::Range(10, kLongestMs))
             ->capture_default_str();
@@ -273,6 +309,9 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return helpOrError(app, error);
+    }
+    if (options.csv && options.json) {
+        return usageError("--csv and --json exclude each other");
     }
     const Settings environment = settings::fromEnvironment([](const char* name) { return std::getenv(name); });
     LoadedSettings file;

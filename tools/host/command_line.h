@@ -10,7 +10,7 @@
 
 namespace ac500::host {
 
-enum class Command { Read, Write, Watch, Tags, Status, Plan };
+enum class Command { Read, Write, Watch, Tags, Status, Plan, Check };
 
 struct PlanOptions {
     double roundTripMs = 1;  // of the network, for one request
@@ -19,6 +19,12 @@ struct PlanOptions {
     bool map = false;
     std::string svg;     // a file to be written; empty: none
     std::string expect;  // an earlier plan as JSON; empty: none
+};
+
+struct CheckOptions {
+    std::vector<std::string> writes;  // tags that the panel writes, TAG=VALUE texts, lists of them
+    std::vector<std::string> also;    // lists of what other panels write
+    bool isStrict = false;            // warnings count as errors
 };
 
 struct Options {
@@ -39,10 +45,14 @@ struct Options {
     bool verbose = false;
 
     bool force = false;  // write: also nan and inf
+    bool csv = false;    // read, watch, tags
     double seconds = 0;  // watch: 0 is until Ctrl-C
     int intervalMs = 500;
+    bool onChange = false;  // watch: only what changed
+    std::string when;       // watch: only while this holds; empty: always
 
     PlanOptions plan;
+    CheckOptions check;
 };
 
 struct ParsedCommandLine {

@@ -26,6 +26,8 @@ int runCommand(const Options& options) {
             return runTags(context);
         case Command::Status:
             return runStatus(context);
+        case Command::Check:
+            return runCheck(context);
         case Command::Plan:
             return runPlan(context);
     }

@@ -16,6 +16,8 @@ int runWrite(CommandContext& context);
 int runWatch(CommandContext& context);
 int runTags(const CommandContext& context);
 int runStatus(CommandContext& context);
+// 3 when something is wrong with the tags.
+int runCheck(CommandContext& context);
 // 3 when the plan grew.
 int runPlan(CommandContext& context);
 

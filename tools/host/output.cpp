@@ -9,6 +9,9 @@ namespace ac500::host {
 
 namespace {
 
+// The largest whole number that is exact, and not what another is rounded to, where numbers are doubles.
+constexpr std::int64_t kLargestExact = (std::int64_t{1} << 53) - 1;
+
 // Bytes of UTF-8 that do not begin a character.
 bool continuesCharacter(char c) {
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
@@ -29,8 +32,12 @@ Json elementJson(const HostValue& value) {
         Json operator()(float v) const { return floatJson(v); }
         Json operator()(double v) const { return floatJson(v); }
         Json operator()(bool v) const { return v; }
-        Json operator()(std::int64_t v) const { return v; }
-        Json operator()(std::uint64_t v) const { return v; }
+        Json operator()(std::int64_t v) const {
+            return v < -kLargestExact || v > kLargestExact ? Json(std::to_string(v)) : Json(v);
+        }
+        Json operator()(std::uint64_t v) const {
+            return v > std::uint64_t{kLargestExact} ? Json(std::to_string(v)) : Json(v);
+        }
         Json operator()(const std::string& v) const { return v; }
     };
     return std::visit(Visitor(), value);
@@ -41,6 +48,10 @@ double milliseconds(Time time) {
 }
 
 }  // namespace
+
+Json newDocument() {
+    return {{"version", kOutputVersion}};
+}
 
 std::string typeText(const Tag& tag) {
     const std::string name = typeTraits(tag.form.code)->name;

@@ -15,6 +15,12 @@ using symbol_file::Leaf;
 // Keys in the order in which they are set.
 using Json = nlohmann::ordered_json;
 
+// Of every document and of every line of `watch`. It changes when a program that reads the output has to; keys may be
+// added without. docs/schema/ describes each command's output.
+constexpr int kOutputVersion = 1;
+// A document with nothing but its version.
+Json newDocument();
+
 // "INT", "INT[1..6]", "BIT of WORD".
 std::string typeText(const Tag& tag);
 std::string typeText(const Leaf& leaf);
@@ -26,7 +32,8 @@ std::string valueText(const Tag& tag, const TagValue& value);
 // "0.12 s", "3 min", or "-" when nothing was received.
 std::string ageText(const TagValue& value);
 
-// A number, boolean, string, or a list of them for a list tag; numbers that JSON cannot hold are strings.
+// A number, boolean, string, or a list of them for a list tag. Strings are also: whole numbers beyond 2^53 - 1 on either
+// side, which many readers of JSON would round, in decimal; and what JSON has no number for, "nan", "inf" and "-inf".
 Json valueJson(const Tag& tag, const HostValues& values);
 // {"tag", "type", "value", "state", "age_ms"}; value and age are null when not known.
 Json tagValueJson(const Tag& tag, const TagValue& value);

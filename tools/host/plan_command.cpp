@@ -37,7 +37,7 @@ struct PlanReport {
     int maxRequestWords = 0;
     RequestTime time;
     ReadPlan plan;
-    std::vector<TriedSize> sizes;  // --what-if, ascending
+    std::vector<TriedSize> sizes;                      // --what-if, ascending
     std::optional<std::vector<FigureChange>> changes;  // --expect
 };
 
@@ -57,9 +57,10 @@ std::optional<std::map<std::string, std::int64_t>> earlierCosts(const std::strin
     std::map<std::string, std::int64_t> costs;
     for (const desk::PlanFigure& figure : desk::costsOf(ReadPlan())) {
         if (!isPlan || !document["plan"].contains(figure.key) || !document["plan"][figure.key].is_number_integer()) {
-            *failure = {FailureKind::File, fmt::format("{}: is no plan, \"plan\" with a whole number \"{}\" is missing; "
-                                                       "name a file that plan --json has written",
-                                                       fileName, figure.key)};
+            *failure = {FailureKind::File,
+                        fmt::format("{}: is no plan, \"plan\" with a whole number \"{}\" is missing; "
+                                    "name a file that plan --json has written",
+                                    fileName, figure.key)};
             return std::nullopt;
         }
         costs[figure.key] = document["plan"][figure.key].get<std::int64_t>();
@@ -71,12 +72,10 @@ std::optional<std::map<std::string, std::int64_t>> earlierCosts(const std::strin
 // Making it
 // ---------------------------------------------------------------------------------------------------------------------
 
-bool trySizes(CommandContext& context, const std::vector<Tag>& tags, const std::vector<WantedTag>& wanted,
-              std::vector<TriedSize>* sizes, Failure* failure) {
+bool trySizes(CommandContext& context, const std::vector<Tag>& tags, std::vector<TriedSize>* sizes, Failure* failure) {
     for (int words = desk::kSmallestTriedWords; words <= context.options().plan.whatIfWords; ++words) {
         if (wasInterrupted()) {
-            *failure = {FailureKind::Request, "interrupted while sizes were tried"};
-            return false;
+            return true;
         }
         std::string error;
         const std::optional<ObservedPass> pass = context.offlineDriver().observePass(tags, words, &error);
@@ -84,7 +83,7 @@ bool trySizes(CommandContext& context, const std::vector<Tag>& tags, const std::
             *failure = {FailureKind::Request, error};
             return false;
         }
-        sizes->push_back(triedSize(words, desk::makeReadPlan(*pass, wanted)));
+        sizes->push_back(desk::triedSize(words, *pass));
     }
     return true;
 }
@@ -113,14 +112,15 @@ void printFigures(const PlanReport& report) {
         {"Requests in a pass", fmt::format("{}", requests)},
         {"Items", fmt::format("{}", plan.items)},
         {"Bytes asked for", fmt::format("{}", plan.bytesAsked)},
-        {"Bytes wanted", fmt::format("{}, {} of those asked for", plan.bytesWanted,
-                                     percent(plan.bytesWanted, plan.bytesAsked))},
-        {"Bytes read along", fmt::format("{}, in {} gaps", plan.bytesReadAlong, plan.gaps.size())},
+        {"Bytes wanted",
+         fmt::format("{}, {} of those asked for", plan.bytesWanted, percent(plan.bytesWanted, plan.bytesAsked))},
+        {"Bytes read along",
+         fmt::format("{}, in {} gap{}", plan.bytesReadAlong, plan.gaps.size(), plan.gaps.size() == 1 ? "" : "s")},
         {"Bytes on the wire", fmt::format("{} sent, {} received", plan.bytesSent, plan.bytesReceived)},
         {"Time of a pass", fmt::format("{:.1f} ms, with a round trip of {} ms and {} ms in the PLC for each request",
                                        passMs(requests, time), time.roundTripMs, time.plcMs)},
-        {"Of ac500-host", fmt::format("{:.1f} ms, with its quiet look behind the last reply",
-                                      passWithLookMs(requests, time))},
+        {"Of ac500-host",
+         fmt::format("{:.1f} ms, with its quiet look behind the last reply", passWithLookMs(requests, time))},
     });
 }
 
@@ -171,7 +171,8 @@ void printSizes(const PlanReport& report) {
     std::size_t shown = 0;
     for (std::size_t i = 0; i < ranges.size(); ++i) {
         const TriedSize& size = ranges[i].first;
-        const bool isInUse = size.maxRequestWords <= report.maxRequestWords && report.maxRequestWords <= ranges[i].lastWords;
+        const bool isInUse =
+            size.maxRequestWords <= report.maxRequestWords && report.maxRequestWords <= ranges[i].lastWords;
         if (i >= kShownSizes && !isInUse) {
             continue;
         }
@@ -275,7 +276,7 @@ Json changesJson(const std::vector<FigureChange>& changes) {
 }
 
 Json reportJson(const PlanReport& report) {
-    Json json;
+    Json json = newDocument();
     json["plan"] = figuresJson(report);
     json["per_request"] = requestsJson(report.plan.requests);
     json["gaps"] = gapsJson(report.plan.gaps);
@@ -304,7 +305,8 @@ bool writePicture(const std::string& fileName, const PlanReport& report, const O
                   const std::vector<WantedTag>& wanted, Failure* failure) {
     const ReadPlan& plan = report.plan;
     const std::string summary = fmt::format(
-        "{} requests and {} items a pass at {} words; {} bytes asked for, {} wanted ({}), {} read along; on the wire {} "
+        "{} requests and {} items a pass at {} words; {} bytes asked for, {} wanted ({}), {} read along; on the wire "
+        "{} "
         "bytes sent, {} received",
         plan.requests.size(), plan.items, report.maxRequestWords, plan.bytesAsked, plan.bytesWanted,
         percent(plan.bytesWanted, plan.bytesAsked), plan.bytesReadAlong, plan.bytesSent, plan.bytesReceived);
@@ -338,14 +340,16 @@ int runPlan(CommandContext& context) {
     report.maxRequestWords = options.maxRequestWords;
     report.time = {options.plan.roundTripMs, options.plan.plcMs};
     std::string error;
-    const std::optional<ObservedPass> pass =
-        context.offlineDriver().observePass(tags, options.maxRequestWords, &error);
+    const std::optional<ObservedPass> pass = context.offlineDriver().observePass(tags, options.maxRequestWords, &error);
     if (!pass) {
         return context.cannotBegin({FailureKind::Request, error});
     }
     report.plan = desk::makeReadPlan(*pass, wanted);
-    if (!trySizes(context, tags, wanted, &report.sizes, &failure)) {
+    if (!trySizes(context, tags, &report.sizes, &failure)) {
         return context.cannotBegin(failure);
+    }
+    if (wasInterrupted()) {
+        return kExitInterrupted;
     }
     if (earlier) {
         report.changes = desk::changesSince(*earlier, report.plan);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "tools/host/csv_output.h"
 #include "tools/host/exit_codes.h"
 #include "tools/host/print.h"
 #include "tools/host/terminal.h"
@@ -40,8 +41,17 @@ void printValues(const std::vector<Tag>& tags, CommandContext& context) {
     printTable(rows);
 }
 
+void printValuesCsv(const std::vector<Tag>& tags, CommandContext& context) {
+    printLine(kValueCsvHeader);
+    for (const Tag& tag : tags) {
+        for (const std::string& row : valueCsv(tag, context.session().value(tag))) {
+            printLine(row);
+        }
+    }
+}
+
 void printValuesJson(const std::vector<Tag>& tags, CommandContext& context, const Failure& failure) {
-    Json json;
+    Json json = newDocument();
     json["values"] = Json::array();
     for (const Tag& tag : tags) {
         json["values"].push_back(tagValueJson(tag, context.session().value(tag)));
@@ -68,6 +78,8 @@ int runRead(CommandContext& context) {
     }
     if (context.options().json) {
         printValuesJson(tags, context, failure);
+    } else if (context.options().csv) {
+        printValuesCsv(tags, context);
     } else {
         printValues(tags, context);
     }

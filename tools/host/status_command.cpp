@@ -80,7 +80,7 @@ void printStatus(const std::vector<StatusLine>& lines, const Statistics& statist
 }
 
 void printStatusJson(const std::vector<StatusLine>& lines, const Statistics& statistics) {
-    Json json;
+    Json json = newDocument();
     json["steps"] = Json::array();
     for (const StatusLine& line : lines) {
         json["steps"].push_back({{"step", failureKindName(line.step)}, {"ok", line.isGood}, {"text", line.text}});

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <unordered_set>
 
+#include "tools/host/csv_output.h"
 #include "tools/host/print.h"
 
 namespace ac500::host {
@@ -38,6 +39,30 @@ bool chooseLeaves(const CommandContext& context, std::vector<const Leaf*>* leave
     return true;
 }
 
+void printLeaves(const std::vector<const Leaf*>& leaves) {
+    std::vector<std::vector<std::string>> rows{{"TAG", "TYPE", "AREA", "ADDRESS", "COMMENT"}};
+    for (const Leaf* leaf : leaves) {
+        rows.push_back({leaf->tag, typeText(*leaf), std::to_string(leaf->area), addressText(*leaf), leaf->comment});
+    }
+    printTable(rows);
+}
+
+void printLeavesJson(const std::vector<const Leaf*>& leaves) {
+    Json json = newDocument();
+    json["tags"] = Json::array();
+    for (const Leaf* leaf : leaves) {
+        json["tags"].push_back(leafJson(*leaf));
+    }
+    printJson(json);
+}
+
+void printLeavesCsv(const std::vector<const Leaf*>& leaves) {
+    printLine(kLeafCsvHeader);
+    for (const Leaf* leaf : leaves) {
+        printLine(leafCsv(*leaf));
+    }
+}
+
 }  // namespace
 
 int runTags(const CommandContext& context) {
@@ -47,19 +72,14 @@ int runTags(const CommandContext& context) {
     if (!chooseLeaves(context, &leaves, &failure)) {
         return context.cannotBegin(failure);
     }
-    std::vector<std::vector<std::string>> rows{{"TAG", "TYPE", "AREA", "ADDRESS", "COMMENT"}};
-    Json json;
-    json["tags"] = Json::array();
-    for (const Leaf* leaf : leaves) {
-        rows.push_back({leaf->tag, typeText(*leaf), std::to_string(leaf->area), addressText(*leaf), leaf->comment});
-        json["tags"].push_back(leafJson(*leaf));
-    }
     if (options.json) {
-        printJson(json);
-        return 0;
+        printLeavesJson(leaves);
+    } else if (options.csv) {
+        printLeavesCsv(leaves);
+    } else {
+        printLeaves(leaves);
+        printLine(fmt::format("{} of {} tags", leaves.size(), context.tags().leaves().size()));
     }
-    printTable(rows);
-    printLine(fmt::format("{} of {} tags", rows.size() - 1, context.tags().leaves().size()));
     return 0;
 }
 

@@ -2,9 +2,15 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
+#include <iostream>
+#include <numeric>
+#include <utility>
 
 #include "tools/console/time_text.h"
+#include "tools/host/condition.h"
+#include "tools/host/csv_output.h"
 #include "tools/host/live_table.h"
 #include "tools/host/print.h"
 #include "tools/host/terminal.h"
@@ -60,45 +66,68 @@ LivePicture livePicture(const Options& options, const std::vector<Tag>& tags, co
     return live;
 }
 
-void printLines(const std::vector<Tag>& tags, const Picture& picture) {
+// Which of the tags a line or document is about.
+using Rows = std::vector<std::size_t>;
+
+void printLines(const std::vector<Tag>& tags, const Picture& picture, const Rows& rows) {
     const std::string time = console::timeText();
-    for (std::size_t i = 0; i < tags.size(); ++i) {
+    for (const std::size_t i : rows) {
         const TagValue& value = picture.values[i];
         const std::string failure = value.failure.text.empty() ? "" : "  " + value.failure.text;
         printLine(fmt::format("{}  {}  {}  {}  {}{}", time, tags[i].text, valueText(tags[i], value),
                               valueStateName(value.state), ageText(value), failure));
     }
-    flushOutput();
 }
 
-void printAsJson(const std::vector<Tag>& tags, const Picture& picture) {
-    Json json;
+void printAsCsv(const std::vector<Tag>& tags, const Picture& picture, const Rows& rows) {
+    const std::string time = console::utcText();
+    for (const std::size_t i : rows) {
+        for (const std::string& row : valueCsv(tags[i], picture.values[i])) {
+            printLine(time + "," + row);
+        }
+    }
+}
+
+void printAsJson(const std::vector<Tag>& tags, const Picture& picture, const Rows& rows) {
+    Json json = newDocument();
     json["time"] = console::utcText();
     json["elapsed_ms"] = picture.elapsed.count();
     json["link"] = linkText(picture.status);
     json["values"] = Json::array();
-    for (std::size_t i = 0; i < tags.size(); ++i) {
+    for (const std::size_t i : rows) {
         json["values"].push_back(tagValueJson(tags[i], picture.values[i]));
     }
     printJsonLine(json);
-    flushOutput();
 }
+
+// What is watched, and when it is shown.
+struct WatchPlan {
+    std::vector<Tag> tags;
+    std::vector<Milliseconds> intervals;  // of each tag, between two lines about it
+    std::optional<Condition> condition;   // lines only while it holds
+};
 
 class Watch {
 public:
-    Watch(CommandContext& context, const std::vector<Tag>& tags)
+    Watch(CommandContext& context, const WatchPlan& plan)
         : context_(context),
-          tags_(tags),
-          received_(tags.size(), false),
+          plan_(plan),
+          tags_(plan.tags),
+          received_(tags_.size(), false),
+          due_(tags_.size(), clock_.now()),
+          shown_(tags_.size()),
           started_(clock_.now()),
-          isLive_(!context.options().json && outputIsScreen()) {}
+          isLive_(isTable(context.options()) && outputIsScreen()) {}
 
     int run() {
+        if (context_.options().csv) {
+            printLine(std::string("time,") + kValueCsvHeader);
+        }
         while (!isOver()) {
-            show();
+            show(dueRows());
             waitForNext();
         }
-        show();
+        show(allRows());
         hasReader_ = flushOutput();
         return exitCode();
     }
@@ -112,21 +141,81 @@ private:
                (seconds > 0 && static_cast<double>(elapsed().count()) >= seconds * 1000);
     }
 
-    void show() {
+    // Lines that may carry a part of the tags are no table.
+    static bool isTable(const Options& options) {
+        return !options.json && !options.csv && !options.onChange && options.when.empty();
+    }
+
+    Rows allRows() const {
+        Rows rows(tags_.size());
+        std::iota(rows.begin(), rows.end(), std::size_t{0});
+        return rows;
+    }
+
+    Rows dueRows() {
+        const Time now = clock_.now();
+        Rows rows;
+        for (std::size_t i = 0; i < tags_.size(); ++i) {
+            if (due_[i] <= now) {
+                rows.push_back(i);
+                due_[i] = now + plan_.intervals[i];
+            }
+        }
+        return rows;
+    }
+
+    Time nextDue() const { return *std::min_element(due_.begin(), due_.end()); }
+
+    void show(Rows rows) {
         Picture picture{context_.session().status(), {}, elapsed(), clock_.now()};
         for (std::size_t i = 0; i < tags_.size(); ++i) {
             picture.values.push_back(context_.session().value(tags_[i]));
             received_[i] = received_[i] || picture.values[i].isKnown;
         }
-        if (context_.options().json) {
-            printAsJson(tags_, picture);
-        } else if (isLive_) {
+        if (isLive_) {
             followOthers();
             const LiveStyle style{wantsColors(), hasKeyboard()};
             live_.draw(liveTable(livePicture(context_.options(), tags_, picture), terminalSize(), style, &pager_));
-        } else {
-            printLines(tags_, picture);
+            return;
         }
+        if (!conditionHolds()) {
+            rows.clear();
+        }
+        if (context_.options().onChange) {
+            keepChanged(picture, &rows);
+        }
+        if (!rows.empty()) {
+            printRows(picture, rows);
+        }
+        flushOutput();
+    }
+
+    void printRows(const Picture& picture, const Rows& rows) const {
+        if (context_.options().json) {
+            printAsJson(tags_, picture, rows);
+        } else if (context_.options().csv) {
+            printAsCsv(tags_, picture, rows);
+        } else {
+            printLines(tags_, picture, rows);
+        }
+    }
+
+    bool conditionHolds() const {
+        if (!plan_.condition) {
+            return true;
+        }
+        const TagValue value = context_.session().value(plan_.condition->tag());
+        return value.isKnown && plan_.condition->holds(value.values);
+    }
+
+    // Those whose value or state is another than the last one that was shown.
+    void keepChanged(const Picture& picture, Rows* rows) {
+        const auto isUnchanged = [&](std::size_t i) {
+            const TagValue& value = picture.values[i];
+            const std::string now = std::string(valueStateName(value.state)) + " " + valueText(tags_[i], value);
+            return std::exchange(shown_[i], now) == now;
+        };
+        rows->erase(std::remove_if(rows->begin(), rows->end(), isUnchanged), rows->end());
     }
 
     // What a shell wrote while the program was stopped stays.
@@ -137,7 +226,7 @@ private:
     }
 
     void waitForNext() {
-        const Time next = clock_.now() + Milliseconds(context_.options().intervalMs);
+        const Time next = isLive_ ? clock_.now() + Milliseconds(context_.options().intervalMs) : nextDue();
         while (!isOver() && clock_.now() < next && !wasPageTurned()) {
             tellEvents();
             hasReader_ = flushOutput();
@@ -184,9 +273,12 @@ private:
     }
 
     CommandContext& context_;
+    const WatchPlan& plan_;
     const std::vector<Tag>& tags_;
     SteadyClock clock_;
     std::vector<bool> received_;
+    std::vector<Time> due_;           // when the next line about each tag is due
+    std::vector<std::string> shown_;  // with --on-change: state and value of each as they were last shown
     bool hasReader_ = true;
     const Time started_;
     const bool isLive_;
@@ -194,15 +286,39 @@ private:
     Pager pager_;
 };
 
+bool planWatch(const CommandContext& context, WatchPlan* plan, Failure* failure) {
+    const Options& options = context.options();
+    std::vector<selection::ChosenTag> chosen;
+    if (!context.chooseTags(selection::entriesOf(options.arguments, std::cin), selection::Expansion::Allowed, &chosen,
+                            failure) ||
+        !context.findTags(chosen, &plan->tags, failure)) {
+        return false;
+    }
+    for (const selection::ChosenTag& one : chosen) {
+        plan->intervals.emplace_back(one.intervalMs.value_or(options.intervalMs));
+    }
+    if (!options.when.empty()) {
+        plan->condition = Condition::parse(context.tags(), options.when, failure);
+    }
+    return options.when.empty() || plan->condition;
+}
+
 }  // namespace
 
 int runWatch(CommandContext& context) {
-    std::vector<Tag> tags;
+    WatchPlan plan;
     Failure failure;
-    if (!context.chooseTags(&tags, &failure) || !context.startSession(tags, &failure)) {
+    if (!planWatch(context, &plan, &failure)) {
         return context.cannotBegin(failure);
     }
-    return Watch(context, tags).run();
+    std::vector<Tag> polled = plan.tags;
+    if (plan.condition) {
+        polled.push_back(plan.condition->tag());
+    }
+    if (!context.startSession(polled, &failure)) {
+        return context.cannotBegin(failure);
+    }
+    return Watch(context, plan).run();
 }
 
 }  // namespace ac500::host

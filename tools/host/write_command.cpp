@@ -252,7 +252,7 @@ int runWrite(CommandContext& context) {
     writeAll(context, &writes);
     readBackAll(context, &writes);
     FailureKind kind = FailureKind::None;
-    Json json;
+    Json json = newDocument();
     json["writes"] = Json::array();
     for (const TagWrite& write : writes) {
         json["writes"].push_back(writeJson(write));

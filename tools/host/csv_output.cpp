@@ -1,0 +1,51 @@
+#include "tools/host/csv_output.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "tools/text/csv.h"
+
+namespace ac500::host {
+
+using text::csvText;
+
+namespace {
+
+std::string elementCell(const HostValue& value) {
+    struct Visitor {
+        std::string operator()(bool v) const { return v ? "TRUE" : "FALSE"; }
+        std::string operator()(std::int64_t v) const { return std::to_string(v); }
+        std::string operator()(std::uint64_t v) const { return std::to_string(v); }
+        std::string operator()(float v) const { return fmt::format("{}", v); }
+        std::string operator()(double v) const { return fmt::format("{}", v); }
+        std::string operator()(const std::string& v) const { return csvText(v); }
+    };
+    return std::visit(Visitor(), value);
+}
+
+std::string elementType(const Tag& tag) {
+    const std::string name = typeTraits(tag.form.code)->name;
+    return tag.form.isBit ? "bit of " + name : name;
+}
+
+}  // namespace
+
+std::vector<std::string> valueCsv(const Tag& tag, const TagValue& value) {
+    const std::string age = value.age ? std::to_string(value.age->count()) : std::string();
+    std::vector<std::string> rows;
+    for (int i = 0; i < tag.elements; ++i) {
+        const auto index = static_cast<std::size_t>(i);
+        const bool isKnown = value.isKnown && index < value.values.size();
+        rows.push_back(fmt::format("{},{},{},{},{}", csvText(tag.elementName(i)), elementType(tag),
+                                   isKnown ? elementCell(value.values[index]) : std::string(),
+                                   valueStateName(value.state), age));
+    }
+    return rows;
+}
+
+std::string leafCsv(const Leaf& leaf) {
+    return fmt::format("{},{},{},{},{}", csvText(leaf.tag), csvText(typeText(leaf)), leaf.area, leaf.address,
+                       csvText(leaf.comment));
+}
+
+}  // namespace ac500::host

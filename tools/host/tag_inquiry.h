@@ -1,0 +1,53 @@
+// TagInquiry finds out about the entries of a list of tags, one by one, what the driver and the symbol file have to say:
+// which tags an entry stands for, and what is wrong with it. Used by one thread.
+#ifndef AC500_TOOLS_HOST_TAG_INQUIRY_H
+#define AC500_TOOLS_HOST_TAG_INQUIRY_H
+
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "tools/desk/tag_check.h"
+#include "tools/host/offline_driver.h"
+#include "tools/host/tag.h"
+#include "tools/selection/choice.h"
+
+namespace ac500::host {
+
+// A tag that the driver transfers as the list has it.
+struct GoodTag {
+    Tag tag;
+    desk::Place place;
+};
+
+class TagInquiry {
+public:
+    // Both must outlive this.
+    TagInquiry(const TagTable& tags, OfflineDriver& driver) : tags_(tags), driver_(driver) {}
+
+    // Adds the entry's tags to *good, and what is wrong to *findings. Returns how many tags the entry stands for, right or
+    // wrong.
+    int ask(const selection::Entry& entry, std::vector<GoodTag>* good, std::vector<desk::Finding>* findings);
+
+private:
+    void askTag(const std::string& text, const selection::Entry& entry, std::vector<GoodTag>* good,
+                std::vector<desk::Finding>* findings);
+    std::optional<desk::Finding> problemOf(const Tag& tag, const desk::Finding& frame);
+    desk::Finding wrongName(const std::string& text, const std::string& reason, desk::Finding finding);
+    std::string explanation(const std::string& text, const std::string& reason);
+    bool isStructure(const std::string& text);
+    std::string whatLiesAt(const ControlInformationM& info);
+
+    const TagTable& tags_;
+    OfflineDriver& driver_;
+    // Made when they are first needed
+    std::optional<std::unordered_set<std::string>> structures_;
+    std::vector<const Leaf*> leavesByAddress_;
+
+    int explained_ = 0;
+};
+
+}  // namespace ac500::host
+
+#endif
