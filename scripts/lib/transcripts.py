@@ -8,6 +8,9 @@ All commands of a page run in one shell, one after the other, in an empty folder
 begins with `ac500-sim` is left running, as in a second terminal, until the next such command or the end of the page; it
 gets a free port, and ac500-host is sent there. The pages show the port that a reader gets, 1201.
 
+A picture of the page that one of its commands writes, by the same name, is written into docs/ with the page, and has to be
+the same, byte for byte.
+
 A page is right when a new run prints the same, but for what cannot be the same twice: dates and times; durations and ages
 with their unit (12 ms, 0.3 s, "age_ms": 5); on a line that names a variable which the simulated PLC moves, numbers, TRUE
 and FALSE behind the name; and all numbers of a block below a line <!-- transcripts: numbers vary -->.
@@ -21,6 +24,7 @@ import signal
 import socket
 import subprocess
 from dataclasses import dataclass, field
+from pathlib import Path
 
 BLOCK = re.compile(r"^(?P<vary><!-- transcripts: numbers vary -->\n+)?```console\n(?P<body>.*?)^```$", re.MULTILINE | re.DOTALL)
 TIME_LIMIT_S = 120  # of a page
@@ -28,6 +32,7 @@ TIME_LIMIT_S = 120  # of a page
 TIME = re.compile(r"\d{4}-\d\d-\d\d[ T]\d\d:\d\d:\d\d(\.\d+)?Z?")
 DURATION = re.compile(r"\b\d+(\.\d+)?(?= (ms|s)\b)")
 DURATION_FIELD = re.compile(r'(?<=_ms":)( ?)\d+(\.\d+)?')
+PICTURE = re.compile(r"!\[[^\]]*\]\(([\w/-]+\.svg)\)")
 NUMBER = re.compile(r"-?\d+(\.\d+)?(e[+-]?\d+)?")
 MOVING = re.compile(NUMBER.pattern + r"|\bTRUE\b|\bFALSE\b")
 SPACES = re.compile(r" {2,}")
@@ -40,6 +45,7 @@ end_simulator() {
 }
 start_simulator() {
     end_simulator
+    : >"$2"
     eval "exec $1" >"$2" 2>&1 </dev/null &
     simulator=$!
     for _ in $(seq 200); do
@@ -204,3 +210,9 @@ def renewed(text, run, moving):
         return (match["vary"] or "") + "\n".join(["```console", *lines, "```"])
 
     return BLOCK.sub(new_block, text), differences
+
+
+def pictures_of(text, run):
+    """Of the pictures that the page shows those that its commands have just written: where they belong, and their bytes."""
+    written = {name: run.work / Path(name).name for name in PICTURE.findall(text)}
+    return {name: path.read_bytes() for name, path in written.items() if path.is_file()}

@@ -6,7 +6,7 @@ import unittest
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parent.parent.parent / "scripts"))
-from lib.transcripts import Broken, Run, masked, renewed  # noqa: E402
+from lib.transcripts import Broken, Run, masked, pictures_of, renewed  # noqa: E402
 
 HOST = """#!/bin/bash
 echo "host $*"
@@ -86,6 +86,12 @@ class TranscriptsTest(unittest.TestCase):
 
     def test_columns_move_with_what_stands_in_them(self):
         self.assertEqual(masked("Main.counter  7      fresh", ["Main.counter"], False), "Main.counter  <n>  fresh")
+
+    def test_a_picture_that_a_command_writes_belongs_to_the_page(self):
+        text = "![a](pictures/a.svg) ![b](pictures/b.svg)\n\n```console\n$ echo '<svg/>' > a.svg\n$ touch c.svg\n```\n"
+        run = Run(self.root, self.root, self.root / "run")
+        renewed(text, run, [])
+        self.assertEqual(pictures_of(text, run), {"pictures/a.svg": b"<svg/>\n"})
 
     def test_a_page_that_cannot_be_run_is_told(self):
         with self.assertRaises(Broken):
