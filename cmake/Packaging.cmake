@@ -100,8 +100,13 @@ if(AC500_BUILD_TOOLS)
     ac500_compress(${CMAKE_BINARY_DIR}/${program}.1.gz ${PROJECT_SOURCE_DIR}/docs/man/${program}.1)
     install(FILES ${CMAKE_BINARY_DIR}/${program}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   endforeach()
+  install(FILES packaging/completion/ac500-host.bash RENAME ac500-host
+          DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
+  install(FILES packaging/completion/_ac500-host
+          DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions COMPONENT tools)
   ac500_install_pages(tools ${tools_doc_dir} symbol-file.md)
   install(FILES docs/symbol-file.schema.json DESTINATION ${tools_doc_dir} COMPONENT tools)
+  install(DIRECTORY docs/schema DESTINATION ${tools_doc_dir} COMPONENT tools)
   install(FILES examples/plant.json examples/panel-tags.txt DESTINATION ${tools_doc_dir}/examples COMPONENT tools)
   ac500_package_papers(tools ac500-tools)
 endif()

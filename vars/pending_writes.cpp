@@ -8,11 +8,17 @@ PendingWrites pendingWriteList(PLC_driver.writeList);
 
 class PendingWrites::Change {
 public:
-    explicit Change(PendingWrites& writes) : writes_(writes), areCounted_(writes.areCounted()) {
-        writes_.copy_ = QList<RW_VAR>();
+    explicit Change(PendingWrites& writes)
+        : writes_(writes), haveSlots_(!writes.slots_.isEmpty()), areCounted_(writes.areCounted()) {
+        if (haveSlots_) {
+            writes_.copy_ = QList<RW_VAR>();
+        }
     }
 
     ~Change() {
+        if (!haveSlots_) {
+            return;
+        }
         if (areCounted_ && writes_.areMany()) {
             writes_.copy_ = writes_.list_;
         } else {
@@ -26,6 +32,7 @@ private:
     Q_DISABLE_COPY(Change)
 
     PendingWrites& writes_;
+    const bool haveSlots_;
     const bool areCounted_;
 };
 

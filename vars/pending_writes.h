@@ -42,7 +42,7 @@ inline quint32 hashOf(const Identity& identity) {
 // REQUIRES (all): the list lock is held.
 class PendingWrites {
 public:
-    enum { kMany = 512 };
+    enum { kMany = 1024 };
 
     // Keeps a reference to `list`.
     explicit PendingWrites(QList<RW_VAR>& list) : list_(list), usedSlots_(0), slotBits_(0) {}

@@ -87,8 +87,9 @@ TEST_F(CommandLineTest, WriteAsJson) {
     startSimulator();
     const Outcome outcome = host({"write", "--json", "Main.setpoint=21.5"});
     ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
-    EXPECT_EQ(json::parse(outcome.out),
-              json::parse(R"({"writes":[{"tag":"Main.setpoint","written":21.5,"ok":true,"read_back":21.5}]})"));
+    EXPECT_EQ(
+        json::parse(outcome.out),
+        json::parse(R"({"version":1,"writes":[{"tag":"Main.setpoint","written":21.5,"ok":true,"read_back":21.5}]})"));
 }
 
 TEST_F(CommandLineTest, AValueThatThePlcChangesAtOnceIsReportedAsAMismatch) {
@@ -164,7 +165,8 @@ TEST_F(CommandLineTest, TagsNeedsNeitherDriverNorPlc) {
 
 TEST_F(CommandLineTest, TagsAsJson) {
     const Outcome outcome = runHost({"--symbols", kPlant, "--json", "tags", "Main.recipe"});
-    EXPECT_EQ(json::parse(outcome.out), json::parse(R"({"tags":[{"tag":"Main.recipe","type":"INT","dimensions":[[1,10]],
+    EXPECT_EQ(json::parse(outcome.out),
+              json::parse(R"({"version":1,"tags":[{"tag":"Main.recipe","type":"INT","dimensions":[[1,10]],
         "area":1,"address":92,"bits":false,"comment":"quick recipe of the panel"}]})"));
 }
 

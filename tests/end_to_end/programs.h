@@ -6,10 +6,13 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/support/child_process.h"
+#include "tests/support/json_schema.h"
 #include "tests/support/places.h"
 
 namespace ac500::test {
@@ -49,7 +52,25 @@ protected:
 
     Texts usual() const { return {"--driver", kDriver, "--symbols", kPlantFile, "--plc", plc_}; }
 
-    static Outcome runHost(const Texts& arguments) { return run(kHostProgram, arguments); }
+    // Output for programs is held against the schema of its command.
+    static Outcome runHost(const Texts& arguments) {
+        Outcome outcome = run(kHostProgram, arguments);
+        if (std::find(arguments.begin(), arguments.end(), "--json") != arguments.end()) {
+            expectSchema(arguments, outcome.out);
+        }
+        return outcome;
+    }
+
+    static void expectSchema(const Texts& arguments, const std::string& out) {
+        const auto command = std::find_if(arguments.begin(), arguments.end(), hasOutputSchema);
+        ASSERT_NE(command, arguments.end()) << "docs/schema/ has no schema of this command";
+        std::istringstream lines(out);
+        std::string text = out;
+        while (*command == "watch" ? bool(std::getline(lines, text)) : !text.empty()) {
+            EXPECT_EQ(outputComplaints(*command, text), "");
+            text.clear();
+        }
+    }
 
     static Outcome run(const char* program, const Texts& arguments) {
         ChildProcess process;

@@ -8,7 +8,7 @@
 namespace ac500::test {
 namespace {
 
-constexpr int kMany = 512;  // from here on writes are counted
+constexpr int kMany = 1024;  // from here on writes are counted
 
 RW_VAR writeOf(int hostId, int hostSubId) {
     RW_VAR var = writeVar(1, 0, "12");
@@ -47,11 +47,11 @@ TEST_F(PendingWriteList, IsLookedThroughWhileItIsShort) {
 TEST_F(PendingWriteList, HoldsWhatWasAppendedUntilTheLastOfItIsRemoved) {
     append(kMany, 0);
     EXPECT_TRUE(holds(0));
-    EXPECT_TRUE(holds(511));
-    EXPECT_FALSE(holds(512));
-    append(2, 512);
+    EXPECT_TRUE(holds(kMany - 1));
+    EXPECT_FALSE(holds(kMany));
+    append(2, kMany);
     append(1, 0);
-    EXPECT_TRUE(holds(512));
+    EXPECT_TRUE(holds(kMany));
     writes.removeFirst(2);
     EXPECT_TRUE(holds(0)) << "once more, further behind";
     EXPECT_FALSE(holds(1));
@@ -77,16 +77,16 @@ TEST_F(PendingWriteList, NoticesWhatAHostRenamesInPlace) {
 
 TEST_F(PendingWriteList, NoticesWhatAHostAppendsRemovesAndReplaces) {
     append(kMany, 0);
-    ASSERT_FALSE(holds(600));
-    list.append(writeOf(600, 1));
-    EXPECT_TRUE(holds(600));
+    ASSERT_FALSE(holds(1600));
+    list.append(writeOf(1600, 1));
+    EXPECT_TRUE(holds(1600));
     list.removeFirst();
     EXPECT_FALSE(holds(0));
-    list = QList<RW_VAR>() << writeOf(700, 1);
-    EXPECT_TRUE(holds(700));
-    EXPECT_FALSE(holds(600));
+    list = QList<RW_VAR>() << writeOf(1700, 1);
+    EXPECT_TRUE(holds(1700));
+    EXPECT_FALSE(holds(1600));
     list.clear();
-    EXPECT_FALSE(holds(700));
+    EXPECT_FALSE(holds(1700));
 }
 
 TEST_F(PendingWriteList, NoticesAChangeThatTheDriverChangesFurther) {
@@ -94,10 +94,10 @@ TEST_F(PendingWriteList, NoticesAChangeThatTheDriverChangesFurther) {
     ASSERT_TRUE(holds(5));
     list[7].hostId = 9999;
     writes.removeFirst(2);
-    append(1, 600);
+    append(1, 1600);
     EXPECT_FALSE(holds(7));
     EXPECT_TRUE(holds(9999));
-    EXPECT_TRUE(holds(600));
+    EXPECT_TRUE(holds(1600));
     EXPECT_FALSE(holds(1));
 }
 
@@ -106,7 +106,7 @@ TEST_F(PendingWriteList, LeavesAHostsCopyAsItIs) {
     ASSERT_TRUE(holds(0));
     const QList<RW_VAR> copy = list;
     writes.removeFirst(3);
-    append(1, 600);
+    append(1, 1600);
     EXPECT_EQ(copy.size(), kMany);
     EXPECT_EQ(copy.first().hostId, 0);
     EXPECT_EQ(list.first().hostId, 3);
@@ -117,7 +117,7 @@ TEST_F(PendingWriteList, CopyThatNoticesChangesCostsTheDriverNoCopying) {
     append(kMany, 0);
     ASSERT_TRUE(holds(0));
     const RW_VAR* const entry = &static_cast<const QList<RW_VAR>&>(list).at(5);
-    append(1, 600);
+    append(1, 1600);
     writes.removeFirst(2);
     EXPECT_EQ(&static_cast<const QList<RW_VAR>&>(list).at(3), entry) << "the entries were copied";
 }
@@ -127,9 +127,9 @@ TEST_F(PendingWriteList, ClearingForgetsEverything) {
     ASSERT_TRUE(holds(0));
     writes.clear();
     EXPECT_TRUE(list.isEmpty());
-    append(kMany, 1000);
+    append(kMany, 5000);
     EXPECT_FALSE(holds(0));
-    EXPECT_TRUE(holds(1000));
+    EXPECT_TRUE(holds(5000));
 }
 
 // Variables whose writes are gone keep their places in the table, until it is made anew.
@@ -147,7 +147,7 @@ TEST_F(PendingWriteList, AnswersAsLookingThroughItDoes) {
     std::mt19937 random(20261122);
     append(2 * kMany, 0);
     for (int step = 0; step < 4000; ++step) {
-        const int hostId = static_cast<int>(random() % 1500);
+        const int hostId = static_cast<int>(random() % 3000);
         switch (random() % 12) {
             case 0:
                 list[static_cast<int>(random() % kMany)].hostId = hostId;
@@ -165,7 +165,7 @@ TEST_F(PendingWriteList, AnswersAsLookingThroughItDoes) {
         if (list.size() > 3 * kMany) {
             writes.removeFirst(kMany);
         }
-        const Identity wanted = {static_cast<qint32>(random() % 1500), static_cast<qint32>(random() % 3)};
+        const Identity wanted = {static_cast<qint32>(random() % 3000), static_cast<qint32>(random() % 3)};
         ASSERT_EQ(writes.holds(wanted), isIn(list, wanted)) << "step " << step;
     }
 }

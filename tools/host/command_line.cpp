@@ -227,6 +227,9 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
     if (row.command == Command::Read || row.command == Command::Watch || row.command == Command::Tags) {
         command->add_flag("--csv", options.csv, "Output for spreadsheets: CSV with a header row");
     }
+    if (row.command == Command::Tags) {
+        command->add_flag("--names", options.names, "Names alone, one a line");
+    }
     if (row.command == Command::Watch) {
         command->add_flag("--on-change", options.onChange, "Lines: only what has another value or state than before");
         command
@@ -310,8 +313,8 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     } catch (const CLI::ParseError& error) {
         return helpOrError(app, error);
     }
-    if (options.csv && options.json) {
-        return usageError("--csv and --json exclude each other");
+    if (int{options.csv} + int{options.json} + int{options.names} > 1) {
+        return usageError("--csv, --json and --names exclude each other");
     }
     const Settings environment = settings::fromEnvironment([](const char* name) { return std::getenv(name); });
     LoadedSettings file;

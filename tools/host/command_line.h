@@ -46,6 +46,7 @@ struct Options {
 
     bool force = false;  // write: also nan and inf
     bool csv = false;    // read, watch, tags
+    bool names = false;  // tags: nothing but names
     double seconds = 0;  // watch: 0 is until Ctrl-C
     int intervalMs = 500;
     bool onChange = false;  // watch: only what changed

@@ -76,6 +76,10 @@ int runTags(const CommandContext& context) {
         printLeavesJson(leaves);
     } else if (options.csv) {
         printLeavesCsv(leaves);
+    } else if (options.names) {
+        for (const Leaf* leaf : leaves) {
+            printLine(leaf->tag);
+        }
     } else {
         printLeaves(leaves);
         printLine(fmt::format("{} of {} tags", leaves.size(), context.tags().leaves().size()));
