@@ -15,6 +15,7 @@
 #include "tests/support/places.h"
 #include "tools/host/driver_library.h"
 #include "tools/host/host_session.h"
+#include "tools/host/plant_values.h"
 #include "tools/host/tcp_transport.h"
 #include "tools/simulator/embedded_simulator.h"
 #include "tools/simulator/reserved_variables.h"
@@ -29,7 +30,7 @@ using test::byteString;
 using test::hex;
 
 // One variable of every kind, area 1 unless said otherwise, no signals: nothing changes by itself.
-constexpr char kProgram[] = R"({
+constexpr char kProgram[] = R"~({
   "format": "ac500-symbols", "version": 1,
   "areas": [{"number": 1, "bytes": 8192}, {"number": 2, "bytes": 4096}, {"number": 3, "bytes": 64}],
   "types": {"Motor": {"size": 24, "members": [
@@ -66,10 +67,26 @@ constexpr char kProgram[] = R"({
     {"name": "names", "type": "STRING", "area": 1, "offset": 500, "array": [[1, 3]]},
     {"name": "motors", "type": "Motor", "area": 1, "offset": 800, "array": [[1, 2]]},
 
+    {"name": "time", "type": "TIME", "area": 1, "offset": 1000, "max": "T#1h"},
+    {"name": "day", "type": "DATE", "area": 1, "offset": 1004},
+    {"name": "times", "type": "TOD", "area": 1, "offset": 1008, "array": [[1, 3]]},
+    {"name": "moment", "type": "DT", "area": 1, "offset": 1020},
+    {"name": "level", "type": "INT", "area": 1, "offset": 1024, "unit": "m", "scale": {"factor": 0.01, "offset": -1}, "max": 9.5},
+    {"name": "mode", "type": "USINT", "area": 1, "offset": 1026, "names": {"0": "off", "1": "manual", "2": "automatic"}},
+    {"name": "code", "type": "STRING(5)", "area": 1, "offset": 1030},
+    {"name": "behind_code", "type": "UINT", "area": 1, "offset": 1036},
+    {"name": "label", "type": "STRING(20)", "area": 1, "offset": 1040},
+    {"name": "behind_label", "type": "UINT", "area": 1, "offset": 1062},
+    {"name": "novel", "type": "STRING(255)", "area": 1, "offset": 1100},
+    {"name": "labels", "type": "STRING(20)", "area": 1, "offset": 1400, "array": [[0, 1], [3, 5]]},
+    {"name": "behind_labels", "type": "WORD", "area": 1, "offset": 1526},
+    {"name": "short", "type": "STRING(2)", "area": 1, "offset": 1530, "array": [[1, 50]]},
+    {"name": "long", "type": "STRING(101)", "area": 1, "offset": 1700, "array": [[1, 2]]},
+
     {"name": "left", "type": "INT", "area": 1, "offset": 2000, "array": [[1, 200]]},
     {"name": "right", "type": "INT", "area": 1, "offset": 4000, "array": [[1, 200]]},
     {"name": "many", "type": "INT", "area": 2, "offset": 0, "array": [[1, 1000]]}
-  ]}]})";
+  ]}]})~";
 
 inline SymbolFile programOf(const char* json) {
     LoadedSymbolFile loaded = parseSymbolFile(json);
@@ -136,13 +153,13 @@ protected:
         const host::Tag what = tag(text);
         EXPECT_TRUE(eventually([&] { return session->value(what).state == host::ValueState::Fresh; }))
             << text << ": " << lastFailure();
-        return host::formatValues(what.form, session->value(what).values);
+        return host::formatPlantValues(what, session->value(what).values);
     }
 
     std::int32_t order(const std::string& text, const std::string& value) {
         const host::Tag what = tag(text);
         std::string error;
-        const std::optional<host::HostValues> values = host::parseValues(what.form, what.elements, value, &error);
+        const std::optional<host::HostValues> values = host::parsePlantValues(what, value, &error);
         EXPECT_TRUE(values) << error;
         return session->write(what, values.value_or(host::HostValues()));
     }

@@ -91,7 +91,7 @@ void checkAgreement(const SymbolFile& file) {
         ControlInformationM info = ControlInformationM();
         FUZZ_CHECK(get_label_address_info(QString::fromStdString(tag), info) == 0);
         FUZZ_CHECK(info.address == leaf.address && info.area == leaf.area);
-        FUZZ_CHECK(info.dataType == static_cast<int>(leaf.code));
+        FUZZ_CHECK(info.dataType == static_cast<int>(driverCode(leaf.code)));
         FUZZ_CHECK(info.isArray == (leaf.dimensions.empty() ? 0 : 1));
     }
 }

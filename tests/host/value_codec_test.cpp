@@ -223,5 +223,55 @@ TEST(Quote, WhatATerminalWouldObeyIsShownAsItsCode) {
     EXPECT_EQ(unquote(R"("\x9b")", &error), fromLatin1(QByteArray("\x9b")));
 }
 
+TEST(ValueCodec, IecLiteralsOfNumbers) {
+    EXPECT_EQ(reparsed(TypeCode::Int, "16#7F_FF"), "32767");
+    EXPECT_EQ(reparsed(TypeCode::Word, "2#1010_0000_0000_0001"), "0xA001");
+    EXPECT_EQ(reparsed(TypeCode::Usint, "8#17"), "15");
+    EXPECT_EQ(reparsed(TypeCode::Dint, "DINT#-1_000"), "-1000");
+    EXPECT_EQ(reparsed(TypeCode::Word, "word#16#FF"), "0x00FF");
+    EXPECT_EQ(reparsed(TypeCode::Real, "REAL#1_000.5"), "1000.5");
+    EXPECT_EQ(reparsed(TypeCode::Real, "1_e5"), "refused: \"1_e5\" is no number; write it as 12.5 or 1e-3");
+    EXPECT_EQ(reparsed(TypeCode::Bool, "BOOL#TRUE"), "TRUE");
+    EXPECT_EQ(reparsed(TypeCode::Int, "WORD#5"),
+              "refused: WORD#5 is a value of another type; the variable is of type INT");
+    EXPECT_EQ(reparsed(TypeCode::Int, "T#5s"), "refused: T#5s is a value of another type; the variable is of type INT");
+    EXPECT_EQ(reparsed(TypeCode::Int, "16#10000"), "refused: 16#10000 is out of range; INT goes from -32768 to 32767");
+    EXPECT_EQ(reparsed(TypeCode::String, "INT#5"), "\"INT#5\"");
+}
+
+TEST(ValueCodec, IecLiteralsOfTimes) {
+    EXPECT_EQ(reparsed(TypeCode::Time, "T#90s"), "T#1m30s");
+    EXPECT_EQ(reparsed(TypeCode::Time, "90000"), "T#1m30s");
+    EXPECT_EQ(reparsed(TypeCode::Date, "D#2026-11-22"), "D#2026-11-22");
+    EXPECT_EQ(reparsed(TypeCode::Date, "1"), "1");
+    EXPECT_EQ(reparsed(TypeCode::TimeOfDay, "TOD#12:00"), "TOD#12:00:00");
+    EXPECT_EQ(reparsed(TypeCode::DateAndTime, "DT#2026-11-22-12:34:56"), "DT#2026-11-22-12:34:56");
+    EXPECT_EQ(reparsed(TypeCode::Time, "90s"),
+              "refused: \"90s\" is no whole number; write it as 31, 16#1F, 2#1_1111 or 0x1F");
+    EXPECT_EQ(reparsed(TypeCode::Time, "D#2026-11-22"), "refused: \"D#2026-11-22\" is no TIME; write it as T#1m30s");
+    EXPECT_EQ(reparsed(TypeCode::Time, "-5"), "refused: \"-5\" is no TIME; write it as T#1m30s");
+    EXPECT_EQ(reparsed(TypeCode::Date, "D#2026-02-30"),
+              "refused: \"D#2026-02-30\" is no DATE; write it as D#2026-11-22");
+    EXPECT_EQ(encoded({TypeCode::Time}, 1, "T#1m30s"), bytes("90 5F 01 00"));
+}
+
+TEST(ValueCodec, StringsOfOtherLengths) {
+    constexpr ValueForm kOdd{TypeCode::String, false, 5};
+    constexpr ValueForm kEven{TypeCode::Cstring, false, 4};
+    EXPECT_EQ(countPerElement(kOdd), 3);
+    EXPECT_EQ(countPerElement(kEven), 2);
+    EXPECT_EQ(encoded(kOdd, 1, "12345"), bytes("31 32 33 34 35 00"));
+    EXPECT_EQ(encoded(kOdd, 1, "1234"), bytes("31 32 33 34 00 00"));
+    EXPECT_EQ(encoded(kEven, 1, "1234"), bytes("31 32 33 34"));
+    EXPECT_EQ(encoded(kEven, 1, "123"), bytes("31 32 33 00"));
+    EXPECT_EQ(encoded(kEven, 1, ""), bytes("00 00"));
+    std::string error;
+    EXPECT_FALSE(parseValues(kEven, 1, "12345", &error));
+    EXPECT_EQ(error, "the string has 5 characters; CSTRING(4) takes at most 4");
+    // The sixth byte is the terminator's place, whatever stands there.
+    EXPECT_EQ(std::get<std::string>(decodeRead(kOdd, bytes("31 32 33 34 35 36"), 1).front()), "12345");
+    EXPECT_EQ(std::get<std::string>(decodeRead(kEven, bytes("31 32 33 34"), 1).front()), "1234");
+}
+
 }  // namespace
 }  // namespace ac500::host

@@ -147,7 +147,8 @@ INSTANTIATE_TEST_SUITE_P(
                  R"(underscores, and no digit in front)"}},
         Finding{"variable_no_object",
                 {R"(11:9: scopes[0].variables[0]: is a string; write an object with "name", "type", )"
-                 R"("area", "offset", "bit", "array", "bits", "comment")"}},
+                 R"("area", "offset", "bit", "array", "bits", "comment", )"
+                 R"("readOnly", "unit", "scale", "min", "max", "names")"}},
         Finding{"variable_offset_beyond_31_bits",
                 {R"(11:64: scopes[0].variables[0].offset: is 2147483648; write a whole number from 0 to )"
                  R"(2147483647)"}},
@@ -263,7 +264,8 @@ INSTANTIATE_TEST_SUITE_P(
                  R"(declare it under "types")"}},
         Finding{"member_with_area",
                 {R"(10:55: types.Pump.members[1]: unknown key "area"; allowed are "name", "type", )"
-                 R"("offset", "array", "bits", "comment")"}},
+                 R"("offset", "array", "bits", "comment", )"
+                 R"("readOnly", "unit", "scale", "min", "max", "names")"}},
         Finding{"structure_array_too_long",
                 {R"(15:91: scopes[0].variables[0].offset: the variable ends at byte 104, outside the )"
                  R"(100 bytes of area 1; correct the place or the area's "bytes")"}},

@@ -16,11 +16,12 @@ struct Row {
 };
 
 constexpr Row kRows[] = {
-    {1, "BOOL", 1, false},  {2, "SINT", 1, true},      {3, "INT", 2, true},        {4, "UINT", 2, true},
-    {5, "DINT", 4, true},   {6, "UDINT", 4, true},     {7, "REAL", 4, false},      {8, "LINT", 8, true},
-    {9, "LREAL", 8, false}, {10, "STRING", 81, false}, {11, "CSTRING", 81, false}, {12, "STRUCT", 0, false},
-    {13, "BIT", 0, false},  {14, "USINT", 1, true},    {15, "BYTE", 1, true},      {16, "WORD", 2, true},
-    {17, "DWORD", 4, true}, {18, "LWORD", 8, true},    {21, "ULINT", 8, true},
+    {1, "BOOL", 1, false},   {2, "SINT", 1, true},      {3, "INT", 2, true},        {4, "UINT", 2, true},
+    {5, "DINT", 4, true},    {6, "UDINT", 4, true},     {7, "REAL", 4, false},      {8, "LINT", 8, true},
+    {9, "LREAL", 8, false},  {10, "STRING", 81, false}, {11, "CSTRING", 81, false}, {12, "STRUCT", 0, false},
+    {13, "BIT", 0, false},   {14, "USINT", 1, true},    {15, "BYTE", 1, true},      {16, "WORD", 2, true},
+    {17, "DWORD", 4, true},  {18, "LWORD", 8, true},    {21, "ULINT", 8, true},     {101, "TIME", 4, false},
+    {102, "DATE", 4, false}, {103, "TOD", 4, false},    {104, "DT", 4, false},
 };
 
 TEST(TypeTable, GivesNameWidthAndBitsOfEveryCode) {
@@ -74,14 +75,35 @@ TEST(TypeTable, WholeNumbersEndWhereTheirBitsDo) {
 TEST(TypeTable, KnowsNoOtherSpellingAndNoOtherName) {
     EXPECT_EQ(typeTraits(std::string("int")), nullptr);
     EXPECT_EQ(typeTraits(std::string("INT ")), nullptr);
-    EXPECT_EQ(typeTraits(std::string("TIME")), nullptr);
+    EXPECT_EQ(typeTraits(std::string("TIME_OF_DAY")), nullptr);
+    EXPECT_EQ(typeTraits(std::string("STRING(20)")), nullptr);
     EXPECT_EQ(typeTraits(std::string()), nullptr);
 }
 
 TEST(TypeTable, OffersEveryTypeButTheStructureByName) {
-    EXPECT_THAT(builtInTypeNames(), testing::UnorderedElementsAre("BOOL", "SINT", "INT", "UINT", "DINT", "UDINT",
-                                                                  "REAL", "LINT", "LREAL", "STRING", "CSTRING", "BIT",
-                                                                  "USINT", "BYTE", "WORD", "DWORD", "LWORD", "ULINT"));
+    EXPECT_THAT(builtInTypeNames(),
+                testing::UnorderedElementsAre("BOOL", "SINT", "INT", "UINT", "DINT", "UDINT", "REAL", "LINT", "LREAL",
+                                              "STRING", "CSTRING", "BIT", "USINT", "BYTE", "WORD", "DWORD", "LWORD",
+                                              "ULINT", "TIME", "DATE", "TOD", "DT"));
+}
+
+TEST(TypeTable, KnowsWhatTheDriverTakesTimesFor) {
+    for (const TypeCode code : {TypeCode::Time, TypeCode::Date, TypeCode::TimeOfDay, TypeCode::DateAndTime}) {
+        EXPECT_EQ(driverCode(code), TypeCode::Udint);
+        EXPECT_EQ(integerLimits(code).largest, 4294967295U);
+    }
+    EXPECT_EQ(driverCode(TypeCode::Udint), TypeCode::Udint);
+    EXPECT_EQ(driverCode(TypeCode::String), TypeCode::String);
+}
+
+TEST(TypeTable, CountsTheBytesOfStringsByTheirLength) {
+    EXPECT_EQ(elementBytes(TypeCode::String, 80), 81);
+    EXPECT_EQ(elementBytes(TypeCode::Cstring, 20), 21);
+    EXPECT_EQ(elementBytes(TypeCode::Int, 20), 2);
+    EXPECT_EQ(elementBytes(TypeCode::Bit, 20), 0);
+    EXPECT_EQ(typeName(TypeCode::String, 80), "STRING");
+    EXPECT_EQ(typeName(TypeCode::Cstring, 20), "CSTRING(20)");
+    EXPECT_EQ(typeName(TypeCode::TimeOfDay, 80), "TOD");
 }
 
 }  // namespace

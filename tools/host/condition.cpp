@@ -4,6 +4,8 @@
 
 #include <cstring>
 
+#include "tools/host/plant_values.h"
+
 namespace ac500::host {
 
 // Longer ones first, so that "<=" is not taken for "<".
@@ -60,16 +62,17 @@ std::optional<Condition> Condition::parse(const TagTable& tags, const std::strin
         *failure = {FailureKind::Usage, fmt::format("--when: {} has no order; compare it with == or !=", name)};
         return std::nullopt;
     }
-    const std::optional<HostValues> values = parseValues(tag->form, 1, value, &error);
-    if (!values) {
+    const std::optional<HostValue> plant = parsePlantValue(*tag, value, &error);
+    if (!plant) {
         *failure = {FailureKind::Usage, fmt::format("--when: {}: {}", name, error)};
         return std::nullopt;
     }
-    condition.value_ = values->front();
+    condition.value_ = *plant;
     return condition;
 }
 
-bool Condition::holds(const HostValues& values) const {
+bool Condition::holds(const HostValues& inPlc) const {
+    const HostValues values = plantValues(tag_, inPlc);
     if (values.empty() || values.front().index() != value_.index()) {
         return false;
     }

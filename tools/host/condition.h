@@ -12,13 +12,13 @@ namespace ac500::host {
 
 class Condition {
 public:
-    // Understands TAG, one of == != < <= > >=, and a value as `write` takes it; blanks around the operator are free.
+    // Understands TAG, one of == != < <= > >=, and a value as `write` takes it, also beyond its limits; blanks around the operator are free.
     // Truth values and strings know == and != only. Nothing on failure: a name that does not resolve, or a usage.
     static std::optional<Condition> parse(const TagTable& tags, const std::string& text, Failure* failure);
 
     const Tag& tag() const { return tag_; }
     // No comparison but != holds for nan. REQUIRES: the values are of the tag.
-    bool holds(const HostValues& values) const;
+    bool holds(const HostValues& inPlc) const;
 
 private:
     enum class Relation { Equal, NotEqual, Less, LessOrEqual, Greater, GreaterOrEqual };

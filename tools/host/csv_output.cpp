@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "tools/host/plant_values.h"
 #include "tools/text/csv.h"
 
 namespace ac500::host {
@@ -24,7 +25,7 @@ std::string elementCell(const HostValue& value) {
 }
 
 std::string elementType(const Tag& tag) {
-    const std::string name = typeTraits(tag.form.code)->name;
+    const std::string name = typeName(tag.form.code, tag.form.stringCharacters);
     return tag.form.isBit ? "bit of " + name : name;
 }
 
@@ -32,13 +33,14 @@ std::string elementType(const Tag& tag) {
 
 std::vector<std::string> valueCsv(const Tag& tag, const TagValue& value) {
     const std::string age = value.age ? std::to_string(value.age->count()) : std::string();
+    const HostValues plant = plantValues(tag, value.values);
     std::vector<std::string> rows;
     for (int i = 0; i < tag.elements; ++i) {
         const auto index = static_cast<std::size_t>(i);
-        const bool isKnown = value.isKnown && index < value.values.size();
+        const bool isKnown = value.isKnown && index < plant.size();
         rows.push_back(fmt::format("{},{},{},{},{}", csvText(tag.elementName(i)), elementType(tag),
-                                   isKnown ? elementCell(value.values[index]) : std::string(),
-                                   valueStateName(value.state), age));
+                                   isKnown ? elementCell(plant[index]) : std::string(), valueStateName(value.state),
+                                   age));
     }
     return rows;
 }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tools/host/plant_values.h"
+
 namespace ac500::host {
 
 namespace {
@@ -43,6 +45,39 @@ Json elementJson(const HostValue& value) {
     return std::visit(Visitor(), value);
 }
 
+Json limitJson(const symbol_file::Limit& limit) {
+    if (!limit.whole) {
+        return limit.number.value;
+    }
+    return limit.whole->negative ? elementJson(HostValue(-static_cast<std::int64_t>(limit.whole->magnitude - 1) - 1))
+                                 : elementJson(HostValue(limit.whole->magnitude));
+}
+
+// What the symbol file says beyond type and place, where it does.
+void addNotes(const Leaf& leaf, Json* json) {
+    if (leaf.isReadOnly) {
+        (*json)["read_only"] = true;
+    }
+    if (leaf.notes == nullptr) {
+        return;
+    }
+    if (!leaf.notes->unit.empty()) {
+        (*json)["unit"] = leaf.notes->unit;
+    }
+    if (leaf.notes->scale) {
+        (*json)["scale"] = {{"factor", leaf.notes->scale->factor.value}, {"offset", leaf.notes->scale->offset.value}};
+    }
+    if (leaf.notes->minimum) {
+        (*json)["min"] = limitJson(*leaf.notes->minimum);
+    }
+    if (leaf.notes->maximum) {
+        (*json)["max"] = limitJson(*leaf.notes->maximum);
+    }
+    for (const symbol_file::NamedValue& named : leaf.notes->names) {
+        (*json)["names"][toText(named.value)] = named.name;
+    }
+}
+
 double milliseconds(Time time) {
     return static_cast<double>(time.count()) / 1000.0;
 }
@@ -54,13 +89,14 @@ Json newDocument() {
 }
 
 std::string typeText(const Tag& tag) {
-    const std::string name = typeTraits(tag.form.code)->name;
+    const std::string name = typeName(tag.form.code, tag.form.stringCharacters);
     const std::string element = tag.form.isBit ? "bit of " + name : name;
     return tag.isList ? fmt::format("{} x {}", tag.elements, element) : element;
 }
 
 std::string typeText(const Leaf& leaf) {
-    return typeTraits(leaf.code)->name + boundsText(leaf.dimensions) + (leaf.bitAddressable ? " (bits)" : "");
+    return typeName(leaf.code, leaf.stringCharacters) + boundsText(leaf.dimensions) +
+           (leaf.bitAddressable ? " (bits)" : "");
 }
 
 std::string addressText(const Leaf& leaf) {
@@ -68,7 +104,7 @@ std::string addressText(const Leaf& leaf) {
 }
 
 std::string valueText(const Tag& tag, const TagValue& value) {
-    return value.isKnown ? formatValues(tag.form, value.values) : "?";
+    return value.isKnown ? formatPlantValues(tag, value.values) : "?";
 }
 
 std::string ageText(const TagValue& value) {
@@ -79,7 +115,8 @@ std::string ageText(const TagValue& value) {
     return seconds < 100 ? fmt::format("{:.2f} s", seconds) : fmt::format("{:.0f} min", seconds / 60);
 }
 
-Json valueJson(const Tag& tag, const HostValues& values) {
+Json valueJson(const Tag& tag, const HostValues& inPlc) {
+    const HostValues values = plantValues(tag, inPlc);
     if (!tag.isList) {
         return values.empty() ? Json() : elementJson(values.front());
     }
@@ -95,6 +132,9 @@ Json tagValueJson(const Tag& tag, const TagValue& value) {
     json["tag"] = tag.text;
     json["type"] = typeText(tag);
     json["value"] = value.isKnown ? valueJson(tag, value.values) : Json();
+    if (hasPlantForm(tag)) {
+        json["text"] = value.isKnown ? Json(formatPlantValues(tag, value.values)) : Json();
+    }
     json["state"] = valueStateName(value.state);
     json["age_ms"] = value.age ? Json(value.age->count()) : Json();
     if (value.state == ValueState::WriteFailed) {
@@ -106,7 +146,7 @@ Json tagValueJson(const Tag& tag, const TagValue& value) {
 Json leafJson(const Leaf& leaf) {
     Json json;
     json["tag"] = leaf.tag;
-    json["type"] = typeTraits(leaf.code)->name;
+    json["type"] = typeName(leaf.code, leaf.stringCharacters);
     json["dimensions"] = Json::array();
     for (const ArrayDimension& dimension : leaf.dimensions) {
         json["dimensions"].push_back({dimension.lower, dimension.upper});
@@ -115,6 +155,7 @@ Json leafJson(const Leaf& leaf) {
     json["address"] = leaf.address;
     json["bits"] = leaf.bitAddressable;
     json["comment"] = leaf.comment;
+    addNotes(leaf, &json);
     return json;
 }
 

@@ -32,10 +32,12 @@ std::string valueText(const Tag& tag, const TagValue& value);
 // "0.12 s", "3 min", or "-" when nothing was received.
 std::string ageText(const TagValue& value);
 
-// A number, boolean, string, or a list of them for a list tag. Strings are also: whole numbers beyond 2^53 - 1 on either
-// side, which many readers of JSON would round, in decimal; and what JSON has no number for, "nan", "inf" and "-inf".
-Json valueJson(const Tag& tag, const HostValues& values);
-// {"tag", "type", "value", "state", "age_ms"}; value and age are null when not known.
+// A number, scaled where the tag is, boolean, string, or a list of them for a list tag; values with a name, and times, are
+// numbers. Strings are also: whole numbers beyond 2^53 - 1 on either side, which many readers of JSON would round, in
+// decimal; and what JSON has no number for, "nan", "inf" and "-inf".
+Json valueJson(const Tag& tag, const HostValues& inPlc);
+// {"tag", "type", "value", "text", "state", "age_ms"}; value, text and age are null when not known. "text" is the value as
+// people see it, of tags with a unit, a scale or names and of times.
 Json tagValueJson(const Tag& tag, const TagValue& value);
 Json leafJson(const Leaf& leaf);
 Json statisticsJson(const Statistics& statistics);

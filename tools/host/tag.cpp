@@ -10,14 +10,15 @@ using selection::rangeAtEnd;
 using selection::TagRange;
 using symbol_file::Element;
 using symbol_file::kStringBytes;
-using symbol_file::kStringCharacters;
 
 namespace {
 
 constexpr int kBitsPerWord = 16;
 
 void place(const Element& element, Tag* tag) {
-    tag->form = {element.code, element.bit >= 0};
+    tag->form = {element.code, element.bit >= 0, element.stringCharacters};
+    tag->isReadOnly = element.isReadOnly;
+    tag->notes = element.notes;
     tag->area = element.area;
     tag->address = element.address;
     tag->firstBit = std::max(element.bit, 0);
@@ -52,11 +53,23 @@ std::vector<ByteRun> Tag::byteRuns() const {
     if (!isString(form)) {
         return {{area, address, std::int64_t{elements} * typeTraits(form.code)->widthBytes}};
     }
-    std::vector<ByteRun> runs;  // a string has its room whatever the PLC program declared (quirk 21)
+    std::vector<ByteRun> runs;
+    const int step = elementBytes(form.code, form.stringCharacters);
     for (int i = 0; i < elements; ++i) {
-        runs.push_back({area, address + std::int64_t{i} * kStringBytes, kStringCharacters});
+        runs.push_back({area, address + std::int64_t{i} * step, 2 * countPerElement(form)});
     }
     return runs;
+}
+
+// The driver takes any index (quirk 16) and 81 bytes for each element (quirk 21).
+Tag::NearName Tag::nearName(int element) const {
+    if (!isStringInArray() || form.stringCharacters == symbol_file::kStringCharacters) {
+        return {elementName(element), 0};
+    }
+    const std::int64_t step = elementBytes(form.code, form.stringCharacters);
+    const std::int64_t fromFirst = address + element * step - arrayAddress;
+    return {fmt::format("{}{}]", arrayPrefix, arrayLower + fromFirst / kStringBytes),
+            static_cast<int>(fromFirst % kStringBytes)};
 }
 
 std::vector<RunChunk> Tag::readPlan() const {
@@ -116,13 +129,16 @@ std::optional<Tag> TagTable::wholeArray(const std::string& text, const Leaf& lea
     }
     Tag tag;
     tag.text = text;
-    tag.form = {leaf.code, false};
+    tag.form = {leaf.code, false, leaf.stringCharacters};
+    tag.isReadOnly = leaf.isReadOnly;
+    tag.notes = leaf.notes;
     tag.isList = true;
     nameByIndex(text + "[", leaf.dimensions[0].lower, &tag);
     tag.elements = leaf.dimensions[0].count();
     tag.rowExtent = tag.elements;
     tag.area = leaf.area;
     tag.address = leaf.address;
+    placeInArray(tag.elementName(0), &tag);
     return tag;
 }
 
@@ -138,6 +154,7 @@ std::optional<Tag> TagTable::single(const std::string& text, std::string* error)
     place(*element, &tag);
     const bool endsWithIndex = text.back() == ']' && element->bit < 0;
     tag.rowExtent = endsWithIndex ? rowExtentOf(text) : 0;
+    placeInArray(text, &tag);
     return tag;
 }
 
@@ -159,12 +176,26 @@ std::optional<Tag> TagTable::range(const std::string& text, const TagRange& rang
         *error = fmt::format("{}: the bits belong to different variables", text);
         return std::nullopt;
     }
+    placeInArray(range.first, &tag);
     return tag;
 }
 
 int TagTable::rowExtentOf(const std::string& elementTag) const {
     const Leaf* leaf = catalog_.leafNamed(selection::withoutIndices(elementTag));
     return leaf == nullptr || leaf->dimensions.empty() ? 0 : leaf->dimensions.back().count();
+}
+
+void TagTable::placeInArray(const std::string& elementTag, Tag* tag) const {
+    const Leaf* leaf = tag->isStringInArray() ? catalog_.leafNamed(selection::withoutIndices(elementTag)) : nullptr;
+    if (leaf == nullptr) {
+        return;
+    }
+    tag->arrayPrefix = leaf->tag + "[";
+    for (std::size_t d = 0; d + 1 < leaf->dimensions.size(); ++d) {
+        tag->arrayPrefix += std::to_string(leaf->dimensions[d].lower) + ",";
+    }
+    tag->arrayLower = leaf->dimensions.back().lower;
+    tag->arrayAddress = leaf->address;
 }
 
 }  // namespace ac500::host

@@ -3,6 +3,7 @@
 #ifndef AC500_TOOLS_HOST_TAG_H
 #define AC500_TOOLS_HOST_TAG_H
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -37,6 +38,15 @@ struct Tag {
     std::int64_t address = 0;  // of the first element; of the variable for a bit of it; a bit address for BIT variables
     int firstBit = 0;          // of bits of a variable: the number of the first
 
+    bool isReadOnly = false;
+    std::shared_ptr<const symbol_file::ValueNotes> notes;  // null without any
+
+    // Of strings in arrays: the name of an element up to its last index, the lower bound of that, and where the first element
+    // of all lies.
+    std::string arrayPrefix;
+    int arrayLower = 0;
+    std::int64_t arrayAddress = 0;
+
     std::string elementName(int element) const;
     // The bytes that must be received before the value is known.
     std::vector<ByteRun> byteRuns() const;
@@ -47,6 +57,14 @@ struct Tag {
     // The driver reads and writes no more words of a string than its array has elements, so strings in arrays are
     // transferred by address.
     bool isStringInArray() const { return isString(form) && rowExtent > 0; }
+
+    // What the driver finds at a byte at or before the element, and how far before. Other than elementName() and 0 only for
+    // strings of other lengths than 80 in arrays: the driver counts them by 81 bytes, so its elements are not those of the PLC.
+    struct NearName {
+        std::string name;
+        int bytesBefore = 0;
+    };
+    NearName nearName(int element) const;
 };
 
 // Do two tags share a byte?
@@ -74,6 +92,7 @@ private:
     std::optional<Tag> single(const std::string& text, std::string* error) const;
     std::optional<Tag> range(const std::string& text, const selection::TagRange& range, std::string* error) const;
     int rowExtentOf(const std::string& elementTag) const;
+    void placeInArray(const std::string& elementTag, Tag* tag) const;
 
     selection::Catalog catalog_;
 };

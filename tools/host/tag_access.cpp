@@ -25,7 +25,7 @@ RW_VAR plannedVar(const Tag& tag, VariableId id, std::int64_t address, int size)
     var.hostId = id.hostId;
     var.hostSubId = id.hostSubId;
     var.labelName = QString::fromStdString(tag.text);
-    var.dataType = static_cast<qint32>(tag.form.code);
+    var.dataType = static_cast<qint32>(driverCode(tag.form.code));
     var.offset = static_cast<qint32>(address);
     var.size = size;
     var.area = tag.area;
@@ -36,16 +36,17 @@ RW_VAR plannedVar(const Tag& tag, VariableId id, std::int64_t address, int size)
 
 bool TagAccess::isKnown(const Tag& tag, std::string* error) const {
     ControlInformationM info{};
-    const std::string name = tag.elementName(0);
+    const auto [name, bytesBefore] = tag.nearName(0);
     const int code = driver_.resolveTag(QString::fromStdString(name), info);
     if (code != kResolved) {
         *error =
             fmt::format("{}: the driver does not resolve {} (code {}, see docs/status-codes.md)", tag.text, name, code);
         return false;
     }
-    if (info.area != tag.area || info.address != tag.address) {
+    const std::int64_t address = std::int64_t{info.address} + bytesBefore;
+    if (info.area != tag.area || address != tag.address) {
         *error = fmt::format("{}: the symbol file has it in area {} at {}, the driver in area {} at {}", tag.text,
-                             tag.area, tag.address, info.area, info.address);
+                             tag.area, tag.address, info.area, address);
         return false;
     }
     return true;
@@ -56,11 +57,13 @@ HostValues TagAccess::imageValues(const Tag& tag) const {
     HostValues values;
     const int perCall = isString(tag.form) ? 1 : tag.elements;
     for (int done = 0; done < tag.elements; done += perCall) {
-        QString name = QString::fromStdString(tag.elementName(done));
+        const Tag::NearName near = tag.nearName(done);
+        QString name = QString::fromStdString(near.name);
         QString argument = noArgument();
         QByteArray bytes;
-        driver_.getValue(&name, kUnused, &argument, kUnused, &bytes, perCall * countPerElement(tag.form));
-        const HostValues decoded = decodeRead(tag.form, bytes, perCall);
+        const int wordsBefore = (near.bytesBefore + 1) / 2;  // of strings; their words are limited by nothing here
+        driver_.getValue(&name, kUnused, &argument, kUnused, &bytes, wordsBefore + perCall * countPerElement(tag.form));
+        const HostValues decoded = decodeRead(tag.form, bytes.mid(near.bytesBefore), perCall);
         values.insert(values.end(), decoded.begin(), decoded.end());
     }
     return values;

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "core/codes.h"
+#include "tools/host/plant_values.h"
 #include "tools/selection/pattern.h"
 #include "tools/selection/tag_range.h"
 
@@ -122,7 +123,8 @@ void TagInquiry::askTag(const std::string& text, const Entry& entry, std::vector
     if (entry.value) {
         Finding finding = frame;
         finding.kind = isString(tag->form) ? FindingKind::TextCut : FindingKind::Value;
-        values = parseValues(tag->form, tag->elements, *entry.value, &finding.text);
+        finding.kind = tag->isReadOnly ? FindingKind::ReadOnly : finding.kind;
+        values = parsePlantValues(*tag, *entry.value, &finding.text);
         if (!values) {
             findings->push_back(finding);
         } else if (!areFinite(*values)) {
@@ -141,7 +143,7 @@ void TagInquiry::askTag(const std::string& text, const Entry& entry, std::vector
 std::optional<Finding> TagInquiry::problemOf(const Tag& tag, const Finding& frame) {
     Finding finding = frame;
     for (const int element : {0, tag.elements - 1}) {
-        const std::string name = tag.elementName(element);
+        const auto [name, bytesBefore] = tag.nearName(element);
         const OfflineDriver::Answer answer = driver_.resolve(name);
         if (answer.code != kResolved) {
             finding.driverCode = answer.code;
@@ -149,11 +151,11 @@ std::optional<Finding> TagInquiry::problemOf(const Tag& tag, const Finding& fram
                                        desk::codeText(answer.code));
             return finding;
         }
-        if (element == 0 && (answer.info.area != tag.area || answer.info.address != tag.address)) {
+        if (element == 0 && (answer.info.area != tag.area || answer.info.address + bytesBefore != tag.address)) {
             finding.kind = FindingKind::Elsewhere;
             finding.driverCode = answer.code;
             finding.text = fmt::format("the symbol file has it in area {} at {}, the driver in area {} at {}", tag.area,
-                                       tag.address, answer.info.area, answer.info.address);
+                                       tag.address, answer.info.area, answer.info.address + bytesBefore);
             return finding;
         }
     }

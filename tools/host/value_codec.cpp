@@ -7,13 +7,13 @@
 #include <cmath>
 
 #include "tools/host/latin1.h"
+#include "tools/text/iec_literal.h"
 #include "tools/text/text.h"
 #include "tools/wire/big_endian.h"
 
 namespace ac500::host {
 
 using symbol_file::IntegerLimits;
-using symbol_file::kStringCharacters;
 using symbol_file::TypeKind;
 
 namespace {
@@ -62,28 +62,6 @@ std::optional<HostValue> parseBoolean(const std::string& text, std::string* erro
     return std::nullopt;
 }
 
-enum class Digits { Good, NotANumber, TooLarge };
-
-struct Magnitude {
-    bool negative = false;
-    std::uint64_t value = 0;
-};
-
-Digits parseMagnitude(const std::string& text, Magnitude* magnitude) {
-    const char* begin = text.data();
-    const char* end = begin + text.size();
-    if (begin != end && (*begin == '-' || *begin == '+')) {
-        magnitude->negative = *begin++ == '-';
-    }
-    const bool hexadecimal = end - begin > 2 && begin[0] == '0' && (begin[1] == 'x' || begin[1] == 'X');
-    const auto [rest, problem] =
-        std::from_chars(hexadecimal ? begin + 2 : begin, end, magnitude->value, hexadecimal ? 16 : 10);
-    if (problem == std::errc::result_out_of_range) {
-        return Digits::TooLarge;
-    }
-    return problem == std::errc() && rest == end ? Digits::Good : Digits::NotANumber;
-}
-
 // How far a number may be from 0.
 std::uint64_t largestMagnitude(IntegerLimits limits, bool negative) {
     return negative ? ~static_cast<std::uint64_t>(limits.smallest) + 1 : limits.largest;
@@ -91,28 +69,42 @@ std::uint64_t largestMagnitude(IntegerLimits limits, bool negative) {
 
 std::optional<HostValue> parseInteger(ValueForm form, const std::string& text, std::string* error) {
     const IntegerLimits limits = integerLimits(form.code);
-    Magnitude magnitude;
-    const Digits digits = parseMagnitude(text, &magnitude);
-    if (digits == Digits::NotANumber) {
-        *error = fmt::format("\"{}\" is no whole number; write it decimal, or hexadecimal as 0x1F", text);
+    text::WholeNumber number;
+    const text::Digits digits = text::parseWholeNumber(text, &number);
+    if (digits == text::Digits::NotANumber) {
+        *error = fmt::format("\"{}\" is no whole number; write it as 31, 16#1F, 2#1_1111 or 0x1F", text);
         return std::nullopt;
     }
-    if (digits == Digits::TooLarge || magnitude.value > largestMagnitude(limits, magnitude.negative)) {
+    if (digits == text::Digits::TooLarge || number.magnitude > largestMagnitude(limits, number.negative)) {
         *error = fmt::format("{} is out of range; {} goes from {} to {}", text, typeTraits(form.code)->name,
                              limits.smallest, limits.largest);
         return std::nullopt;
     }
     if (kindOf(form.code) != TypeKind::Signed) {
-        return magnitude.value;
+        return number.magnitude;
     }
-    return static_cast<std::int64_t>(magnitude.negative ? ~magnitude.value + 1 : magnitude.value);
+    return static_cast<std::int64_t>(number.negative ? ~number.magnitude + 1 : number.magnitude);
+}
+
+std::optional<HostValue> parseTime(ValueForm form, const std::string& text, std::string* error) {
+    const text::TimeKind kind = *timeKindOf(form.code);
+    if (const std::optional<std::uint32_t> value = text::parseTimeLiteral(kind, text)) {
+        return std::uint64_t{*value};
+    }
+    if (text.find('#') == std::string::npos && !text.empty() && text[0] >= '0' && text[0] <= '9') {
+        return parseInteger(form, text, error);
+    }
+    *error = fmt::format("\"{}\" is no {}; write it as {}", text, typeTraits(form.code)->name,
+                         text::timeLiteralExample(kind));
+    return std::nullopt;
 }
 
 template <typename Float>
 std::optional<HostValue> parseFloat(const std::string& text, const char* typeName, std::string* error) {
     Float value = 0;
-    const char* begin = text.data() + (!text.empty() && text[0] == '+' ? 1 : 0);
-    const char* end = text.data() + text.size();
+    const std::string digits = text::withoutUnderscores(text).value_or(text);
+    const char* begin = digits.data() + (!digits.empty() && digits[0] == '+' ? 1 : 0);
+    const char* end = digits.data() + digits.size();
     const auto [rest, problem] = std::from_chars(begin, end, value);
     if (problem == std::errc::result_out_of_range) {
         *error = fmt::format("{} does not fit into {}", text, typeName);
@@ -125,7 +117,7 @@ std::optional<HostValue> parseFloat(const std::string& text, const char* typeNam
     return value;
 }
 
-std::optional<HostValue> parseString(const std::string& text, std::string* error) {
+std::optional<HostValue> parseString(ValueForm form, const std::string& text, std::string* error) {
     const std::optional<std::string> content = unquote(text, error);
     if (!content) {
         return std::nullopt;
@@ -135,9 +127,12 @@ std::optional<HostValue> parseString(const std::string& text, std::string* error
         *error = fmt::format("{} holds characters that a PLC string cannot (only Latin-1 can)", text);
         return std::nullopt;
     }
-    if (latin1->size() > kStringCharacters) {
-        *error = fmt::format("the string has {} characters; a PLC string takes at most {}", latin1->size(),
-                             kStringCharacters);
+    if (latin1->size() > static_cast<std::size_t>(form.stringCharacters)) {
+        *error = fmt::format("the string has {} characters; {} takes at most {}", latin1->size(),
+                             form.stringCharacters == symbol_file::kStringCharacters
+                                 ? "a PLC string"
+                                 : typeName(form.code, form.stringCharacters),
+                             form.stringCharacters);
         return std::nullopt;
     }
     if (latin1->find('\0') != std::string::npos) {
@@ -147,20 +142,18 @@ std::optional<HostValue> parseString(const std::string& text, std::string* error
     return *content;
 }
 
-std::optional<HostValue> parseOne(ValueForm form, const std::string& text, std::string* error) {
-    if (isBoolean(form)) {
-        return parseBoolean(text, error);
+// "5" of "INT#5", when the type is that of the variable; nothing when it is another.
+std::optional<std::string> withoutType(ValueForm form, const std::string& text, std::string* error) {
+    const std::optional<text::TypedLiteral> literal = text::splitTypedLiteral(text);
+    if (!literal || timeKindOf(form.code)) {
+        return text;
     }
-    if (isString(form)) {
-        return parseString(text, error);
+    const std::string type = isBoolean(form) ? "BOOL" : typeTraits(form.code)->name;
+    if (literal->type == type) {
+        return literal->value;
     }
-    if (form.code == TypeCode::Real) {
-        return parseFloat<float>(text, "REAL", error);
-    }
-    if (form.code == TypeCode::Lreal) {
-        return parseFloat<double>(text, "LREAL", error);
-    }
-    return parseInteger(form, text, error);
+    *error = fmt::format("{} is a value of another type; the variable is of type {}", text, type);
+    return std::nullopt;
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -219,10 +212,15 @@ HostValue fromBits(ValueForm form, std::uint64_t bits) {
     return wire::bitCast<double>(bits);
 }
 
-QByteArray encodeString(const std::string& text) {
+// The words of a string of odd length end with its terminator; those of an even one leave it out.
+int bytesOfString(ValueForm form) {
+    return (form.stringCharacters + 1) / 2 * 2;
+}
+
+QByteArray encodeString(ValueForm form, const std::string& text) {
     const std::string latin1 = toLatin1(text).value_or("");
     QByteArray bytes(latin1.data(), static_cast<int>(latin1.size()));
-    if (bytes.size() < kStringCharacters) {
+    if (bytes.size() < form.stringCharacters) {
         bytes.append('\0');
     }
     if (bytes.size() % 2 != 0) {
@@ -236,7 +234,7 @@ int readStride(ValueForm form) {
     if (isBoolean(form)) {
         return 1;
     }
-    return isString(form) ? kStringCharacters : widthOf(form);
+    return isString(form) ? bytesOfString(form) : widthOf(form);
 }
 
 }  // namespace
@@ -251,22 +249,58 @@ bool isString(ValueForm form) {
 
 int countPerElement(ValueForm form) {
     if (isString(form)) {
-        return kStringCharacters / 2;
+        return bytesOfString(form) / 2;
     }
     return isBoolean(form) ? 1 : std::max(1, widthOf(form) / 2);
 }
 
-std::optional<HostValues> parseValues(ValueForm form, int elements, const std::string& text, std::string* error) {
-    const std::vector<std::string> parts = elements == 1 ? std::vector<std::string>{text} : splitList(text);
+std::optional<HostValue> parseValue(ValueForm form, const std::string& text, std::string* error) {
+    if (isString(form)) {
+        return parseString(form, text, error);
+    }
+    const std::optional<std::string> value = withoutType(form, text, error);
+    if (!value) {
+        return std::nullopt;
+    }
+    if (isBoolean(form)) {
+        return parseBoolean(*value, error);
+    }
+    if (timeKindOf(form.code)) {
+        return parseTime(form, *value, error);
+    }
+    if (form.code == TypeCode::Real) {
+        return parseFloat<float>(*value, "REAL", error);
+    }
+    if (form.code == TypeCode::Lreal) {
+        return parseFloat<double>(*value, "LREAL", error);
+    }
+    return parseInteger(form, *value, error);
+}
+
+std::optional<std::vector<std::string>> splitElements(ValueForm form, int elements, const std::string& text,
+                                                      std::string* error) {
+    if (elements == 1 && isString(form)) {
+        return std::vector<std::string>{text};  // blanks included
+    }
+    std::vector<std::string> parts = elements == 1 ? std::vector<std::string>{text} : splitList(text);
     if (static_cast<int>(parts.size()) != elements) {
         *error = fmt::format("{} values are needed, separated by commas; {} given", elements, parts.size());
         return std::nullopt;
     }
+    for (std::string& part : parts) {
+        part = trimmed(part);
+    }
+    return parts;
+}
+
+std::optional<HostValues> parseValues(ValueForm form, int elements, const std::string& text, std::string* error) {
+    const std::optional<std::vector<std::string>> parts = splitElements(form, elements, text, error);
+    if (!parts) {
+        return std::nullopt;
+    }
     HostValues values;
-    for (const std::string& part : parts) {
-        // A single string is taken as it is, blanks included.
-        const bool verbatim = isString(form) && elements == 1;
-        const std::optional<HostValue> value = parseOne(form, verbatim ? part : trimmed(part), error);
+    for (const std::string& part : *parts) {
+        const std::optional<HostValue> value = parseValue(form, part, error);
         if (!value) {
             return std::nullopt;
         }
@@ -283,6 +317,9 @@ std::string formatValue(ValueForm form, const HostValue& value) {
         }
         std::string operator()(std::int64_t v) const { return std::to_string(v); }
         std::string operator()(std::uint64_t v) const {
+            if (const std::optional<text::TimeKind> kind = timeKindOf(form.code)) {
+                return text::timeLiteral(*kind, static_cast<std::uint32_t>(v));
+            }
             return kindOf(form.code) == TypeKind::BitString ? fmt::format("0x{:0{}X}", v, 2 * widthOf(form))
                                                             : std::to_string(v);
         }
@@ -303,7 +340,7 @@ std::string formatValues(ValueForm form, const HostValues& values) {
 
 QByteArray encodeForWrite(ValueForm form, const HostValues& values) {
     if (isString(form)) {
-        return encodeString(std::get<std::string>(values.front()));
+        return encodeString(form, std::get<std::string>(values.front()));
     }
     const int stride = isBoolean(form) ? 1 : std::max(2, widthOf(form));
     QByteArray bytes;
@@ -322,7 +359,7 @@ HostValues decodeRead(ValueForm form, const QByteArray& bytes, int elements) {
     HostValues values;
     for (int i = 0; i < elements && (i + 1) * stride <= bytes.size(); ++i) {
         if (isString(form)) {
-            values.emplace_back(fromLatin1(bytes.mid(i * stride, stride)));
+            values.emplace_back(fromLatin1(bytes.mid(i * stride, form.stringCharacters)));
         } else if (isBoolean(form)) {
             values.emplace_back(bytes[i] != 0);
         } else {

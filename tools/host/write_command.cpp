@@ -7,6 +7,7 @@
 
 #include "tools/host/bit_check.h"
 #include "tools/host/exit_codes.h"
+#include "tools/host/plant_values.h"
 #include "tools/host/print.h"
 #include "tools/host/target_overlap.h"
 #include "tools/host/terminal.h"
@@ -53,7 +54,7 @@ bool splitEntries(std::vector<Entry>* entries, Failure* failure) {
 bool parseWrite(const CommandContext& context, const ChosenTag& chosen, TagWrite* write, Failure* failure) {
     const std::string where = chosen.origin.text() + write->tag.text;
     std::string error;
-    const std::optional<HostValues> values = parseValues(write->tag.form, write->tag.elements, *chosen.value, &error);
+    const std::optional<HostValues> values = parsePlantValues(write->tag, *chosen.value, &error);
     if (!values) {
         *failure = {FailureKind::Usage, where + ": " + error};
         return false;
@@ -61,7 +62,7 @@ bool parseWrite(const CommandContext& context, const ChosenTag& chosen, TagWrite
     if (!areFinite(*values) && !context.options().force) {
         *failure = {FailureKind::Usage, fmt::format("{}: {} is no finite number, which few PLC programs expect; with "
                                                     "--force it is written all the same",
-                                                    where, formatValues(write->tag.form, *values))};
+                                                    where, formatPlantValues(write->tag, *values))};
         return false;
     }
     write->values = *values;
@@ -176,7 +177,7 @@ void compareWithPlc(HostSession& session, const std::vector<TagWrite>& writes, T
         write->failure = {
             FailureKind::Request,
             fmt::format("{}: {} was written, but the PLC has {}; its program may have changed it", write->tag.text,
-                        formatValues(write->tag.form, write->values), formatValues(write->tag.form, inPlc.values))};
+                        formatPlantValues(write->tag, write->values), formatPlantValues(write->tag, inPlc.values))};
     }
 }
 
@@ -234,7 +235,7 @@ void printWrites(const std::vector<TagWrite>& writes) {
     std::vector<std::vector<std::string>> rows;
     for (const TagWrite& write : writes) {
         if (write.inPlc) {
-            rows.push_back({write.tag.text, formatValues(write.tag.form, write.inPlc->values)});
+            rows.push_back({write.tag.text, formatPlantValues(write.tag, write.inPlc->values)});
         }
     }
     printTable(rows);

@@ -30,7 +30,7 @@ void normalise(std::vector<Span>& spans) {
 }
 
 std::int64_t extentOf(const Leaf& leaf) {
-    const int width = leaf.code == TypeCode::Bit ? 1 : typeTraits(leaf.code)->widthBytes;
+    const int width = leaf.code == TypeCode::Bit ? 1 : elementBytes(leaf.code, leaf.stringCharacters);
     return std::int64_t{leaf.elementCount()} * width;
 }
 

@@ -11,8 +11,6 @@
 namespace ac500::sim {
 
 using symbol_file::IntegerLimits;
-using symbol_file::kStringBytes;
-using symbol_file::kStringCharacters;
 using symbol_file::TypeCode;
 using symbol_file::TypeKind;
 
@@ -59,13 +57,15 @@ Bytes encodeFloat(TypeCode code, double number) {
                                   : bigEndian(wire::bitCast<std::uint64_t>(number), sizeof(double));
 }
 
-Bytes textBytes(const std::string& text) {
-    Bytes bytes = text.substr(0, kStringCharacters);
-    bytes.resize(kStringBytes, '\0');
+Bytes textBytes(const Element& element, const std::string& text) {
+    const auto characters = static_cast<std::size_t>(element.stringCharacters);
+    Bytes bytes = text.substr(0, characters);
+    bytes.resize(characters + 1, '\0');
     return bytes;
 }
 
-Bytes encode(TypeCode code, double number) {
+Bytes encode(const Element& element, double number) {
+    const TypeCode code = element.code;
     const double rounded = std::isnan(number) ? 0 : std::round(number);
     switch (kindOf(code)) {
         case TypeKind::Truth:
@@ -78,7 +78,7 @@ Bytes encode(TypeCode code, double number) {
         case TypeKind::Float:
             return encodeFloat(code, number);
         case TypeKind::Text:
-            return textBytes(fmt::format("{}", number));
+            return textBytes(element, fmt::format("{}", number));
         case TypeKind::Structure:
             break;
     }
@@ -220,7 +220,8 @@ bool parseFloat(const std::string& text, double* number) {
 }
 
 // The bytes of a whole variable that is no boolean; false when `text` is no value of the type.
-bool parseValue(TypeCode code, const std::string& text, Bytes* bytes) {
+bool parseValue(const Element& element, const std::string& text, Bytes* bytes) {
+    const TypeCode code = element.code;
     double number = 0;
     switch (kindOf(code)) {
         case TypeKind::Signed:
@@ -230,11 +231,11 @@ bool parseValue(TypeCode code, const std::string& text, Bytes* bytes) {
             return parseUnsigned(text, code, bytes);
         case TypeKind::Float: {
             const bool good = parseFloat(text, &number);
-            *bytes = encode(code, number);
+            *bytes = encode(element, number);
             return good;
         }
         case TypeKind::Text:
-            *bytes = textBytes(text);
+            *bytes = textBytes(element, text);
             return true;
         case TypeKind::Truth:
         case TypeKind::Structure:
@@ -249,14 +250,14 @@ ByteRun runOf(const Element& element) {
     if (element.code == TypeCode::Bit) {
         return PlcMemory::wordOfBit(element.area, element.address);
     }
-    return {element.area, element.address, typeTraits(element.code)->widthBytes};
+    return {element.area, element.address, elementBytes(element.code, element.stringCharacters)};
 }
 
 void writeNumber(PlcMemory& memory, const Element& element, double number) {
     if (isSingleBit(element)) {
-        writeBit(memory, element, encode(TypeCode::Bool, number)[0] != '\0');
+        writeBit(memory, element, !std::isnan(number) && std::round(number) != 0);
     } else {
-        writeBytes(memory, element, encode(element.code, number));
+        writeBytes(memory, element, encode(element, number));
     }
 }
 
@@ -277,7 +278,7 @@ bool writeText(PlcMemory& memory, const Element& element, const std::string& tex
         writeNumber(memory, element, truth ? 1 : 0);
         return true;
     }
-    if (!parseValue(element.code, text, &bytes)) {
+    if (!parseValue(element, text, &bytes)) {
         return false;
     }
     writeBytes(memory, element, bytes);
@@ -309,11 +310,13 @@ std::string valueText(const PlcMemory& memory, const Element& element) {
 }
 
 void copyValue(PlcMemory& memory, const Element& source, const Element& target) {
-    if (source.code == target.code && !isSingleBit(source) && !isSingleBit(target)) {
-        writeBytes(memory, target, memory.read(runOf(source)));
-    } else {
+    if (source.code != target.code || isSingleBit(source) || isSingleBit(target)) {
         writeNumber(memory, target, readNumber(memory, source));
+        return;
     }
+    const Bytes bytes = memory.read(runOf(source));
+    const bool isText = kindOf(source.code) == TypeKind::Text;
+    writeBytes(memory, target, isText ? textBytes(target, bytes) : bytes);
 }
 
 }  // namespace ac500::sim

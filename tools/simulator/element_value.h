@@ -26,7 +26,7 @@ void writeNumber(PlcMemory& memory, const Element& element, double number);
 double readNumber(const PlcMemory& memory, const Element& element);
 
 // Writes what `text` says: TRUE/FALSE/1/0 for booleans and bits, decimal or 16#hexadecimal integers, decimal floats; a
-// string takes the text itself, cut at 80 bytes and filled with zeros. False, and nothing written, when the text is no
+// string takes the text itself, cut at its length and filled with zeros. False, and nothing written, when the text is no
 // value of the type.
 bool writeText(PlcMemory& memory, const Element& element, const std::string& text);
 
@@ -34,7 +34,7 @@ bool writeText(PlcMemory& memory, const Element& element, const std::string& tex
 // byte, control characters as \xNN.
 std::string valueText(const PlcMemory& memory, const Element& element);
 
-// Copies bytes when the types are equal and both elements are whole variables, else the number.
+// Copies bytes when the types are equal and both elements are whole variables, else the number. A longer string is cut.
 void copyValue(PlcMemory& memory, const Element& source, const Element& target);
 
 }  // namespace ac500::sim

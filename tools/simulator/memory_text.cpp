@@ -16,8 +16,8 @@ constexpr std::int64_t kMostElements = 12;
 constexpr int kBitsPerWord = 16;
 
 // What an address of a BIT variable counts, and what that of any other counts.
-std::int64_t unitsOf(TypeCode code) {
-    return code == TypeCode::Bit ? 1 : typeTraits(code)->widthBytes;
+std::int64_t unitsOf(const Leaf& leaf) {
+    return leaf.code == TypeCode::Bit ? 1 : elementBytes(leaf.code, leaf.stringCharacters);
 }
 
 // "Main.grid" and element 7 of [0..3,1..6] is "Main.grid[1,2]".
@@ -72,13 +72,13 @@ public:
 
     // Adds the elements of the leaf that the range touches. Are there any?
     bool add(const Leaf& leaf, const Range& range) {
-        const std::int64_t units = unitsOf(leaf.code);
+        const std::int64_t units = unitsOf(leaf);
         const std::int64_t first = std::max<std::int64_t>(0, range.begin - leaf.address) / units;
         const std::int64_t end =
             std::min<std::int64_t>(leaf.elementCount(), (range.end - leaf.address + units - 1) / units);
         for (std::int64_t i = first; i < end; ++i) {
             const std::int64_t address = leaf.address + i * units;
-            const std::int64_t used = kindOf(leaf.code) == TypeKind::Text ? symbol_file::kStringCharacters : units;
+            const std::int64_t used = kindOf(leaf.code) == TypeKind::Text ? leaf.stringCharacters : units;
             if (listed_ == kMostElements) {
                 more_ += end - i;
                 return true;
@@ -101,6 +101,7 @@ private:
         element.code = leaf.code;
         element.area = leaf.area;
         element.address = address;
+        element.stringCharacters = leaf.stringCharacters;
         return element;
     }
 

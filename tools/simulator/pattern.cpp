@@ -68,7 +68,8 @@ Bytes textBytes(std::uint64_t place, std::uint64_t generation, std::size_t width
         text += fmt::format("{:04X}{:06X}{:X}{:05X}", place, low(generation, 24), cell,
                             checksum(place, generation, cell, 20));
     }
-    text.resize(width, '\0');
+    text.resize(width - 1, '\0');
+    text += '\0';  // also where the string is shorter than the pattern
     return text;
 }
 
@@ -80,7 +81,7 @@ std::uint16_t patternPlace(int area, std::int64_t address) {
 
 Bytes patternBytes(const Element& element, std::uint64_t generation) {
     const std::uint64_t place = patternPlace(element.area, element.address);
-    const auto width = static_cast<std::size_t>(typeTraits(element.code)->widthBytes);
+    const auto width = static_cast<std::size_t>(elementBytes(element.code, element.stringCharacters));
     if (kindOf(element.code) == TypeKind::Text) {
         return textBytes(place, generation, width);
     }

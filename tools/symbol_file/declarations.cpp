@@ -2,14 +2,36 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <utility>
 
 #include "tools/symbol_file/layout.h"
 #include "tools/symbol_file/limits.h"
+#include "tools/symbol_file/value_notes_reader.h"
 
 namespace ac500::symbol_file {
 
 namespace {
+
+struct StringType {
+    TypeCode code;
+    int characters;  // 0: not a number, or far too many
+};
+
+// "STRING(20)"; nothing for another text.
+std::optional<StringType> parseStringType(const std::string& text) {
+    const std::size_t bracket = text.find('(');
+    const TypeTraits* traits = bracket == std::string::npos ? nullptr : typeTraits(text.substr(0, bracket));
+    if (!traits || traits->kind != TypeKind::Text || text.back() != ')') {
+        return std::nullopt;
+    }
+    const char* const begin = text.data() + bracket + 1;
+    const char* const end = text.data() + text.size() - 1;
+    int characters = 0;
+    const std::from_chars_result result = std::from_chars(begin, end, characters);
+    const bool isNumber = result.ec == std::errc() && result.ptr == end && *begin != '0';
+    return StringType{traits->code, isNumber ? characters : 0};
+}
 
 // Reads one declaration, key by key. A key that is absent or wrong leaves the declaration incomplete.
 class DeclarationReader {
@@ -27,6 +49,7 @@ public:
         const bool inArea = where_ == DeclaredIn::Structure || takeArea();
         const bool shaped = takeDimensions();
         takeBits(typed);
+        takeNotes(typed);
         declaration_.variable.comment = readText(object_.find("comment"), problems_).value_or("");
         declaration_.complete = named && typed && placed && inArea && shaped;
         return std::move(declaration_);
@@ -34,10 +57,12 @@ public:
 
 private:
     static std::vector<std::string> keys(DeclaredIn where) {
-        if (where == DeclaredIn::Structure) {
-            return {"name", "type", "offset", "array", "bits", "comment"};
+        std::vector<std::string> keys = {"name", "type", "offset", "array", "bits", "comment", "readOnly"};
+        if (where == DeclaredIn::Scope) {
+            keys = {"name", "type", "area", "offset", "bit", "array", "bits", "comment", "readOnly"};
         }
-        return {"name", "type", "area", "offset", "bit", "array", "bits", "comment"};
+        keys.insert(keys.end(), valueNoteKeys().begin(), valueNoteKeys().end());
+        return keys;
     }
 
     bool takeName() {
@@ -58,12 +83,27 @@ private:
             return false;
         }
         declaration_.type = *node;
+        const std::optional<StringType> string = parseStringType(*name);
+        if (string) {
+            return takeString(*string, *node);
+        }
         const TypeTraits* traits = typeTraits(*name);
         declaration_.variable.code = traits ? traits->code : TypeCode::Struct;
         if (!traits) {
             declaration_.structureName = *name;
         }
         return traits ? allowed(*traits, *node) : true;
+    }
+
+    bool takeString(const StringType& string, const JsonNode& node) {
+        declaration_.variable.code = string.code;
+        declaration_.variable.stringCharacters = string.characters;
+        if (string.characters >= 1 && string.characters <= kMostStringCharacters) {
+            return true;
+        }
+        problems_->add(node, inQuotes(node.value->text) + " has no possible length; a string has 1 to " +
+                                 std::to_string(kMostStringCharacters) + " characters, as in STRING(20)");
+        return false;
     }
 
     bool allowed(const TypeTraits& traits, const JsonNode& node) {
@@ -181,6 +221,13 @@ private:
             problems_->add(*node, "the bits of " + type + " cannot be named; remove \"bits\" or use an integer type");
         } else if (object_.find("array")) {
             problems_->add(*node, "the bits of array elements cannot be named; remove \"bits\"");
+        }
+    }
+
+    void takeNotes(bool typed) {
+        declaration_.variable.isReadOnly = readBoolean(object_.find("readOnly"), problems_).value_or(false);
+        if (typed) {
+            declaration_.variable.notes = readValueNotes(object_, declaration_.variable.code, problems_);
         }
     }
 

@@ -1,6 +1,7 @@
 #include "tools/symbol_file/json_reader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <set>
 #include <tuple>
 #include <utility>
@@ -194,6 +195,11 @@ std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList
         items.push_back(node->item(i));
     }
     return items;
+}
+
+std::string numberText(double value) {
+    char text[32];
+    return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
 }
 
 std::string shown(const std::string& text) {

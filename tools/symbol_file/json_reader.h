@@ -73,6 +73,9 @@ std::optional<double> readNumber(const std::optional<JsonNode>& node, ProblemLis
 std::optional<std::int64_t> readInteger(const std::optional<JsonNode>& node, IntegerRange range, ProblemList* problems);
 std::vector<JsonNode> readArray(const std::optional<JsonNode>& node, ProblemList* problems);
 
+// The shortest text that means the same number.
+std::string numberText(double value);
+
 // A text for a message: long ones are cut, control characters replaced.
 std::string shown(const std::string& text);
 // The same in quotes.

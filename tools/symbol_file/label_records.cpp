@@ -84,10 +84,11 @@ private:
     }
 
     Label_Type_Info variable(const Variable& declared) {
-        Label_Type_Info record = filledRecord(declared.name, static_cast<int>(declared.code));
+        Label_Type_Info record = filledRecord(declared.name, static_cast<int>(driverCode(declared.code)));
         const TypeTraits* traits = typeTraits(declared.code);
         record.offset = declared.offset;
-        record.typeName = QString::fromStdString(declared.structure ? declared.structure->name : traits->name);
+        record.typeName = QString::fromStdString(declared.structure ? declared.structure->name
+                                                                    : typeTraits(driverCode(declared.code))->name);
         if (!declared.dimensions.empty()) {
             record.type |= kArrayFlag;
             setDimensions(declared.dimensions, &record);

@@ -24,7 +24,8 @@ inline std::int64_t elementStep(const Variable& variable) {
     if (variable.code == TypeCode::Bit) {
         return 1;
     }
-    return variable.code == TypeCode::Struct ? variable.structure->sizeBytes : typeTraits(variable.code)->widthBytes;
+    return variable.code == TypeCode::Struct ? variable.structure->sizeBytes
+                                             : elementBytes(variable.code, variable.stringCharacters);
 }
 
 // The first byte behind a variable, from the start of its area or structure. Bits live in 16-bit words, and a word is

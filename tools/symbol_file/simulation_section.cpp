@@ -66,11 +66,6 @@ NumericRange numericRange(TypeCode code) {
     return {lowest, isExact ? highest : std::nextafter(highest, 0)};
 }
 
-std::string number(double value) {
-    char text[32];
-    return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
-}
-
 std::string rangeText(TypeCode code) {
     if (isFloat(code)) {
         return code == TypeCode::Real ? "-3.4e38 to 3.4e38" : "-1.79e308 to 1.79e308";
@@ -255,7 +250,8 @@ private:
         const bool known = maximum || (target_ && !maximumNode);
         if (known && signal_.minimum > signal_.maximum) {
             problems_->add(maximumNode ? *maximumNode : object_.node(),
-                           "the range goes from " + number(signal_.minimum) + " down to " + number(signal_.maximum) +
+                           "the range goes from " + numberText(signal_.minimum) + " down to " +
+                               numberText(signal_.maximum) +
                                "; \"min\" (0 when absent) must not be larger than \"max\"");
         }
     }
@@ -274,7 +270,7 @@ private:
         }
         const NumericRange range = numericRange(target_->code);
         if (value < range.lowest || value > range.highest) {
-            problems_->add(*node, number(value) + " does not fit into " + typeTraits(target_->code)->name +
+            problems_->add(*node, numberText(value) + " does not fit into " + typeTraits(target_->code)->name +
                                       "; stay within " + rangeText(target_->code));
         }
     }
@@ -286,7 +282,7 @@ private:
             problems_->add(*node, "a counter with step 0 stands still; use another step, or the signal \"constant\"");
         }
         if (node && signal_.kind == Signal::Kind::RandomWalk && signal_.step <= 0) {
-            problems_->add(*node, "is " + number(signal_.step) + "; write the largest change per period, above 0");
+            problems_->add(*node, "is " + numberText(signal_.step) + "; write the largest change per period, above 0");
         }
     }
 
@@ -399,10 +395,12 @@ std::string truthText(const std::string& text) {
 }
 
 // Why `text` cannot be the value of a variable of this type; empty: it can.
-std::string objection(const std::string& text, TypeCode code) {
+std::string objection(const std::string& text, const Element& target) {
+    const TypeCode code = target.code;
     if (isText(code)) {
-        const bool holdable = text.size() <= kStringCharacters && text.find('\0') == std::string::npos;
-        return holdable ? "" : "a string holds at most 80 bytes and no zero byte; shorten it";
+        const auto room = static_cast<std::size_t>(target.stringCharacters);
+        const bool holdable = text.size() <= room && text.find('\0') == std::string::npos;
+        return holdable ? "" : "a string holds at most " + std::to_string(room) + " bytes and no zero byte; shorten it";
     }
     if (isTruth(code)) {
         return truthText(text).empty() ? inQuotes(text) + " is no truth value; write true or false" : "";
@@ -412,6 +410,17 @@ std::string objection(const std::string& text, TypeCode code) {
     }
     return inQuotes(text) + " is no value for " + typeTraits(code)->name + "; write a " +
            (isFloat(code) ? "number from " : "whole number from ") + rangeText(code);
+}
+
+// One spelling for what a type lets people write in several ways.
+std::string plainText(const std::string& text, TypeCode code) {
+    if (isTruth(code)) {
+        const std::string truth = truthText(text);
+        return truth.empty() ? text : truth;
+    }
+    const std::optional<text::TimeKind> kind = timeKindOf(code);
+    const std::optional<std::uint32_t> time = kind ? text::parseTimeLiteral(*kind, text) : std::nullopt;
+    return time ? std::to_string(*time) : text;
 }
 
 void readInitialValues(const ObjectReader& section, const TagFinder& tags, SymbolFile* file, ProblemList* problems) {
@@ -428,12 +437,12 @@ void readInitialValues(const ObjectReader& section, const TagFinder& tags, Symbo
         if (!target || !text) {
             continue;
         }
-        const std::string reason = objection(*text, target->code);
+        const std::string value = plainText(*text, target->code);
+        const std::string reason = objection(value, *target);
         if (!reason.empty()) {
             problems->add(*valueNode, reason);
         }
-        file->initialValues.push_back(
-            {tag->value->text, isTruth(target->code) ? truthText(*text) : *text, node.line()});
+        file->initialValues.push_back({tag->value->text, value, node.line()});
     }
 }
 

@@ -13,6 +13,7 @@
 #include "tools/symbol_file/limits.h"
 #include "tools/symbol_file/simulation_section.h"
 #include "tools/symbol_file/structure_types.h"
+#include "tools/symbol_file/symbol_document.h"
 #include "tools/text/file_text.h"
 
 namespace ac500::symbol_file {
@@ -208,7 +209,11 @@ LoadedSymbolFile parseSymbolFile(const std::string& text) {
     if (!parsed.problems.empty()) {
         return {SymbolFile(), std::move(parsed.problems)};
     }
-    return SymbolFileReader(parsed.root).read();
+    return readSymbolDocument(parsed.root);
+}
+
+LoadedSymbolFile readSymbolDocument(const JsonValue& document) {
+    return SymbolFileReader(document).read();
 }
 
 }  // namespace ac500::symbol_file

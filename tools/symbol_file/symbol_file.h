@@ -12,9 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "tools/symbol_file/value_notes.h"
+
 namespace ac500::symbol_file {
 
-// Type codes of the driver's interface (docs/host-interface.md). Codes 19 and 20 do not exist, 12 is a structure.
+// Type codes of the driver's interface (docs/host-interface.md), where 12 is a structure and 19 and 20 do not exist; and
+// behind them types that the driver takes for another (driverCode).
 enum class TypeCode : std::uint8_t {
     Bool = 1,  // one byte
     Sint = 2,
@@ -24,8 +27,8 @@ enum class TypeCode : std::uint8_t {
     Udint = 6,
     Real = 7,  // 32-bit float
     Lint = 8,
-    Lreal = 9,     // 64-bit float
-    String = 10,   // kStringBytes
+    Lreal = 9,  // 64-bit float
+    String = 10,
     Cstring = 11,  // the same under its second code
     Struct = 12,
     Bit = 13,  // one bit, addressed by bit
@@ -35,6 +38,11 @@ enum class TypeCode : std::uint8_t {
     Dword = 17,
     Lword = 18,
     Ulint = 21,
+    // 32 bits, unsigned: text::TimeKind says what they count
+    Time = 101,
+    Date = 102,
+    TimeOfDay = 103,
+    DateAndTime = 104,
 };
 
 // What the values of a type are.
@@ -48,15 +56,17 @@ enum class TypeKind {
     Structure,
 };
 
-// Strings take the same room whatever the PLC program declared: so many characters and a terminator.
+// A STRING without a length has so many characters, each string a terminator behind them. The driver counts elements of
+// any array of strings by this room.
 constexpr int kStringCharacters = 80;
 constexpr int kStringBytes = kStringCharacters + 1;
+constexpr int kMostStringCharacters = 255;
 
 struct TypeTraits {
     TypeCode code;
     TypeKind kind;
     const char* name;     // as symbol files and terminals spell it: "BOOL", "INT", ...
-    int widthBytes;       // of one element; 0 for Bit and Struct
+    int widthBytes;       // of one element; 0 for Bit and Struct; of a string without a length
     bool bitAddressable;  // may a symbol file give it "bits": true?
 };
 
@@ -67,6 +77,14 @@ inline TypeKind kindOf(TypeCode code) {
 }
 // The row of a name (exact spelling), or null.
 const TypeTraits* typeTraits(const std::string& name);
+// What the driver's records call the type: UDINT for TIME, DATE, TOD and DT, else the code itself.
+TypeCode driverCode(TypeCode code);
+// Nothing for a type that is no time or date.
+std::optional<text::TimeKind> timeKindOf(TypeCode code);
+// Bytes of one element; `stringCharacters` counts for strings only. 0 for Bit and Struct.
+int elementBytes(TypeCode code, int stringCharacters);
+// As symbol files spell it: "INT", "STRING(20)", and "STRING" for one of 80 characters.
+std::string typeName(TypeCode code, int stringCharacters);
 // The names of all types but "STRUCT": what a symbol file can use without declaring it.
 std::vector<std::string> builtInTypeNames();
 
@@ -97,7 +115,10 @@ struct Variable {
     std::vector<ArrayDimension> dimensions;  // outermost first; empty: no array
     bool bitAddressable = false;             // single bits may be named: Main.flags.b[3]
     std::string comment;
-    int line = 0;  // in the symbol file, from 1
+    int line = 0;                              // in the symbol file, from 1
+    int stringCharacters = kStringCharacters;  // strings only
+    bool isReadOnly = false;                   // of a structure: everything in it
+    std::shared_ptr<const ValueNotes> notes;   // null without any
 };
 
 struct StructType {
@@ -177,7 +198,10 @@ struct Leaf {
     std::vector<ArrayDimension> dimensions;
     bool bitAddressable = false;
     std::string comment;
-    int elementCount() const;  // product over dimensions; 1 without
+    int stringCharacters = kStringCharacters;  // strings only
+    bool isReadOnly = false;
+    std::shared_ptr<const ValueNotes> notes;  // null without any
+    int elementCount() const;                 // product over dimensions; 1 without
 };
 
 // Every leaf in file order, arrays of structures expanded element by element.
@@ -191,6 +215,9 @@ struct Element {
     int elementsToRowEnd = 1;  // elements from this one to the end of the innermost dimension, itself included
     bool bitAddressable = false;
     int bit = -1;  // 0 = least significant when the tag names a bit of the variable, else -1
+    int stringCharacters = kStringCharacters;  // strings only
+    bool isReadOnly = false;
+    std::shared_ptr<const ValueNotes> notes;  // null without any, and of a bit of a variable
 };
 
 // Why a tag does not resolve.

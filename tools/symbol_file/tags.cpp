@@ -126,6 +126,7 @@ private:
         if (!addElement(*variable, components_[depth])) {
             return false;
         }
+        element_.isReadOnly = variable->isReadOnly;
         while (variable->structure) {
             if (++depth == components_.size()) {
                 return fail(inQuotes(variable->name) + " is a structure of type " +
@@ -141,9 +142,12 @@ private:
             if (!addElement(*variable, components_[depth])) {
                 return false;
             }
+            element_.isReadOnly = element_.isReadOnly || variable->isReadOnly;
         }
         element_.code = variable->code;
         element_.bitAddressable = variable->bitAddressable;
+        element_.stringCharacters = variable->stringCharacters;
+        element_.notes = variable->notes;
         return finish(*variable, depth + 1);
     }
 
@@ -211,6 +215,7 @@ private:
             return fail("bit " + last.indices[0] + " lies outside " + bounds(bits));
         }
         element_.bit = bit;
+        element_.notes.reset();
         return true;
     }
 
@@ -228,6 +233,7 @@ struct Place {
     std::string tag;  // up to and including the variable's name
     int area;
     std::int64_t address;
+    bool isReadOnly;  // so is a structure around it
 };
 
 // Calls visit(indices, linearIndex) for every element in row-major order; once, with "", without dimensions.
@@ -255,15 +261,19 @@ void forEachElement(const std::vector<ArrayDimension>& dimensions, Visitor visit
 }
 
 void appendLeaves(const Variable& variable, const Place& place, std::vector<Leaf>* leaves) {
+    const bool isReadOnly = place.isReadOnly || variable.isReadOnly;
     if (!variable.structure) {
         leaves->push_back({place.tag, variable.code, place.area, place.address, variable.dimensions,
-                           variable.bitAddressable, variable.comment});
+                           variable.bitAddressable, variable.comment, variable.stringCharacters, isReadOnly,
+                           variable.notes});
         return;
     }
     forEachElement(variable.dimensions, [&](const std::string& indices, std::int64_t linear) {
         const std::int64_t start = place.address + linear * elementStep(variable);
         for (const Variable& member : variable.structure->members) {
-            appendLeaves(member, {place.tag + indices + "." + member.name, place.area, start + member.offset}, leaves);
+            appendLeaves(member,
+                         {place.tag + indices + "." + member.name, place.area, start + member.offset, isReadOnly},
+                         leaves);
         }
     });
 }
@@ -278,7 +288,7 @@ std::vector<Leaf> listLeaves(const SymbolFile& file) {
     std::vector<Leaf> leaves;
     for (const Scope& scope : file.scopes) {
         for (const Variable& variable : scope.variables) {
-            appendLeaves(variable, {scope.name + "." + variable.name, variable.area, variable.offset}, &leaves);
+            appendLeaves(variable, {scope.name + "." + variable.name, variable.area, variable.offset, false}, &leaves);
         }
     }
     return leaves;

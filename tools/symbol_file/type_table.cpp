@@ -26,6 +26,10 @@ constexpr TypeTraits kTypes[] = {
     {TypeCode::Dword, TypeKind::BitString, "DWORD", 4, true},
     {TypeCode::Lword, TypeKind::BitString, "LWORD", 8, true},
     {TypeCode::Ulint, TypeKind::Unsigned, "ULINT", 8, true},
+    {TypeCode::Time, TypeKind::Unsigned, "TIME", 4, false},
+    {TypeCode::Date, TypeKind::Unsigned, "DATE", 4, false},
+    {TypeCode::TimeOfDay, TypeKind::Unsigned, "TOD", 4, false},
+    {TypeCode::DateAndTime, TypeKind::Unsigned, "DT", 4, false},
 };
 
 template <typename Predicate>
@@ -42,6 +46,35 @@ const TypeTraits* typeTraits(TypeCode code) {
 
 const TypeTraits* typeTraits(const std::string& name) {
     return findRow([&name](const TypeTraits& row) { return row.name == name; });
+}
+
+TypeCode driverCode(TypeCode code) {
+    return timeKindOf(code) ? TypeCode::Udint : code;
+}
+
+std::optional<text::TimeKind> timeKindOf(TypeCode code) {
+    switch (code) {
+        case TypeCode::Time:
+            return text::TimeKind::Duration;
+        case TypeCode::Date:
+            return text::TimeKind::Date;
+        case TypeCode::TimeOfDay:
+            return text::TimeKind::TimeOfDay;
+        case TypeCode::DateAndTime:
+            return text::TimeKind::DateAndTime;
+        default:
+            return std::nullopt;
+    }
+}
+
+int elementBytes(TypeCode code, int stringCharacters) {
+    return kindOf(code) == TypeKind::Text ? stringCharacters + 1 : typeTraits(code)->widthBytes;
+}
+
+std::string typeName(TypeCode code, int stringCharacters) {
+    const std::string name = typeTraits(code)->name;
+    const bool hasLength = kindOf(code) == TypeKind::Text && stringCharacters != kStringCharacters;
+    return hasLength ? name + "(" + std::to_string(stringCharacters) + ")" : name;
 }
 
 std::vector<std::string> builtInTypeNames() {
