@@ -28,11 +28,21 @@ public:
         }
     }
 
+    // First with a memory that changes before each reply, so that a byte of an earlier cycle is a wrong one.
     void check() override {
-        for (const int generation : {1, 0}) {
-            plc_.setGeneration(generation);
+        const ByteAt byteAt = side_->bytes();
+        int generation = 0;
+        for (const QByteArray& request : script_.requests) {
+            plc_.setGeneration(++generation);
+            CycleScript one;
+            one.requests.push_back(request);
+            playAlong(one, source_, exchange_);
+            require(holdsAsked(request, plc_, byteAt), "bytes of a reply were not stored, or wrongly");
+        }
+        for (const int whole : {1, 0}) {
+            plc_.setGeneration(whole);
             playAlong(script_, source_, exchange_);
-            require(side_->holds(corpus_, generation), "wrong bytes were stored");
+            require(side_->holds(corpus_, whole), "wrong bytes were stored");
         }
     }
 
@@ -75,6 +85,7 @@ public:
         requireReadable(tags, generation);
         return holdsMemory(PLC_driver.localValues, corpus, generation);
     }
+    static ByteAt bytes() { return bytesOf(PLC_driver.localValues); }
     static void forgetImage() { PLC_driver.localValues = QHash<quint64, char>(); }
 };
 
@@ -82,6 +93,7 @@ class FloorSide : public CycleFloor {
 public:
     explicit FloorSide(const Corpus&) : CycleFloor(PLC_driver.readList, PLC_driver.handshakeBytes) {}
     static bool isDriver() { return false; }
+    ByteAt bytes() const { return bytesOf(image()); }
     bool holds(const Corpus& corpus, int generation) const { return holdsMemory(image(), corpus, generation); }
 };
 
@@ -90,6 +102,9 @@ public:
     explicit ExpertSide(const Corpus& corpus)
         : CycleExpert(PLC_driver.readList, PLC_driver.handshakeBytes, corpus.areaBytes) {}
     static bool isDriver() { return false; }
+    ByteAt bytes() const {
+        return [this](int address) { return image().byteAt(address); };
+    }
     bool holds(const Corpus& corpus, int generation) const { return holdsMemory(image(), corpus, generation); }
     void forgetImage() { image().clear(); }
 };

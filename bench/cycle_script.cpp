@@ -65,6 +65,26 @@ void playAlong(const CycleScript& script, const RequestSource& source, const Exc
     }
 }
 
+bool holdsAsked(const QByteArray& request, const TinyPlc& plc, const ByteAt& byteAt) {
+    const char* item = request.constData() + wire::kItemsAt;
+    for (int i = 0; i < itemCount(request); ++i, item += wire::kItemHeadBytes) {
+        const wire::ByteRun run = wire::getItemHead(item);
+        const int start = static_cast<int>(run.address);
+        for (int address = start; address < start + run.size; ++address) {
+            if (byteAt(address) != plc.byteAt(address)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+ByteAt bytesOf(const QHash<quint64, char>& image) {
+    return [&image](int address) {
+        return image.value(static_cast<quint64>(kArea) << 32 | static_cast<quint32>(address), '\0');
+    };
+}
+
 bool holdsMemory(const QHash<quint64, char>& image, const Corpus& corpus, int generation) {
     for (const CorpusTag& tag : corpus.tags) {
         const quint64 key = static_cast<quint64>(kArea) << 32 | static_cast<quint32>(tag.startByte);

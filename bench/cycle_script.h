@@ -12,6 +12,7 @@
 #include <QtCore/QHash>
 
 #include "bench/corpus.h"
+#include "bench/tiny_plc.h"
 #include "protocol/protocol.h"
 
 namespace ac500::bench {
@@ -44,6 +45,14 @@ int itemCount(const QByteArray& request);
 
 // Plays the script's requests once and requires that they are the very same; the replies come from `exchange`.
 void playAlong(const CycleScript& script, const RequestSource& source, const Exchange& exchange);
+
+// Does the image hold what the PLC's memory has where a read request asks? `byteAt` answers the image's byte at an
+// address.
+using ByteAt = std::function<char(int address)>;
+bool holdsAsked(const QByteArray& request, const TinyPlc& plc, const ByteAt& byteAt);
+
+// Byte by byte out of a hash as the driver's; what it lacks is 0.
+ByteAt bytesOf(const QHash<quint64, char>& image);
 
 // Does the image hold the PLC's memory at every tag?
 bool holdsMemory(const QHash<quint64, char>& image, const Corpus& corpus, int generation = 0);

@@ -29,8 +29,9 @@ ComInfo& startDriver() {
     return settings;
 }
 
-ComInfo& startDriver(const Corpus& corpus) {
+ComInfo& startDriver(const Corpus& corpus, int maxRequestWords) {
     ComInfo& settings = startDriver();
+    settings.maxRequestWords = maxRequestWords;
     QList<Label_Type_Info> symbols = corpus.symbols;
     PassVarName_2(&symbols);
     QList<HostTag> tags = hostTags(inOrder(corpus.tags, Order::Random));

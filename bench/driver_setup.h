@@ -16,7 +16,7 @@ constexpr int kMaxRequestBytes = 2 * kMaxRequestWords;
 ComInfo& startDriver();
 
 // startDriver, the corpus's symbols, and its tags in random order as the cyclic list.
-ComInfo& startDriver(const Corpus& corpus);
+ComInfo& startDriver(const Corpus& corpus, int maxRequestWords = kMaxRequestWords);
 
 // Puts the PLC's memory into the byte image, gaps included, as a pass of cyclic reads does.
 void fillImage(const Corpus& corpus, int generation = 0);

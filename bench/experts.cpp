@@ -158,8 +158,12 @@ void FlatImage::fill(int generation) {
 
 ReadExpert::ReadExpert(const Corpus& corpus) : names_(wholeNames(corpus)), image_(corpus.areaBytes) {}
 
+int ReadExpert::startByteOf(const QString& name) const {
+    return ac500::bench::startByteOf(names_, name);
+}
+
 bool ReadExpert::read(const QString& name, char* value) const {
-    const int startByte = startByteOf(names_, name);
+    const int startByte = startByteOf(name);
     if (startByte < 0) {
         return false;
     }
@@ -329,6 +333,7 @@ int CycleExpert::takeReply(QByteArray* reply, int received) {
         next += wire::kLeadBytes + bytes;
     }
     image_.endStore();
+    lastTurn_ = turn_;
     turn_ = turn_ + 1 == turns_.size() ? repeatedFrom_ : turn_ + 1;
     return 1;
 }

@@ -78,6 +78,8 @@ public:
     explicit ReadExpert(const Corpus& corpus);
     bool read(const QString& name, char* value) const;
     void setGeneration(int generation) { image_.fill(generation); }
+    // FlatNames::kNone for an unknown name.
+    int startByteOf(const QString& name) const;
 
 private:
     FlatNames names_;
@@ -132,23 +134,28 @@ void sortExpert(QList<RW_VAR>& list);
 // One cycle without a network: every request was encoded once and is sent again, a reply is copied run by run.
 class CycleExpert {
 public:
+    using Runs = std::vector<std::pair<int, int>>;  // first byte, bytes
+
     CycleExpert(const QList<RW_VAR>& readList, const quint8* sessionBytes, int areaBytes);
     Protocol* nextRequest() { return &turns_[turn_].request; }
     // To be called twice per reply. Returns the status.
     int takeReply(QByteArray* reply, int received);
     FlatImage& image() { return image_; }
     const FlatImage& image() const { return image_; }
+    // What the reply that was taken last brought.
+    const Runs& lastRuns() const { return turns_[lastTurn_].runs; }
 
 private:
     struct Turn {
         Protocol request;
-        std::vector<std::pair<int, int>> runs;  // first byte, bytes
+        Runs runs;
         int replyBytes;
     };
 
     std::vector<Turn> turns_;
     std::size_t repeatedFrom_ = 0;  // the turn that follows the last one
     std::size_t turn_ = 0;
+    std::size_t lastTurn_ = 0;
     bool isMeasured_ = false;
     FlatImage image_;
 };

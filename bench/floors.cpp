@@ -8,6 +8,7 @@
 
 #include "bench/driver_setup.h"
 #include "bench/workload.h"
+#include "core/codes.h"
 #include "tools/wire/frame.h"
 
 namespace ac500::bench {
@@ -77,6 +78,16 @@ bool ReadFloor::read(const QString& name, char* value) {
     value[0] = bytes[1];
     value[1] = bytes[0];
     return true;
+}
+
+void ReadFloor::store(const std::vector<std::pair<int, int>>& runs, const char* reply) {
+    QMutexLocker lock(&mutex_);
+    const char* next = reply + wire::kReadReplyHeadBytes;
+    for (const auto& [startByte, bytes] : runs) {
+        next += wire::kLeadBytes;
+        std::copy(next, next + bytes, memory_.begin() + startByte);
+        next += bytes;
+    }
 }
 
 ResolutionFloor::Node ResolutionFloor::nodeOf(const Label_Type_Info& record) {
@@ -269,68 +280,53 @@ int CycleFloor::takeReply(QByteArray* reply, int received) {
     return 1;
 }
 
-void CycleFloor::mirror(const RW_VAR& var) {
+void CycleFloor::mirror(int startByte, const char* bytes, int count) {
     QMutexLocker lock(&imageMutex_);
-    for (int i = 0; i < var.size; ++i) {
-        image_.insert(imageKey(var) + static_cast<quint32>(i), var.data.at(i));
+    const quint64 key = static_cast<quint64>(kArea) << 32 | static_cast<quint32>(startByte);
+    for (int i = 0; i < count; ++i) {
+        image_.insert(key + static_cast<quint32>(i), bytes[i]);
     }
 }
 
 WriteFloor::WriteFloor(const Corpus& corpus, const QList<RW_VAR>& readList, const quint8* sessionBytes,
                        VarDoneCallback report)
-    : startBytes_(startBytesByName(corpus)), reads_(readList, sessionBytes), report_(report) {
+    : startBytes_(startBytesByName(corpus)),
+      reads_(readList, sessionBytes),
+      report_(report),
+      pendingOf_(corpus.tags.size()) {
     std::memcpy(sessionBytes_, sessionBytes, sizeof sessionBytes_);
 }
 
 void WriteFloor::write(const QString& name, const QByteArray& in, int hostId) {
     const auto found = startBytes_.constFind(name);
     require(found != startBytes_.constEnd(), "the floor does not know a name");
-    RW_VAR var = RW_VAR();
-    var.hostId = hostId;
-    var.writeFlag = 1;
-    var.labelName = name;
-    var.dataType = kUnsignedInt;
-    var.offset = found.value();
-    var.size = kVariableBytes;
-    var.area = kArea;
-    var.data = QByteArray(kVariableBytes, in.at(1));
-    var.data[1] = in.at(0);
     QMutexLocker lock(&listMutex_);
-    queue_.append(var);
-    ++pendingOf_[hostId];
+    queue_.push_back({hostId, found.value(), {in.at(1), in.at(0)}});
+    ++pendingOf_[static_cast<std::size_t>(hostId)];
 }
 
 // REQUIRES: the list lock is held, writes are queued.
 void WriteFloor::encodeBatch() {
-    const int limit = std::min<int>(queue_.size(), kMostEntries);
-    int frameBytes = wire::kItemsAt + wire::kSessionBytes;
-    int cost = 0;
-    for (batchCount_ = 0; batchCount_ < limit; ++batchCount_) {
-        const int bytes = wire::kItemHeadBytes + queue_.at(batchCount_).size;
-        cost += bytes;
-        if (cost >= kByteBudget) {
-            break;
-        }
-        frameBytes += bytes;
-    }
-    QByteArray frame(frameBytes, '\0');
+    constexpr int kItemBytes = wire::kItemHeadBytes + kVariableBytes;
+    const int most = std::min(kMostEntries, (kByteBudget - 1) / kItemBytes);
+    batchCount_ = static_cast<int>(std::min(queue_.size(), static_cast<std::size_t>(most)));
+    QByteArray frame(wire::kItemsAt + batchCount_ * kItemBytes + wire::kSessionBytes, '\0');
     char* next = frame.data();
     wire::putU16(next, wire::kMagic);
     wire::putU16(next + wire::kLowLengthAt, static_cast<quint16>(frame.size() - wire::kEnvelopeBytes));
     next[wire::kServiceAt] = static_cast<char>(wire::Service::Write);
     wire::putU32(next + wire::kItemCountAt, static_cast<quint32>(batchCount_));
     next += wire::kItemsAt;
-    for (int i = 0; i < batchCount_; ++i) {
-        const RW_VAR& var = queue_.at(i);
-        wire::putU16(next, static_cast<quint16>(var.area));
-        wire::putU32(next + 2, static_cast<quint32>(var.offset));
-        wire::putU32(next + 6, static_cast<quint32>(var.size));
-        std::memcpy(next + wire::kItemHeadBytes, var.data.constData(), static_cast<std::size_t>(var.size));
-        next += wire::kItemHeadBytes + var.size;
+    for (int i = 0; i < batchCount_; ++i, next += kItemBytes) {
+        const Write& write = queue_[static_cast<std::size_t>(i)];
+        wire::putU16(next, static_cast<quint16>(kArea));
+        wire::putU32(next + 2, static_cast<quint32>(write.startByte));
+        wire::putU32(next + 6, kVariableBytes);
+        std::memcpy(next + wire::kItemHeadBytes, write.data, kVariableBytes);
     }
     std::memcpy(next, sessionBytes_, sizeof sessionBytes_);
-    frames_.append(newRequest(frame, queue_.first()));
-    reads_.mirror(queue_.first());
+    frames_.append(newRequest(frame, RW_VAR()));
+    reads_.mirror(queue_.front().startByte, queue_.front().data, kVariableBytes);
 }
 
 Protocol* WriteFloor::nextRequest() {
@@ -339,7 +335,7 @@ Protocol* WriteFloor::nextRequest() {
     }
     {
         QMutexLocker lock(&listMutex_);
-        if (!queue_.isEmpty() && turnsInARow_ < kMostTurns) {
+        if (!queue_.empty() && turnsInARow_ < kMostTurns) {
             ++turnsInARow_;
             encodeBatch();
             return &frames_.first();
@@ -367,11 +363,10 @@ int WriteFloor::takeReply(QByteArray* reply, int received) {
     QMutexLocker lock(&listMutex_);
     frames_.removeFirst();
     for (int i = 0; i < batchCount_; ++i) {
-        const RW_VAR var = queue_.takeFirst();
-        const auto pending = pendingOf_.find(var.hostId);
-        if (--pending.value() == 0) {
-            pendingOf_.erase(pending);
-            report_(0, static_cast<quint32>(var.hostId), static_cast<quint32>(var.hostSubId), 1);
+        const int hostId = queue_.front().hostId;
+        queue_.pop_front();
+        if (--pendingOf_[static_cast<std::size_t>(hostId)] == 0) {
+            report_(0, static_cast<quint32>(hostId), 1, kVariableDone);
         }
     }
     return 1;

@@ -8,6 +8,7 @@
 #ifndef AC500_BENCH_FLOORS_H
 #define AC500_BENCH_FLOORS_H
 
+#include <deque>
 #include <vector>
 
 #include <QtCore/QHash>
@@ -31,6 +32,8 @@ public:
     // Stores the value in host order; false for an unknown name.
     bool read(const QString& name, char* value);
     void setGeneration(int generation);
+    // The bytes of a read reply to a request for these runs (first byte, bytes), under the mutex.
+    void store(const std::vector<std::pair<int, int>>& runs, const char* reply);
 
 private:
     QHash<QString, int> startBytes_;
@@ -101,7 +104,7 @@ public:
     void forgetImage() { image_ = QHash<quint64, char>(); }
 
     // What a write leaves in the image before it is sent.
-    void mirror(const RW_VAR& var);
+    void mirror(int startByte, const char* bytes, int count);
 
 private:
     static constexpr int kCapacity = 100;
@@ -117,8 +120,8 @@ private:
     QHash<quint64, char> image_;
 };
 
-// Writes beside the cycle: queues a record, encodes a batch of them, takes them off the queue and reports each unless a
-// newer write of the same identity is pending. After five batches of writes it is the cycle's turn.
+// Writes beside the cycle: queues what is to be written, encodes a batch of it, takes it off the queue and reports each
+// unless a newer write of the same identity is pending. After five batches of writes it is the cycle's turn.
 class WriteFloor {
 public:
     WriteFloor(const Corpus& corpus, const QList<RW_VAR>& readList, const quint8* sessionBytes, VarDoneCallback report);
@@ -128,6 +131,11 @@ public:
     const QHash<quint64, char>& image() const { return reads_.image(); }
 
 private:
+    struct Write {
+        int hostId;
+        int startByte;
+        char data[2];
+    };
     void encodeBatch();
 
     QHash<QString, int> startBytes_;
@@ -135,8 +143,8 @@ private:
     VarDoneCallback report_;
     quint8 sessionBytes_[4];
     QMutex listMutex_;
-    QList<RW_VAR> queue_;
-    QHash<int, int> pendingOf_;  // by identity
+    std::deque<Write> queue_;
+    std::vector<int> pendingOf_;  // by identity: hosts number theirs
     QList<Protocol> frames_;
     int batchCount_ = 0;
     int turnsInARow_ = 0;

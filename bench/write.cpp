@@ -60,6 +60,7 @@ public:
     }
     Protocol* nextRequest() { return ComCommunication(); }
     int takeReply(QByteArray* reply, int received) { return DataCom(reply, received)->status; }
+    static ByteAt bytes() { return bytesOf(PLC_driver.localValues); }
     static bool holds(const Corpus& corpus, int generation) {
         std::vector<CorpusTag> tags = corpus.tags;
         requireReadable(tags, generation);
@@ -74,6 +75,7 @@ class FloorSide : public WriteFloor {
 public:
     explicit FloorSide(const Corpus& corpus)
         : WriteFloor(corpus, PLC_driver.readList, PLC_driver.handshakeBytes, takeReport) {}
+    ByteAt bytes() const { return bytesOf(image()); }
     bool holds(const Corpus& corpus, int generation) const { return holdsMemory(image(), corpus, generation); }
 };
 
@@ -82,6 +84,9 @@ public:
     explicit ExpertSide(const Corpus& corpus)
         : WriteExpert(corpus, PLC_driver.readList, PLC_driver.handshakeBytes,
                       [](int hostId) { reports.take(static_cast<quint32>(hostId), true); }) {}
+    ByteAt bytes() const {
+        return [this](int address) { return image().byteAt(address); };
+    }
     bool holds(const Corpus& corpus, int generation) const { return holdsMemory(image(), corpus, generation); }
 };
 
@@ -135,11 +140,15 @@ public:
         }
     }
 
-    // Writes other values to a PLC that takes them, polls all of them, then writes those back that were there.
+    // Writes other values to a PLC that takes them, polls all of them, then writes those back that were there. Between,
+    // the memory changes before each reply, so that a byte of an earlier cycle is a wrong one.
     void check() override {
+        const ByteAt byteAt = side_->bytes();
         for (const int generation : {1, 0}) {
+            QByteArray asked;
             QByteArray reply;
             const auto answer = [&](const QByteArray& request) -> QByteArray& {
+                asked = request;
                 reply = askPlc(request);
                 return reply;
             };
@@ -150,6 +159,13 @@ public:
             burst(values, answer);
             require(reports.areComplete(), "a write was not reported once");
             requireWritten(generation);
+            for (int i = 0; i < entries_; ++i) {
+                plc_.setGeneration(i);
+                playOne(answer);
+                require(isWrite(asked) || holdsAsked(asked, plc_, byteAt),
+                        "bytes of a reply were not stored, or wrongly");
+            }
+            plc_.setGeneration(generation);
             for (int read = 0; read < 2 * entries_;) {
                 read += playOne(answer);
             }

@@ -35,6 +35,7 @@ bool ReaderSeats::takeAll() {
 
 void ReaderSeats::leaveAll() {
     for (int seat = 0; seat < kSeats; ++seat) {
+        lastFound(seat) = kNothingFound;
         leave(seat);
     }
 }
@@ -48,6 +49,7 @@ quint32 ReaderSeats::takenAmong(quint32 asked) {
             continue;
         }
         if (takeSeat(seat)) {
+            lastFound(seat) = kNothingFound;
             leave(seat);
         } else {
             taken |= bit;
@@ -60,36 +62,53 @@ namespace {
 
 const quint32 kPositionUnit = 8;  // bytes; answers begin at its multiples
 const quint32 kPositionsPerPage = AnswerStore::kPageBytes / kPositionUnit;
+const int kGenerationShift = SlotTable::kPositionBits;
 
 static_assert(AnswerStore::kMostPages * kPositionsPerPage <= SlotTable::kMostPositions, "every answer has a position");
 static_assert(AnswerStore::kMostPages * AnswerStore::kPageBytes / AnswerStore::kLeastAnswerBytes <=
                   AnswerStore::kMostSlots / 4 * 3,
               "every answer has a slot");
 
-enum Kind : quint8 { kTypeMask = 0x1F, kBit = 0x20, kElement = 0x40 };
+const qint32 kUsualAreas = 256;
+
+// What an answer holds: a type code and what follows its head.
+enum Kind : quint8 { kTypeMask = 0x1F, kBit = 0x20, kElement = 0x40, kUnusualArea = 0x80 };
 
 quint8 kindOf(const ControlInformationM& info) {
-    const int kind = info.dataType | (info.isBit != 0 ? kBit : 0) | (info.isArray != 0 ? kElement : 0);
+    const bool isUsual = info.area >= 0 && info.area < kUsualAreas;
+    const int kind = info.dataType | (info.isBit != 0 ? kBit : 0) | (info.isArray != 0 ? kElement : 0) |
+                     (isUsual ? 0 : kUnusualArea);
     return static_cast<quint8>(kind);
 }
 
 int detailWords(quint8 kind) {
-    return ((kind & kBit) != 0 ? 1 : 0) + ((kind & kElement) != 0 ? 2 : 0);
+    return ((kind & kBit) != 0 ? 1 : 0) + ((kind & kElement) != 0 ? 2 : 0) + ((kind & kUnusualArea) != 0 ? 1 : 0);
 }
 
 }  // namespace
 
-// Followed by bitIndex when it is a bit's, arrayIndex and arrayCount when it is an element's, and by the name.
+// Followed by bitIndex when it is a bit's, arrayIndex and arrayCount when it is an element's, the area when it is an
+// unusual one, and by the name.
 struct AnswerStore::Answer {
+    enum : quint8 { kIsUsed = 1, kOneGeneration = 2 };  // of `state`: asked for since it was written; that of the page
+    enum : quint32 { kNone = 0xFFFFFFFFU };             // of `next`
+
     quint32 hash;
     qint32 address;
-    qint32 area;
-    quint16 nameLength;
+    mutable std::atomic<quint32> next;  // what was asked for behind it last
+    quint8 area;
+    quint8 nameLength;
     quint8 kind;
-    mutable std::atomic<quint8> isUsed;  // asked for since it was written
+    mutable std::atomic<quint8> state;
 
-    Answer(quint32 h, qint32 addressOfIt, qint32 areaOfIt, quint16 length, quint8 kindOfIt)
-        : hash(h), address(addressOfIt), area(areaOfIt), nameLength(length), kind(kindOfIt), isUsed(0) {}
+    Answer(quint32 hashOfIt, qint32 addressOfIt, quint8 areaOfIt, quint8 length, quint8 kindOfIt, quint8 generation)
+        : hash(hashOfIt),
+          address(addressOfIt),
+          next(kNone),
+          area(areaOfIt),
+          nameLength(length),
+          kind(kindOfIt),
+          state(generation) {}
 
     static std::size_t bytesFor(quint8 kind, int nameLength) {
         const std::size_t bytes = sizeof(Answer) + sizeof(qint32) * static_cast<std::size_t>(detailWords(kind)) +
@@ -104,14 +123,54 @@ struct AnswerStore::Answer {
     const QChar* name() const { return reinterpret_cast<const QChar*>(details() + detailWords(kind)); }
     QChar* name() { return reinterpret_cast<QChar*>(details() + detailWords(kind)); }
 
-    bool isFor(const HashedName& other) const {
-        return hash == other.hash && nameLength == other.text.length() &&
-               std::memcmp(name(), other.text.data(), sizeof(QChar) * nameLength) == 0;
+    bool isFor(const TextSpan& other) const {
+        return nameLength == other.length() && std::memcmp(name(), other.data(), sizeof(QChar) * nameLength) == 0;
+    }
+
+    bool isUsed() const { return (state.load(std::memory_order_relaxed) & kIsUsed) != 0; }
+
+    void use() const {
+        const quint8 now = state.load(std::memory_order_relaxed);
+        if ((now & kIsUsed) == 0) {
+            state.store(now | kIsUsed, std::memory_order_relaxed);
+        }
+    }
+
+    quint8 generation() const { return static_cast<quint8>(state.load(std::memory_order_relaxed) & ~kIsUsed); }
+
+    void copyTo(ControlInformationM& info) const {
+        info = ControlInformationM();
+        info.dataType = kind & kTypeMask;
+        info.address = address;
+        info.area = area;
+        if (kind <= kTypeMask) {
+            return;
+        }
+        const qint32* detail = details();
+        if ((kind & kBit) != 0) {
+            info.isBit = 1;
+            info.bitIndex = *detail++;
+        }
+        if ((kind & kElement) != 0) {
+            info.isArray = 1;
+            info.arrayIndex = *detail++;
+            info.arrayCount = *detail++;
+        }
+        if ((kind & kUnusualArea) != 0) {
+            info.area = *detail;
+        }
     }
 };
 
 AnswerStore::AnswerStore()
-    : searched_(nullptr), pages_(), filledBytes_(), page_(0), answers_(0), hasRetired_(false), mayStillLook_(0) {
+    : searched_(nullptr),
+      pages_(),
+      generations_(),
+      filledBytes_(),
+      page_(0),
+      answers_(0),
+      hasRetired_(false),
+      mayStillLook_(0) {
     static_assert(sizeof(Answer) == 16, "an answer is 16 bytes beside details and name");
 }
 
@@ -119,45 +178,71 @@ AnswerStore::~AnswerStore() {
     clear();
 }
 
+char* AnswerStore::placeOf(quint32 position) const {
+    return pages_[position / kPositionsPerPage] + position % kPositionsPerPage * kPositionUnit;
+}
+
 const AnswerStore::Answer* AnswerStore::answerAt(quint32 position) const {
-    const void* place = pages_[position / kPositionsPerPage] + position % kPositionsPerPage * kPositionUnit;
+    const void* place = placeOf(position);
     return static_cast<const Answer*>(place);
 }
 
 // The head alone.
 AnswerStore::Answer* AnswerStore::newAnswerAt(quint32 position, const Answer& head) {
-    char* place = pages_[position / kPositionsPerPage] + position % kPositionsPerPage * kPositionUnit;
-    return new (place) Answer(head.hash, head.address, head.area, head.nameLength, head.kind);
+    const quint8 generation = generations_[position / kPositionsPerPage].load(std::memory_order_relaxed);
+    return new (placeOf(position)) Answer(head.hash, head.address, head.area, head.nameLength, head.kind, generation);
 }
 
-bool AnswerStore::find(const HashedName& name, ControlInformationM& info) const {
+quint32 AnswerStore::positionOf(const HashedName& name) const {
     const SlotTable* searched = searched_.load(std::memory_order_acquire);
     if (searched == nullptr) {
+        return SlotTable::kNone;
+    }
+    return searched->find(name.hash, [&](quint32 position) {
+        const Answer& answer = *answerAt(position);
+        return answer.hash == name.hash && answer.isFor(name.text);
+    });
+}
+
+// A position with the generation of its page, in bits that no position needs. That of the answer itself: the page may
+// have been emptied since it was found.
+void AnswerStore::comesNext(quint32 position, quint32& lastFound) const {
+    if (lastFound != ReaderSeats::kNothingFound) {
+        const quint32 generation = answerAt(position)->generation();
+        answerAt(lastFound)->next.store(position | generation << kGenerationShift, std::memory_order_release);
+    }
+    lastFound = position;
+}
+
+bool AnswerStore::findNext(const TextSpan& name, quint32& lastFound, ControlInformationM& info) const {
+    if (lastFound == ReaderSeats::kNothingFound) {
         return false;
     }
-    const quint32 position = searched->find(name.hash, [&](quint32 p) { return answerAt(p)->isFor(name); });
+    const quint32 next = answerAt(lastFound)->next.load(std::memory_order_acquire);
+    if (next == Answer::kNone) {
+        return false;
+    }
+    const quint32 position = next & SlotTable::kMostPositions;
+    const quint8 generation = generations_[position / kPositionsPerPage].load(std::memory_order_relaxed);
+    if (next >> kGenerationShift != generation || !answerAt(position)->isFor(name)) {
+        return false;
+    }
+    const Answer& answer = *answerAt(position);
+    answer.use();
+    answer.copyTo(info);
+    lastFound = position;
+    return true;
+}
+
+bool AnswerStore::find(const HashedName& name, quint32& lastFound, ControlInformationM& info) const {
+    const quint32 position = positionOf(name);
     if (position == SlotTable::kNone) {
         return false;
     }
-
     const Answer& answer = *answerAt(position);
-    if (answer.isUsed.load(std::memory_order_relaxed) == 0) {
-        answer.isUsed.store(1, std::memory_order_relaxed);
-    }
-    info = ControlInformationM();
-    info.dataType = answer.kind & kTypeMask;
-    info.address = answer.address;
-    info.area = answer.area;
-    const qint32* detail = answer.details();
-    if ((answer.kind & kBit) != 0) {
-        info.isBit = 1;
-        info.bitIndex = *detail++;
-    }
-    if ((answer.kind & kElement) != 0) {
-        info.isArray = 1;
-        info.arrayIndex = *detail++;
-        info.arrayCount = *detail;
-    }
+    answer.use();
+    answer.copyTo(info);
+    comesNext(position, lastFound);
     return true;
 }
 
@@ -165,18 +250,21 @@ void AnswerStore::insert(const HashedName& name, const ControlInformationM& info
     if (name.text.length() > kLongestName || isSearchedStill(seats, seat)) {
         return;
     }
-    ControlInformationM known;
-    if (find(name, known) || !makeRoom(Answer::bytesFor(kindOf(info), name.text.length()))) {
+    const std::size_t bytes = Answer::bytesFor(kindOf(info), name.text.length());
+    if (positionOf(name) != SlotTable::kNone || !makeRoom(bytes)) {
         return;
     }
-    const quint32 position = positionFor(Answer::bytesFor(kindOf(info), name.text.length()));
+    const quint32 position = positionFor(bytes);
     write(position, name, info);
     slots_->insert(name.hash, position);
     ++answers_;
+    comesNext(position, seats.lastFound(seat));
 }
 
 void AnswerStore::write(quint32 position, const HashedName& name, const ControlInformationM& info) {
-    const Answer head(name.hash, info.address, info.area, static_cast<quint16>(name.text.length()), kindOf(info));
+    const quint8 kind = kindOf(info);
+    const Answer head(name.hash, info.address, static_cast<quint8>(info.area), static_cast<quint8>(name.text.length()),
+                      kind, 0);
     Answer* answer = newAnswerAt(position, head);
     qint32* detail = answer->details();
     if (info.isBit != 0) {
@@ -184,7 +272,10 @@ void AnswerStore::write(quint32 position, const HashedName& name, const ControlI
     }
     if (info.isArray != 0) {
         *detail++ = info.arrayIndex;
-        *detail = info.arrayCount;
+        *detail++ = info.arrayCount;
+    }
+    if ((kind & kUnusualArea) != 0) {
+        *detail = info.area;
     }
     std::copy(name.text.data(), name.text.data() + name.text.length(), answer->name());
 }
@@ -242,7 +333,7 @@ void AnswerStore::emptyPage(std::size_t page) {
         const quint32 position = start + static_cast<quint32>(offset / kPositionUnit);
         const Answer* answer = answerAt(position);
         const std::size_t bytes = answer->bytes();
-        if (answer->isUsed.load(std::memory_order_relaxed) != 0) {
+        if (answer->isUsed()) {
             const quint32 newPosition = positionFor(bytes);
             std::memcpy(newAnswerAt(newPosition, *answer)->details(), answer->details(), bytes - sizeof(Answer));
             slots_->replace(answer->hash, position, newPosition);
@@ -253,16 +344,21 @@ void AnswerStore::emptyPage(std::size_t page) {
         offset += bytes;
     }
     filledBytes_[page] = 0;
+    const int generation = generations_[page].load(std::memory_order_relaxed) + Answer::kOneGeneration;
+    generations_[page].store(static_cast<quint8>(generation), std::memory_order_relaxed);
     hasRetired_ = true;
 }
 
 // Whether memory that was given up may still be looked at; when not, it is free.
 bool AnswerStore::isSearchedStill(ReaderSeats& seats, int seat) {
     if (hasRetired_) {
+        seats.lastFound(seat) = ReaderSeats::kNothingFound;
         mayStillLook_ = ReaderSeats::allBut(seat);
         hasRetired_ = false;
     }
-    mayStillLook_ = seats.takenAmong(mayStillLook_);
+    if (mayStillLook_ != 0) {
+        mayStillLook_ = seats.takenAmong(mayStillLook_);
+    }
     if (mayStillLook_ != 0) {
         return true;
     }

@@ -1,11 +1,17 @@
 // AnswerStore keeps the answers of name resolution: what a concrete tag name resolved to. Any number of threads search
 // it while one inserts, and none waits.
 //
-// An answer is 16 bytes, 4 or 8 more for a bit or an array position, and a copy of the name: the host may edit the text
-// of its own string in place, or let the string point at a buffer that it uses for another name. Answers are written
-// once, into pages, and found through a SlotTable. Pages are filled in turn; when all of them are, the oldest is
-// emptied: answers that were asked for since they were written move on to the page that is being filled, the others go.
-// So what a host reads stays, and what it has turned away from makes room, whatever the length of the names.
+// An answer is 16 bytes, 4 or 8 more for a bit or an array position, 4 for an unusual area, and a copy of the name: the
+// host may edit the text of its own string in place, or let the string point at a buffer that it uses for another name.
+// Answers are written once, into pages, and found through a SlotTable. Pages are filled in turn; when all of them are,
+// the oldest is emptied: answers that were asked for since they were written move on to the page that is being filled,
+// the others go. So what a host reads stays, and what it has turned away from makes room, whatever the length of the
+// names.
+//
+// Hosts read the same tags in the same order again and again. Each answer therefore keeps which one was asked for behind
+// it last, and that one is tried first: no hash of the name, no way through the table. An answer that has gone since is
+// told by the generation of its page. Generations are counted modulo 128, which is enough: pages are emptied in turn, so
+// while an answer stays where it is every other page is emptied twice at most.
 //
 // A searching thread may still look at a page that was emptied, or at a table that was replaced by a larger one. Each
 // search therefore takes a seat, and such memory is used again only when every seat was seen empty since: nothing is
@@ -38,8 +44,12 @@ public:
     bool takeAll();
     void leaveAll();
 
-    // Of the seats in the set `asked` (bit n: seat n), those that are taken.
+    // Of the seats in the set `asked` (bit n: seat n), those that are taken. The others forget what was found there.
     quint32 takenAmong(quint32 asked);
+
+    // The answer that was found last from a seat, kNothingFound at first. REQUIRES: the thread has the seat.
+    enum : quint32 { kNothingFound = 0xFFFFFFFFU };
+    quint32& lastFound(int seat) { return seats_[seat].lastFound; }
 
     static quint32 allBut(int seat) { return ((1U << kSeats) - 1) & ~(1U << seat); }
 
@@ -47,9 +57,10 @@ private:
     bool takeSeat(int seat) { return !seats_[seat].taken.test_and_set(std::memory_order_acquire); }
 
     struct alignas(64) Seat {  // a cache line each
-        Seat() { taken.clear(); }
+        Seat() : lastFound(kNothingFound) { taken.clear(); }
 
         std::atomic_flag taken;
+        quint32 lastFound;
     };
 
     Seat seats_[kSeats];
@@ -77,9 +88,10 @@ public:
     AnswerStore();
     ~AnswerStore();
 
-    // Fills `info`, all ten words, with what was inserted for `name`; false and untouched when nothing is kept.
-    // REQUIRES: the thread has a seat.
-    bool find(const HashedName& name, ControlInformationM& info) const;
+    // Fill `info`, all ten words, with what was inserted for `name`; false and untouched when nothing is kept.
+    // `lastFound` is that of the thread's seat. findNext knows one name, that which came behind the last one last time.
+    bool findNext(const TextSpan& name, quint32& lastFound, ControlInformationM& info) const;
+    bool find(const HashedName& name, quint32& lastFound, ControlInformationM& info) const;
 
     // Keeps the answer, or does not: when the name is too long or known, or when memory that is to be used again may
     // still be looked at. REQUIRES: resolving `name` into a cleared record gave `info`; the thread has `seat`; no other
@@ -97,7 +109,10 @@ private:
 
     struct Answer;
 
+    char* placeOf(quint32 position) const;
     const Answer* answerAt(quint32 position) const;
+    quint32 positionOf(const HashedName& name) const;
+    void comesNext(quint32 position, quint32& lastFound) const;
     Answer* newAnswerAt(quint32 position, const Answer& head);
     quint32 positionFor(std::size_t bytes);
     void write(quint32 position, const HashedName& name, const ControlInformationM& info);
@@ -111,6 +126,7 @@ private:
     // For searching threads, too.
     std::atomic<const SlotTable*> searched_;  // slots_, once there is one
     char* pages_[kMostPages];                 // null: not needed yet
+    std::atomic<quint8> generations_[kMostPages];
 
     // For the inserting thread alone.
     std::unique_ptr<SlotTable> slots_;

@@ -39,23 +39,4 @@ const DataType& dataType(int code) {
     return kDataTypes[code >= 0 && code < kDataTypeCount ? code : 0];
 }
 
-int valueBytes(ValueGroup group) {
-    switch (group) {
-        case kBooleanByte:
-        case k8Bit:
-            return 1;
-        case k16Bit:
-            return 2;
-        case k32Bit:
-            return 4;
-        case k64Bit:
-            return 8;
-        case kText:
-        case kBitAddressedBoolean:
-        case kNotServed:
-            break;
-    }
-    return 0;
-}
-
 }  // namespace ac500

@@ -29,7 +29,24 @@ struct DataType {
 const DataType& dataType(int code);
 
 // Bytes of one value in the PLC: 1, 2, 4 or 8; 0 for text, bit-addressed and unserved types.
-int valueBytes(ValueGroup group);
+inline int valueBytes(ValueGroup group) {
+    switch (group) {
+        case kBooleanByte:
+        case k8Bit:
+            return 1;
+        case k16Bit:
+            return 2;
+        case k32Bit:
+            return 4;
+        case k64Bit:
+            return 8;
+        case kText:
+        case kBitAddressedBoolean:
+        case kNotServed:
+            break;
+    }
+    return 0;
+}
 
 }  // namespace ac500
 

@@ -181,8 +181,12 @@ ResolutionCache::Use::~Use() {
     }
 }
 
+bool ResolutionCache::Use::findNext(const TextSpan& name, ControlInformationM& info) const {
+    return seat_ != ReaderSeats::kNoSeat && cache_.answers_.findNext(name, cache_.seats_.lastFound(seat_), info);
+}
+
 bool ResolutionCache::Use::find(const HashedName& name, ControlInformationM& info) const {
-    return seat_ != ReaderSeats::kNoSeat && cache_.answers_.find(name, info);
+    return seat_ != ReaderSeats::kNoSeat && cache_.answers_.find(name, cache_.seats_.lastFound(seat_), info);
 }
 
 void ResolutionCache::Use::insert(const HashedName& name, const ControlInformationM& info) {

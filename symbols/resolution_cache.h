@@ -74,6 +74,7 @@ public:
         ~Use();
 
         // See AnswerStore.
+        bool findNext(const TextSpan& name, ControlInformationM& info) const;
         bool find(const HashedName& name, ControlInformationM& info) const;
         void insert(const HashedName& name, const ControlInformationM& info);
 

@@ -16,18 +16,27 @@
 
 namespace ac500 {
 
+// Eight UTF-16 units in one number: those of names in Latin letters whole, others mixed.
+inline quint64 eightUnits(const QChar* firstFour, const QChar* lastFour) {
+    quint64 first = 0;
+    quint64 last = 0;
+    std::memcpy(&first, firstFour, sizeof first);
+    std::memcpy(&last, lastFour, sizeof last);
+    return first ^ (last << 8 | last >> 56);
+}
+
 // A hash of UTF-16 text that spreads neighbours ("ch1A", "ch21") over all its bits.
 inline quint32 hashText(const QChar* text, int length) {
-    const int kUnitsAtOnce = 4;
     const quint64 kFactor = Q_UINT64_C(0x9E3779B97F4A7C15);
     quint64 hash = static_cast<quint64>(length);
-    for (int i = 0; i < length; i += kUnitsAtOnce) {
+    for (const QChar* const end = text + length; text < end; text += 8) {
+        const std::ptrdiff_t rest = end - text;
         quint64 units = 0;
-        if (length - i >= kUnitsAtOnce) {
-            std::memcpy(&units, text + i, sizeof units);
+        if (rest >= 4) {
+            units = eightUnits(text, rest >= 8 ? text + 4 : end - 4);
         } else {
-            for (int rest = i; rest < length; ++rest) {
-                units = units << 16 | text[rest].unicode();
+            for (std::ptrdiff_t i = 0; i < rest; ++i) {
+                units = units << 16 | text[i].unicode();
             }
         }
         hash = (hash ^ units) * kFactor;

@@ -1,12 +1,22 @@
 #include "symbols/tag_path.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace ac500 {
 
 namespace {
 
 const int kNoDigit = 99;
+const int kUnitsAtOnce = 4;
+
+// Whether one of four UTF-16 units is that one: whether one of the four differences is 0.
+inline bool hasUnit(const QChar* units, ushort unit) {
+    const quint64 kOnes = Q_UINT64_C(0x0001000100010001);
+    quint64 differences = 0;
+    std::memcpy(&differences, units, sizeof differences);
+    differences ^= kOnes * unit;
+    return ((differences - kOnes) & ~differences & (kOnes << 15)) != 0;
+}
 
 int digitValue(QChar digit) {
     const int code = digit.unicode();
@@ -62,6 +72,20 @@ bool readDigits(const TextSpan& digits, int base, qint64 most, qint64* value) {
 
 }  // namespace
 
+bool TextSpan::contains(char character) const {
+    const ushort unit = static_cast<uchar>(character);
+    if (length_ < kUnitsAtOnce) {
+        return firstIndexOf(character) >= 0;
+    }
+    const QChar* const last = text_ + length_ - kUnitsAtOnce;
+    for (const QChar* units = text_; units < last; units += kUnitsAtOnce) {
+        if (hasUnit(units, unit)) {
+            return true;
+        }
+    }
+    return hasUnit(last, unit);
+}
+
 int TextSpan::firstIndexOf(char character, int from) const {
     for (int i = from; i < length_; ++i) {
         if (text_[i] == QLatin1Char(character)) {
@@ -80,7 +104,14 @@ int TextSpan::lastIndexOf(char character) const {
 }
 
 bool operator==(const TextSpan& a, const TextSpan& b) {
-    return a.length() == b.length() && std::equal(a.data(), a.data() + a.length(), b.data());
+    const int last = a.length() - 1;
+    if (last != b.length() - 1) {
+        return false;
+    }
+    if (last >= 0 && a.at(last) != b.at(last)) {  // neighbours differ there: "value1", "value2"
+        return false;
+    }
+    return std::memcmp(a.data(), b.data(), sizeof(QChar) * static_cast<std::size_t>(a.length())) == 0;
 }
 
 TextSpans split(const TextSpan& text, char separator) {
@@ -96,20 +127,22 @@ TextSpans split(const TextSpan& text, char separator) {
 
 Component splitComponent(const TextSpan& component) {
     Component result;
-    const int open = component.lastIndexOf('[');
-    result.hasIndexList = open >= 0 && component.firstIndexOf(']') >= 0;
+    result.hasIndexList = component.contains('[') && component.contains(']');
     if (!result.hasIndexList) {
         result.name = component;
         return result;
     }
+    const int open = component.lastIndexOf('[');
     result.name = component.part(0, open);
     result.indexList = component.part(open + 1, qMax(component.length() - 1 - (open + 1), 0));
     return result;
 }
 
 bool hasPlaceholder(const TextSpan& text) {
-    const int percent = text.firstIndexOf('%');
-    for (int i = percent; i >= 0 && i + 1 < text.length(); ++i) {
+    if (!text.contains('%')) {
+        return false;
+    }
+    for (int i = 0; i + 1 < text.length(); ++i) {
         if (text.at(i) == QLatin1Char('%') && text.at(i + 1) == QLatin1Char('%')) {
             return true;
         }

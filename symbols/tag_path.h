@@ -22,6 +22,8 @@ public:
     bool isEmpty() const { return length_ == 0; }
     QChar at(int i) const { return text_[i]; }
 
+    bool contains(char character) const;
+
     // Of the character; -1 when there is none.
     int firstIndexOf(char character, int from = 0) const;
     int lastIndexOf(char character) const;

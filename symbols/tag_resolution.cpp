@@ -151,11 +151,9 @@ int resolveTemplate(QString& tag, int argument, ControlInformationM& info, Resol
     return cache.find(name, info) ? kResolved : resolveAndKeep(name, tag, info, cache);
 }
 
-}  // namespace
-
-int ac500::resolveTag(QString& tag, const QString* argument, ControlInformationM& info) {
+// A tag that did not come behind the last one last time.
+int resolveOther(QString& tag, const QString* argument, ControlInformationM& info, ResolutionCache::Use& cache) {
     const HashedName name(tag);
-    ResolutionCache::Use cache(resolutionCache);
     if (cache.find(name, info)) {
         return kResolved;
     }
@@ -164,6 +162,21 @@ int ac500::resolveTag(QString& tag, const QString* argument, ControlInformationM
         return resolveTemplate(tag, argument == nullptr ? 0 : numberOrZero(*argument), info, cache);
     }
     return resolveAndKeep(name, tag, info, cache);
+}
+
+}  // namespace
+
+int ac500::resolveTag(QString& tag, const QString* argument, ControlInformationM& info) {
+    ResolutionCache::Use cache(resolutionCache);
+    return cache.findNext(tag, info) ? +kResolved : resolveOther(tag, argument, info, cache);
+}
+
+int TagResolver::resolve(const QString& tag, const QString& argument, ControlInformationM& info) {
+    if (cache_.findNext(tag, info)) {
+        return kResolved;
+    }
+    QString name = tag;
+    return resolveOther(name, &argument, info, cache_);
 }
 
 int get_label_address_info(QString const& tag, ControlInformationM& info) noexcept {

@@ -8,7 +8,7 @@ namespace ac500 {
 
 namespace {
 
-enum { kWordBytes = 2, kMostReserved = 1 << 19 };
+enum { kWordBytes = 2, kMostReserved = 1 << 19, kZerosAtOnce = 64 };
 
 // As many as storing would come to, up to a limit.
 int bucketsFor(qint64 bytes) {
@@ -16,9 +16,7 @@ int bucketsFor(qint64 bytes) {
     return static_cast<int>(qMin<qint64>(buckets, kMostReserved));
 }
 
-char zero(int) {
-    return '\0';
-}
+const char kZeros[kZerosAtOnce] = {};
 
 ImageKey areaPart(qint32 area) {
     return static_cast<quint64>(static_cast<quint32>(area)) << 32;
@@ -47,7 +45,7 @@ quint8 ByteImage::byte(ImageKey key) {
 }
 
 void ByteImage::copyElement(ImageKey key, int width, char* target) {
-    const int present = ImageNodes(bytes_).forEachByte(key, width, [target](int i, char byte) { target[i] = byte; });
+    const int present = ImageNodes(bytes_).copy(key, width, target);
     if (present == 0) {
         storeZeros(key, width);
         std::fill(target, target + width, '\0');
@@ -59,10 +57,9 @@ void ByteImage::copyElement(ImageKey key, int width, char* target) {
 void ByteImage::copyBytes(ImageKey key, int count, char* target) {
     ImageNodes nodes(bytes_);
     for (int i = 0; i < count; ++i) {
-        char* const rest = target + i;
-        i += nodes.forEachByte(key + static_cast<quint32>(i), count - i, [rest](int k, char byte) { rest[k] = byte; });
+        i += nodes.copy(key + static_cast<quint32>(i), count - i, target + i);
         if (i < count) {
-            nodes.store(key + static_cast<quint32>(i), 1, zero);
+            nodes.store(key + static_cast<quint32>(i), kZeros, 1);
             target[i] = 0;
         }
     }
@@ -85,11 +82,15 @@ void ByteImage::reserve(qint64 bytes) {
 }
 
 void ByteImage::store(ImageKey key, const char* source, int count) {
-    ImageNodes(bytes_).store(key, count, [source](int i) { return source[i]; });
+    ImageNodes(bytes_).store(key, source, count);
 }
 
 void ByteImage::storeZeros(ImageKey key, int count) {
-    ImageNodes(bytes_).store(key, count, zero);
+    ImageNodes nodes(bytes_);
+    for (int stored = 0; count > 0; count -= stored, key += static_cast<quint32>(stored)) {
+        stored = qMin<int>(count, kZerosAtOnce);
+        nodes.store(key, kZeros, stored);
+    }
 }
 
 void ByteImage::storeBit(const WordBit& position, bool value) {

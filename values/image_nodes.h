@@ -16,13 +16,7 @@
 #ifndef AC500_VALUES_IMAGE_NODES_H
 #define AC500_VALUES_IMAGE_NODES_H
 
-#include <cstring>
-#include <new>
-
 #include <QtCore/QHash>
-
-static_assert(QT_VERSION >= QT_VERSION_CHECK(4, 8, 0) && QT_VERSION < QT_VERSION_CHECK(6, 0, 0),
-              "other versions of QHash have other nodes");
 
 namespace ac500 {
 
@@ -33,129 +27,25 @@ public:
     enum { kMostPerBucket = 2 };
 
     // Keeps a reference to `bytes`, which nothing else may change as long as this lives.
-    explicit ImageNodes(ImageHash& bytes) : bytes_(bytes), data_(dataOf(bytes)) {}
+    explicit ImageNodes(ImageHash& bytes);
 
-    // Calls `use(i, byte)` for the byte under `key` + i, for each i below `count` in turn, up to the first that is not
-    // there. Returns how many were.
-    template <typename Use>
-    int forEachByte(quint64 key, int count, const Use& use) const {
-        int i = 0;
-        while (i < count && data_->numBuckets != 0) {
-            const quint64 first = key + static_cast<quint32>(i);
-            const int end = i + qMin(count - i, keysInBlock(first));
-            const Block block(data_, hashOf(first), first);
-            for (; i < end; ++i) {
-                const Node* const node = block.find(key + static_cast<quint32>(i));
-                if (node == nullptr) {
-                    return i;
-                }
-                use(i, node->value);
-            }
-        }
-        return i;
-    }
+    // Copies the bytes under `key` and the keys that follow it, up to the first that is not there; `count` at most. Returns
+    // how many it copied.
+    int copy(quint64 key, int count, char* target) const;
 
-    // Stores `byteAt(i)` under `key` + i, for each i below `count`.
-    template <typename ByteAt>
-    void store(quint64 key, int count, const ByteAt& byteAt) {
-        if (count <= 0) {
-            return;
-        }
-        bytes_.detach();
-        data_ = dataOf(bytes_);
-        if (data_->numBuckets == 0) {
-            grow();
-        }
-        for (int i = 0; i < count;) {
-            const quint64 first = key + static_cast<quint32>(i);
-            const int end = i + qMin(count - i, keysInBlock(first));
-            const Block block(data_, hashOf(first), first);
-            for (; i < end; ++i) {
-                const quint64 wanted = key + static_cast<quint32>(i);
-                Node* const node = block.find(wanted);
-                if (node != nullptr) {
-                    node->value = byteAt(i);
-                } else if (!isFull()) {
-                    insert(wanted, byteAt(i), block);
-                } else {
-                    grow();
-                    break;  // to a block of the new buckets
-                }
-            }
-        }
-    }
+    // Stores `count` bytes under `key` and the keys that follow it; nothing when `count` is not positive.
+    void store(quint64 key, const char* source, int count);
 
 private:
     Q_DISABLE_COPY(ImageNodes)
 
-    typedef QHashNode<quint64, char> Node;
+    class Block;
 
-    enum { kBlock = 64 };
-
-    static int keysInBlock(quint64 first) { return kBlock - static_cast<int>(first % kBlock); }
-
-    // Where the nodes of 64 neighbouring keys are. Holds values alone: with references into the hash, each byte that is
-    // stored could change any of them, for all that the compiler knows.
-    class Block {
-    public:
-        // REQUIRES: there are buckets.
-        Block(QHashData* data, quint32 hash, quint64 key)
-            : chains_(reinterpret_cast<Node**>(data->buckets)),
-              chainEnd_(reinterpret_cast<Node*>(data)),
-              buckets_(static_cast<quint32>(data->numBuckets)),
-              firstBucket_((hash - hash % kBlock) % buckets_),
-              difference_((hash ^ static_cast<quint32>(key)) % kBlock) {}
-
-        // The link to the first node of the key's chain. REQUIRES (both): the key is one of the 64.
-        Node** chain(quint64 key) const {
-            const quint32 bucket = firstBucket_ + (static_cast<quint32>(key) % kBlock ^ difference_);
-            return chains_ + (bucket < buckets_ ? bucket : bucket % buckets_);
-        }
-
-        // Null when it is not there.
-        Node* find(quint64 key) const {
-            Node* node = *chain(key);
-            for (; node == chainEnd_ || node->key != key; node = node->next) {
-                if (node == chainEnd_) {
-                    return nullptr;
-                }
-            }
-            return node;
-        }
-
-    private:
-        Node** const chains_;
-        Node* const chainEnd_;  // stands in the last node of a chain for the next
-        const quint32 buckets_;
-        const quint32 firstBucket_;
-        const quint32 difference_;  // of hash and key in the low bits
-    };
-
-    bool isFull() const { return data_->size >= kMostPerBucket * static_cast<qint64>(data_->numBuckets); }
-
-    void grow() { bytes_.reserve(bytes_.capacity() + 1); }
-
-    // REQUIRES: the key is not there and one of the block's, and there is room.
-    void insert(quint64 key, char value, const Block& block) {
-        Node** const chain = block.chain(key);
-        *chain = new (data_->allocateNode(Q_ALIGNOF(Node))) Node(key, value, hashOf(key), *chain);
-        ++data_->size;
-    }
-
-    static QHashData* dataOf(const ImageHash& bytes) {
-        static_assert(sizeof(ImageHash) == sizeof(QHashData*), "a QHash is a pointer to its data");
-        QHashData* data = nullptr;
-        std::memcpy(&data, &bytes, sizeof data);
-        return data;
-    }
-
-    quint32 hashOf(quint64 key) const {
-#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
-        return qHash(key, data_->seed);
-#else
-        return qHash(key);
-#endif
-    }
+    Block blockOf(quint64 key) const;
+    bool isFull() const;
+    void grow();
+    void insert(quint64 key, char value, const Block& block);
+    quint32 hashOf(quint64 key) const;
 
     ImageHash& bytes_;
     QHashData* data_;

@@ -12,8 +12,14 @@ enum { kBytesPerHostWord = 2, kBitsPerByte = 8 };
 
 // Values that cover `words` host words, the last one begun included: one value of up to 16 bits a word.
 inline int valuesInWords(int words, ValueGroup group) {
-    const int wordsPerValue = qMax(valueBytes(group) / kBytesPerHostWord, 1);
-    return wrapAdd(words, wordsPerValue - 1) / wordsPerValue;
+    switch (group) {  // dividing by a number that the compiler does not know takes longer than the rest of a read
+        case k32Bit:
+            return wrapAdd(words, 1) / 2;
+        case k64Bit:
+            return wrapAdd(words, 3) / 4;
+        default:
+            return words;
+    }
 }
 
 inline int notNegative(int length) {

@@ -99,13 +99,13 @@ void PendingWrites::forget() {
 
 // Where the variable is, or would be.
 PendingWrites::Slot& PendingWrites::slotOf(const Identity& variable) {
-    Slot* const slots = slots_.data();
+    Slot* const table = slots_.data();
     const quint32 lastSlot = static_cast<quint32>(slots_.size() - 1);
     quint32 slot = hashOf(variable) >> (32 - slotBits_);
-    while (slots[slot].writes != kUnused && !(slots[slot].variable == variable)) {
+    while (table[slot].writes != kUnused && !(table[slot].variable == variable)) {
         slot = (slot + 1) & lastSlot;
     }
-    return slots[slot];
+    return table[slot];
 }
 
 }  // namespace ac500

@@ -34,10 +34,16 @@ ResolvedTag resolved(const HostTag& tag) {
 QVector<ReadRun> sortedRuns(const QList<HostTag>& tags) {
     QVector<ReadRun> runs;
     runs.reserve(tags.size());
+    TagResolver resolver;
     for (int i = 0; i < tags.size(); ++i) {
-        const ResolvedTag tag = resolved(tags.at(i));
-        const ReadRun run = {tag.area, tag.extent.startByte, tag.extent.lengthBytes, i};
-        if (tag.extent.transferable && tag.extent.askedFor) {
+        const HostTag& tag = tags.at(i);
+        ControlInformationM info;
+        if (resolver.resolve(tag.tagName, tag.argument, info) != kResolved) {
+            continue;
+        }
+        const ReadExtent extent = readExtent(info, tag.count);
+        const ReadRun run = {info.area, extent.startByte, extent.lengthBytes, i};
+        if (extent.transferable && extent.askedFor) {
             runs.append(run);
         }
     }

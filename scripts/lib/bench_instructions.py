@@ -2,12 +2,14 @@
 scripts/bench.
 """
 import json
+import os
 import re
-import subprocess
 import sys
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-from lib.bench_programs import ENVIRONMENT, build, program_of, run, tool_versions
+from lib.bench_broken import check_breaks
+from lib.bench_programs import COUNTING_ENVIRONMENT, build, program_of, run, tool_versions
 from lib.bench_scenarios import LAYOUTS, Row
 from lib.project import begin_gate, end_gate
 
@@ -20,10 +22,20 @@ COUNTED_SIZE = 1000  # instructions are counted at this size
 FIRST_CACHE_KIB = 32
 SECOND_CACHE_KIB = 512
 
-# What the guard counts: the driver's side of every kind of scenario without sockets.
+# What the guard counts: the driver's side of every kind of scenario without sockets, and at two sizes where the cost of
+# one item might grow with their number.
 GUARDED = ([f"{kind}/{layout}/1000/driver" for kind in ("read", "resolve", "rebuild", "cycle") for layout in LAYOUTS]
            + [f"sort/{order}/1000/driver" for order in ("random", "ascending")]
-           + [f"{kind}/one-scope/10000/driver" for kind in ("read", "resolve", "rebuild")])
+           + [f"{kind}/one-scope/10000/driver" for kind in ("read", "resolve", "rebuild")]
+           + [f"{kind}/twenty-scopes/{size}/driver" for kind in ("write", "first-read", "first-cycle", "load")
+              for size in (1000, 10000)])
+
+# (kind, layout, items that one count of 10,000 has for each of one of 1,000, most growth): how many times as many
+# instructions an item may take at ten times the size, whatever has been committed. In a first cycle the buckets of the
+# image double four more times.
+GROWTHS = [(kind, "one-scope", 1, 1.2) for kind in ("read", "resolve", "rebuild")] + [
+    (kind, "twenty-scopes", 1, 1.2) for kind in ("write", "first-read", "load")] + [
+    ("first-cycle", "twenty-scopes", 10, 1.75)]
 
 
 def counts_file(name):
@@ -34,7 +46,7 @@ def count_instructions(name):
     """Instructions per item of one run, set-up left out."""
     COUNTS.mkdir(parents=True, exist_ok=True)
     output = run("valgrind", "--tool=callgrind", "--instr-atstart=no", f"--callgrind-out-file={counts_file(name)}",
-                 program_of(name), "--count", name, env=ENVIRONMENT, stderr=subprocess.DEVNULL)
+                 program_of(name), "--count", name, env=COUNTING_ENVIRONMENT)
     items = float(re.search(r"^items (\S+)$", output, re.MULTILINE)[1])
     total = int(re.search(r"^totals: (\d+)", counts_file(name).read_text(), re.MULTILINE)[1])
     if total == 0:
@@ -43,12 +55,10 @@ def count_instructions(name):
 
 
 def count_all(names):
-    counts = {}
-    for number, name in enumerate(names):
-        if number % 10 == 0:
-            print(f"  counting instructions, {number} of {len(names)}", file=sys.stderr, flush=True)
-        counts[name] = count_instructions(name)
-    return counts
+    """Several at a time: a count does not depend on what else runs."""
+    print(f"  counting the instructions of {len(names)} scenarios", file=sys.stderr, flush=True)
+    with ThreadPoolExecutor(os.cpu_count()) as counting:
+        return dict(zip(names, counting.map(count_instructions, names)))
 
 
 def counted_names(rows):
@@ -67,7 +77,7 @@ def count_misses(name):
     output = run("valgrind", "--tool=callgrind", "--cache-sim=yes", "--collect-atstart=no",
                  f"--D1={FIRST_CACHE_KIB * 1024},8,64", f"--LL={SECOND_CACHE_KIB * 1024},8,64",
                  f"--callgrind-out-file={misses_file(name)}", program_of(name), "--count-misses", name,
-                 env=ENVIRONMENT, stderr=subprocess.DEVNULL)
+                 env=COUNTING_ENVIRONMENT)
     items = float(re.search(r"^items (\S+)$", output, re.MULTILINE)[1])
     text = misses_file(name).read_text()
     events = re.search(r"^events: (.+)$", text, re.MULTILINE)[1].split()
@@ -89,7 +99,7 @@ def missing_functions(name, most=5):
 
 
 def listed_functions(most, file, *options):
-    listing = run("callgrind_annotate", "--threshold=100", "--auto=no", *options, str(file), env=ENVIRONMENT)
+    listing = run("callgrind_annotate", "--threshold=100", "--auto=no", *options, str(file), env=COUNTING_ENVIRONMENT)
     shares = {}
     row = r"^ *[\d,]+ \( *([\d.]+)%\)  \S*?:(.+?)(?: \[(?:.*/)?([^/]+)\])?$"
     for share, function, library in re.findall(row, listing, re.MULTILINE):
@@ -122,18 +132,30 @@ def compare(name, now, before):
     return True
 
 
+def compare_growth(kind, layout, items, most, counts):
+    """Of the counts of 1,000 and 10,000. Prints a line; answers whether the growth is within its limit."""
+    small, large = (counts[f"{kind}/{layout}/{size}/driver"] for size in (1000, 10000))
+    growth = large / small / items
+    failed = growth > most
+    print(f"  {kind}/{layout}, from 1,000 to 10,000: {'FAILED: ' if failed else ''}x {growth:.2f} per item, x {most} "
+          "is allowed")
+    return not failed
+
+
 def guard():
     begin_gate("bench")
-    build("driver_bench")
+    build("driver_bench", "broken_driver")
     print("Counting instructions ...", flush=True)
     committed = json.loads(COMMITTED.read_text()) if COMMITTED.is_file() else {}
     before = committed.get("instructions per item", {})
     counts = count_all(GUARDED)
     results = [compare(name, counts[name], before.get(name)) for name in GUARDED]
+    results += [compare_growth(*growth, counts) for growth in GROWTHS]
+    results += check_breaks()
     failed = results.count(False)
     if failed and committed.get("counted with") != tool_versions():
         print(f"bench: counted with {tool_versions()}, the committed figures with {committed.get('counted with')}: "
               "that may be the reason", file=sys.stderr)
     if failed:
-        print(f"bench: {failed} of {len(results)} counts failed (see above)", file=sys.stderr)
+        print(f"bench: {failed} of {len(results)} checks failed (see above)", file=sys.stderr)
     return end_gate("bench", results.count(True), failed)

@@ -1,6 +1,4 @@
-"""The table of scripts/bench and the page docs/performance.md: what the driver costs beside what it is compared with."""
-import os
-import re
+"""The tables of scripts/bench and the page docs/performance.md: what the driver costs beside what it is compared with."""
 import statistics
 import subprocess
 import textwrap
@@ -8,9 +6,10 @@ from pathlib import Path
 
 from lib.bench_instructions import (COUNTED_SIZE, FIRST_CACHE_KIB, SECOND_CACHE_KIB, count_instructions, count_misses,
                                     dearest_functions, missing_functions)
+from lib.bench_figures import Spread
+from lib.bench_goals import GOALS
 from lib.bench_programs import run, tool_versions
 from lib.bench_scenarios import LAYOUTS, LOCAL_ROWS, SIZES, Growth
-from lib.project import DRIVER_FOLDERS, git, has_changes
 
 PAGE = Path("docs/performance.md")
 PLOT = Path("docs/performance.svg")
@@ -20,29 +19,6 @@ BUDGET_PAGE = Path("docs/budget.md")
 
 LONGEST_READ_WAIT_US = 1000  # microseconds, as long as they need no other unit
 LONGEST_WRITE_WAIT_US = 20000
-
-
-class Figures:
-    """Nanoseconds per item (read, tag or cycle) by metric and scenario, one per round; instructions per item."""
-
-    def __init__(self):
-        self.rounds = {"wall": {}, "cpu": {}}
-        self.instructions = {}
-        self.others = {}
-
-    def add(self, name, wall, cpu):
-        self.rounds["wall"].setdefault(name, []).append(wall)
-        self.rounds["cpu"].setdefault(name, []).append(cpu)
-
-    def values(self, name, metric="wall"):
-        return self.rounds[metric][name]
-
-    def median(self, name, metric="wall"):
-        return statistics.median(self.values(name, metric))
-
-    def as_json(self):
-        return {"wall_ns": self.rounds["wall"], "cpu_ns": self.rounds["cpu"], "instructions": self.instructions,
-                "others": self.others}
 
 
 def other_rows(others):
@@ -77,50 +53,130 @@ def spread_text(values):
     return f"{middle} [{low}, {high}] {unit}"
 
 
+def ratio_text(spread):
+    if len(spread.medians) == 1:
+        return f"{spread.median:.2f}"
+    return f"{spread.median:.2f} [{spread.least:.2f}, {spread.most:.2f}]"
+
+
 def verdict(figure, goal):
     if goal is None:
         return ""
     return "met" if figure <= goal else f"missed +{figure / goal - 1:.0%}"
 
 
-def cells(row, figures):
-    """Title, tags, beside, driver, ratio, ratio of instructions, goal, verdict."""
-    goal = "" if row.goal is None else f"{row.goal:g}"
+def verdict_over(spread, is_met, miss):
+    """Says so when the runs disagree."""
+    met = [value for value in spread.medians if is_met(value)]
+    if len(met) == len(spread.medians):
+        return "met"
+    if met:
+        return f"runs disagree: met in {len(met)} of {len(spread.medians)}"
+    return f"missed +{miss(spread.median):.0%}"
+
+
+def row_verdict(spread, goal):
+    return "" if goal is None else verdict_over(spread, lambda value: value <= goal, lambda value: value / goal - 1)
+
+
+def all_values(runs, name, metric="wall"):
+    return [value for figures in runs for value in figures.values(name, metric)]
+
+
+def growth_over(runs, names):
+    small, large = names
+    return Spread(runs, lambda figures: figures.ratios(large, small))
+
+
+def ratio_over(runs, row):
     if isinstance(row, Growth):
-        floor, ours = (figures.median(large) / figures.median(small) for small, large in (row.floors, row.ours))
-        return (row.title, f"x {row.large // row.small}", f"floor: x {floor:.2f}", f"x {ours:.2f}", f"{ours:.2f}", "",
-                goal, verdict(ours, row.goal))
-    ratio = figures.median(row.ours, row.metric) / figures.median(row.beside, row.metric)
-    counts = [figures.instructions.get(name) for name in row.names()]
-    beside, ours = (spread_text(figures.values(name, row.metric)) for name in row.names())
+        return growth_over(runs, row.ours)
+    return Spread(runs, lambda figures: figures.ratios(row.ours, row.beside, row.metric))
+
+
+def instruction_ratio(runs, row):
+    counts = [runs[-1].instructions.get(name) for name in (row.ours, row.beside)]
+    return f"{counts[0] / counts[1]:.2f}" if all(counts) else ""
+
+
+def cells(row, runs):
+    """Title, tags, beside, expert, driver, ratio, ratio to the expert's, ratio of instructions, goal, verdict."""
+    goal = "" if row.goal is None else f"{row.goal:g}"
+    ratio = ratio_over(runs, row)
+    if isinstance(row, Growth):
+        return (row.title, f"x {row.large // row.small}", f"floor: x {growth_over(runs, row.floors).median:.2f}", "",
+                f"x {ratio.median:.2f}", ratio_text(ratio), "", "", goal, row_verdict(ratio, row.goal))
     who = "" if row.beside_title() == "floor" else row.beside_title() + " "
-    return (row.title, f"{row.size:,}", who + beside, ours, f"{ratio:.2f}",
-            f"{counts[1] / counts[0]:.2f}" if all(counts) else "", goal, verdict(ratio, row.goal))
+    beside, ours = (spread_text(all_values(runs, name, row.metric)) for name in (row.beside, row.ours))
+    expert = spread_text(all_values(runs, row.expert, row.metric)) if row.expert else ""
+    over_expert = Spread(runs, lambda figures: figures.ratios(row.ours, row.expert, row.metric)) if row.expert else None
+    return (row.title, f"{row.size:,}", who + beside, expert, ours, ratio_text(ratio),
+            ratio_text(over_expert) if over_expert else "", instruction_ratio(runs, row), goal,
+            row_verdict(ratio, row.goal))
 
 
-HEAD = ("scenario", "tags", "floor or peer [min, max]", "driver [min, max]", "ratio", "instr", "goal", "verdict")
+# ----------------------------------------------------------------------------------------------------------------------
+# The goals
+# ----------------------------------------------------------------------------------------------------------------------
+
+GOAL_HEAD = ("what", "tags", "before", "now", "goal", "verdict")
+
+
+def number_text(value):
+    if value is None:
+        return ""
+    return f"{value:.0f}" if abs(value) >= 100 else f"{value:.3g}"
+
+
+def goal_cells(goal, runs):
+    """With one run its rounds' extremes, with several those of the runs' medians."""
+    spread = Spread(runs, lambda figures: figures.per_round(goal.figure, goal.names))
+    extremes = spread.medians if len(runs) > 1 else runs[0].per_round(goal.figure, goal.names)
+    now = f"{number_text(spread.median)} [{number_text(min(extremes))}, {number_text(max(extremes))}] {goal.unit}"
+    before, limit = (f"{number_text(value)} {goal.unit}" if value is not None else "" for value in (goal.before, goal.goal))
+    return (goal.what, goal.size, before, now, limit,
+            "" if goal.goal is None else verdict_over(spread, goal.is_met, goal.miss))
+
+
+def print_goals(figures):
+    layout = "{:<84.84} {:>7} {:>7} {:>24} {:>7} {}"
+    print(layout.format(*GOAL_HEAD))
+    print("-" * 142)
+    for goal in GOALS:
+        print(layout.format(*goal_cells(goal, [figures])))
+
+
+def goals_text(runs):
+    lines = ["| " + " | ".join(GOAL_HEAD) + " |", "|" + " --- |" * len(GOAL_HEAD)]
+    return "\n".join(lines + ["| " + " | ".join(goal_cells(goal, runs)) + " |" for goal in GOALS])
+
+
+# ----------------------------------------------------------------------------------------------------------------------
+# The table of all scenarios
+# ----------------------------------------------------------------------------------------------------------------------
+
+HEAD = ("scenario", "tags", "floor or peer [min, max]", "expert [min, max]", "driver [min, max]", "ratio", "to expert",
+        "instr", "goal", "verdict")
 
 
 def print_table(rows, figures):
-    layout = "{:<33.33} {:>6} {:>26} {:>20} {:>6} {:>5} {:>4} {}"
+    layout = "{:<33.33} {:>7} {:>26} {:>23} {:>23} {:>6} {:>9} {:>5} {:>4} {}"
     print(layout.format(*HEAD))
-    print("-" * 120)
+    print("-" * 155)
     for row in rows:
-        title, tags, beside, *rest = cells(row, figures)
+        title, tags, beside, *rest = cells(row, [figures])
         print(layout.format(title, tags, beside.replace("libmodbus", "libm.").replace("qtmodbus", "Qt"), *rest))
-    if figures.others:
-        print("-" * 120)
-        for title, figure, goal, unit in other_rows(figures.others):
-            print(f"{title:<70} {figure:>10.1f} {unit:<6} goal {goal:>6}  {verdict(figure, goal)}")
+    for title, figure, goal, unit in other_rows(figures.others) if figures.others else ():
+        print(f"{title}: {figure:.1f} {unit}, goal {goal} {unit}: {verdict(figure, goal)}")
 
 
 # ----------------------------------------------------------------------------------------------------------------------
 # The page
 # ----------------------------------------------------------------------------------------------------------------------
 
-def table_text(rows, figures):
-    lines = ["| " + " | ".join(HEAD) + " |", "| " + " | ".join("---" for _ in HEAD) + " |"]
-    lines += ["| " + " | ".join(cells(row, figures)) + " |" for row in rows]
+def table_text(rows, runs):
+    lines = ["| " + " | ".join(HEAD) + " |", "|" + " --- |" * len(HEAD)]
+    lines += ["| " + " | ".join(cells(row, runs)) + " |" for row in rows]
     return "\n".join(lines)
 
 
@@ -134,7 +190,7 @@ def others_text(figures):
 def instructions_text(figures):
     lines = ["| scenario | floor | driver |", "| --- | --- | --- |"]
     for name in figures.instructions:
-        if name.endswith("/driver"):
+        if name.endswith("/driver") and not name.startswith("link"):
             floor = figures.instructions.get(name.replace("/driver", "/floor"))
             lines.append(f"| {name.rsplit('/', 1)[0]} | {floor:,.0f} | {figures.instructions[name]:,.0f} |")
     return "\n".join(lines)
@@ -145,18 +201,20 @@ def filled(item):
     return textwrap.fill(item, 118, initial_indent="- ", subsequent_indent="  ", break_on_hyphens=False)
 
 
-def explain(row, figures):
+def explain(row, runs):
     """One item of the list of missed goals. Counts instructions of scenarios for which that was not done yet."""
+    figures = runs[-1]
+
     def count(name):
         return figures.instructions.get(name) or count_instructions(name)
 
-    head = f"{row.title}, {cells(row, figures)[1]}: {verdict_of(row, figures)}."
+    head = f"{row.title}, {cells(row, [figures])[1]}: {verdict_of(row, runs)}."
     if isinstance(row, Growth):
         small, large = (count(name) for name in row.ours)
         text = (f"{head} The driver executes {small:,.0f} instructions per tag with {row.small:,} tags and "
                 f"{large:,.0f} with {row.large:,}")
         return filled(f"{text}: the work itself grows.") if large > 1.05 * small else explain_misses(row, text)
-    if row.ours.startswith("link/"):
+    if row.ours.startswith("link"):
         return filled(head)
     floor, driver = count(row.beside), count(row.ours)
     functions = "".join(f"\n    - {share:.0f} % `{function}`" for share, function in dearest_functions(row.ours))
@@ -177,12 +235,19 @@ def explain_misses(row, text):
         f"the larger one with {row.large:,} tags:") + functions
 
 
-def verdict_of(row, figures):
-    return cells(row, figures)[-1]
+def verdict_of(row, runs):
+    return cells(row, runs)[-1]
 
 
-def missed_text(rows, figures):
-    items = [explain(row, figures) for row in rows if verdict_of(row, figures).startswith("missed")]
+def is_open(text):
+    return text.startswith(("missed", "runs disagree"))
+
+
+def missed_text(rows, runs):
+    figures = runs[-1]
+    items = [filled(f"{goal.what}, {goal.size or 'growth'}: {goal_cells(goal, runs)[-1]}.") for goal in GOALS
+             if is_open(goal_cells(goal, runs)[-1])]
+    items += [explain(row, runs) for row in rows if is_open(verdict_of(row, runs))]
     items += [f"- {title}: {verdict(figure, goal)}." for title, figure, goal, _ in other_rows(figures.others)
               if figure > goal]
     return "\n".join(items) if items else "No goal is missed."
@@ -201,16 +266,6 @@ def panel_text(figures):
         f"{milliseconds('resolve', 1000)}.")
 
 
-def commit_text():
-    return git("log", "-1", "--format=%h of %cs") + (
-        " with changes to the driver" if has_changes(*DRIVER_FOLDERS) else "")
-
-
-def machine_text():
-    model = re.search(r"^model name\s*: (.*)$", Path("/proc/cpuinfo").read_text(), re.MULTILINE)
-    return f"{model[1] if model else 'unknown processor'}, {os.cpu_count()} processors"
-
-
 def write_plot(figures):
     """One data block per curve, for the plot script: number of tags, nanoseconds."""
     data = Path("build/bench/plot.dat")
@@ -226,15 +281,32 @@ def write_plot(figures):
     subprocess.run(["gnuplot", "-e", f"data='{data}'; output_file='{PLOT}'", str(PLOT_SCRIPT)], check=True)
 
 
-def write_page(rows, figures, rounds):
+def runs_text(runs):
+    return "\n".join(f"- {run.about['date']}, commit {run.about['commit']}" for run in runs)
+
+
+def user_instructions_text(figures):
+    """What a client executes for one cycle, system calls left out, beside its processor time."""
+    size = COUNTED_SIZE
+    lines = ["| client | instructions | processor time |", "| --- | --- | --- |"]
+    for who, title in (("driver", "the driver over blocking sockets"), ("libmodbus", "libmodbus"), ("floor", "raw sockets")):
+        name = f"link/twenty-scopes/{size}/{who}"
+        lines.append(f"| {title} | {figures.instructions[name]:,.0f} | {figures.median(name, 'cpu') / 1000:.1f} us |")
+    return "\n".join(lines)
+
+
+def write_page(rows, runs):
+    figures = runs[-1]
     write_plot(figures)
     local = [row for row in rows if row in LOCAL_ROWS]
     links = [row for row in rows if row not in LOCAL_ROWS]
     PAGE.write_text(PAGE_TEMPLATE.read_text().format(
-        commit=commit_text(), machine=machine_text(), rounds=rounds,
+        machine=figures.about["machine"], runs=runs_text(runs), goals=goals_text(runs),
+        rounds=len(figures.values(local[0].ours)),
         compiler=tool_versions()["compiler"], qt=tool_versions()["QtCore"],
         libmodbus=run("pkg-config", "--modversion", "libmodbus").strip(),
-        local=table_text(local, figures), links=table_text(links, figures), others=others_text(figures),
+        local=table_text(local, runs), links=table_text(links, runs), others=others_text(figures),
         read_wait_wall=figures.others["read_wait_wall"], write_wait_wall=figures.others["write_wait_wall"],
-        instructions=instructions_text(figures), missed=missed_text(rows, figures), panel=panel_text(figures)))
-    print(f"Wrote {PAGE} and {PLOT}: look at both before you commit them.")
+        instructions=instructions_text(figures), user_instructions=user_instructions_text(figures),
+        missed=missed_text(rows, runs), panel=panel_text(figures)))
+    print(f"Wrote {PAGE} and {PLOT} from {len(runs)} runs: look at both before you commit them.")

@@ -1,17 +1,20 @@
 """What the benchmarks compare: the rows of the table, and the names of the scenarios behind them (bench/)."""
 
 SIZES = (100, 1000, 10000)
+MANY_SIZES = (100000, 300000)
 LAYOUTS = {"one-scope": "1 scope", "twenty-scopes": "20 scopes"}
 
 
 class Row:
-    """One line of the table: the driver's figure beside another one, and the most that their ratio may be."""
+    """One line of the table: the driver's figure beside another one, the most that their ratio may be, and an expert's
+    floor where there is one."""
 
-    def __init__(self, title, size, beside, ours, goal=None, metric="wall"):
+    def __init__(self, title, size, beside, ours, goal=None, metric="wall", expert=None):
         self.title, self.size, self.beside, self.ours, self.goal, self.metric = title, size, beside, ours, goal, metric
+        self.expert = expert
 
     def names(self):
-        return [self.beside, self.ours]
+        return [self.beside, self.ours] + ([self.expert] if self.expert else [])
 
     def beside_title(self):
         return self.beside.rsplit("/", 1)[1]
@@ -29,11 +32,13 @@ class Growth:
         return self.ours + self.floors
 
 
-def corpus_rows(name, title, goal):
-    stems = [(layout_title, size, f"{name}/{layout}/{size}")
-             for layout, layout_title in LAYOUTS.items() for size in SIZES]
-    return [Row(f"{title}, {layout_title}", size, f"{stem}/floor", f"{stem}/driver", goal)
-            for layout_title, size, stem in stems]
+def floor_row(title, size, stem, goal=None):
+    return Row(title, size, f"{stem}/floor", f"{stem}/driver", goal, expert=f"{stem}/expert")
+
+
+def corpus_rows(name, title, goal=None, layouts=LAYOUTS, sizes=SIZES):
+    return [floor_row(f"{title}, {LAYOUTS[layout]}", size, f"{name}/{layout}/{size}", goal)
+            for layout in layouts for size in sizes]
 
 
 def growth_rows(name, title, small, large, goal):
@@ -62,13 +67,21 @@ def link_rows():
     ]
 
 
-LOCAL_ROWS = (corpus_rows("read", "read by name", 2.5) + growth_rows("read", "read by name", 100, 10000, 1.5)
+LOCAL_ROWS = (corpus_rows("read", "read by name", 2.5)
+              + corpus_rows("read", "read by name", None, ("one-scope",), (1,))
+              + corpus_rows("read", "read by name", None, ("twenty-scopes",), MANY_SIZES)
+              + growth_rows("read", "read by name", 100, 10000, 1.5)
               + [row for row in corpus_rows("screen", "page of 100", 2.5) if row.size == SIZES[-1]]
               + growth_rows("screen", "page of 100", 100, 10000, 1.5)
+              + corpus_rows("first-read", "1st read", None, sizes=SIZES[1:])
               + corpus_rows("resolve", "1st resolution", 3.0)
               + growth_rows("resolve", "1st resolution", 1000, 10000, 1.5)
+              + corpus_rows("write", "write until reported", None, ("twenty-scopes",))
+              + corpus_rows("load", "load", None, ("twenty-scopes",), (1000, 10000, 100000))
               + corpus_rows("rebuild", "rebuild", 2.0)
               + growth_rows("rebuild", "rebuild", 1000, 10000, 1.8)
-              + [Row(f"Bubble_Sort, {order}", size, f"sort/{order}/{size}/floor", f"sort/{order}/{size}/driver", 1.5)
+              + [floor_row(f"Bubble_Sort, {order}", size, f"sort/{order}/{size}", 1.5)
                  for order in ("random", "ascending") for size in SIZES]
-              + corpus_rows("cycle", "cycle, no network", 1.15))
+              + corpus_rows("cycle", "cycle, no network", 1.15)
+              + corpus_rows("cycle", "cycle, no network", None, ("one-scope",), (1, 100000))
+              + corpus_rows("first-cycle", "1st cycle, no network", None, ("twenty-scopes",), SIZES[1:]))

@@ -25,10 +25,26 @@ protected:
     void insert(const HashedName& name, const ControlInformationM& info) { store_.insert(name, info, seats_, seat_); }
 
     // The address that is kept for the name, or -1.
-    qint32 found(const QString& name) const { return found(HashedName(name)); }
-    qint32 found(const HashedName& name) const {
+    qint32 found(const QString& name) { return found(HashedName(name)); }
+    qint32 found(const HashedName& name) {
         ControlInformationM info;
-        return store_.find(name, info) ? info.address : -1;
+        return find(name, info) ? info.address : -1;
+    }
+    bool find(const HashedName& name, ControlInformationM& info) {
+        return store_.find(name, seats_.lastFound(seat_), info);
+    }
+
+    // The address that is kept for the name as the one that came next last time, or -1.
+    qint32 foundNext(const QString& name) {
+        ControlInformationM info;
+        return store_.findNext(name, seats_.lastFound(seat_), info) ? info.address : -1;
+    }
+
+    // As the cache asks, from any seat.
+    qint32 foundFrom(int seat, const QString& name) {
+        ControlInformationM info;
+        quint32& last = seats_.lastFound(seat);
+        return store_.findNext(name, last, info) || store_.find(HashedName(name), last, info) ? info.address : -1;
     }
 
     // As nobody is reading.
@@ -87,7 +103,7 @@ protected:
 TEST_F(AnswerStoreTest, KnowsNothingAtFirst) {
     const QString name = "Main.counter";
     ControlInformationM info = scalar(77);
-    EXPECT_FALSE(store_.find(HashedName(name), info));
+    EXPECT_FALSE(find(HashedName(name), info));
     EXPECT_EQ(info.address, 77);
     EXPECT_EQ(store_.bytes(), 0U);
 }
@@ -112,7 +128,7 @@ TEST_F(AnswerStoreTest, GivesBackAllTenWords) {
     for (int i = 0; i < 5; ++i) {
         const QString name = nameOf(i);
         ControlInformationM info = {9, 9, 9, 9, 9, 9, 9, 9, 9, 9};
-        ASSERT_TRUE(store_.find(HashedName(name), info)) << i;
+        ASSERT_TRUE(find(HashedName(name), info)) << i;
         EXPECT_EQ(std::memcmp(&info, &all[i], sizeof info), 0) << i;
     }
 }
@@ -178,6 +194,64 @@ TEST_F(AnswerStoreTest, HoldsLittleForAFewNames) {
     EXPECT_LE(store_.bytes(), 66U * 10000 + 34 * 1024) << "56 bytes and a slot and a half";
 }
 
+TEST_F(AnswerStoreTest, GivesBackEveryArea) {
+    const qint32 areas[] = {0, 1, 255, 256, 511, 65536, 2147483647, -1, -256, -2147483647 - 1};
+    for (int i = 0; i < 10; ++i) {
+        ControlInformationM info = scalar(i);
+        info.area = areas[i];
+        insert(nameOf(i), info);
+    }
+    for (int i = 0; i < 10; ++i) {
+        const QString name = nameOf(i);
+        ControlInformationM info;
+        ASSERT_TRUE(find(HashedName(name), info)) << i;
+        EXPECT_EQ(info.area, areas[i]);
+    }
+}
+
+TEST_F(AnswerStoreTest, FindsNextWhatCameNextLastTime) {
+    EXPECT_EQ(foundNext("Main.first"), -1) << "nothing was found yet";
+    insert("Main.first", scalar(10));
+    EXPECT_EQ(foundNext("Main.first"), -1) << "nothing came behind it yet";
+    insert("Main.other", scalar(20));
+    insert("Main.third", scalar(30));
+    EXPECT_EQ(foundNext("Main.first"), -1);
+    EXPECT_EQ(found("Main.first"), 10);
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(foundNext("Main.third"), -1) << "not next";
+        EXPECT_EQ(foundNext("Main.othe"), -1);
+        EXPECT_EQ(foundNext("Main.otheR"), -1);
+        EXPECT_EQ(foundNext("Main.other2"), -1);
+        EXPECT_EQ(foundNext("Main.other"), 20);
+        EXPECT_EQ(foundNext("Main.third"), 30);
+        EXPECT_EQ(foundNext("Main.first"), 10);
+    }
+    EXPECT_EQ(found("Main.third"), 30) << "another order";
+    EXPECT_EQ(found("Main.first"), 10);
+    EXPECT_EQ(foundNext("Main.other"), -1);
+    EXPECT_EQ(foundNext("Main.third"), 30);
+    clear();
+    EXPECT_EQ(foundNext("Main.first"), -1);
+}
+
+TEST_F(AnswerStoreTest, EverySeatHasItsOwnPlaceInTheOrder) {
+    for (int i = 0; i < 10; ++i) {
+        insert(nameOf(i), scalar(i));
+    }
+    const int first = seat_;
+    const int second = seats_.take();
+    EXPECT_EQ(found(nameOf(2)), 2);
+    seat_ = second;
+    EXPECT_EQ(foundNext(nameOf(3)), -1) << "nothing was found from here yet";
+    EXPECT_EQ(found(nameOf(7)), 7);
+    for (int i = 1; i < 3; ++i) {
+        seat_ = first;
+        EXPECT_EQ(foundNext(nameOf(2 + i)), 2 + i);
+        seat_ = second;
+        EXPECT_EQ(foundNext(nameOf(7 + i)), 7 + i);
+    }
+}
+
 TEST_F(AnswerStoreTest, KnowsNothingOnceCleared) {
     insert("Main.counter", scalar(10));
     clear();
@@ -201,8 +275,8 @@ TEST_F(AnswerStoreTest, HoldsAPageAndATableThatGrowsWithTheThirteenthName) {
     }
 }
 
-// An answer takes 16 bytes, four for a bit, eight for an array position, two for each character; rounded up to eight, and
-// at least 32.
+// An answer takes 16 bytes, four for a bit, eight for an array position, four for an area above 255, two for each
+// character; rounded up to eight, and at least 32.
 TEST_F(AnswerStoreTest, FillsAPageToItsLastByte) {
     ControlInformationM ofBit = scalar(7);
     ofBit.isBit = 1;
@@ -214,13 +288,16 @@ TEST_F(AnswerStoreTest, FillsAPageToItsLastByte) {
     ControlInformationM ofBoth = ofElement;
     ofBoth.isBit = 1;
     ofBoth.bitIndex = 12;
+    ControlInformationM ofFarArea = scalar(10);
+    ofFarArea.area = 256;
     struct {
         ControlInformationM info;
         int length;
         int names;
     } const rows[] = {{scalar(9), 4, 1024}, {scalar(9), 8, 1024}, {scalar(9), 9, 819}, {scalar(9), 12, 819},
                       {scalar(9), 13, 682}, {ofBit, 6, 1024},     {ofBit, 7, 819},     {ofElement, 4, 1024},
-                      {ofElement, 5, 819},  {ofBoth, 4, 819},     {ofBoth, 6, 819},    {ofBoth, 7, 682}};
+                      {ofElement, 5, 819},  {ofBoth, 4, 819},     {ofBoth, 6, 819},    {ofBoth, 7, 682},
+                      {ofFarArea, 6, 1024}, {ofFarArea, 7, 819}};
     for (const auto& row : rows) {
         const std::size_t table = row.names > 768 ? 8192 : 4096;
         for (int i = 0; i < row.names; ++i) {
@@ -230,7 +307,7 @@ TEST_F(AnswerStoreTest, FillsAPageToItsLastByte) {
         for (int i = 0; i < row.names; ++i) {
             const QString name = nameOf(i, row.length);
             ControlInformationM info;
-            ASSERT_TRUE(store_.find(HashedName(name), info)) << i;
+            ASSERT_TRUE(find(HashedName(name), info)) << i;
             ASSERT_EQ(std::memcmp(&info, &row.info, sizeof info), 0) << i;
         }
         insert(nameOf(row.names, row.length), row.info);
@@ -378,7 +455,7 @@ TEST_F(AnswerStoreTest, InsertsNothingWhileAReaderMayLookAtAPageThatWasEmptied) 
         }
     }
     ControlInformationM info;
-    ASSERT_TRUE(store_.find(HashedName(keptName), info));
+    ASSERT_TRUE(find(HashedName(keptName), info));
     ASSERT_EQ(store_.bytes(), 351 * 32768U + 131072) << "and a table for 24576";
     const int reader = seats_.take();
     insert(nameOf(21762, 255), scalar(21762));
@@ -388,7 +465,7 @@ TEST_F(AnswerStoreTest, InsertsNothingWhileAReaderMayLookAtAPageThatWasEmptied) 
     EXPECT_EQ(found(nameOf(61, 255)), -1);
     EXPECT_EQ(found(nameOf(62, 255)), 62) << "the second page";
     info = ControlInformationM();
-    ASSERT_TRUE(store_.find(HashedName(keptName), info)) << "moved on, as it was asked for";
+    ASSERT_TRUE(find(HashedName(keptName), info)) << "moved on, as it was asked for";
     EXPECT_EQ(std::memcmp(&info, &kept, sizeof info), 0);
 
     insert(nameOf(21763, 255), scalar(21763));
@@ -396,6 +473,43 @@ TEST_F(AnswerStoreTest, InsertsNothingWhileAReaderMayLookAtAPageThatWasEmptied) 
     seats_.leave(reader);
     insert(nameOf(21763, 255), scalar(21763));
     EXPECT_EQ(found(nameOf(21763, 255)), 21763);
+}
+
+// As above: what came next last time is in the page that is emptied.
+TEST_F(AnswerStoreTest, FollowsNobodyToAPageThatWasEmptied) {
+    for (int i = 0; i < 351 * 62; ++i) {
+        insert(nameOf(i, 255), scalar(i));
+    }
+    EXPECT_EQ(found(nameOf(100, 255)), 100);
+    EXPECT_EQ(found(nameOf(5, 255)), 5);
+    EXPECT_EQ(found(nameOf(100, 255)), 100);
+    EXPECT_EQ(foundNext(nameOf(5, 255)), 5);
+    insert(nameOf(21762, 255), scalar(21762));
+    EXPECT_EQ(found(nameOf(100, 255)), 100);
+    EXPECT_EQ(foundNext(nameOf(5, 255)), -1) << "moved on";
+    EXPECT_EQ(found(nameOf(5, 255)), 5);
+    EXPECT_EQ(found(nameOf(100, 255)), 100);
+    EXPECT_EQ(foundNext(nameOf(5, 255)), 5) << "learnt anew";
+
+    seats_.take();
+    insert(nameOf(21763, 255), scalar(21763));
+    EXPECT_EQ(found(nameOf(21763, 255)), -1) << "somebody may look at the page";
+    EXPECT_EQ(seats_.lastFound(seat_), 0xFFFFFFFFU) << "this seat must not any longer";
+}
+
+// A host that reads its tags in turn, more of them than are kept: whatever was asked for next, the answer is right.
+TEST_F(AnswerStoreTest, AnswersRightInTurnWhileTheOldestGo) {
+    for (int round = 0; round < 3; ++round) {
+        for (int i = 0; i < 30000; ++i) {
+            const QString name = nameOf(i, 200 + i % 50);
+            const qint32 address = foundFrom(seat_, name);
+            ASSERT_TRUE(address == i || address == -1) << i << " in round " << round;
+            if (address == -1) {
+                insert(name, scalar(i));
+            }
+        }
+    }
+    EXPECT_LE(store_.bytes(), kMostBytes);
 }
 
 // More names than fit, so that answers come and go all the time: readers see the right answer or none.
@@ -411,9 +525,11 @@ TEST_F(AnswerStoreTest, ReadersSeeTheRightAnswerOrNoneWhileOthersInsert) {
             while (!done) {
                 const int seat = seats_.take();
                 const int number = static_cast<int>(random() % 30000);
-                const qint32 address = found(nameOf(number, 255));
-                wrong += address == number || address == -1 ? 0 : 1;
-                right += address == number ? 1 : 0;
+                for (int next = number; next < number + 3; ++next) {  // in a row, as the names are inserted
+                    const qint32 address = foundFrom(seat, nameOf(next, 255));
+                    wrong += address == next || address == -1 ? 0 : 1;
+                    right += address == next ? 1 : 0;
+                }
                 seats_.leave(seat);
             }
         });
@@ -486,6 +602,26 @@ TEST(ReaderSeatsTest, TakesAllOrNone) {
     EXPECT_FALSE(seats.takeAll());
     seats.leaveAll();
     EXPECT_EQ(seats.takenAmong(0xFFFF), 0U);
+}
+
+// What was found from a seat may be given up once the seat was seen empty.
+TEST(ReaderSeatsTest, ForgetsWhatWasFoundFromSeatsThatAreEmpty) {
+    ReaderSeats seats;
+    const int sitting = seats.take();
+    const int left = seats.take();
+    EXPECT_EQ(seats.lastFound(sitting), 0xFFFFFFFFU);
+    seats.lastFound(sitting) = 5;
+    seats.lastFound(left) = 6;
+    seats.leave(left);
+    EXPECT_EQ(seats.takenAmong(1U << sitting), 1U << sitting);
+    EXPECT_EQ(seats.lastFound(left), 6U) << "was not asked about";
+    EXPECT_EQ(seats.takenAmong(0xFFFF), 1U << sitting);
+    EXPECT_EQ(seats.lastFound(sitting), 5U);
+    EXPECT_EQ(seats.lastFound(left), 0xFFFFFFFFU);
+    seats.leave(sitting);
+    ASSERT_TRUE(seats.takeAll());
+    seats.leaveAll();
+    EXPECT_EQ(seats.lastFound(sitting), 0xFFFFFFFFU);
 }
 
 TEST(ReaderSeatsTest, TakesNoneWhicheverSeatIsTaken) {
