@@ -47,16 +47,19 @@ constexpr char kFooter[] =
     "\n"
     "Values:\n"
     "  TRUE FALSE 1 0        booleans and bits\n"
-    "  -12 0x1F              integers; out of range is an error\n"
+    "  -12 16#1F 2#1010      integers, also 0x1F and 1_000; out of range is an error\n"
     "  1.5 2e-3              floats\n"
-    "  hello \"hello\"         strings, at most 80 characters\n"
+    "  T#1m30s D#2026-11-22  times and dates, also TOD#12:00:00 and DT#2026-11-22-12:00:00\n"
+    "  automatic             the name of a value, when the symbol file gives names\n"
+    "  \"21.5 °C\"             what the symbol file scales, with or without its unit\n"
+    "  hello \"hello\"         strings, at most as many characters as their type has\n"
     "  1,2,3                 elements; strings that hold a comma need quotes\n"
     "\n"
     "Exit codes, and the word that a message begins with:\n"
     "  0            everything was done\n"
     "  1 usage      the command line or a value is wrong\n"
     "  2 file       the driver or the symbol file cannot be used\n"
-    "  3 name       a tag does not exist; check, plan --expect: something is wrong\n"
+    "  3 name       a tag does not exist; check, plan --expect, symbols diff: something is wrong\n"
     "  4 tcp        there is no connection to the PLC\n"
     "  5 handshake  the PLC, or what answers in its place, opens no session\n"
     "  6 request    reading or writing failed\n"
@@ -254,6 +257,53 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
     }
 }
 
+constexpr char kSymbolsFooter[] =
+    "Tables are CSV as docs/symbol-file.md describes: a row for each area, structure type, member, scope,\n"
+    "variable, signal and initial value. Nothing is lost on the way there and back.\n";
+
+constexpr char kDiffFooter[] =
+    "moved, retyped; renamed: a new name at the same place; vanished; new; overlaid: another variable lies\n"
+    "there now, too. Told with each tag are the variables that a panel with the old file would now write\n"
+    "in its place.\n"
+    "\n"
+    "Exit codes: 0 no difference (with --tags: none that concerns them), 3 there are some; others as below.\n";
+
+// Commands that work on symbol files rather than with one.
+void addSymbolsCommand(CLI::App& app, Options& options) {
+    SymbolsOptions& symbols = options.symbolsCommand;
+    CLI::App* command = app.add_subcommand("symbols", "Work on symbol files: from and to tables, and what changed");
+    command->require_subcommand(1);
+    command->footer(std::string(kSymbolsFooter) + "\n" + kFooter);
+    const auto addAction = [&](SymbolsAction action, const char* name, const char* summary) {
+        CLI::App* added = command->add_subcommand(name, summary);
+        added->callback([&options, action] {
+            options.command = Command::Symbols;
+            options.symbolsCommand.action = action;
+        });
+        return added;
+    };
+    CLI::App* import = addAction(SymbolsAction::Import, "import", "Make a symbol file of a table (CSV)");
+    import->add_option("FILE", symbols.file, "The table; - for standard input")->type_name("")->required();
+    CLI::App* exporting = addAction(SymbolsAction::Export, "export", "Make a table (CSV) of a symbol file");
+    exporting->add_option("FILE", symbols.file, "The symbol file; - for standard input (default: that of --symbols)")
+        ->type_name("");
+    CLI::App* diff = addAction(SymbolsAction::Diff, "diff", "Tell what changed from one symbol file to the next");
+    diff->add_option("OLD", symbols.file, "The symbol file that the panel has")->type_name("")->required();
+    diff->add_option("NEW", symbols.otherFile, "The symbol file of the program that the PLC runs now")
+        ->type_name("")
+        ->required();
+    diff->add_option("--tags", symbols.tags, "Only what concerns these, may be repeated; @FILE: a list of tags")
+        ->type_name("TAG")
+        ->allow_extra_args(false);
+    diff->footer(std::string(kDiffFooter) + "\n" + kFooter);
+}
+
+// The commands beside it need the one symbol file.
+bool needsSymbols(const Options& options) {
+    const SymbolsOptions& symbols = options.symbolsCommand;
+    return options.command != Command::Symbols || (symbols.action == SymbolsAction::Export && symbols.file.empty());
+}
+
 ParsedCommandLine usageError(const std::string& what) {
     ParsedCommandLine parsed;
     parsed.exitCode = exitCodeOf(FailureKind::Usage);
@@ -308,6 +358,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
     for (const CommandRow& row : kCommands) {
         addCommand(app, row, options);
     }
+    addSymbolsCommand(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -325,7 +376,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         return fileError(given.configFile, file.problems);
     }
     const Settings all = preferred(given.settings, preferred(environment, file.settings));
-    if (!all.symbols) {
+    if (!all.symbols && needsSymbols(options)) {
         return usageError("there is no symbol file: give --symbols, AC500_SYMBOLS, or \"symbols\" in a settings file");
     }
     apply(all, &options);

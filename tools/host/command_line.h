@@ -10,7 +10,7 @@
 
 namespace ac500::host {
 
-enum class Command { Read, Write, Watch, Tags, Status, Plan, Check };
+enum class Command { Read, Write, Watch, Tags, Status, Plan, Check, Symbols };
 
 struct PlanOptions {
     double roundTripMs = 1;  // of the network, for one request
@@ -25,6 +25,15 @@ struct CheckOptions {
     std::vector<std::string> writes;  // tags that the panel writes, TAG=VALUE texts, lists of them
     std::vector<std::string> also;    // lists of what other panels write
     bool isStrict = false;            // warnings count as errors
+};
+
+enum class SymbolsAction { Import, Export, Diff };
+
+struct SymbolsOptions {
+    SymbolsAction action = SymbolsAction::Diff;
+    std::string file;       // Import: a table; Export: a symbol file, empty: the one of --symbols; Diff: the old one
+    std::string otherFile;  // Diff: the new one
+    std::vector<std::string> tags;  // Diff: selections of tags; none: everything
 };
 
 struct Options {
@@ -54,6 +63,8 @@ struct Options {
 
     PlanOptions plan;
     CheckOptions check;
+
+    SymbolsOptions symbolsCommand;
 };
 
 struct ParsedCommandLine {

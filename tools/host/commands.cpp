@@ -11,6 +11,9 @@ int runCommand(const Options& options) {
         complainWithTime();
     }
     CommandContext context(options);
+    if (options.command == Command::Symbols) {
+        return runSymbols(context);
+    }
     Failure failure;
     if (!context.openSymbols(&failure)) {
         return context.cannotBegin(failure);
@@ -30,6 +33,8 @@ int runCommand(const Options& options) {
             return runCheck(context);
         case Command::Plan:
             return runPlan(context);
+        case Command::Symbols:
+            break;
     }
     return 0;
 }

@@ -21,6 +21,9 @@ int runCheck(CommandContext& context);
 // 3 when the plan grew.
 int runPlan(CommandContext& context);
 
+// 3 when symbol files differ. REQUIRES nothing: it opens the files that it is given.
+int runSymbols(CommandContext& context);
+
 }  // namespace ac500::host
 
 #endif

@@ -1,0 +1,263 @@
+#include "tools/host/commands.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <map>
+
+#include "tools/desk/symbols_diff.h"
+#include "tools/host/exit_codes.h"
+#include "tools/host/print.h"
+#include "tools/symbol_file/limits.h"
+#include "tools/symbol_file/symbol_csv.h"
+#include "tools/symbol_file/symbol_document.h"
+#include "tools/text/file_text.h"
+
+namespace ac500::host {
+
+using desk::PlacedTag;
+using desk::SymbolChange;
+using desk::SymbolsDiff;
+using selection::Catalog;
+using symbol_file::CsvProblem;
+using symbol_file::LoadedSymbolFile;
+
+namespace {
+
+constexpr char kStandardInput[] = "-";
+
+template <typename Problem>
+Failure fileFailure(const std::string& fileName, const std::vector<Problem>& problems) {
+    std::vector<std::string> texts;
+    for (const Problem& problem : problems) {
+        texts.push_back(describe(fileName, problem));
+    }
+    return {FailureKind::File, fmt::format("{}", fmt::join(texts, "\n"))};
+}
+
+// The content of a file, or of the standard input.
+bool readWhole(const std::string& fileName, std::string* content, Failure* failure) {
+    const std::size_t limit = symbol_file::kMaxFileBytes + 1;
+    const bool isRead = fileName == kStandardInput ? text::readUpTo(std::cin, limit, content)
+                                                   : text::readUpTo(fileName, limit, content);
+    if (!isRead) {
+        *failure = {FailureKind::File, fmt::format("{}: cannot be read: {}; check the path and its permissions",
+                                                   fileName, std::strerror(errno))};
+        return false;
+    }
+    if (content->size() == limit) {
+        *failure = {FailureKind::File, fileName + ": is larger than 64 MiB; it has to be split"};
+        return false;
+    }
+    return true;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Tables
+// ---------------------------------------------------------------------------------------------------------------------
+
+int importTable(CommandContext& context, const std::string& fileName) {
+    std::string content;
+    Failure failure;
+    if (!readWhole(fileName, &content, &failure)) {
+        return context.cannotBegin(failure);
+    }
+    const symbol_file::ImportedCsv imported = symbol_file::importCsv(content);
+    if (!imported.problems.empty()) {
+        return context.cannotBegin(fileFailure(fileName, imported.problems));
+    }
+    print(toJsonText(imported.document));
+    return 0;
+}
+
+int exportTable(CommandContext& context, const std::string& fileName) {
+    std::string content;
+    Failure failure;
+    if (!readWhole(fileName, &content, &failure)) {
+        return context.cannotBegin(failure);
+    }
+    const LoadedSymbolFile loaded = symbol_file::parseSymbolFile(content);
+    if (!loaded.problems.empty()) {
+        return context.cannotBegin(fileFailure(fileName, loaded.problems));
+    }
+    print(symbol_file::exportCsv(symbol_file::parseJson(content).root));
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Differences
+// ---------------------------------------------------------------------------------------------------------------------
+
+std::vector<std::string> wordsOf(const SymbolChange& change) {
+    std::vector<std::string> words;
+    const auto add = [&words](bool isSo, const char* word) {
+        if (isSo) {
+            words.emplace_back(word);
+        }
+    };
+    add(change.isMoved, "moved");
+    add(change.isRetyped, "retyped");
+    add(change.isRenamed, "renamed");
+    add(change.isVanished(), "vanished");
+    add(change.isNew(), "new");
+    add(words.empty(), "overlaid");
+    return words;
+}
+
+std::string placeText(const PlacedTag& tag) {
+    return fmt::format("{} area {} {} {}", tag.type, tag.area, tag.isBitAddress ? "bit" : "byte", tag.address);
+}
+
+std::string afterText(const SymbolChange& change) {
+    if (!change.after) {
+        return "-";
+    }
+    return (change.isRenamed ? change.after->tag + ": " : "") + placeText(*change.after);
+}
+
+std::string hitsText(const SymbolChange& change) {
+    return fmt::format("{}{}", fmt::join(change.hits, ", "), change.hasMoreHits ? " and more" : "");
+}
+
+const std::string& nameOf(const SymbolChange& change) {
+    return change.before ? change.before->tag : change.after->tag;
+}
+
+// How many changes of each kind there are, in the order of the words.
+std::vector<std::pair<std::string, int>> countsOf(const SymbolsDiff& diff) {
+    std::vector<std::pair<std::string, int>> counts = {{"moved", 0},    {"retyped", 0}, {"renamed", 0},
+                                                       {"vanished", 0}, {"new", 0},     {"overlaid", 0}};
+    for (const SymbolChange& change : diff.changes) {
+        for (const std::string& word : wordsOf(change)) {
+            for (auto& [name, count] : counts) {
+                count += name == word ? 1 : 0;
+            }
+        }
+    }
+    return counts;
+}
+
+int countHitting(const SymbolsDiff& diff) {
+    int count = 0;
+    for (const SymbolChange& change : diff.changes) {
+        count += change.hits.empty() ? 0 : 1;
+    }
+    return count;
+}
+
+void printDiff(const SymbolsDiff& diff) {
+    if (!diff.changes.empty()) {
+        std::vector<std::vector<std::string>> rows{{"CHANGE", "TAG", "BEFORE", "NOW", "AN OLD WRITE NOW HITS"}};
+        for (const SymbolChange& change : diff.changes) {
+            rows.push_back({fmt::format("{}", fmt::join(wordsOf(change), ", ")), nameOf(change),
+                            change.before ? placeText(*change.before) : "-", afterText(change), hitsText(change)});
+        }
+        printTable(rows);
+    }
+    std::string line;
+    for (const auto& [word, count] : countsOf(diff)) {
+        line += count == 0 ? std::string() : fmt::format("{} {}, ", count, word);
+    }
+    printLine(fmt::format("{}{} tags compared; {} of them would be written to another variable",
+                          line.empty() ? "no difference, " : line, diff.compared, countHitting(diff)));
+}
+
+Json placeJson(const std::optional<PlacedTag>& tag) {
+    if (!tag) {
+        return Json();
+    }
+    Json json;
+    json["tag"] = tag->tag;
+    json["type"] = tag->type;
+    json["area"] = tag->area;
+    json[tag->isBitAddress ? "bit" : "byte"] = tag->address;
+    return json;
+}
+
+void printDiffJson(const SymbolsDiff& diff) {
+    Json json = newDocument();
+    json["differences"] = Json::array();
+    for (const SymbolChange& change : diff.changes) {
+        Json one;
+        one["tag"] = nameOf(change);
+        one["changes"] = wordsOf(change);
+        one["before"] = placeJson(change.before);
+        one["now"] = placeJson(change.after);
+        one["hits"] = change.hits;
+        one["hits_more"] = change.hasMoreHits;
+        json["differences"].push_back(one);
+    }
+    json["compared"] = diff.compared;
+    json["hitting"] = countHitting(diff);
+    for (const auto& [word, count] : countsOf(diff)) {
+        json["counts"][word] = count;
+    }
+    printJson(json);
+}
+
+std::optional<Catalog> loadCatalog(const std::string& fileName, Failure* failure) {
+    LoadedSymbolFile loaded = symbol_file::loadSymbolFile(fileName);
+    if (!loaded.problems.empty()) {
+        *failure = fileFailure(fileName, loaded.problems);
+        return std::nullopt;
+    }
+    return Catalog(std::move(loaded.file));
+}
+
+Failure selectionFailure(const std::vector<selection::SelectionProblem>& problems) {
+    std::vector<std::string> texts;
+    FailureKind kind = FailureKind::Name;
+    for (const selection::SelectionProblem& problem : problems) {
+        texts.push_back(problem.text);
+        kind = problem.kind == selection::ProblemKind::List ? FailureKind::File : kind;
+    }
+    return {kind, fmt::format("{}", fmt::join(texts, "\n"))};
+}
+
+int showDiff(CommandContext& context, const SymbolsOptions& options) {
+    Failure failure;
+    const std::optional<Catalog> before = loadCatalog(options.file, &failure);
+    const std::optional<Catalog> after = before ? loadCatalog(options.otherFile, &failure) : std::nullopt;
+    if (!after) {
+        return context.cannotBegin(failure);
+    }
+    SymbolsDiff diff;
+    if (options.tags.empty()) {
+        diff = desk::diffSymbols(*before, *after);
+    } else {
+        const selection::EntryList list = selection::entriesOf(options.tags, std::cin);
+        if (!list.problems.empty()) {
+            return context.cannotBegin(selectionFailure(list.problems));
+        }
+        diff = desk::diffSymbols(*before, *after, list.entries);
+    }
+    if (!diff.problems.empty()) {
+        return context.cannotBegin(selectionFailure(diff.problems));
+    }
+    if (context.options().json) {
+        printDiffJson(diff);
+    } else {
+        printDiff(diff);
+    }
+    return diff.changes.empty() ? 0 : kExitFindings;
+}
+
+}  // namespace
+
+int runSymbols(CommandContext& context) {
+    const SymbolsOptions& options = context.options().symbolsCommand;
+    switch (options.action) {
+        case SymbolsAction::Import:
+            return importTable(context, options.file);
+        case SymbolsAction::Export:
+            return exportTable(context, options.file.empty() ? context.options().symbols : options.file);
+        case SymbolsAction::Diff:
+            return showDiff(context, options);
+    }
+    return 0;
+}
+
+}  // namespace ac500::host
