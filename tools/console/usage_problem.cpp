@@ -24,6 +24,19 @@ Names commandNames(const CLI::App& app) {
     return names;
 }
 
+// The command of commands that the line got to, or the program.
+const CLI::App& innermost(const CLI::App& app) {
+    const CLI::App* at = &app;
+    while (!at->get_subcommands().empty()) {
+        at = at->get_subcommands().front();
+    }
+    return *at;
+}
+
+bool lacksCommand(const CLI::App& app) {
+    return !commandNames(innermost(app)).empty();
+}
+
 // Without dashes.
 Names optionNames(const CLI::App& app) {
     Names names;
@@ -75,8 +88,8 @@ std::string unknownWord(const CLI::App& app, const std::string& word) {
     if (word.find_first_not_of('-') != std::string::npos && word.front() == '-') {
         return unknownOption(app, word);
     }
-    if (!commandNames(app).empty() && app.get_subcommands().empty()) {
-        return unknownCommand(app, word);
+    if (lacksCommand(app)) {
+        return unknownCommand(innermost(app), word);
     }
     return fmt::format("\"{}\" is one argument too many", text::withoutControls(word));
 }
@@ -89,8 +102,8 @@ std::string usageProblem(const CLI::App& app, const CLI::ParseError& error) {
     if (!unknown.empty() && (is(CLI::ExitCodes::RequiredError) || is(CLI::ExitCodes::ExtrasError))) {
         return unknownWord(app, unknown.front());
     }
-    if (is(CLI::ExitCodes::RequiredError) && !commandNames(app).empty() && app.get_subcommands().empty()) {
-        return fmt::format("there is no command; choose from {}", fmt::join(commandNames(app), ", "));
+    if (is(CLI::ExitCodes::RequiredError) && lacksCommand(app)) {
+        return fmt::format("there is no command; choose from {}", fmt::join(commandNames(innermost(app)), ", "));
     }
     return error.what();
 }
