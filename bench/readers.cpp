@@ -93,7 +93,7 @@ private:
         return (bucket - shift * kSteps) << shift;
     }
 
-    std::array<quint64, kSteps * 60> counts_ = {};
+    std::array<quint64, kSteps* 60> counts_ = {};
 };
 
 class DriverSide {

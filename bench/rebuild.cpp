@@ -99,8 +99,7 @@ private:
 template <class Side>
 class FloorLoad : public Workload {
 public:
-    explicit FloorLoad(const Corpus& corpus)
-        : corpus_(corpus), tags_(hostTags(inOrder(corpus.tags, Order::Random))) {}
+    explicit FloorLoad(const Corpus& corpus) : corpus_(corpus), tags_(hostTags(inOrder(corpus.tags, Order::Random))) {}
 
     void check() override {
         run();

@@ -40,8 +40,8 @@ public:
     // In one pass.
     void markPending(const QList<RW_VAR>& requests) {
         int unmarked = size_;
-        for (int i = 0; i < requests.size() && unmarked > 0; ++i) {
-            const int found = slots_[slotOf(identityOf(requests.at(i)))];
+        for (QList<RW_VAR>::const_iterator i = requests.constBegin(); i != requests.constEnd() && unmarked > 0; ++i) {
+            const int found = slots_[slotOf(identityOf(*i))];
             if (found != kEmpty && !isPending_[found]) {
                 isPending_[found] = true;
                 --unmarked;

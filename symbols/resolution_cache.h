@@ -4,7 +4,8 @@
 // Why. A panel reads hundreds of tags by name, several times a second. Taking a name to pieces and asking each of a
 // scope's variables takes 0.6 us with 100 variables and 50 us with 10,000; finding the variable by an index 0.3 to 0.5
 // us; finding the whole name here 25 to 45 ns with 100 names, 90 to 125 ns with 10,000, whose memory is far away
-// (x86-64, a processor that others used, too).
+// (x86-64, a processor that others used, too). A name that came behind the last one last time is found without its hash:
+// 80 instructions of the 540 of a read by name are spared, and a way into memory far away.
 //
 // What invalidates it. The cache holds a copy of the table that it learnt from. The copy shares the table's data, so
 // whoever changes the table through the driver object, in whatever expression, makes the object take data of its own
@@ -24,10 +25,10 @@
 //
 // What was dropped. Keys that share the host's strings: the host may edit its text in place. One flag for all threads:
 // four threads on two processors read 10,000 names three to twelve times as fast now. Forgetting all when full: 100,000
-// names were resolved anew in every pass. What was not built: readers that check a sequence number after they have read
-// instead of taking a seat; each word of an answer would have to be an atomic one, a barrier each on ARM, and no thread
-// checker could tell whether the order is right. Noticing changes without a copy of the table: nothing but a second
-// reference makes Qt's containers tell.
+// names were resolved anew in every pass; 300,000 still are, if read in turn, as they do not fit. What was not built:
+// readers that check a sequence number after they have read instead of taking a seat; each word of an answer would have
+// to be an atomic one, a barrier each on ARM, and no thread checker could tell whether the order is right. Noticing
+// changes without a copy of the table: nothing but a second reference makes Qt's containers tell.
 #ifndef AC500_SYMBOLS_RESOLUTION_CACHE_H
 #define AC500_SYMBOLS_RESOLUTION_CACHE_H
 

@@ -113,6 +113,7 @@ class Delivery {
 public:
     Delivery() : toPlc_(PLC_driver.comInfo->accessMode == kAccessPlc), pendingWrites_(kNotCounted) {}
 
+    // May leave the texts and bytes of the record empty.
     void deliver(RW_VAR& record) {
         if (!toPlc_) {
             WriteDataToLocal(&record);
@@ -135,16 +136,25 @@ private:
     int pendingWrites_;
 };
 
-void deliverPieces(RW_VAR& record, const QByteArray& payload, int maxBytes, Delivery& delivery) {
-    if (maxBytes <= 0) {
+void deliverPieces(RW_VAR& record, QByteArray payload, int maxBytes, Delivery& delivery) {
+    if (payload.isEmpty() || maxBytes <= 0) {
         return;
     }
-    for (int position = 0; position < payload.size(); position += record.size) {
-        record.data = payload.mid(position, maxBytes);
-        record.size = record.data.size();
-        delivery.deliver(record);
-        record.offset = wrapAdd(record.offset, record.size);
+    int position = 0;
+    for (; payload.size() - position > maxBytes; position += maxBytes) {
+        RW_VAR piece = record;
+        piece.data = payload.mid(position, maxBytes);
+        piece.size = maxBytes;
+        piece.offset = wrapAdd(record.offset, position);
+        delivery.deliver(piece);
     }
+    if (position != 0) {
+        payload = payload.mid(position);
+    }
+    record.size = payload.size();
+    record.data.swap(payload);
+    record.offset = wrapAdd(record.offset, position);
+    delivery.deliver(record);
 }
 
 void deliverBits(RW_VAR& record, const ControlInformationM& info, const QByteArray& in, int count, Delivery& delivery) {

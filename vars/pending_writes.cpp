@@ -4,6 +4,28 @@
 
 namespace ac500 {
 
+namespace {
+
+void take(RW_VAR& source, RW_VAR& target) {
+    target.hostId = source.hostId;
+    target.hostSubId = source.hostSubId;
+    target.writeFlag = source.writeFlag;
+    target.aux3 = source.aux3;
+    target.aux4 = source.aux4;
+    target.status = source.status;
+    target.labelName.swap(source.labelName);
+    target.labelArg.swap(source.labelArg);
+    target.dataType = source.dataType;
+    target.offset = source.offset;
+    target.comWord = source.comWord;
+    target.size = source.size;
+    target.resolveResult = source.resolveResult;
+    target.area = source.area;
+    target.data.swap(source.data);
+}
+
+}  // namespace
+
 PendingWrites pendingWriteList(PLC_driver.writeList);
 
 class PendingWrites::Change {
@@ -37,8 +59,14 @@ private:
 };
 
 void PendingWrites::append(const RW_VAR& var) {
+    RW_VAR copy = var;
+    appendTaken(copy);
+}
+
+void PendingWrites::appendTaken(RW_VAR& var) {
     const Change change(*this);
-    list_.append(var);
+    list_.append(RW_VAR());
+    take(var, list_.last());
     if (change.areCounted()) {
         count(identityOf(var));
     }

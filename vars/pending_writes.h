@@ -48,6 +48,9 @@ public:
     explicit PendingWrites(QList<RW_VAR>& list) : list_(list), usedSlots_(0), slotBits_(0) {}
 
     void append(const RW_VAR& var);
+    // Exchanges the texts and the bytes, where append shares them: a burst of writes spends a fifth of its time on counting
+    // who does. Leaves those of `var` empty.
+    void appendTaken(RW_VAR& var);
     void removeFirst(int count);
     void clear();
 

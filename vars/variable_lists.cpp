@@ -54,10 +54,15 @@ void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
 
 }  // namespace
 
-QueuedWrite ac500::queueWrite(const RW_VAR& var) {
+QueuedWrite ac500::queueWrite(RW_VAR& var) {
     const ListLock lock;
-    pendingWriteList.append(var);
-    const QueuedWrite queued = {PLC_driver.writeList.size(), PLC_driver.commFailed != 0};
+    const bool communicationFailed = PLC_driver.commFailed != 0;
+    if (communicationFailed) {
+        pendingWriteList.append(var);
+    } else {
+        pendingWriteList.appendTaken(var);
+    }
+    const QueuedWrite queued = {PLC_driver.writeList.size(), communicationFailed};
     return queued;
 }
 
@@ -67,7 +72,8 @@ int AddListReadVar(RW_VAR* var) noexcept {
 }
 
 int AddListWriteVar(RW_VAR* var) noexcept {
-    return queueWrite(*var).pendingWrites;
+    RW_VAR copy = *var;
+    return queueWrite(copy).pendingWrites;
 }
 
 int AddListOnceReadVar(RW_VAR* var) noexcept {

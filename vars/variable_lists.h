@@ -13,8 +13,9 @@ struct QueuedWrite {
     bool communicationFailed;  // the last request was abandoned
 };
 
-// Appends a copy to the pending writes. Any thread; takes the list lock.
-QueuedWrite queueWrite(const RW_VAR& var);
+// Appends the record to the pending writes. Leaves the texts and bytes of `var` empty, unless communication has failed: then
+// they are still to be stored in the image. Any thread; takes the list lock.
+QueuedWrite queueWrite(RW_VAR& var);
 
 }  // namespace ac500
 

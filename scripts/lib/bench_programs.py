@@ -12,10 +12,15 @@ ENVIRONMENT = {"PATH": "/usr/bin:/bin", "LC_ALL": "C"}
 COUNTING_ENVIRONMENT = {**ENVIRONMENT, "QT_HASH_SEED": "0"}
 
 MOST_REPEATS = 8
+TOO_BUSY = 3  # what a program answers that could not measure on a machine this busy
 
 
 class WrongFigures(Exception):
     """A benchmark program found that the work was not done, or not done rightly; the text is what it said."""
+
+
+class TooBusy(WrongFigures):
+    """A program could not measure because the machine was too busy, again and again."""
 
 
 class Programs(dict):
@@ -27,14 +32,15 @@ PROGRAM = Programs()
 
 
 def run(*command, repeat_on=None, **options):
-    """What the command printed. It is repeated when it ends with `repeat_on`, which says that the machine was too busy."""
+    """What the command printed. It is repeated when it answers `repeat_on`."""
     for _ in range(MOST_REPEATS):
         done = subprocess.run([str(part) for part in command], check=False, text=True, **{
             "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
         if repeat_on is None or done.returncode != repeat_on:
             break
     if done.returncode != 0:
-        raise WrongFigures(f"{' '.join(str(part) for part in command)} answered {done.returncode}: "
+        kind = TooBusy if done.returncode == repeat_on else WrongFigures
+        raise kind(f"{' '.join(str(part) for part in command)} answered {done.returncode}: "
                            f"{(done.stderr or '').strip()[-400:]}")
     return done.stdout
 
