@@ -6,9 +6,12 @@ A link from a page leads
   - to another file of the project: to a copy of it, which is a page of the site, too, below source/;
   - to a folder: nowhere, its text is left;
   - to another host: there, for a person to follow.
+
+The manual pages are pages, too, as a terminal shows them.
 """
 import os
 import re
+import subprocess
 from pathlib import Path
 
 # Pages that do not lie in docs/, and what they are called in the site.
@@ -41,6 +44,9 @@ class Site:
             # The first page of the repository is for people who stand before it; the site has one of its own.
             if source != "README.md":
                 self.put(place, self.content(source))
+        for manual in sorted((docs / "man").glob("*.1")):
+            self.places[manual.relative_to(self.root).as_posix()] = f"man/{manual.name}.md"
+            self.put(f"man/{manual.name}.md", listing(f"{manual.stem}(1)", "text", as_in_terminal(manual)))
         for source in self.sources:
             self.put(self.places[source], self.listing(source))
 
@@ -71,9 +77,18 @@ class Site:
         return PARTS.sub(replaced, text)
 
     def listing(self, source):
-        language = LANGUAGES.get(Path(source).suffix, "text")
-        text = (self.root / source).read_text(encoding="utf-8").rstrip("\n")
-        return f"# {source}\n\n~~~~~~{language}\n{text}\n~~~~~~\n"
+        return listing(source, LANGUAGES.get(Path(source).suffix, "text"), (self.root / source).read_text(encoding="utf-8"))
+
+
+def listing(title, language, text):
+    text = text.strip("\n")
+    return f"# {title}\n\n~~~~~~{language}\n{text}\n~~~~~~\n"
+
+
+def as_in_terminal(manual):
+    """Without the marks for bold and underlined letters."""
+    command = ["groff", "-mdoc", "-Tutf8", "-P-cbou", manual]
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
 
 
 # ---- dialects
