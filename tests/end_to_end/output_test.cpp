@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QtCore/QTemporaryDir>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -55,6 +56,30 @@ TEST_F(OutputTest, JsonOfEveryCommandFitsItsSchema) {
     EXPECT_EQ(host({"status", "--json"}).exitCode, 0);
 }
 
+TEST_F(OutputTest, JsonOfValuesAsPeopleKnowThemFitsItsSchema) {
+    const QTemporaryDir directory;
+    const std::string symbols = directory.filePath("s.json").toStdString();
+    std::ofstream(symbols) << R"({"format": "ac500-symbols", "version": 1, "areas": [{"number": 1, "bytes": 64}],
+        "scopes": [{"name": "Main", "variables": [
+          {"name": "pressure", "type": "INT", "area": 1, "offset": 0, "unit": "bar",
+           "scale": {"factor": 0.1, "offset": -40}, "min": -40, "max": 60.5},
+          {"name": "mode", "type": "INT", "area": 1, "offset": 2, "names": {"0": "off", "1": "manual"},
+           "readOnly": true},
+          {"name": "total", "type": "ULINT", "area": 1, "offset": 8, "min": 1, "max": 18446744073709551615},
+          {"name": "delay", "type": "TIME", "area": 1, "offset": 16}]}]})";
+    const json tags = json::parse(runHost({"--symbols", symbols, "tags", "--json"}).out);
+    EXPECT_EQ(tags["tags"][0]["unit"], "bar");
+    EXPECT_EQ(tags["tags"][2]["min"], 1);
+    EXPECT_EQ(tags["tags"][2]["max"], "18446744073709551615");
+    startSimulator({}, symbols);
+    const Outcome outcome =
+        runHost({"--driver", ac500::test::kDriver, "--symbols", symbols, "--plc", plc_, "read", "--json", "Main.*"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
+    const json values = json::parse(outcome.out)["values"];
+    EXPECT_EQ(values[0]["value"], -40.0);
+    EXPECT_EQ(values[1]["text"], "off");
+}
+
 TEST_F(OutputTest, JsonOfFailuresFitsItsSchema) {
     EXPECT_EQ(host({"--wait", "100", "read", "--json", "Main.setpoint"}).exitCode, 4);
     EXPECT_EQ(host({"--wait", "100", "write", "--json", "Main.setpoint=1"}).exitCode, 4);
@@ -96,29 +121,29 @@ TEST_F(OutputTest, ReadAsCsvHasARowForEachElement) {
     const Outcome outcome =
         host({"read", "--csv", "Main.setpoint", "Main.recipe[2..3]", "Main.batch_name", "Main.flags"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
-    EXPECT_THAT(outcome.out, MatchesRegex("tag,type,value,state,age_ms\n"
-                                          "Main.setpoint,REAL,100,fresh,[0-9]+\n"
-                                          "Main.recipe\\[2\\],INT,80,fresh,[0-9]+\n"
-                                          "Main.recipe\\[3\\],INT,40,fresh,[0-9]+\n"
-                                          "Main.batch_name,STRING,BATCH-0001,fresh,[0-9]+\n"
-                                          "Main.flags,WORD,1,fresh,[0-9]+\n"));
+    EXPECT_THAT(outcome.out, MatchesRegex("tag,type,value,unit,state,age_ms\n"
+                                          "Main.setpoint,REAL,100,,fresh,[0-9]+\n"
+                                          "Main.recipe\\[2\\],INT,80,,fresh,[0-9]+\n"
+                                          "Main.recipe\\[3\\],INT,40,,fresh,[0-9]+\n"
+                                          "Main.batch_name,STRING,BATCH-0001,,fresh,[0-9]+\n"
+                                          "Main.flags,WORD,1,,fresh,[0-9]+\n"));
 }
 
 TEST_F(OutputTest, ATextOfThePlcIsNoFormulaInCsv) {
     startSimulator();
     EXPECT_EQ(host({"write", "Main.batch_name=\"=1+1, \\\"x\\\"\"", "Main.setpoint=-5"}).exitCode, 0);
     const Outcome outcome = host({"read", "--csv", "Main.batch_name", "Main.setpoint"});
-    EXPECT_THAT(outcome.out, HasSubstr("\nMain.batch_name,STRING,\"'=1+1, \"\"x\"\"\",fresh,"));
-    EXPECT_THAT(outcome.out, HasSubstr("\nMain.setpoint,REAL,-5,fresh,"));
+    EXPECT_THAT(outcome.out, HasSubstr("\nMain.batch_name,STRING,\"'=1+1, \"\"x\"\"\",,fresh,"));
+    EXPECT_THAT(outcome.out, HasSubstr("\nMain.setpoint,REAL,-5,,fresh,"));
 }
 
 TEST_F(OutputTest, TagsAsCsv) {
     const Outcome outcome = runHost({"--symbols", kPlantFile, "tags", "--csv", "Main.re*", "Main.flags"});
     EXPECT_EQ(outcome.out,
-              "tag,type,area,address,comment\n"
-              "Main.recipe,INT[1..10],1,92,quick recipe of the panel\n"
-              "Main.reset,BIT,3,2,push-button\n"
-              "Main.flags,WORD (bits),1,112,\"bit 0 day, bit 1 night, bit 2 rain, bit 3 service\"\n");
+              "tag,type,area,address,unit,comment\n"
+              "Main.recipe,INT[1..10],1,92,,quick recipe of the panel\n"
+              "Main.reset,BIT,3,2,,push-button\n"
+              "Main.flags,WORD (bits),1,112,,\"bit 0 day, bit 1 night, bit 2 rain, bit 3 service\"\n");
 }
 
 TEST_F(OutputTest, TagsByNameAlone) {
@@ -129,8 +154,8 @@ TEST_F(OutputTest, WatchAsCsvHasTheTimeInEachRow) {
     startSimulator();
     const std::vector<std::string> lines = linesOf(watch({"--csv", "Main.setpoint"}).out);
     ASSERT_GE(lines.size(), 4u);
-    EXPECT_EQ(lines.front(), "time,tag,type,value,state,age_ms");
-    EXPECT_THAT(lines.back(), MatchesRegex("20..-..-..T..:..:..\\....Z,Main.setpoint,REAL,100,fresh,[0-9]+"));
+    EXPECT_EQ(lines.front(), "time,tag,type,value,unit,state,age_ms");
+    EXPECT_THAT(lines.back(), MatchesRegex("20..-..-..T..:..:..\\....Z,Main.setpoint,REAL,100,,fresh,[0-9]+"));
 }
 
 TEST_F(OutputTest, CsvAndJsonExcludeEachOther) {

@@ -42,8 +42,8 @@ protected:
         }
     }
 
-    void startSimulator(const Texts& options = {}) {
-        const Texts arguments{"--symbols", kPlantFile, "--port", "0", "--quiet"};
+    void startSimulator(const Texts& options = {}, const std::string& symbols = kPlantFile) {
+        const Texts arguments{"--symbols", symbols, "--port", "0", "--quiet"};
         ASSERT_TRUE(simulator_.start(kSimulatorProgram, arguments + options));
         const std::string line = simulator_.takeLine(kProgramPatienceMs);
         plc_ = line.substr(line.rfind(' ') + 1);

@@ -21,6 +21,10 @@ const TagTable& conditionTags() {
           {"name": "on", "type": "BOOL", "area": 1, "offset": 16},
           {"name": "flags", "type": "WORD", "area": 1, "offset": 18, "bits": true},
           {"name": "title", "type": "STRING", "area": 1, "offset": 20},
+          {"name": "pressure", "type": "INT", "area": 1, "offset": 300, "unit": "bar",
+             "scale": {"factor": -0.1, "offset": 0}, "max": 100, "readOnly": true},
+          {"name": "mode", "type": "INT", "area": 1, "offset": 302, "names": {"0": "off", "1": "manual"},
+             "readOnly": true, "max": 1},
           {"name": "row", "type": "INT", "area": 1, "offset": 200, "array": [[1, 3]]}]}]})")
                                     .file);
     return table;
@@ -76,6 +80,19 @@ TEST(Condition, NothingIsOrderedWithNan) {
     EXPECT_FALSE(holds("Main.level == nan", nan));
     EXPECT_FALSE(holds("Main.level <= 1", nan));
     EXPECT_TRUE(holds("Main.level != 1", nan));
+}
+
+TEST(Condition, ScaledTagsAreComparedAsPeopleSeeThem) {
+    EXPECT_TRUE(holds("Main.pressure == 21.5", std::int64_t{-215}));
+    EXPECT_TRUE(holds("Main.pressure > 21.46", std::int64_t{-215}));
+    EXPECT_FALSE(holds("Main.pressure > 21.54", std::int64_t{-215}));
+    EXPECT_TRUE(holds("Main.pressure < 1000", std::int64_t{-215}));  // beyond what it may be
+}
+
+TEST(Condition, ValuesGoByTheirNames) {
+    EXPECT_TRUE(holds("Main.mode == manual", std::int64_t{1}));
+    EXPECT_TRUE(holds("Main.mode != off", std::int64_t{1}));
+    EXPECT_FALSE(holds("Main.mode == 7", std::int64_t{1}));
 }
 
 TEST(Condition, WhatIsNotKnownDoesNotHold) {

@@ -54,23 +54,33 @@ TEST(OutputJson, ADocumentBeginsWithItsVersion) {
 TEST(OutputCsv, EachElementHasARow) {
     TagValue value{ValueState::Fresh, true, {std::int64_t{-1}, std::int64_t{2}}, Milliseconds(12), {}};
     EXPECT_THAT(valueCsv(outputTag(TypeCode::Int, 2), value),
-                ElementsAre("Main.x[1],INT,-1,fresh,12", "Main.x[2],INT,2,fresh,12"));
+                ElementsAre("Main.x[1],INT,-1,,fresh,12", "Main.x[2],INT,2,,fresh,12"));
 }
 
 TEST(OutputCsv, NumbersStayNumbersAndTextsAreNoFormulas) {
     const auto row = [](TypeCode code, const HostValue& value) {
         return valueCsv(outputTag(code), {ValueState::Fresh, true, {value}, Milliseconds(1), {}}).front();
     };
-    EXPECT_EQ(row(TypeCode::Word, std::uint64_t{255}), "Main.x,WORD,255,fresh,1");
-    EXPECT_EQ(row(TypeCode::Real, -1.5F), "Main.x,REAL,-1.5,fresh,1");
-    EXPECT_EQ(row(TypeCode::Bool, false), "Main.x,BOOL,FALSE,fresh,1");
-    EXPECT_EQ(row(TypeCode::String, std::string("-1")), "Main.x,STRING,'-1,fresh,1");
-    EXPECT_EQ(row(TypeCode::String, std::string("@a,b")), "Main.x,STRING,\"'@a,b\",fresh,1");
+    EXPECT_EQ(row(TypeCode::Word, std::uint64_t{255}), "Main.x,WORD,255,,fresh,1");
+    EXPECT_EQ(row(TypeCode::Real, -1.5F), "Main.x,REAL,-1.5,,fresh,1");
+    EXPECT_EQ(row(TypeCode::Bool, false), "Main.x,BOOL,FALSE,,fresh,1");
+    EXPECT_EQ(row(TypeCode::String, std::string("-1")), "Main.x,STRING,'-1,,fresh,1");
+    EXPECT_EQ(row(TypeCode::String, std::string("@a,b")), "Main.x,STRING,\"'@a,b\",,fresh,1");
+}
+
+TEST(OutputCsv, ScaledNumbersHaveTheirUnitBesideThem) {
+    symbol_file::ValueNotes notes;
+    notes.unit = "=bar";
+    notes.scale = symbol_file::Scale{{0.1, "0.1"}, {0, "0"}};
+    Tag tag = outputTag(TypeCode::Int);
+    tag.notes = std::make_shared<const symbol_file::ValueNotes>(notes);
+    EXPECT_THAT(valueCsv(tag, {ValueState::Fresh, true, {std::int64_t{215}}, Milliseconds(1), {}}),
+                ElementsAre("Main.x,INT,21.5,'=bar,fresh,1"));
 }
 
 TEST(OutputCsv, WhatIsNotKnownIsEmpty) {
     EXPECT_THAT(valueCsv(outputTag(TypeCode::Int, 2), TagValue()),
-                ElementsAre("Main.x[1],INT,,never received,", "Main.x[2],INT,,never received,"));
+                ElementsAre("Main.x[1],INT,,,never received,", "Main.x[2],INT,,,never received,"));
 }
 
 TEST(OutputCsv, CommentsOfTagsAreQuoted) {
@@ -81,7 +91,7 @@ TEST(OutputCsv, CommentsOfTagsAreQuoted) {
     leaf.area = 1;
     leaf.address = 92;
     leaf.comment = "=1+1\nx";
-    EXPECT_EQ(leafCsv(leaf), "Main.grid,\"INT[0..3,1..6]\",1,92,\"'=1+1\nx\"");
+    EXPECT_EQ(leafCsv(leaf), "Main.grid,\"INT[0..3,1..6]\",1,92,,\"'=1+1\nx\"");
 }
 
 }  // namespace

@@ -81,6 +81,8 @@ private:
             const bool isKnown = schema.contains("properties") && schema["properties"].contains(key);
             if (keyword == "properties" && isKnown) {
                 check(rule[key], member, place + "." + key);
+            } else if (keyword == "additionalProperties" && !isKnown && rule.is_object()) {
+                check(rule, member, place + "." + key);
             } else if (keyword == "additionalProperties" && !isKnown) {
                 expect(rule != false, place, keyword, rule, key);
             }

@@ -12,12 +12,12 @@ namespace ac500::host {
 
 class Condition {
 public:
-    // Understands TAG, one of == != < <= > >=, and a value as `write` takes it, also beyond its limits; blanks around the operator are free.
+    // Understands TAG, one of == != < <= > >=, and a value as `write` takes it; blanks around the operator are free.
     // Truth values and strings know == and != only. Nothing on failure: a name that does not resolve, or a usage.
     static std::optional<Condition> parse(const TagTable& tags, const std::string& text, Failure* failure);
 
     const Tag& tag() const { return tag_; }
-    // No comparison but != holds for nan. REQUIRES: the values are of the tag.
+    // Scaled tags are compared as people see them. No comparison but != holds for nan. REQUIRES: the values are of the tag.
     bool holds(const HostValues& inPlc) const;
 
 private:
@@ -35,7 +35,7 @@ private:
 
     Tag tag_;
     Relation relation_ = Relation::Equal;
-    HostValue value_;
+    HostValue value_;  // as plantValues() gives them
 };
 
 }  // namespace ac500::host

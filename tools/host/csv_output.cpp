@@ -29,25 +29,29 @@ std::string elementType(const Tag& tag) {
     return tag.form.isBit ? "bit of " + name : name;
 }
 
+std::string unitOf(const std::shared_ptr<const symbol_file::ValueNotes>& notes) {
+    return notes == nullptr ? std::string() : notes->unit;
+}
+
 }  // namespace
 
 std::vector<std::string> valueCsv(const Tag& tag, const TagValue& value) {
+    const HostValues values = value.isKnown ? plantValues(tag, value.values) : HostValues();
+    const std::string unit = csvText(unitOf(tag.notes));
     const std::string age = value.age ? std::to_string(value.age->count()) : std::string();
-    const HostValues plant = plantValues(tag, value.values);
     std::vector<std::string> rows;
     for (int i = 0; i < tag.elements; ++i) {
         const auto index = static_cast<std::size_t>(i);
-        const bool isKnown = value.isKnown && index < plant.size();
-        rows.push_back(fmt::format("{},{},{},{},{}", csvText(tag.elementName(i)), elementType(tag),
-                                   isKnown ? elementCell(plant[index]) : std::string(), valueStateName(value.state),
-                                   age));
+        rows.push_back(fmt::format("{},{},{},{},{},{}", csvText(tag.elementName(i)), elementType(tag),
+                                   index < values.size() ? elementCell(values[index]) : std::string(), unit,
+                                   valueStateName(value.state), age));
     }
     return rows;
 }
 
 std::string leafCsv(const Leaf& leaf) {
-    return fmt::format("{},{},{},{},{}", csvText(leaf.tag), csvText(typeText(leaf)), leaf.area, leaf.address,
-                       csvText(leaf.comment));
+    return fmt::format("{},{},{},{},{},{}", csvText(leaf.tag), csvText(typeText(leaf)), leaf.area, leaf.address,
+                       csvText(unitOf(leaf.notes)), csvText(leaf.comment));
 }
 
 }  // namespace ac500::host

@@ -11,11 +11,11 @@
 namespace ac500::host {
 
 // The header rows, without a line end.
-constexpr char kValueCsvHeader[] = "tag,type,value,state,age_ms";
-constexpr char kLeafCsvHeader[] = "tag,type,area,address,comment";
+constexpr char kValueCsvHeader[] = "tag,type,value,unit,state,age_ms";
+constexpr char kLeafCsvHeader[] = "tag,type,area,address,unit,comment";
 
-// A row for each element, so that a value has a cell of its own: "Main.recipe[2],INT,-20,fresh,12". What is not known is
-// an empty cell.
+// A row for each element, so that a value has a cell of its own: "Main.recipe[2],INT,-20,bar,fresh,12". What is not known is
+// an empty cell. Numbers are scaled where the tag is; values with a name, and times, are numbers.
 std::vector<std::string> valueCsv(const Tag& tag, const TagValue& value);
 std::string leafCsv(const Leaf& leaf);
 

@@ -29,17 +29,21 @@ Json floatJson(Float value) {
     return std::isfinite(value) ? Json(value) : Json(fmt::format("{}", value));
 }
 
+Json wholeJson(std::int64_t value) {
+    return value < -kLargestExact || value > kLargestExact ? Json(std::to_string(value)) : Json(value);
+}
+
+Json wholeJson(std::uint64_t value) {
+    return value > std::uint64_t{kLargestExact} ? Json(std::to_string(value)) : Json(value);
+}
+
 Json elementJson(const HostValue& value) {
     struct Visitor {
         Json operator()(float v) const { return floatJson(v); }
         Json operator()(double v) const { return floatJson(v); }
         Json operator()(bool v) const { return v; }
-        Json operator()(std::int64_t v) const {
-            return v < -kLargestExact || v > kLargestExact ? Json(std::to_string(v)) : Json(v);
-        }
-        Json operator()(std::uint64_t v) const {
-            return v > std::uint64_t{kLargestExact} ? Json(std::to_string(v)) : Json(v);
-        }
+        Json operator()(std::int64_t v) const { return wholeJson(v); }
+        Json operator()(std::uint64_t v) const { return wholeJson(v); }
         Json operator()(const std::string& v) const { return v; }
     };
     return std::visit(Visitor(), value);
@@ -49,8 +53,8 @@ Json limitJson(const symbol_file::Limit& limit) {
     if (!limit.whole) {
         return limit.number.value;
     }
-    return limit.whole->negative ? elementJson(HostValue(-static_cast<std::int64_t>(limit.whole->magnitude - 1) - 1))
-                                 : elementJson(HostValue(limit.whole->magnitude));
+    const std::uint64_t magnitude = limit.whole->magnitude;
+    return limit.whole->negative ? wholeJson(-static_cast<std::int64_t>(magnitude - 1) - 1) : wholeJson(magnitude);
 }
 
 // What the symbol file says beyond type and place, where it does.

@@ -32,7 +32,7 @@ std::string valueText(const Tag& tag, const TagValue& value);
 // "0.12 s", "3 min", or "-" when nothing was received.
 std::string ageText(const TagValue& value);
 
-// A number, scaled where the tag is, boolean, string, or a list of them for a list tag; values with a name, and times, are
+// A number, scaled where the tag is, boolean, string, or a list of them for a list tag. Values with a name, and times, are
 // numbers. Strings are also: whole numbers beyond 2^53 - 1 on either side, which many readers of JSON would round, in
 // decimal; and what JSON has no number for, "nan", "inf" and "-inf".
 Json valueJson(const Tag& tag, const HostValues& inPlc);
