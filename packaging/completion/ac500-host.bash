@@ -48,7 +48,7 @@ _ac500_host() {
     [ "$current" != = ] || current=''
     if [[ $option = --* ]] && grep -qxF -e "$option" < <(_ac500_host_all_options "$program" "$command" value); then
         case $option in
-            --symbols | --config | --driver)
+            --symbols | --config | --driver | --also | --svg | --expect)
                 compopt -o filenames 2>/dev/null
                 mapfile -t COMPREPLY < <(compgen -f -- "$current")
                 ;;
@@ -69,7 +69,7 @@ _ac500_host() {
     esac
     case $command in
         '') mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$current") ;;
-        read | write | watch | tags | status)
+        read | write | watch | tags | status | check | plan)
             current=$(_ac500_host_typed "$current")
             mapfile -t COMPREPLY < <("$program" "${given[@]}" tags --names "$current**" 2>/dev/null)
             if [ "$command" = write ]; then

@@ -35,6 +35,9 @@ TEST(WhatIfTest, SizesInARowWithAsManyRequestsAreOneRange) {
                 std::to_string(range.first.requests) + " ";
     }
     EXPECT_EQ(text, "16..16/4 12..14/5 10..11/6 15..15/6 ");
+    std::vector<TriedSize> withHole = sizesOf({5, 5, 5});
+    withHole.erase(withHole.begin() + 1);
+    EXPECT_EQ(rangesByTime(withHole).size(), 2u) << "the size between them was not tried";
     EXPECT_TRUE(rangesByTime({}).empty());
 }
 

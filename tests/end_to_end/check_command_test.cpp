@@ -112,6 +112,32 @@ TEST_F(CheckCommandTest, TextInArraysOfStringsIsCutByName) {
         testing::ElementsAre("warning text_cut 0 Main.few[1] null", "warning text_cut 0 Main.few[3] null"));
 }
 
+TEST_F(CheckCommandTest, LimitsAndReadOnlyTagsOfTheSymbolFileCount) {
+    symbols = write("notes.json", R"({"format": "ac500-symbols", "version": 1, "areas": [{"number": 1, "bytes": 9000}],
+        "scopes": [{"name": "Main", "variables": [
+          {"name": "level", "type": "INT", "area": 1, "offset": 0, "scale": {"factor": 0.1}, "min": 0, "max": 20},
+          {"name": "serial", "type": "UDINT", "area": 1, "offset": 4, "readOnly": true}]}]})");
+    const std::string list = write("writes.csv", "tag,value\nMain.level,20\nMain.level,20.1\nMain.serial,7\n");
+    EXPECT_THAT(findings({"--writes", "@" + list}),
+                testing::ElementsAre("error value 3 Main.level null", "warning given_twice 3 Main.level null",
+                                     "error read_only 4 Main.serial null"));
+    const std::string read = write("reads.csv", "tag,value\nMain.serial,7\nMain.level,21\n");
+    EXPECT_THAT(findings({"@" + read}), testing::ElementsAre("error value 3 Main.level null"))
+        << "a value that is expected";
+}
+
+TEST_F(CheckCommandTest, StringsOfOtherLengthsInArraysLieElsewhereForTheDriver) {
+    symbols = write("short.json",
+                    R"json({"format": "ac500-symbols", "version": 1, "areas": [{"number": 1, "bytes": 9000}],
+        "scopes": [{"name": "Main", "variables": [
+          {"name": "names", "type": "STRING(20)", "area": 1, "offset": 0, "array": [[1, 40]]}]}]})json");
+    EXPECT_THAT(findings({"Main.names[1]", "Main.names[2]", "Main.names"}),
+                testing::ElementsAre("error elsewhere 0 Main.names[2] 0", "error elsewhere 0 Main.names 0"));
+    EXPECT_THAT(
+        host({"check", "Main.names[2]"}).out,
+        HasSubstr("has Main.names[2] in area 1 at 21, the driver in area 1 at 81: it counts strings in arrays by"));
+}
+
 TEST_F(CheckCommandTest, WordsWhoseBitsSeveralPanelsWriteAreWarnings) {
     const std::string other = write("door.list", "Main.flags.b[5]\nMain.night_switch\n");
     const Words words{"--writes", "Main.flags.b[3]", "--writes", "Main.night_switch", "--also", other};

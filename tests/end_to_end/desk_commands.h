@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <QtCore/QTemporaryDir>
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/support/child_process.h"
+#include "tests/support/json_schema.h"
 #include "tests/support/places.h"
 
 namespace ac500::test {
@@ -48,10 +50,15 @@ protected:
         return {process.exitCode(), process.takeOutput(), process.takeErrors()};
     }
 
+    // A JSON document that comes out of it is held against the schema of the command.
     Result host(const Words& words) const {
         Words all{"--driver", kDriver, "--symbols", symbols};
         all.insert(all.end(), words.begin(), words.end());
-        return run(kHostProgram, all);
+        const Result result = run(kHostProgram, all);
+        if (std::find(words.begin(), words.end(), "--json") != words.end()) {
+            EXPECT_EQ(outputComplaints(words.front(), result.out), "");
+        }
+        return result;
     }
 
     // The same with some redirection of a shell.

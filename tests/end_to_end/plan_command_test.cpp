@@ -112,6 +112,11 @@ TEST_F(PlanCommandTest, ALaterPlanIsHeldAgainstAnEarlierOne) {
     EXPECT_EQ(larger.error, "");
     EXPECT_THAT(larger.out, HasSubstr("items  ")) << larger.out;
     EXPECT_THAT(larger.out, HasSubstr("1       2    grew\n"));
+    const Result asJson = host({"plan", "--json", "Main.counter", "Main.setpoint", "Main.start", "--expect", earlier});
+    EXPECT_EQ(asJson.exitCode, 3);
+    EXPECT_EQ(json::parse(asJson.out)["expect"]["grew"], true);
+    EXPECT_EQ(json::parse(asJson.out)["expect"]["changes"][0],
+              json::parse(R"({"figure": "items", "before": 1, "now": 2})"));
     const Result smaller = host({"plan", "Main.counter", "--expect", earlier});
     EXPECT_EQ(smaller.exitCode, 0);
     EXPECT_THAT(smaller.out, HasSubstr("less\n"));
@@ -151,6 +156,7 @@ TEST_F(PlanCommandTest, WrongUseIsTold) {
     EXPECT_EQ(host({"plan", "Main.counter", "--what-if=9"}).exitCode, 1);
     EXPECT_EQ(host({"plan", "Main.counter", "--what-if=32001"}).exitCode, 1);
     EXPECT_EQ(host({"plan", "Main.counter", "--plc-time", "-1"}).exitCode, 1);
+    EXPECT_EQ(host({"plan", "--json", "Main.counte"}).exitCode, 3);
     const Result wrong = host({"plan", "Main.counte", "Main.counter"});
     EXPECT_EQ(wrong.exitCode, 3);
     EXPECT_THAT(wrong.error, StartsWith("name: \"Main.counte\": "));

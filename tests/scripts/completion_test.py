@@ -55,7 +55,7 @@ class Completion:
 
     def test_commands(self):
         offered = self.offered("")
-        for command in ["read", "write", "watch", "tags", "status"]:
+        for command in ["read", "write", "watch", "tags", "status", "check", "plan"]:
             self.assertIn(command, offered)
         self.assertEqual(self.offered("wr"), ["write"])
         self.assertEqual(self.offered("--symbols", PLANT, "wat"), ["watch"])
@@ -71,6 +71,8 @@ class Completion:
     def test_tags_of_the_symbol_file(self):
         self.assertEqual(self.offered("--symbols", PLANT, "read", "Main.re"), ["Main.recipe", "Main.reset"])
         self.assertEqual(self.offered("--symbols", PLANT, "watch", "Main.counter", "Main.setp"), ["Main.setpoint"])
+        self.assertEqual(self.offered("--symbols", PLANT, "plan", "Main.setp"), ["Main.setpoint"])
+        self.assertEqual(self.offered("--symbols", PLANT, "check", "Main.setp"), ["Main.setpoint"])
         self.assertEqual(self.offered("--symbols", PLANT, "read", "Main.nothing"), [])
         self.assertEqual(len(self.offered("--symbols", PLANT, "read", "")), 573)
 
@@ -96,6 +98,8 @@ class Completion:
         begin = PLANT[:-len("nt.json")]
         self.assertEqual(self.offered("--symbols", begin), [PLANT])
         self.assertEqual(self.offered("--config", begin), [PLANT])
+        self.assertEqual(self.offered("check", "--also", begin), [PLANT])
+        self.assertEqual(self.offered("plan", "--expect", begin), [PLANT])
 
     def test_a_symbol_file_in_quotes(self):
         self.assertEqual(self.offered("--symbols", f"'{PLANT}'", "read", "Main.setp"), ["Main.setpoint"])

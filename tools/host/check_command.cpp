@@ -138,7 +138,7 @@ CheckReport checkLists(const std::vector<PanelList>& lists, TagInquiry& inquiry)
         std::vector<GoodTag> good;
         std::vector<Finding> findings;
         for (const Entry& entry : list.entries) {
-            const int tags = inquiry.ask(entry, &good, &findings);
+            const int tags = inquiry.ask(entry, list.isWritten ? TagUse::Write : TagUse::Read, &good, &findings);
             (list.isWritten ? report.writes : report.tags) += list.isOwn ? tags : 0;
         }
         append(desk::givenTwice(namesOf(good)), &findings);

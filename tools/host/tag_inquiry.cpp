@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "core/codes.h"
+#include "tools/host/output.h"
 #include "tools/host/plant_values.h"
 #include "tools/selection/pattern.h"
 #include "tools/selection/tag_range.h"
@@ -48,26 +49,28 @@ struct BitRange {
 BitRange bitsOf(const Leaf& leaf) {
     const bool isBit = leaf.code == TypeCode::Bit;
     const std::int64_t begin = isBit ? leaf.address : 8 * leaf.address;
-    return {begin, begin + std::int64_t{leaf.elementCount()} * (isBit ? 1 : 8 * typeTraits(leaf.code)->widthBytes)};
+    return {begin, begin + std::int64_t{leaf.elementCount()} *
+                               (isBit ? 1 : 8 * elementBytes(leaf.code, leaf.stringCharacters))};
 }
 
 bool standsBefore(const Leaf* a, const Leaf* b) {
     return a->area != b->area ? a->area < b->area : bitsOf(*a).begin < bitsOf(*b).begin;
 }
 
-// By name the driver moves so many characters of each string, and of one in an array no more words than a row has elements.
+std::int64_t addressOf(const Tag& tag, int element) {
+    return isString(tag.form) ? tag.address + std::int64_t{element} * (tag.form.stringCharacters + 1) : tag.address;
+}
+
+// By name the driver moves no more words of a string in an array than a row has elements.
 std::optional<Finding> cutText(const Tag& tag, const std::optional<HostValues>& values, Finding finding) {
     const int moved = kBytesPerWord * tag.rowExtent;
-    if (!tag.isStringInArray() || moved >= symbol_file::kStringCharacters) {
+    const auto isLonger = [moved](const HostValue& value) {
+        return displayWidth(std::get<std::string>(value)) > moved;
+    };
+    const bool isCut =
+        values ? std::any_of(values->begin(), values->end(), isLonger) : moved < tag.form.stringCharacters;
+    if (!isCut) {
         return std::nullopt;
-    }
-    if (values) {
-        const auto isShort = [moved](const HostValue& value) {
-            return static_cast<int>(std::get<std::string>(value).size()) <= moved;
-        };
-        if (std::all_of(values->begin(), values->end(), isShort)) {
-            return std::nullopt;
-        }
     }
     finding.severity = Severity::Warning;
     finding.kind = FindingKind::TextCut;
@@ -81,11 +84,11 @@ std::optional<Finding> cutText(const Tag& tag, const std::optional<HostValues>& 
 
 }  // namespace
 
-int TagInquiry::ask(const Entry& entry, std::vector<GoodTag>* good, std::vector<Finding>* findings) {
+int TagInquiry::ask(const Entry& entry, TagUse use, std::vector<GoodTag>* good, std::vector<Finding>* findings) {
     const Leaf* leaf = tags_.catalog().leafNamed(entry.text);
     const bool isInRows = leaf != nullptr && leaf->dimensions.size() > 1;
     if (!selection::Pattern::isPattern(entry.text) && !isInRows) {
-        askTag(entry.text, entry, good, findings);
+        askTag(entry.text, {entry, use}, good, findings);
         return 1;
     }
     const selection::Choice choice = selection::choose(
@@ -95,13 +98,14 @@ int TagInquiry::ask(const Entry& entry, std::vector<GoodTag>* good, std::vector<
                              withoutBegin(problem.text, entry.origin.text())});
     }
     for (const ChosenTag& chosen : choice.tags) {
-        askTag(chosen.tag, entry, good, findings);
+        askTag(chosen.tag, {entry, use}, good, findings);
     }
     return static_cast<int>(choice.tags.size());
 }
 
-void TagInquiry::askTag(const std::string& text, const Entry& entry, std::vector<GoodTag>* good,
+void TagInquiry::askTag(const std::string& text, const Question& question, std::vector<GoodTag>* good,
                         std::vector<Finding>* findings) {
+    const auto& [entry, use] = question;
     const Finding frame{Severity::Error, FindingKind::Unknown, placeOf(entry.origin), text, std::nullopt, ""};
     std::string reason;
     if (!tags_.catalog().isTag(text, &reason)) {
@@ -119,49 +123,68 @@ void TagInquiry::askTag(const std::string& text, const Entry& entry, std::vector
         findings->push_back(*problem);
         return;
     }
+    if (use == TagUse::Write && tag->isReadOnly) {
+        Finding finding = frame;
+        finding.kind = FindingKind::ReadOnly;
+        finding.text = "the symbol file has it as read-only; leave it out, or correct the symbol file";
+        findings->push_back(finding);
+        return;
+    }
     std::optional<HostValues> values;
     if (entry.value) {
-        Finding finding = frame;
-        finding.kind = isString(tag->form) ? FindingKind::TextCut : FindingKind::Value;
-        finding.kind = tag->isReadOnly ? FindingKind::ReadOnly : finding.kind;
-        values = parsePlantValues(*tag, *entry.value, &finding.text);
-        if (!values) {
-            findings->push_back(finding);
-        } else if (!areFinite(*values)) {
-            finding.severity = Severity::Warning;
-            finding.text = fmt::format("{} is no finite number, which few PLC programs expect", *entry.value);
-            findings->push_back(finding);
-        }
+        values = checkValue(*tag, *entry.value, frame, findings);
     }
-    if (const std::optional<Finding> cut = cutText(*tag, values, frame)) {
+    if (const std::optional<Finding> cut =
+            tag->isStringInArray() && (values || !entry.value) ? cutText(*tag, values, frame) : std::nullopt) {
         findings->push_back(*cut);
     }
     good->push_back({std::move(*tag), frame.place});
 }
 
+// Nothing for a value that the tag cannot have.
+std::optional<HostValues> TagInquiry::checkValue(const Tag& tag, const std::string& text, Finding finding,
+                                                 std::vector<Finding>* findings) {
+    finding.kind = isString(tag.form) ? FindingKind::TextCut : FindingKind::Value;
+    Tag written = tag;  // a list of what is read may tell the value that is expected of a read-only one
+    written.isReadOnly = false;
+    const std::optional<HostValues> values = parsePlantValues(written, text, &finding.text);
+    if (!values) {
+        findings->push_back(finding);
+    } else if (!areFinite(*values)) {
+        finding.severity = Severity::Warning;
+        finding.text = fmt::format("{} is no finite number, which few PLC programs expect", text);
+        findings->push_back(finding);
+    }
+    return values;
+}
+
 // Does the driver have it where the symbol file has it, from the first to the last element, and does it read it?
 std::optional<Finding> TagInquiry::problemOf(const Tag& tag, const Finding& frame) {
     Finding finding = frame;
-    for (const int element : {0, tag.elements - 1}) {
-        const auto [name, bytesBefore] = tag.nearName(element);
+    for (int element = 0; element < tag.elements; element += std::max(1, tag.elements - 1)) {
+        const std::string name = tag.elementName(element);
         const OfflineDriver::Answer answer = driver_.resolve(name);
+        finding.driverCode = answer.code;
         if (answer.code != kResolved) {
-            finding.driverCode = answer.code;
             finding.text = fmt::format("the symbol file has it, but the driver does not resolve {}: {}", name,
                                        desk::codeText(answer.code));
             return finding;
         }
-        if (element == 0 && (answer.info.area != tag.area || answer.info.address + bytesBefore != tag.address)) {
+        const std::int64_t address = addressOf(tag, element);
+        const bool hasPlace = element == 0 || isString(tag.form);
+        if (hasPlace && (answer.info.area != tag.area || answer.info.address != address)) {
             finding.kind = FindingKind::Elsewhere;
-            finding.driverCode = answer.code;
-            finding.text = fmt::format("the symbol file has it in area {} at {}, the driver in area {} at {}", tag.area,
-                                       tag.address, answer.info.area, answer.info.address + bytesBefore);
+            finding.text = fmt::format("the symbol file has {} in area {} at {}, the driver in area {} at {}{}", name,
+                                       tag.area, address, answer.info.area, answer.info.address,
+                                       tag.isStringInArray()
+                                           ? ": it counts strings in arrays by 81 bytes; the panel has to move them by "
+                                             "their addresses"
+                                           : "");
             return finding;
         }
     }
     if (!driver_.transfers(tag)) {
         finding.kind = FindingKind::NotTransferred;
-        finding.driverCode = kResolved;
         finding.text = "the driver resolves it, but does not transfer its type";
         return finding;
     }

@@ -21,6 +21,8 @@ struct GoodTag {
     desk::Place place;
 };
 
+enum class TagUse { Read, Write };
+
 class TagInquiry {
 public:
     // Both must outlive this.
@@ -28,12 +30,20 @@ public:
 
     // Adds the entry's tags to *good, and what is wrong to *findings. Returns how many tags the entry stands for, right or
     // wrong.
-    int ask(const selection::Entry& entry, std::vector<GoodTag>* good, std::vector<desk::Finding>* findings);
+    int ask(const selection::Entry& entry, TagUse use, std::vector<GoodTag>* good,
+            std::vector<desk::Finding>* findings);
 
 private:
-    void askTag(const std::string& text, const selection::Entry& entry, std::vector<GoodTag>* good,
+    struct Question {
+        const selection::Entry& entry;
+        TagUse use;
+    };
+
+    void askTag(const std::string& text, const Question& question, std::vector<GoodTag>* good,
                 std::vector<desk::Finding>* findings);
     std::optional<desk::Finding> problemOf(const Tag& tag, const desk::Finding& frame);
+    static std::optional<HostValues> checkValue(const Tag& tag, const std::string& text, desk::Finding finding,
+                                                std::vector<desk::Finding>* findings);
     desk::Finding wrongName(const std::string& text, const std::string& reason, desk::Finding finding);
     std::string explanation(const std::string& text, const std::string& reason);
     bool isStructure(const std::string& text);
