@@ -13,22 +13,6 @@ using namespace ac500;
 
 namespace {
 
-struct ResolvedTag {
-    QString concreteName;
-    qint32 area;
-    ReadExtent extent;  // not transferable: the tag is left out
-};
-
-ResolvedTag resolved(const HostTag& tag) {
-    ResolvedTag result = {tag.tagName, 0, {false, 0, 0, 0, false}};
-    ControlInformationM info;
-    if (resolveTag(result.concreteName, &tag.argument, info) == kResolved) {
-        result.area = info.area;
-        result.extent = readExtent(info, tag.count);
-    }
-    return result;
-}
-
 // The runs of the tags that can be read and of which something is asked for, in the order of planning. Their sources are
 // positions in `tags`.
 QVector<ReadRun> sortedRuns(const QList<HostTag>& tags) {
@@ -51,19 +35,20 @@ QVector<ReadRun> sortedRuns(const QList<HostTag>& tags) {
     return runs;
 }
 
-// Resolves the tag again: few tags need a record.
+// Resolves the tag again, which gives the same answer: few tags need a record.
 RW_VAR recordOf(const HostTag& tag) {
-    const ResolvedTag found = resolved(tag);
     const ComInfo& settings = *PLC_driver.comInfo;
     RW_VAR var = RW_VAR();
     var.hostSubId = -1;
     var.aux3 = settings.aux3;
     var.aux4 = settings.aux4;
-    var.labelName = found.concreteName;
+    var.labelName = tag.tagName;
     var.labelArg = tag.argument;
-    var.dataType = found.extent.dataType;
+    ControlInformationM info;
+    resolveTag(var.labelName, &tag.argument, info);
+    var.dataType = readExtent(info, tag.count).dataType;
     var.comWord = settings.comWord;
-    var.area = found.area;
+    var.area = info.area;
     return var;
 }
 

@@ -77,6 +77,14 @@ _ac500_host() {
                 COMPREPLY=("${COMPREPLY[@]/%/=}")
             fi
             ;;
+        symbols)
+            if [ "$option" = symbols ]; then
+                mapfile -t COMPREPLY < <(compgen -W "import export diff" -- "$current")
+            else
+                compopt -o filenames 2>/dev/null
+                mapfile -t COMPREPLY < <(compgen -f -- "$current")
+            fi
+            ;;
         *)
             compopt -o filenames 2>/dev/null
             mapfile -t COMPREPLY < <(compgen -f -- "$current")

@@ -441,8 +441,10 @@ TEST_F(CommandLineTest, WhatConcernsAllTagsIsToldOnce) {
 TEST_F(CommandLineTest, UnknownWordsAreNamedWithTheNearest) {
     const std::vector<std::pair<Texts, std::string>> rows = {
         {{"raed", "Main.counter"}, "there is no command \"raed\"; did you mean \"read\"?"},
-        {{"frobnicate"}, "there is no command \"frobnicate\"; choose from read, write, watch, tags, status"},
-        {{"--symbols", kPlant}, "there is no command; choose from read, write, watch, tags, status"},
+        {{"frobnicate"},
+         "there is no command \"frobnicate\"; choose from read, write, watch, tags, check, plan, status, symbols"},
+        {{"--symbols", kPlant},
+         "there is no command; choose from read, write, watch, tags, check, plan, status, symbols"},
         {{"--symbols", kPlant, "--tmeout", "5", "status"},
          "there is no option \"--tmeout\"; did you mean \"--timeout\"?"},
         {{"--symbls=x", "status"}, "there is no option \"--symbls\"; did you mean \"--symbols\"?"},

@@ -130,12 +130,20 @@ TEST_F(SymbolsCommandTest, DifferencesAsJson) {
 {"name": "b", "type": "BYTE", "area": 1, "offset": 1})"));
     const Result result = symbolsCommand({"diff", "--json", before, after, "--tags", "Main.a"});
     EXPECT_EQ(result.exitCode, 3);
+    EXPECT_EQ(ac500::test::outputComplaints("symbols", result.out), "");
     EXPECT_EQ(json::parse(result.out),
               json::parse(R"({"version": 1, "differences": [{"tag": "Main.a", "changes": ["moved"],
         "before": {"tag": "Main.a", "type": "INT", "area": 1, "byte": 0},
         "now": {"tag": "Main.a", "type": "INT", "area": 1, "byte": 2},
         "hits": ["Main.b"], "hits_more": false}], "compared": 1, "hitting": 1,
         "counts": {"moved": 1, "retyped": 0, "renamed": 0, "vanished": 0, "new": 0, "overlaid": 0}})"));
+}
+
+TEST_F(SymbolsCommandTest, AFailureAsJson) {
+    const Result result = symbolsCommand({"diff", "--json", symbols, path("none.json")});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(ac500::test::outputComplaints("symbols", result.out), "");
+    EXPECT_EQ(json::parse(result.out)["error"]["layer"], "file");
 }
 
 TEST_F(SymbolsCommandTest, AListThatNothingConcernsEndsWithZero) {

@@ -151,6 +151,16 @@ TEST_F(CompletionTest, NewerWriteOfAnotherVariableDoesNotSuppressTheSuccess) {
     EXPECT_THAT(callbackDiary, ElementsAre("varDone(7, 21, 22, 1)"));
 }
 
+TEST_F(CompletionTest, SeveralNewerWritesOfOneVariableSuppressItsSuccessAlone) {  // quirk 10
+    write(21, 22);
+    write(23, 24);
+    ComCommunication();
+    write(21, 22);
+    write(21, 22);
+    answer(writeReply());
+    EXPECT_THAT(callbackDiary, ElementsAre("varDone(7, 23, 24, 1)"));
+}
+
 TEST_F(CompletionTest, SuppressionIsDecidedVariableByVariable) {  // quirk 10
     write(1, 0);
     write(2, 0);

@@ -55,7 +55,7 @@ class Completion:
 
     def test_commands(self):
         offered = self.offered("")
-        for command in ["read", "write", "watch", "tags", "status", "check", "plan"]:
+        for command in ["read", "write", "watch", "tags", "status", "check", "plan", "symbols"]:
             self.assertIn(command, offered)
         self.assertEqual(self.offered("wr"), ["write"])
         self.assertEqual(self.offered("--symbols", PLANT, "wat"), ["watch"])
@@ -100,6 +100,11 @@ class Completion:
         self.assertEqual(self.offered("--config", begin), [PLANT])
         self.assertEqual(self.offered("check", "--also", begin), [PLANT])
         self.assertEqual(self.offered("plan", "--expect", begin), [PLANT])
+
+    def test_what_is_done_with_symbol_files_and_their_names(self):
+        self.assertEqual(self.offered("symbols", ""), ["import", "export", "diff"])
+        self.assertEqual(self.offered("symbols", "ex"), ["export"])
+        self.assertEqual(self.offered("symbols", "diff", PLANT[:-len("nt.json")]), [PLANT])
 
     def test_a_symbol_file_in_quotes(self):
         self.assertEqual(self.offered("--symbols", f"'{PLANT}'", "read", "Main.setp"), ["Main.setpoint"])

@@ -23,26 +23,6 @@ std::string trimmed(const std::string& text) {
     return begin == std::string::npos ? std::string() : text.substr(begin, text.find_last_not_of(' ') + 1 - begin);
 }
 
-bool isScaled(const Tag& tag) {
-    return tag.notes != nullptr && tag.notes->scale;
-}
-
-// What plantValues() are compared with. No limit and no protection of what is written concerns it, and of a scaled tag it
-// need not be a value that the PLC can hold.
-std::optional<HostValues> parseOperand(Tag tag, const std::string& text, std::string* error) {
-    if (isScaled(tag)) {
-        return parseValues({TypeCode::Lreal}, 1, text, error);
-    }
-    tag.isReadOnly = false;
-    if (tag.notes != nullptr) {
-        symbol_file::ValueNotes notes = *tag.notes;
-        notes.minimum.reset();
-        notes.maximum.reset();
-        tag.notes = std::make_shared<const symbol_file::ValueNotes>(notes);
-    }
-    return parsePlantValues(tag, text, error);
-}
-
 }  // namespace
 
 std::optional<Condition> Condition::parse(const TagTable& tags, const std::string& text, Failure* failure) {
@@ -82,12 +62,12 @@ std::optional<Condition> Condition::parse(const TagTable& tags, const std::strin
         *failure = {FailureKind::Usage, fmt::format("--when: {} has no order; compare it with == or !=", name)};
         return std::nullopt;
     }
-    const std::optional<HostValues> values = parseOperand(*tag, value, &error);
-    if (!values) {
+    const std::optional<HostValue> plant = parsePlantValue(*tag, value, &error);
+    if (!plant) {
         *failure = {FailureKind::Usage, fmt::format("--when: {}: {}", name, error)};
         return std::nullopt;
     }
-    condition.value_ = values->front();
+    condition.value_ = *plant;
     return condition;
 }
 
