@@ -68,6 +68,8 @@ class Site:
             target = os.path.normpath(os.path.join(os.path.dirname(source), path))
             if (self.root / target).is_dir():
                 return match["text"]
+            if not (self.root / target).is_file():
+                return match[0]  # leads nowhere, and the checks of the site say so
             if target not in self.places:
                 self.places[target] = f"source/{target}.md"
                 self.sources.append(target)

@@ -52,6 +52,9 @@ class GatheringTest(Folder):
     def test_of_a_link_to_a_folder_the_text_is_left(self):
         self.assertEqual(self.page("one.md", "in [core/](../core), and"), "in core/, and")
 
+    def test_a_link_that_leads_nowhere_stays_for_the_checks_to_find(self):
+        self.assertEqual(self.page("one.md", "[a](gone.md) [b](../core/gone.h)"), "[a](gone.md) [b](../core/gone.h)")
+
     def test_code_is_left_alone(self):
         text = "`[a](../CONTRIBUTING.md)`\n\n```\n[a](../CONTRIBUTING.md)\n- b\n  - c\n```\n"
         self.assertEqual(self.page("one.md", text), text)
