@@ -28,12 +28,14 @@ void require(bool done, const char* what) {
 
 namespace {
 
+std::map<std::string, std::unique_ptr<Workload>> madeWorkloads;
+
 // Google Benchmark calls a benchmark several times to find the number of iterations; the workload is made once.
 Workload& workloadOf(const Scenario& scenario) {
-    static std::map<std::string, std::unique_ptr<Workload>> made;
-    std::unique_ptr<Workload>& workload = made[scenario.name];
+    std::unique_ptr<Workload>& workload = madeWorkloads[scenario.name];
     if (workload == nullptr) {
         workload = scenario.make();
+        workload->check();
     }
     return *workload;
 }
@@ -80,7 +82,6 @@ int runsPerLook(Workload& workload, Clocking clocking) {
 // The median of all looks beside the mean: what disturbs a few runs does not count in it.
 void measure(benchmark::State& state, const Scenario& scenario) {
     Workload& workload = workloadOf(scenario);
-    workload.check();
     const double cost = clockCost(scenario.clocking);
     const int runs = runsPerLook(workload, scenario.clocking);
     std::vector<double> seconds;
@@ -93,7 +94,6 @@ void measure(benchmark::State& state, const Scenario& scenario) {
         seconds.push_back(std::max(now(scenario.clocking) - started - cost, 0.0));
         state.SetIterationTime(seconds.back());
     }
-    workload.check();
     state.counters["items"] = runs * workload.items();
     state.counters["median_ns"] = 1e9 * median(seconds);
 }
@@ -150,6 +150,9 @@ int runBenchmarks(const std::vector<Scenario>& scenarios, int argc, char** argv)
         return 2;
     }
     benchmark::RunSpecifiedBenchmarks();
+    for (const auto& [name, workload] : madeWorkloads) {
+        workload->check();
+    }
     benchmark::Shutdown();
     return 0;
 }

@@ -92,7 +92,7 @@ void TinyPlc::answerWrite(const char* request, int size) {
         if (!holds(run) || end - item < run.size) {
             return;
         }
-        std::copy(item, item + run.size, memory_.begin() + run.address);
+        std::copy(item, item + run.size, memory_.begin() + static_cast<std::ptrdiff_t>(run.address));
         item += run.size;
     }
     reply_.assign(wire::kShortReplyBytes, '\0');

@@ -104,14 +104,12 @@ int TextSpan::lastIndexOf(char character) const {
 }
 
 bool operator==(const TextSpan& a, const TextSpan& b) {
+    if (a.length() != b.length() || a.isEmpty()) {
+        return a.length() == b.length();
+    }
     const int last = a.length() - 1;
-    if (last != b.length() - 1) {
-        return false;
-    }
-    if (last >= 0 && a.at(last) != b.at(last)) {  // neighbours differ there: "value1", "value2"
-        return false;
-    }
-    return std::memcmp(a.data(), b.data(), sizeof(QChar) * static_cast<std::size_t>(a.length())) == 0;
+    return a.at(last) == b.at(last) &&  // first: neighbours differ there, "value1", "value2"
+           std::memcmp(a.data(), b.data(), sizeof(QChar) * static_cast<std::size_t>(last)) == 0;
 }
 
 TextSpans split(const TextSpan& text, char separator) {

@@ -4,12 +4,14 @@ scripts/bench.
 import json
 import os
 import re
+import subprocess
 import sys
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 from lib.bench_broken import check_breaks
-from lib.bench_programs import COUNTING_ENVIRONMENT, build, program_of, run, tool_versions
+from lib.bench_programs import (COUNTING_ENVIRONMENT, PROGRAM, WrongFigures, build, figures_of, program_of, run,
+                                tool_versions)
 from lib.bench_scenarios import LAYOUTS, Row
 from lib.project import begin_gate, end_gate
 
@@ -61,9 +63,40 @@ def count_all(names):
         return dict(zip(names, counting.map(count_instructions, names)))
 
 
+# Whose own instructions stand beside their processor time.
+CLIENTS = tuple(f"link/twenty-scopes/{COUNTED_SIZE}/{who}" for who in ("driver", "libmodbus", "floor"))
+
+
 def counted_names(rows):
     return list(dict.fromkeys(name for row in rows if isinstance(row, Row) and row.size == COUNTED_SIZE
-                              for name in row.names() if not name.startswith("link/")))
+                              for name in row.names() if not name.startswith("link") or name in CLIENTS))
+
+
+# What is counted of a 32-bit ARM build: one of each kind, and how cost grows with size.
+ON_ARM = ([f"{kind}/twenty-scopes/1000/{who}" for kind in ("read", "first-read", "rebuild", "cycle", "write", "first-cycle")
+           for who in ("floor", "driver")]
+          + [f"{kind}/twenty-scopes/10000/driver" for kind in ("read", "rebuild", "write")])
+
+
+def count_on_arm(name):
+    """Instructions per item of one run on 32-bit ARM, as the emulator executes them, what it translates counted block by
+    block (bench/arm_instructions.cpp)."""
+    output = run("qemu-arm", "-L", "build/sysroot/armhf", "-plugin", PROGRAM["libarm_instructions.so"],
+                 "build/armhf/bin/panel_counts", name, env=COUNTING_ENVIRONMENT)
+    counts = figures_of(output)
+    if not counts["instructions"]:
+        raise WrongFigures(f"{name}: no instructions were counted on ARM")
+    return counts["instructions"] / counts["items"]
+
+
+def build_for_arm():
+    subprocess.run(["scripts/build", "armhf", "panel_counts"], check=True)
+
+
+def count_all_on_arm():
+    """REQUIRES: build_for_arm was called, and the benchmarks are built."""
+    with ThreadPoolExecutor(os.cpu_count()) as counting:
+        return dict(zip((f"arm/{name}" for name in ON_ARM), counting.map(count_on_arm, ON_ARM)))
 
 
 def misses_file(name):

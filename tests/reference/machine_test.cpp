@@ -987,6 +987,38 @@ private:
         }
     }
 
+    // So many writes that the driver counts those of each variable. The host renames one in place, under the lock.
+    void writesByTheThousand(Choices& choices) {
+        const Step numbers = moreNumbers(choices.number(), 60);
+        Choices drawn(numbers);
+        const int variables = drawn.between(300, 3000);
+        std::uint32_t number = static_cast<std::uint32_t>(drawn.number());
+        for (int i = drawn.between(1050, 1300); i > 0; --i) {
+            number = number * 1664525U + 1013904223U;
+            Variable variable;
+            variable.hostId = static_cast<std::int32_t>(number >> 8) % variables;
+            variable.hostSubId = 3;
+            variable.writeFlag = 1;
+            variable.offset = i;
+            RW_VAR driver = toDriver(variable);
+            compareNumbers("writes", AddListWriteVar(&driver), machine_.addWrite(variable));
+        }
+        say("AddListWriteVar, " + std::to_string(machine_.writeList.size()) + " pending");
+        for (int i = drawn.between(1, 4); i > 0; --i) {
+            turn(choices, Plc::kGood, Plc::kGood);
+            if (drawn.oneIn(3) && machine_.writeList.size() > 1000) {
+                const int renamed = drawn.below(1000);
+                say("host renames write " + std::to_string(renamed));
+                PLC_driver.writeList[renamed].hostId = machine_.writeList[static_cast<std::size_t>(renamed)].hostId = i;
+            }
+        }
+        compared(machine_.writeList.size() > 1024 ? "more than 1024 writes pending" : nullptr);
+        const std::size_t few = drawn.oneIn(8) ? 40 : 950;
+        while (machine_.writeList.size() > few && machine_.commFailed == 0) {
+            turn(choices, Plc::kGood, Plc::kGood);
+        }
+    }
+
     // Writes of sizes that no frame takes or that are below 0, among others, and some turns in which they come to be
     // sent.
     void writesWithoutSense(Choices& choices) {
@@ -1085,9 +1117,11 @@ private:
                 poll();
                 return;
             case 38:
-                switch (choices.below(6)) {
+                switch (choices.below(12)) {
                     default:
                         return manySmallReads(choices);
+                    case 6:
+                        return writesByTheThousand(choices);
                     case 1:
                         return fillOnceReads(choices);
                     case 2:
@@ -1161,6 +1195,7 @@ TEST(Reference, Machine) {
                    "label edited in place",
                    "many large writes added",
                    "many small reads added",
+                   "more than 1024 writes pending",
                    "name rewritten",
                    "nothing to send",
                    "one-shot read cut into pieces",

@@ -17,7 +17,7 @@ namespace ac500::test {
 namespace {
 
 // Of a run without further wishes: the same every time, so that what it reaches is no matter of luck.
-constexpr std::uint64_t kDefaultSteps = 20000;
+constexpr std::uint64_t kDefaultSteps = 40000;
 constexpr std::uint64_t kDefaultSeed = 1;
 constexpr int kSequencesPerRound = 60;
 

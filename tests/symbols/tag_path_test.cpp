@@ -50,6 +50,42 @@ TEST(TagPath, SplitsAComponentIntoNameAndIndexList) {
 }
 
 // What stands before a span and behind it is of another name, or nobody's.
+TEST(TagPath, FindsACharacterWhereverItStands) {
+    for (int length = 0; length <= 13; ++length) {
+        const QString without(length, QChar('x'));
+        EXPECT_FALSE(TextSpan(without).contains('[')) << length;
+        for (int place = 0; place < length; ++place) {
+            QString with = without;
+            with[place] = '[';
+            EXPECT_TRUE(TextSpan(with).contains('[')) << place << " of " << length;
+            EXPECT_FALSE(TextSpan(with).contains(']')) << place << " of " << length;
+            EXPECT_FALSE(TextSpan(with).part(0, place).contains('[')) << "before " << place;
+            EXPECT_FALSE(TextSpan(with).part(place + 1, length - place - 1).contains('[')) << "behind " << place;
+            for (int alike : {0x015B, 0x5B00, 0x5B5B, 0x005A, 0x005C, 0x805B, 0x0000, 0xFFFF}) {
+                with[place] = QChar(alike);
+                EXPECT_FALSE(TextSpan(with).contains('[')) << alike;
+            }
+        }
+    }
+}
+
+TEST(TagPath, SpansAreEqualWhenEveryCharacterIs) {
+    for (int length = 0; length <= 9; ++length) {
+        const QString text(length, QChar('x'));
+        EXPECT_TRUE(TextSpan(text) == TextSpan(QString(length, 'x'))) << length;
+        EXPECT_FALSE(TextSpan(text) == TextSpan(QString(length + 1, 'x'))) << length;
+        for (int place = 0; place < length; ++place) {
+            for (int unit : {0x0079, 0x0178, 0x7800}) {
+                QString other = text;
+                other[place] = QChar(unit);
+                EXPECT_FALSE(TextSpan(text) == TextSpan(other)) << place << " of " << length;
+            }
+        }
+    }
+    EXPECT_TRUE(TextSpan() == TextSpan(QString()));
+    EXPECT_FALSE(TextSpan() == TextSpan(QString("x")));
+}
+
 TEST(TagPath, LooksAtNothingBesideTheSpan) {
     const QString text = "[.a.[b]]";
     const TextSpan letter = TextSpan(text).part(2, 1);
