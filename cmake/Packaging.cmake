@@ -107,7 +107,7 @@ if(AC500_BUILD_TOOLS)
   ac500_install_pages(tools ${tools_doc_dir} symbol-file.md)
   install(FILES docs/symbol-file.schema.json DESTINATION ${tools_doc_dir} COMPONENT tools)
   install(DIRECTORY docs/schema DESTINATION ${tools_doc_dir} COMPONENT tools)
-  install(FILES examples/plant.json DESTINATION ${tools_doc_dir}/examples COMPONENT tools)
+  install(FILES examples/plant.json examples/panel-tags.txt DESTINATION ${tools_doc_dir}/examples COMPONENT tools)
   ac500_package_papers(tools ac500-tools)
 endif()
 

@@ -15,7 +15,7 @@ class FolderMapTest(unittest.TestCase):
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         self.root = Path(directory.name)
-        self.put("README.md", EMPTY_PAGE)
+        self.put("docs/map.md", EMPTY_PAGE)
         # protocol calls services, services calls values, vars calls symbols; all but symbols call core.
         self.put("core/object.h", "struct Object { Object(); int state; };")
         self.put("core/settings.h", "struct Settings { int limit; };")
@@ -37,7 +37,7 @@ class FolderMapTest(unittest.TestCase):
     def write_page(self):
         done = self.run_script()
         self.assertEqual((done.returncode, done.stderr), (0, ""))
-        return (self.root / "README.md").read_text(encoding="utf-8")
+        return (self.root / "docs/map.md").read_text(encoding="utf-8")
 
     def assert_fails(self, done, *texts):
         self.assertEqual(done.returncode, 1)
@@ -78,13 +78,13 @@ class FolderMapTest(unittest.TestCase):
         self.assert_fails(self.run_script("--check"), "does not show the folders as they are")
 
     def test_a_page_without_markers_is_wrong(self):
-        self.put("README.md", "# Made up")
+        self.put("docs/map.md", "# Made up")
         self.assert_fails(self.run_script("--check"), "should hold the lines")
 
     def test_a_row_that_names_a_file_of_its_folder_that_is_not_there_is_wrong(self):
-        self.put("README.md", EMPTY_PAGE + "| `core/` | the object (`object.h`), the host's `settings.h`; see `--why` |")
+        self.put("docs/map.md", EMPTY_PAGE + "| `core/` | the object (`object.h`), the host's `settings.h`; see `--why` |")
         self.write_page()
-        self.put("README.md", EMPTY_PAGE + "| `vars/` | the plan (`plan.cpp`) and `object.h` |")
+        self.put("docs/map.md", EMPTY_PAGE + "| `vars/` | the plan (`plan.cpp`) and `object.h` |")
         self.assert_fails(self.run_script("--check"), "names files that do not exist: vars/object.h")
 
     def test_a_circle_is_told_with_the_includes_that_close_it(self):
