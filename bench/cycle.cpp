@@ -86,7 +86,12 @@ public:
         return holdsMemory(PLC_driver.localValues, corpus, generation);
     }
     static ByteAt bytes() { return bytesOf(PLC_driver.localValues); }
-    static void forgetImage() { PLC_driver.localValues = QHash<quint64, char>(); }
+    // As after a rebuild of the list.
+    static void forgetImage() {
+        PLC_driver.localValues = QHash<quint64, char>();
+        PLC_driver.cyclicBatches = 0;
+        PLC_driver.comInfo->firstPassDone = 0;
+    }
 };
 
 class FloorSide : public CycleFloor {

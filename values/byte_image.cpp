@@ -8,13 +8,7 @@ namespace ac500 {
 
 namespace {
 
-enum { kWordBytes = 2, kMostReserved = 1 << 19, kZerosAtOnce = 64 };
-
-// As many as storing would come to, up to a limit.
-int bucketsFor(qint64 bytes) {
-    const qint64 buckets = (bytes + ImageNodes::kMostPerBucket - 1) / ImageNodes::kMostPerBucket;
-    return static_cast<int>(qMin<qint64>(buckets, kMostReserved));
-}
+enum { kWordBytes = 2, kMostReserved = 1 << 20, kZerosAtOnce = 64 };
 
 const char kZeros[kZerosAtOnce] = {};
 
@@ -71,13 +65,10 @@ bool ByteImage::bit(const WordBit& position) {
     return ((getU16(word) >> position.bit) & 1) != 0;
 }
 
-bool ByteImage::hasRoomFor(qint64 bytes) const {
-    return bucketsFor(bytes) <= bytes_.capacity();
-}
-
 void ByteImage::reserve(qint64 bytes) {
-    if (!hasRoomFor(bytes)) {
-        bytes_.reserve(bucketsFor(bytes));
+    const qint64 buckets = (qMin<qint64>(bytes, kMostReserved) + 1) / ImageNodes::kMostPerBucket;
+    if (buckets > bytes_.capacity()) {
+        bytes_.reserve(static_cast<int>(buckets));
     }
 }
 

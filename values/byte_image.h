@@ -45,8 +45,7 @@ public:
     // Copies `count` bytes; each that was never received becomes 0 by itself.
     void copyBytes(ImageKey key, int count, char* target);
 
-    // Room for an image of so many bytes, up to a mebibyte, so that storing them does not have to make it.
-    bool hasRoomFor(qint64 bytes) const;
+    // Makes room for an image of so many bytes, up to a mebibyte, so that storing them does not have to.
     void reserve(qint64 bytes);
 
     // Stores under `key` and the keys that follow it.

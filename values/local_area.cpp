@@ -76,26 +76,8 @@ void ac500::reserveLocalArea(const QList<RW_VAR>& reads) {
     for (int i = 0; i < reads.size(); ++i) {
         bytes += qMax(reads.at(i).size, 0);
     }
-    ImageHash& image = PLC_driver.localValues;
-    if (!PLC_driver.localAreaMutex.tryLock()) {
-        return;
-    }
-    const bool isEmpty = image.isEmpty();
-    const bool hasRoom = ByteImage(image).hasRoomFor(bytes);
-    if (!isEmpty) {
-        ByteImage(image).reserve(bytes);
-    }
-    PLC_driver.localAreaMutex.unlock();
-    if (!isEmpty || hasRoom) {
-        return;
-    }
-
-    ImageHash roomy;  // made while readers have the lock: its memory is touched for the first time
-    ByteImage(roomy).reserve(bytes);
     if (PLC_driver.localAreaMutex.tryLock()) {
-        if (image.isEmpty()) {
-            image.swap(roomy);
-        }
+        ByteImage(PLC_driver.localValues).reserve(bytes);
         PLC_driver.localAreaMutex.unlock();
     }
 }

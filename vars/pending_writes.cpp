@@ -28,61 +28,44 @@ void take(RW_VAR& source, RW_VAR& target) {
 
 PendingWrites pendingWriteList(PLC_driver.writeList);
 
-class PendingWrites::Change {
-public:
-    explicit Change(PendingWrites& writes)
-        : writes_(writes), haveSlots_(!writes.slots_.isEmpty()), areCounted_(writes.areCounted()) {
-        if (haveSlots_) {
-            writes_.copy_ = QList<RW_VAR>();
-        }
+bool PendingWrites::beginChange() {
+    const bool wereCounted = areCounted();
+    if (slots_ != nullptr) {
+        copy_ = QList<RW_VAR>();
     }
-
-    ~Change() {
-        if (!haveSlots_) {
-            return;
-        }
-        if (areCounted_ && writes_.areMany()) {
-            writes_.copy_ = writes_.list_;
-        } else {
-            writes_.forget();
-        }
-    }
-
-    bool areCounted() const { return areCounted_; }
-
-private:
-    Q_DISABLE_COPY(Change)
-
-    PendingWrites& writes_;
-    const bool haveSlots_;
-    const bool areCounted_;
-};
-
-void PendingWrites::append(const RW_VAR& var) {
-    RW_VAR copy = var;
-    appendTaken(copy);
+    return wereCounted;
 }
 
-void PendingWrites::appendTaken(RW_VAR& var) {
-    const Change change(*this);
+void PendingWrites::endChange(bool wereCounted) {
+    if (wereCounted && areMany()) {
+        copy_ = list_;
+    } else if (slots_ != nullptr) {
+        forget();
+    }
+}
+
+void PendingWrites::append(RW_VAR& var) {
+    const bool wereCounted = beginChange();
     list_.append(RW_VAR());
     take(var, list_.last());
-    if (change.areCounted()) {
+    if (wereCounted) {
         count(identityOf(var));
     }
+    endChange(wereCounted);
 }
 
 void PendingWrites::removeFirst(int count) {
-    const Change change(*this);
-    for (int i = 0; i < count && change.areCounted(); ++i) {
+    const bool wereCounted = beginChange();
+    for (int i = 0; i < count && wereCounted; ++i) {
         --slotOf(identityOf(list_.at(i))).writes;
     }
     list_.erase(list_.begin(), list_.begin() + count);
+    endChange(wereCounted);
 }
 
 void PendingWrites::clear() {
-    const Change change(*this);
     list_.clear();
+    forget();
 }
 
 bool PendingWrites::holds(const Identity& variable) {
@@ -94,11 +77,11 @@ bool PendingWrites::holds(const Identity& variable) {
 
 void PendingWrites::countAll() {
     forget();
-    for (slotBits_ = 4; 1 << slotBits_ < list_.size() * kSlotsPerWrite;) {
+    slotBits_ = kFewestSlotBits;
+    while (1 << slotBits_ < list_.size() * kSlotsPerWrite) {
         ++slotBits_;
     }
-    const Slot unused = {{0, 0}, kUnused};
-    slots_.fill(unused, 1 << slotBits_);
+    slots_.reset(new FixedArray<Slot>(static_cast<std::size_t>(1) << slotBits_));
     for (int i = 0; i < list_.size(); ++i) {
         count(identityOf(list_.at(i)));
     }
@@ -114,21 +97,21 @@ void PendingWrites::count(const Identity& variable) {
     slot.variable = variable;
     slot.writes = 1;
     ++usedSlots_;
-    if (usedSlots_ > slots_.size() / kMostFullPart) {
+    if (usedSlots_ > (1 << slotBits_) / kMostFullPart) {
         countAll();
     }
 }
 
 void PendingWrites::forget() {
-    slots_.clear();
+    slots_.reset();
     usedSlots_ = 0;
     copy_ = QList<RW_VAR>();
 }
 
 // Where the variable is, or would be.
 PendingWrites::Slot& PendingWrites::slotOf(const Identity& variable) {
-    Slot* const table = slots_.data();
-    const quint32 lastSlot = static_cast<quint32>(slots_.size() - 1);
+    FixedArray<Slot>& table = *slots_;
+    const quint32 lastSlot = (1U << slotBits_) - 1;
     quint32 slot = hashOf(variable) >> (32 - slotBits_);
     while (table[slot].writes != kUnused && !(table[slot].variable == variable)) {
         slot = (slot + 1) & lastSlot;

@@ -10,9 +10,11 @@
 #ifndef AC500_VARS_PENDING_WRITES_H
 #define AC500_VARS_PENDING_WRITES_H
 
-#include <QtCore/QList>
-#include <QtCore/QVector>
+#include <memory>
 
+#include <QtCore/QList>
+
+#include "symbols/fixed_array.h"
 #include "vars/rw_var.h"
 
 namespace ac500 {
@@ -47,10 +49,9 @@ public:
     // Keeps a reference to `list`.
     explicit PendingWrites(QList<RW_VAR>& list) : list_(list), usedSlots_(0), slotBits_(0) {}
 
-    void append(const RW_VAR& var);
-    // Exchanges the texts and the bytes, where append shares them: a burst of writes spends a fifth of its time on counting
-    // who does. Leaves those of `var` empty.
-    void appendTaken(RW_VAR& var);
+    // Exchanges the texts and the bytes instead of sharing them, and so leaves those of `var` empty: a burst of writes
+    // would spend a fifth of its time on counting who shares what.
+    void append(RW_VAR& var);
     void removeFirst(int count);
     void clear();
 
@@ -62,16 +63,20 @@ private:
     Q_DISABLE_COPY(PendingWrites)
 
     struct Slot {
+        Slot() : writes(kUnused) {}
+
         Identity variable;
         int writes;  // kUnused: the slot holds no variable
     };
 
-    enum { kUnused = -1, kSlotsPerWrite = 4, kMostFullPart = 2 };
+    enum { kUnused = -1, kFewestSlotBits = 4, kSlotsPerWrite = 4, kMostFullPart = 2 };
 
-    // Lets go of the copy while the driver changes the list; afterwards there are counts if there were before.
-    class Change;
+    bool areCounted() const { return slots_ != nullptr && copy_.isSharedWith(list_); }
 
-    bool areCounted() const { return !slots_.isEmpty() && copy_.isSharedWith(list_); }
+    // Around each change by the driver: lets go of the copy, and takes it again when there were counts before.
+    bool beginChange();
+    void endChange(bool wereCounted);
+
     void countAll();
     void count(const Identity& variable);
     void forget();
@@ -79,7 +84,7 @@ private:
 
     QList<RW_VAR>& list_;
     QList<RW_VAR> copy_;
-    QVector<Slot> slots_;  // open addressing; a variable whose writes are all gone keeps its slot
+    std::unique_ptr<FixedArray<Slot>> slots_;  // open addressing; a variable whose writes are gone keeps its slot
     int usedSlots_;
     int slotBits_;
 };

@@ -56,13 +56,12 @@ void appendPieces(RW_VAR& var, int lengthBytes, int maxBytes) {
 
 QueuedWrite ac500::queueWrite(RW_VAR& var) {
     const ListLock lock;
-    const bool communicationFailed = PLC_driver.commFailed != 0;
-    if (communicationFailed) {
-        pendingWriteList.append(var);
-    } else {
-        pendingWriteList.appendTaken(var);
+    pendingWriteList.append(var);
+    const QList<RW_VAR>& writes = PLC_driver.writeList;
+    const QueuedWrite queued = {writes.size(), PLC_driver.commFailed != 0};
+    if (queued.communicationFailed) {
+        var = writes.last();
     }
-    const QueuedWrite queued = {PLC_driver.writeList.size(), communicationFailed};
     return queued;
 }
 

@@ -27,9 +27,11 @@ class PendingWriteList : public ::testing::Test {
 protected:
     void append(int count, int firstHostId) {
         for (int i = 0; i < count; ++i) {
-            writes.append(writeOf(firstHostId + i, 1));
+            appendOne(writeOf(firstHostId + i, 1));
         }
     }
+
+    void appendOne(RW_VAR var) { writes.append(var); }
 
     bool holds(int hostId) { return writes.holds({hostId, 1}); }
 
@@ -63,7 +65,7 @@ TEST_F(PendingWriteList, BothWordsTellVariablesApart) {
     EXPECT_TRUE(writes.holds({3, 1}));
     EXPECT_FALSE(writes.holds({3, 2}));
     EXPECT_FALSE(writes.holds({1, 3}));
-    writes.append(writeOf(-3, -1));
+    appendOne(writeOf(-3, -1));
     EXPECT_TRUE(writes.holds({-3, -1}));
 }
 
@@ -159,7 +161,7 @@ TEST_F(PendingWriteList, AnswersAsLookingThroughItDoes) {
                 writes.removeFirst(static_cast<int>(random() % 20));
                 break;
             default:
-                writes.append(writeOf(hostId, static_cast<int>(random() % 3)));
+                appendOne(writeOf(hostId, static_cast<int>(random() % 3)));
                 break;
         }
         if (list.size() > 3 * kMany) {
