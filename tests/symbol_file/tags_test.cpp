@@ -29,9 +29,9 @@ std::string lookUp(const std::string& tag) {
 std::string lookUpByIndex(const std::string& tag) {
     static const SymbolFile file = sampleFile();
     static const NameIndex index(file);
-    std::string reason;
-    const std::optional<Element> element = findElement(file, index, tag, &reason);
-    return element ? text(*element) : reason;
+    TagProblem problem;
+    const std::optional<Element> element = findElement(file, index, tag, &problem);
+    return element ? text(*element) : problem.reason;
 }
 
 struct Lookup {

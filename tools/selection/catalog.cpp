@@ -41,7 +41,12 @@ const Leaf* Catalog::leafHolding(const std::string& tag) const {
 }
 
 std::optional<Element> Catalog::element(const std::string& tag, std::string* reason) const {
-    return findElement(file_, index_, tag, reason);
+    TagProblem problem;
+    std::optional<Element> found = findElement(file_, index_, tag, &problem);
+    if (!found) {
+        *reason = problem.reason;
+    }
+    return found;
 }
 
 bool Catalog::isTag(const std::string& text, std::string* reason) const {
@@ -65,18 +70,15 @@ std::string Catalog::explain(const std::string& text) const {
     }
     TagProblem problem;
     for (const std::string& tag : {range ? range->first : text, range ? range->last : text}) {
-        if (!findElement(file_, tag, &problem)) {
-            return problem.reason + remedyFor(problem, text);
+        if (!findElement(file_, index_, tag, &problem)) {
+            return problem.reason + (problem.remedy.empty() ? std::string() : remedyFor(tag, text));
         }
     }
     return std::string();
 }
 
-// Whole tags in place of the one component that is near, when there are any.
-std::string Catalog::remedyFor(const TagProblem& problem, const std::string& text) const {
-    if (problem.remedy.empty()) {
-        return std::string();
-    }
+// Whole tags, or else the one component that is near.
+std::string Catalog::remedyFor(const std::string& tag, const std::string& text) const {
     text::NearestNames nearest(withoutIndices(text), kMostNearNames);
     for (const Leaf& leaf : leaves_) {
         nearest.offer(leaf.tag);
@@ -85,7 +87,12 @@ std::string Catalog::remedyFor(const TagProblem& problem, const std::string& tex
     for (const std::string& name : nearest.names()) {
         near += (near.empty() ? "; near names: " : ", ") + name;
     }
-    return near.empty() ? problem.remedy : near;
+    if (near.empty()) {
+        TagProblem problem;
+        findElement(file_, tag, &problem);
+        near = problem.remedy;
+    }
+    return near;
 }
 
 std::string withoutIndices(const std::string& tag) {

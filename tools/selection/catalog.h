@@ -40,7 +40,8 @@ public:
     std::string explain(const std::string& text) const;
 
 private:
-    std::string remedyFor(const symbol_file::TagProblem& problem, const std::string& text) const;
+    // What to write in place of `text`, of which the element `tag` does not exist.
+    std::string remedyFor(const std::string& tag, const std::string& text) const;
 
     symbol_file::SymbolFile file_;
     symbol_file::NameIndex index_;

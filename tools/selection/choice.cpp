@@ -13,8 +13,8 @@ using symbol_file::Leaf;
 
 namespace {
 
-// Names compared with wrong ones, altogether: about a second's work.
-constexpr std::size_t kMostComparisons = 4000000;
+// Names compared with wrong ones, altogether: about a quarter of a second's work.
+constexpr std::size_t kMostComparisons = 1000000;
 
 // [first, last) in the list of leaves.
 struct LeafRange {

@@ -33,10 +33,10 @@ private:
     std::unordered_map<const void*, Variables> variables_;  // of a scope or a structure type
 };
 
-// Resolves a concrete tag as the other findElement does, quickly. *reason says why it cannot, without a name that is near.
-// REQUIRES: the index is that of the file.
+// Resolves a concrete tag as the other findElement does, quickly; no remedy says which name is near. REQUIRES: the index is
+// that of the file.
 std::optional<Element> findElement(const SymbolFile& file, const NameIndex& index, const std::string& tag,
-                                   std::string* reason);
+                                   TagProblem* problem);
 
 }  // namespace ac500::symbol_file
 

@@ -11,6 +11,8 @@
 namespace ac500::symbol_file {
 namespace {
 
+constexpr char kWhereToLook[] = "list the tags to see what there is";
+
 std::string bounds(const ArrayDimension& dimension) {
     return std::to_string(dimension.lower) + ".." + std::to_string(dimension.upper);
 }
@@ -66,13 +68,13 @@ std::string closeTo(const std::string& name, const std::vector<Named>& list) {
     for (const Named& candidate : list) {
         names.push_back(candidate.name);
     }
-    return suggestion(name, names, "list the tags to see what there is");
+    return suggestion(name, names, kWhereToLook);
 }
 
 // Walks down a tag, component by component, and keeps the first reason to stop.
 class TagWalk {
 public:
-    // With an index the walk is quick, and gives no remedies, which no index makes quick.
+    // With an index the walk is quick, and no remedy names what is near, which no index makes quick.
     TagWalk(const SymbolFile& file, const NameIndex* index, const std::string& tag)
         : file_(file), index_(index), tag_(tag) {}
 
@@ -105,7 +107,7 @@ private:
 
     template <typename Named>
     bool failUnknown(std::string reason, const std::string& name, const std::vector<Named>& list) {
-        remedy_ = index_ ? std::string() : closeTo(name, list);
+        remedy_ = index_ ? std::string("; ") + kWhereToLook : closeTo(name, list);
         return fail(std::move(reason));
     }
 
@@ -313,10 +315,10 @@ std::optional<Element> findElement(const SymbolFile& file, const std::string& ta
 }
 
 std::optional<Element> findElement(const SymbolFile& file, const NameIndex& index, const std::string& tag,
-                                   std::string* reason) {
+                                   TagProblem* problem) {
     TagWalk walk(file, &index, tag);
     if (!walk.run()) {
-        *reason = walk.problem().reason;
+        *problem = walk.problem();
         return std::nullopt;
     }
     return walk.element();

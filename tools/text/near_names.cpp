@@ -28,7 +28,7 @@ struct Difference {
 };
 
 Difference differenceOf(const std::string& a, const std::string& b) {
-    const auto same = [](char x, char y) { return lowerCase(x) == lowerCase(y); };
+    const auto same = [](char x, char y) { return x == y || lowerCase(x) == lowerCase(y); };
     const auto [fromBegin, toBegin] = std::mismatch(a.begin(), a.end(), b.begin(), b.end(), same);
     auto fromEnd = a.end();
     auto toEnd = b.end();
