@@ -41,7 +41,7 @@ using Microseconds = std::chrono::duration<double, std::micro>;
 
 constexpr int kTags = 10000;
 constexpr int kReplies = 4000;
-constexpr int kRebuilds = 60;
+constexpr int kRebuilds = 400;
 
 // One piece of work of the thread that others may have to wait for.
 struct Hold {
