@@ -90,17 +90,21 @@ void report(const Identity& variable, VariableOutcome outcome) {
                                outcome);
 }
 
+void reportAll(const FinishedVariables& finished, VariableOutcome outcome) {
+    for (int i = 0; i < finished.size(); ++i) {
+        report(finished.at(i), outcome);
+    }
+}
+
 // Success is not reported while a newer request of the same variable is pending (quirk 10).
-void reportFinished(FinishedVariables& finished, const QList<RW_VAR>& pending) {
+void reportDone(FinishedVariables& finished, const QList<RW_VAR>& pending) {
     if (&pending == &PLC_driver.writeList && pendingWriteList.areMany()) {
         finished.markPendingWrites();
     } else {
         finished.markPending(pending);
     }
     for (int i = 0; i < finished.size(); ++i) {
-        if (PLC_driver.commFailed != 0) {
-            report(finished.at(i), kVariableFailed);
-        } else if (!finished.isPending(i)) {
+        if (!finished.isPending(i)) {
             report(finished.at(i), kVariableDone);
         }
     }
@@ -154,17 +158,18 @@ void rotateLeft(QList<RW_VAR>& list, int count) {
 }
 
 void refuseWrites() {
-    const FinishedVariables refused = takeFinished(PLC_driver.writeList);
-    for (int i = 0; i < refused.size(); ++i) {
-        report(refused.at(i), kVariableFailed);
-    }
+    reportAll(takeFinished(PLC_driver.writeList), kVariableFailed);
 }
 
 void completeBatch() {
     QList<RW_VAR>* consumed = consumedList();
     if (consumed != nullptr) {
         FinishedVariables finished = takeFinished(*consumed);
-        reportFinished(finished, *consumed);
+        if (PLC_driver.commFailed == 0) {
+            reportDone(finished, *consumed);
+        } else {
+            reportAll(finished, kVariableFailed);
+        }
     } else if (PLC_driver.batchKind == kCyclicBatch) {
         rotateLeft(PLC_driver.readList, PLC_driver.batchCount);
     }

@@ -116,7 +116,8 @@ RW_VAR startNextBatch() {
             PLC_driver.onceReadTurns += 1;
             return head;
         case kCyclicBatch:
-            if (PLC_driver.comInfo->firstPassDone == 0) {
+            if (PLC_driver.comInfo->firstPassDone == 0 &&
+                PLC_driver.cyclicBatches == 0) {  // once, not in each turn of it
                 reserveLocalArea(PLC_driver.readList);
             }
             head = startReadBatch(PLC_driver.readList, kCyclicBatch);

@@ -222,7 +222,7 @@ bool AnswerStore::findNext(const TextSpan& name, quint32& lastFound, ControlInfo
     if (next == Answer::kNone) {
         return false;
     }
-    const quint32 position = next & SlotTable::kMostPositions;
+    const quint32 position = next & SlotTable::kPositionMask;
     const quint8 generation = generations_[position / kPositionsPerPage].load(std::memory_order_relaxed);
     if (next >> kGenerationShift != generation || !answerAt(position)->isFor(name)) {
         return false;
@@ -352,9 +352,13 @@ void AnswerStore::emptyPage(std::size_t page) {
 // Whether memory that was given up may still be looked at; when not, it is free.
 bool AnswerStore::isSearchedStill(ReaderSeats& seats, int seat) {
     if (hasRetired_) {
-        seats.lastFound(seat) = ReaderSeats::kNothingFound;
-        mayStillLook_ = ReaderSeats::allBut(seat);
+        mayStillLook_ = ReaderSeats::kAllSeats;
         hasRetired_ = false;
+    }
+    const quint32 others = ReaderSeats::allBut(seat);
+    if ((mayStillLook_ & ~others) != 0) {  // who inserts looks at nothing else just now
+        seats.lastFound(seat) = ReaderSeats::kNothingFound;
+        mayStillLook_ &= others;
     }
     if (mayStillLook_ != 0) {
         mayStillLook_ = seats.takenAmong(mayStillLook_);

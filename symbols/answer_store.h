@@ -34,6 +34,7 @@ namespace ac500 {
 class ReaderSeats {
 public:
     enum { kSeats = 16, kNoSeat = -1 };
+    enum : quint32 { kAllSeats = (1U << kSeats) - 1 };  // as a set: bit n is seat n
 
     // The number of a seat that was empty; kNoSeat when all are taken. What was done by those who left is visible.
     int take();
@@ -51,7 +52,7 @@ public:
     enum : quint32 { kNothingFound = 0xFFFFFFFFU };
     quint32& lastFound(int seat) { return seats_[seat].lastFound; }
 
-    static quint32 allBut(int seat) { return ((1U << kSeats) - 1) & ~(1U << seat); }
+    static quint32 allBut(int seat) { return kAllSeats & ~(1U << seat); }
 
 private:
     bool takeSeat(int seat) { return !seats_[seat].taken.test_and_set(std::memory_order_acquire); }

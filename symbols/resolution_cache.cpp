@@ -167,7 +167,16 @@ void ResolutionCache::indexVariables(IndexedScope& scope) {
     scope.variables.store(new MemberIndex(variables), std::memory_order_release);
 }
 
-ResolutionCache::Use::Use(ResolutionCache& cache) : cache_(cache), seat_(cache.seats_.take()) {
+ResolutionCache::Use::Use(ResolutionCache& cache) : cache_(cache), seat_(ReaderSeats::kNoSeat) {
+    sitDown();
+}
+
+ResolutionCache::Use::~Use() {
+    getUp();
+}
+
+void ResolutionCache::Use::sitDown() {
+    seat_ = cache_.seats_.take();
     if (seat_ == ReaderSeats::kNoSeat || cache_.isOfTheTable()) {
         return;
     }
@@ -175,9 +184,16 @@ ResolutionCache::Use::Use(ResolutionCache& cache) : cache_(cache), seat_(cache.s
     seat_ = cache_.learnAnew() ? cache_.seats_.take() : +ReaderSeats::kNoSeat;
 }
 
-ResolutionCache::Use::~Use() {
+void ResolutionCache::Use::getUp() {
     if (seat_ != ReaderSeats::kNoSeat) {
         cache_.seats_.leave(seat_);
+    }
+}
+
+void ResolutionCache::Use::goOn() {
+    if (seat_ == ReaderSeats::kNoSeat || !cache_.isOfTheTable()) {
+        getUp();
+        sitDown();
     }
 }
 

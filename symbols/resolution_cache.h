@@ -74,6 +74,9 @@ public:
         explicit Use(ResolutionCache& cache);
         ~Use();
 
+        // For a further resolution: tries for a seat when there is none, and looks at the table again.
+        void goOn();
+
         // See AnswerStore.
         bool findNext(const TextSpan& name, ControlInformationM& info) const;
         bool find(const HashedName& name, ControlInformationM& info) const;
@@ -87,6 +90,9 @@ public:
 
     private:
         Q_DISABLE_COPY(Use)
+
+        void sitDown();
+        void getUp();
 
         ResolutionCache& cache_;
         int seat_;

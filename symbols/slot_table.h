@@ -29,14 +29,14 @@ inline quint64 eightUnits(const QChar* firstFour, const QChar* lastFour) {
 inline quint32 hashText(const QChar* text, int length) {
     const quint64 kFactor = Q_UINT64_C(0x9E3779B97F4A7C15);
     quint64 hash = static_cast<quint64>(length);
-    for (const QChar* const end = text + length; text < end; text += 8) {
-        const std::ptrdiff_t rest = end - text;
+    for (int i = 0; i < length; i += 8) {
+        const int rest = length - i;
         quint64 units = 0;
         if (rest >= 4) {
-            units = eightUnits(text, rest >= 8 ? text + 4 : end - 4);
+            units = eightUnits(text + i, text + (rest >= 8 ? i + 4 : length - 4));
         } else {
-            for (std::ptrdiff_t i = 0; i < rest; ++i) {
-                units = units << 16 | text[i].unicode();
+            for (int k = i; k < length; ++k) {
+                units = units << 16 | text[k].unicode();
             }
         }
         hash = (hash ^ units) * kFactor;
@@ -47,7 +47,12 @@ inline quint32 hashText(const QChar* text, int length) {
 
 class SlotTable {
 public:
-    enum : quint32 { kNone = 0xFFFFFFFFU, kPositionBits = 21, kMostPositions = (1U << kPositionBits) - 1 };
+    enum : quint32 {
+        kNone = 0xFFFFFFFFU,
+        kPositionBits = 21,
+        kPositionMask = (1U << kPositionBits) - 1,
+        kMostPositions = kPositionMask
+    };
 
     // Room for `entries` positions below kMostPositions; the table does not grow.
     explicit SlotTable(std::size_t entries) : shift_(shiftFor(entries)), slots_(slotsFor(shift_)) {}
@@ -120,7 +125,7 @@ public:
     }
 
 private:
-    enum : quint32 { kEmpty = 0, kPositionMask = (1U << kPositionBits) - 1, kMarkMask = ~kPositionMask };
+    enum : quint32 { kEmpty = 0, kMarkMask = ~kPositionMask };
     enum { kHashBits = 32, kFewestBits = 4, kMostFullOf = 4, kMostFullPart = 3 };
 
     static int shiftFor(std::size_t entries) {

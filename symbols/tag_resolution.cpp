@@ -172,6 +172,7 @@ int ac500::resolveTag(QString& tag, const QString* argument, ControlInformationM
 }
 
 int TagResolver::resolve(const QString& tag, const QString& argument, ControlInformationM& info) {
+    cache_.goOn();
     if (cache_.findNext(tag, info)) {
         return kResolved;
     }

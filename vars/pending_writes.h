@@ -63,7 +63,7 @@ private:
     Q_DISABLE_COPY(PendingWrites)
 
     struct Slot {
-        Slot() : writes(kUnused) {}
+        Slot() : variable(), writes(kUnused) {}
 
         Identity variable;
         int writes;  // kUnused: the slot holds no variable

@@ -105,6 +105,15 @@ TEST_F(SchedulerTest, FirstReadOfAPassMakesRoomForAllOfThem) {
     EXPECT_TRUE(PLC_driver.localValues.isEmpty());
 }
 
+// Adding up what the list asks for takes a look at each of its entries.
+TEST_F(SchedulerTest, LaterReadsOfAPassMakeNoRoom) {
+    addReads({2000, 2000, 2000});
+    PLC_driver.cyclicBatches = 1;
+    ComCommunication();
+    EXPECT_EQ(settings.firstPassDone, 0);
+    EXPECT_LT(PLC_driver.localValues.capacity(), 100);
+}
+
 TEST_F(SchedulerTest, RoomIsMadeForAnImageThatHoldsBytesAlready) {
     setImage(1, 7, "AB CD");
     addReads({2000, 2000, 2000});

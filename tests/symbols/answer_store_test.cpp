@@ -438,6 +438,20 @@ TEST_F(AnswerStoreTest, InsertsNothingWhileAReaderMayLookAtWhatWasGivenUp) {
     EXPECT_EQ(store_.bytes(), held - 16 * 4);
 }
 
+// A rebuild of the cyclic list has its seat for thousands of names, while other readers insert, too.
+TEST_F(AnswerStoreTest, InsertsFromASeatThatWasTakenWhenAnotherGaveSomethingUp) {
+    for (int i = 0; i < 13; ++i) {
+        insert(nameOf(i), scalar(i));  // the table of 16 slots grows
+    }
+    const int another = seats_.take();
+    const QString theirs = nameOf(13);
+    store_.insert(HashedName(theirs), scalar(13), seats_, another);
+    EXPECT_EQ(found(nameOf(13)), -1) << "the first seat is taken";
+    seats_.leave(another);
+    insert(nameOf(14), scalar(14));
+    EXPECT_EQ(found(nameOf(14)), 14) << "its own seat is in nobody's way";
+}
+
 // 62 of the longest names fit into a page: the first of the last page empties the first page.
 TEST_F(AnswerStoreTest, InsertsNothingWhileAReaderMayLookAtAPageThatWasEmptied) {
     ControlInformationM kept = scalar(5);

@@ -1,6 +1,7 @@
 // What resolution keeps of the table of scopes, seen from outside: an answer is the table's, however the table was
 // changed since a name was resolved first.
 #include "symbols/resolution_cache.h"
+#include "symbols/tag_resolution.h"
 
 #include <algorithm>
 #include <memory>
@@ -484,6 +485,30 @@ TEST_F(ResolutionCacheTest, AnswersAlikeWhenEverySeatIsTaken) {
     const QString name = "Main.speed";
     ControlInformationM info;
     EXPECT_FALSE(others.front()->find(HashedName(name), info)) << "nor does it change what others search";
+}
+
+// A rebuild of the cyclic list goes on for thousands of tags: it must not go without the cache because others were busy
+// when it began.
+TEST_F(ResolutionCacheTest, ResolverKeepsNamesOnceASeatIsFree) {
+    std::vector<std::unique_ptr<ResolutionCache::Use>> others = takeSeats(16);
+    TagResolver resolver;
+    ControlInformationM info;
+    ASSERT_EQ(resolver.resolve("Main.counter", "", info), 0);
+    EXPECT_EQ(info.address, 10);
+    others.clear();
+    const std::size_t held = resolutionCache.bytes();
+    ASSERT_EQ(resolver.resolve("Main.speed", "", info), 0);
+    EXPECT_EQ(info.address, 20);
+    EXPECT_GT(resolutionCache.bytes(), held);
+}
+
+TEST_F(ResolutionCacheTest, ResolverFollowsAChangeOfTheTable) {
+    TagResolver resolver;
+    ControlInformationM info;
+    ASSERT_EQ(resolver.resolve("Main.counter", "", info), 0);
+    mainVariable(0).offset = 30;
+    ASSERT_EQ(resolver.resolve("Main.counter", "", info), 0);
+    EXPECT_EQ(info.address, 30);
 }
 
 // A host that breaks the rule of docs/threads.md is told the truth all the same.

@@ -345,15 +345,19 @@ TEST_F(ReadList, IsBuiltBeforeTheListLockIsTaken) {
     loadMain({variable("counter", 3, 4)});
     addRead(readVar(7, 7, 7));
     QList<HostTag> tags{tag("Main.counter", 1)};
+    const QString name = QString("Main.counter");
+    const auto isResolved = [&name] {
+        ControlInformationM info;
+        return ResolutionCache::Use(resolutionCache).find(HashedName(name), info);
+    };
     resolutionCache.clear();
-    const std::size_t bytesBefore = resolutionCache.bytes();
     PLC_driver.listMutex.lock();
     std::thread rebuilding([&] { ReCreatReadVarList(&tags); });
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (resolutionCache.bytes() == bytesBefore && std::chrono::steady_clock::now() < deadline) {
+    while (!isResolved() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    EXPECT_GT(resolutionCache.bytes(), bytesBefore) << "no name was resolved while the lock was held";
+    EXPECT_TRUE(isResolved()) << "the name was not resolved while the lock was held";
     EXPECT_EQ(requestText(PLC_driver.readList), "7@7+7");
     PLC_driver.listMutex.unlock();
     rebuilding.join();
