@@ -1,6 +1,5 @@
 #include "values/image_nodes.h"
 
-#include <cstring>
 #include <new>
 
 static_assert(QT_VERSION >= QT_VERSION_CHECK(4, 8, 0) && QT_VERSION < QT_VERSION_CHECK(6, 0, 0),
@@ -19,11 +18,10 @@ int keysInBlock(quint64 key) {
     return kBlock - static_cast<int>(key % kBlock);
 }
 
+// The pointer is the hash's only member.
 QHashData* dataOf(const ImageHash& bytes) {
-    static_assert(sizeof(ImageHash) == sizeof(QHashData*), "a QHash is a pointer to its data");
-    QHashData* data = nullptr;
-    std::memcpy(&data, &bytes, sizeof data);
-    return data;
+    static_assert(sizeof(ImageHash) == sizeof(void*), "a QHash is a pointer to its data");
+    return *reinterpret_cast<QHashData* const*>(&bytes);
 }
 
 }  // namespace
