@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <map>
 
@@ -13,6 +15,7 @@
 #include "tools/host/exit_codes.h"
 #include "tools/host/print.h"
 #include "tools/host/terminal.h"
+#include "tools/text/file_text.h"
 
 namespace ac500::host {
 
@@ -28,6 +31,7 @@ using desk::WantedTag;
 
 namespace {
 
+constexpr std::size_t kMaxPlanBytes = 64u * 1024 * 1024;
 constexpr std::size_t kShownRequests = 20;
 constexpr std::size_t kShownGaps = 10;
 constexpr std::size_t kShownSizes = 12;
@@ -37,7 +41,8 @@ struct PlanReport {
     int maxRequestWords = 0;
     RequestTime time;
     ReadPlan plan;
-    std::vector<TriedSize> sizes;                      // --what-if, ascending
+    int whatIfWords = 0;                               // --what-if, the largest size to be tried
+    std::vector<TriedSize> sizes;                      // those that were, ascending
     std::optional<std::vector<FigureChange>> changes;  // --expect
 };
 
@@ -47,12 +52,16 @@ struct PlanReport {
 
 // The costs of a plan as --json printed it.
 std::optional<std::map<std::string, std::int64_t>> earlierCosts(const std::string& fileName, Failure* failure) {
-    std::ifstream file(fileName);
-    if (!file) {
-        *failure = {FailureKind::File, fileName + ": cannot be read; name a file that plan --json has written"};
+    std::string content;
+    if (!text::readUpTo(fileName, kMaxPlanBytes, &content)) {
+        *failure = {FailureKind::File, fileName + ": cannot be read: " + std::strerror(errno)};
         return std::nullopt;
     }
-    const Json document = Json::parse(file, nullptr, false);
+    const Json document = Json::parse(content, nullptr, false);
+    if (document.is_discarded()) {
+        *failure = {FailureKind::File, fileName + ": is no JSON; name a file that plan --json has written"};
+        return std::nullopt;
+    }
     const bool isPlan = document.is_object() && document.contains("plan") && document["plan"].is_object();
     std::map<std::string, std::int64_t> costs;
     for (const desk::PlanFigure& figure : desk::costsOf(ReadPlan())) {
@@ -72,8 +81,14 @@ std::optional<std::map<std::string, std::int64_t>> earlierCosts(const std::strin
 // Making it
 // ---------------------------------------------------------------------------------------------------------------------
 
-bool trySizes(CommandContext& context, const std::vector<Tag>& tags, std::vector<TriedSize>* sizes, Failure* failure) {
-    for (int words = desk::kSmallestTriedWords; words <= context.options().plan.whatIfWords; ++words) {
+// The size in use is among them, also when it lies outside of what is to be tried.
+bool trySizes(CommandContext& context, const std::vector<Tag>& tags, const TriedSize& inUse,
+              std::vector<TriedSize>* sizes, Failure* failure) {
+    const int largest = context.options().plan.whatIfWords;
+    if (largest > 0 && inUse.maxRequestWords < desk::kSmallestTriedWords) {
+        sizes->push_back(inUse);
+    }
+    for (int words = desk::kSmallestTriedWords; words <= largest; ++words) {
         if (wasInterrupted()) {
             return true;
         }
@@ -84,6 +99,9 @@ bool trySizes(CommandContext& context, const std::vector<Tag>& tags, std::vector
             return false;
         }
         sizes->push_back(desk::triedSize(words, *pass));
+    }
+    if (largest > 0 && inUse.maxRequestWords > largest) {
+        sizes->push_back(inUse);
     }
     return true;
 }
@@ -155,38 +173,38 @@ void printGaps(std::vector<Gap> gaps) {
     printMore(gaps.size(), kShownGaps, "gaps");
 }
 
-std::string wordsText(const SizeRange& range) {
-    const int first = range.first.maxRequestWords;
-    return range.lastWords == first ? std::to_string(first) : fmt::format("{}..{}", first, range.lastWords);
+template <typename Number>
+std::string rangeText(Number least, Number most) {
+    return least == most ? std::to_string(least) : fmt::format("{}..{}", least, most);
 }
 
-// The size in use is always shown.
+// The size in use and the largest are always shown, each with its own figures.
 void printSizes(const PlanReport& report) {
     if (report.sizes.empty()) {
         return;
     }
-    const std::vector<SizeRange> ranges = desk::rangesByTime(report.sizes);
+    const std::vector<SizeRange> ranges =
+        desk::rangesByTime(report.sizes, {report.maxRequestWords, report.whatIfWords});
     std::vector<std::vector<std::string>> rows{
         {"WORDS", "REQUESTS", "TIME OF A PASS", "ITEMS", "SENT", "RECEIVED", ""}};
     std::size_t shown = 0;
     for (std::size_t i = 0; i < ranges.size(); ++i) {
-        const TriedSize& size = ranges[i].first;
-        const bool isInUse =
-            size.maxRequestWords <= report.maxRequestWords && report.maxRequestWords <= ranges[i].lastWords;
-        if (i >= kShownSizes && !isInUse) {
+        const auto& [least, most] = ranges[i];
+        const bool isInUse = least.maxRequestWords == report.maxRequestWords;
+        const bool isLargest = least.maxRequestWords == report.whatIfWords;
+        if (i >= kShownSizes && !isInUse && !isLargest) {
             continue;
         }
         ++shown;
-        rows.push_back({wordsText(ranges[i]), std::to_string(size.requests),
-                        fmt::format("{:.1f} ms", passMs(static_cast<std::size_t>(size.requests), report.time)),
-                        std::to_string(size.items), std::to_string(size.bytesSent), std::to_string(size.bytesReceived),
-                        isInUse ? fmt::format("now {}", report.maxRequestWords) : ""});
+        rows.push_back({rangeText(least.maxRequestWords, most.maxRequestWords), std::to_string(least.requests),
+                        fmt::format("{:.1f} ms", passMs(static_cast<std::size_t>(least.requests), report.time)),
+                        rangeText(least.items, most.items), rangeText(least.bytesSent, most.bytesSent),
+                        rangeText(least.bytesReceived, most.bytesReceived), isInUse ? "now" : ""});
     }
     printLine("");
     printLine("What if --max-request-words were another, the best first; only the PLC can tell what it accepts.");
     printTable(rows);
     printMore(ranges.size(), shown, "ranges of sizes");
-    printLine("Items and bytes are those of the first size of a range.");
 }
 
 void printChanges(const PlanReport& report, const std::string& fileName) {
@@ -311,11 +329,12 @@ bool writePicture(const std::string& fileName, const PlanReport& report, const O
         plan.requests.size(), plan.items, report.maxRequestWords, plan.bytesAsked, plan.bytesWanted,
         percent(plan.bytesWanted, plan.bytesAsked), plan.bytesReadAlong, plan.bytesSent, plan.bytesReceived);
     const std::string title = fmt::format("What is read of the PLC's memory for {} tags", plan.tags);
+    errno = 0;
     std::ofstream file(fileName, std::ios::binary | std::ios::trunc);
     file << desk::svgOf({title, summary, pass, wanted, plan});
     file.close();
     if (!file) {
-        *failure = {FailureKind::Output, fileName + ": the picture cannot be written"};
+        *failure = {FailureKind::Output, fileName + ": the picture cannot be written: " + std::strerror(errno)};
         return false;
     }
     return true;
@@ -338,6 +357,7 @@ int runPlan(CommandContext& context) {
     const std::vector<WantedTag> wanted = wantedBytes(tags);
     PlanReport report;
     report.maxRequestWords = options.maxRequestWords;
+    report.whatIfWords = options.plan.whatIfWords;
     report.time = {options.plan.roundTripMs, options.plan.plcMs};
     std::string error;
     const std::optional<ObservedPass> pass = context.offlineDriver().observePass(tags, options.maxRequestWords, &error);
@@ -345,7 +365,7 @@ int runPlan(CommandContext& context) {
         return context.cannotBegin({FailureKind::Request, error});
     }
     report.plan = desk::makeReadPlan(*pass, wanted);
-    if (!trySizes(context, tags, &report.sizes, &failure)) {
+    if (!trySizes(context, tags, desk::triedSize(options.maxRequestWords, *pass), &report.sizes, &failure)) {
         return context.cannotBegin(failure);
     }
     if (wasInterrupted()) {
@@ -369,7 +389,7 @@ int runPlan(CommandContext& context) {
         printSizes(report);
         printChanges(report, options.plan.expect);
     }
-    return report.changes && desk::anyGrowth(*report.changes) ? kExitFindings : 0;
+    return report.changes && desk::anyGrowth(*report.changes) ? exitCodeOfFindings() : 0;
 }
 
 }  // namespace ac500::host
