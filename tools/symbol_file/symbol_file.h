@@ -226,7 +226,7 @@ struct TagProblem {
     std::string remedy;  // begins with "; "; for an unknown name the one that is near, or else where to look
 };
 
-// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). Nothing on failure; *problem then says why.
+// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]" or "Main.flags.3"). Nothing on failure; *problem then says why.
 std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, TagProblem* problem);
 // The same, with reason and remedy in one text.
 std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error);
