@@ -355,6 +355,19 @@ TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
               "usage: Main.counter: 65536 is out of range; UINT goes from 0 to 65535\n");
 }
 
+TEST_F(CommandLineTest, NanIsNoNumberOfAnOption) {
+    for (const Texts& arguments :
+         {Texts{"watch", "--seconds", "nan", "Main.counter"}, Texts{"status", "--seconds", "-NaN"},
+          Texts{"plan", "--round-trip", "nan", "Main.counter"}, Texts{"plan", "--plc-time", "nan(1)", "Main.counter"},
+          Texts{"--wait", "nan", "read", "Main.counter"}}) {
+        const Outcome outcome = runHost(Texts{"--symbols", kPlant} + arguments);
+        EXPECT_EQ(outcome.exitCode, 1) << arguments[1];
+        EXPECT_THAT(outcome.error, StartsWith("usage: "));
+    }
+    EXPECT_THAT(runHost({"--symbols", kPlant, "watch", "--seconds", "nan", "Main.counter"}).error,
+                HasSubstr("--seconds: \"nan\" is no number"));
+}
+
 TEST_F(CommandLineTest, TargetsOfOneWriteThatOverlapAreAUsageError) {
     const auto refusal = [](const Texts& targets) {
         const Outcome outcome = runHost(Texts{"--symbols", kPlant, "write"} + targets);

@@ -1,6 +1,7 @@
 #include "tools/host/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
 #include <cstdlib>
 #include <sstream>
 
@@ -83,6 +84,17 @@ constexpr char kWriteFooter[] =
     "between is told; what comes later is not seen. Variables of type BIT are not affected.\n";
 
 constexpr int kLongestMs = settings::kDayMs;
+
+// A range of numbers without NaN, which CLI::Range takes for a number within every range.
+CLI::Validator within(double smallest, double largest) {
+    const CLI::Range range(smallest, largest);
+    const auto check = [range](std::string& text) {
+        double number = 0;
+        const bool isNan = CLI::detail::lexical_cast(text, number) && std::isnan(number);
+        return isNan ? "\"" + text + "\" is no number" : range(text);
+    };
+    return CLI::Validator(check, range.get_description());
+}
 
 // An option for a whole number that the settings file knows, too.
 struct NumberOption {
@@ -189,10 +201,7 @@ constexpr char kPlanFooter[] =
 
 void addPlanOptions(CLI::App& command, PlanOptions& plan) {
     const auto addTime = [&command](const char* name, double& target, const char* what) {
-        command.add_option(name, target, what)
-            ->type_name("MS")
-            ->check(CLI::Range(0.0, static_cast<double>(kLongestMs)))
-            ->capture_default_str();
+        command.add_option(name, target, what)->type_name("MS")->check(within(0, kLongestMs))->capture_default_str();
     };
     addTime("--round-trip", plan.roundTripMs, "Time of one request on the network, both ways, in ms");
     addTime("--plc-time", plan.plcMs, "Time of one request in the PLC, in ms");
@@ -253,7 +262,7 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
                              ? "End after so many seconds; 0: without end, until Ctrl-C (the default)"
                              : "Collect statistics for so many seconds after the first read")
             ->type_name("N")
-            ->check(CLI::Range(0.0, kLongestMs / 1000.0));
+            ->check(within(0, kLongestMs / 1000.0));
     }
 }
 
