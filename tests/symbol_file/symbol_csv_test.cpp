@@ -152,12 +152,12 @@ TEST(SymbolCsv, IsWrittenWithAllColumnsAndOneRowForEachThing) {
     EXPECT_THAT(csv, HasSubstr("\r\narea,,,3,,,8,,,,,,,,,,,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\ntype,Sensor,,,,,8,,,,,,,,,,,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nmember,Sensor.raw,INT,,0,,,,,true,bar,0.001,,0,16,,0..27648,,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\nmember,Sensor.state,USINT,,2,,,,,,,,,,,0=off;1=on;2=a\\;b = c\\\\d,,,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\nmember,Sensor.state,USINT,,2,,,,,,,,,,,\"0=off;1=on;2=a\\;b = c\\\\d\",,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nmember,Line.sensors,Sensor,,0,,,'-1..2,,,,,,,,,'=1+1,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nscope,Empty,,,,,,,,,,,,,,,,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nvariable,Main.temperature,INT,1,0,,,,,,°C,0.10,-40,-30.5,120,,,,,,,\r\n"));
     EXPECT_THAT(
-        csv, HasSubstr("\r\nvariable,Main.grid,BYTE,1,600,,,\"0..1,0..2,-3..-1\",,,,,,,,,'-40 is cold; +1,,,,,\r\n"));
+        csv, HasSubstr("\r\nvariable,Main.grid,BYTE,1,600,,,\"0..1,0..2,-3..-1\",,,,,,,,,\"'-40 is cold; +1\",,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nvariable,Main.start_again,BIT,3,,22,,,,,,,,,,,''quoted',,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nsignal,Main.start,,,,,,,,,,,,,,,,square,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\ninitial,Main.names[2],,,,,,,,,,,,,,,,,,,,\"007, James; \"\"Bond\"\"\"\r\n"));
