@@ -92,6 +92,14 @@ TEST(PlantValues, AreScaledWithTheDecimalsOfTheScale) {
     EXPECT_EQ(shownFor("Main.plain", signedValue(-5)), "-5");
 }
 
+TEST(PlantValues, ThatAreScaledAreFloatsWhateverTypeThePlcHas) {
+    EXPECT_EQ(written("Main.celsius", "REAL#21.5"), "615");
+    EXPECT_EQ(written("Main.celsius", "lreal#21.5 °C"), "615");
+    EXPECT_EQ(written("Main.celsius", "INT#615"),
+              "INT#615 is a value of type INT; what is scaled is written as a number, such as 12.5, or as REAL#12.5");
+    EXPECT_EQ(written("Main.celsius", "16#1F"), "\"16#1F\" is no number; write it as 12.5 or 1e-3");
+}
+
 TEST(PlantValues, OfZeroHaveNoSign) {
     EXPECT_EQ(shownFor("Main.balance", signedValue(3)), "0.0");
     EXPECT_EQ(shownFor("Main.balance", signedValue(2)), "-0.1");

@@ -279,8 +279,16 @@ std::optional<HostValue> fromScaled(const Tag& tag, const Scale& scale, double p
     return inPlc;
 }
 
+// A number in units of the plant is a float, whatever type the PLC has.
 std::optional<HostValue> parseScaled(const Tag& tag, const Scale& scale, const std::string& text, std::string* error) {
-    const std::optional<HostValue> plant = parseValue({TypeCode::Lreal}, text, error);
+    const std::optional<text::TypedLiteral> literal = text::splitTypedLiteral(text);
+    if (literal && literal->type != "REAL" && literal->type != "LREAL") {
+        *error = fmt::format(
+            "{} is a value of type {}; what is scaled is written as a number, such as 12.5, or as REAL#12.5", text,
+            literal->type);
+        return std::nullopt;
+    }
+    const std::optional<HostValue> plant = parseValue({TypeCode::Lreal}, literal ? literal->value : text, error);
     return plant ? fromScaled(tag, scale, std::get<double>(*plant), error) : std::nullopt;
 }
 
