@@ -4,7 +4,9 @@
 _ac500_host_options() {
     local value=''
     [ -z "${3:-}" ] || value=' [A-Z]'
-    "$1" ${2:+"$2"} --help 2>/dev/null | sed -nE "s/^ +(-h,)?(--[a-z-]+)$value.*/\\2/p"
+    local -a command
+    read -ra command <<<"$2"
+    "$1" "${command[@]}" --help 2>/dev/null | sed -nE "s/^ +(-h,)?(--[a-z-]+)$value.*/\\2/p"
 }
 
 # Of the program, and of the command when there is one yet.
@@ -17,10 +19,24 @@ _ac500_host_commands() {
     "$1" --help 2>/dev/null | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]\+\) .*/\1/p'
 }
 
+# Offers files; with a second argument, that in front of each.
+_ac500_host_files() {
+    compopt -o filenames 2>/dev/null
+    mapfile -t COMPREPLY < <(compgen ${2:+-P "$2"} -f -- "$1")
+}
+
 # Words are as they were typed: quotes and backslashes are taken off, a tilde is the home directory.
 _ac500_host_typed() {
     local word=${1//[\"\'\\]/}
     printf '%s' "${word/#\~/$HOME}"
+}
+
+# Offers tags that begin so; behind them stands what tells where tags are.
+_ac500_host_tags() {
+    local program=$1 current
+    current=$(_ac500_host_typed "$2")
+    shift 2
+    mapfile -t COMPREPLY < <("$program" "$@" tags --names "$current**" 2>/dev/null)
 }
 
 _ac500_host() {
@@ -39,7 +55,15 @@ _ac500_host() {
                 given+=("$word" "$(_ac500_host_typed "$value")")
                 ;;
             --simulator) given+=("$word") ;;
-            *) [ -n "$command" ] || ! grep -qxF -e "$word" <<<"$commands" || command=$word ;;
+            import | export | diff) [ "$command" != symbols ] || command="symbols $word" ;;
+            *)
+                # What was on a panel is in the first file of a comparison.
+                if [[ $command = 'symbols diff' && $word != -* && ${COMP_WORDS[i - 1]} = diff ]]; then
+                    given+=(--symbols "$(_ac500_host_typed "$word")")
+                elif [ -z "$command" ] && grep -qxF -e "$word" <<<"$commands"; then
+                    command=$word
+                fi
+                ;;
         esac
     done
 
@@ -48,9 +72,13 @@ _ac500_host() {
     [ "$current" != = ] || current=''
     if [[ $option = --* ]] && grep -qxF -e "$option" < <(_ac500_host_all_options "$program" "$command" value); then
         case $option in
-            --symbols | --config | --driver | --also | --svg | --expect)
-                compopt -o filenames 2>/dev/null
-                mapfile -t COMPREPLY < <(compgen -f -- "$current")
+            --symbols | --config | --driver | --also | --svg | --expect) _ac500_host_files "$current" ;;
+            --writes | --when | --tags)
+                if [[ $current = @* && $option != --when ]]; then
+                    _ac500_host_files "${current#@}" @
+                else
+                    _ac500_host_tags "$program" "$current" "${given[@]}"
+                fi
                 ;;
         esac
         return
@@ -62,32 +90,28 @@ _ac500_host() {
             return
             ;;
         @*)
-            compopt -o filenames 2>/dev/null
-            mapfile -t COMPREPLY < <(compgen -P @ -f -- "${current#@}")
+            _ac500_host_files "${current#@}" @
             return
             ;;
     esac
     case $command in
         '') mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$current") ;;
         read | write | watch | tags | status | check | plan)
-            current=$(_ac500_host_typed "$current")
-            mapfile -t COMPREPLY < <("$program" "${given[@]}" tags --names "$current**" 2>/dev/null)
+            _ac500_host_tags "$program" "$current" "${given[@]}"
             if [ "$command" = write ]; then
                 compopt -o nospace 2>/dev/null
                 COMPREPLY=("${COMPREPLY[@]/%/=}")
             fi
             ;;
-        symbols)
+        symbols*)
             if [ "$option" = symbols ]; then
                 mapfile -t COMPREPLY < <(compgen -W "import export diff" -- "$current")
             else
-                compopt -o filenames 2>/dev/null
-                mapfile -t COMPREPLY < <(compgen -f -- "$current")
+                _ac500_host_files "$current"
             fi
             ;;
         *)
-            compopt -o filenames 2>/dev/null
-            mapfile -t COMPREPLY < <(compgen -f -- "$current")
+            _ac500_host_files "$current"
             ;;
     esac
 }

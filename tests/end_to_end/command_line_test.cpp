@@ -83,6 +83,18 @@ TEST_F(CommandLineTest, WriteShowsWhatThePlcHasAfterwards) {
     EXPECT_EQ(host({"read", "Main.setpoint"}).out, "Main.setpoint  21.5\n");
 }
 
+TEST_F(CommandLineTest, ABitByItsNumberIsShownAsItWasWritten) {
+    startSimulator();
+    EXPECT_EQ(host({"write", "Main.flags.13=1", "Main.flags.b[12]=1"}).out,
+              "Main.flags.13     1\nMain.flags.b[12]  1\n");
+    EXPECT_EQ(host({"read", "Main.flags.b[13]", "Main.flags.12"}).out, "Main.flags.b[13]  1\nMain.flags.12     1\n");
+    EXPECT_THAT(host({"read", "--csv", "Main.flags.13"}).out, HasSubstr("\nMain.flags.13,bit of WORD,TRUE,"));
+    EXPECT_EQ(host({"tags", "--names", "Main.flags.13"}).out, "Main.flags\n");
+    EXPECT_EQ(host({"plan", "--json", "Main.flags.13"}).exitCode, 0);
+    EXPECT_EQ(host({"check", "Main.flags.13"}).exitCode, 0);
+    EXPECT_EQ(host({"read", "Main.flags.16"}).error, "name: \"Main.flags.16\": bit 16 lies outside 0..15\n");
+}
+
 TEST_F(CommandLineTest, WriteAsJson) {
     startSimulator();
     const Outcome outcome = host({"write", "--json", "Main.setpoint=21.5"});
@@ -341,6 +353,19 @@ TEST_F(CommandLineTest, UsageErrorsHaveCodeOne) {
     }
     EXPECT_EQ(runHost({"--symbols", kPlant, "write", "Main.counter=65536"}).error,
               "usage: Main.counter: 65536 is out of range; UINT goes from 0 to 65535\n");
+}
+
+TEST_F(CommandLineTest, NanIsNoNumberOfAnOption) {
+    for (const Texts& arguments :
+         {Texts{"watch", "--seconds", "nan", "Main.counter"}, Texts{"status", "--seconds", "-NaN"},
+          Texts{"plan", "--round-trip", "nan", "Main.counter"}, Texts{"plan", "--plc-time", "nan(1)", "Main.counter"},
+          Texts{"--wait", "nan", "read", "Main.counter"}}) {
+        const Outcome outcome = runHost(Texts{"--symbols", kPlant} + arguments);
+        EXPECT_EQ(outcome.exitCode, 1) << arguments[1];
+        EXPECT_THAT(outcome.error, StartsWith("usage: "));
+    }
+    EXPECT_THAT(runHost({"--symbols", kPlant, "watch", "--seconds", "nan", "Main.counter"}).error,
+                HasSubstr("--seconds: \"nan\" is no number"));
 }
 
 TEST_F(CommandLineTest, TargetsOfOneWriteThatOverlapAreAUsageError) {

@@ -44,6 +44,7 @@ TEST(BitCheck, AllBitsOfAVariable) {
     EXPECT_EQ(flags.elementName(0), "Main.flags.b[0]");
     EXPECT_EQ(flags.elementName(15), "Main.flags.b[15]");
     EXPECT_EQ(allBitsOf(bitTag("Main.wide.b[60..62]")).text, "Main.wide.b[0..63]");
+    EXPECT_EQ(allBitsOf(bitTag("Main.wide.60")).text, "Main.wide.b[0..63]");
 }
 
 TEST(BitCheck, WhichBits) {

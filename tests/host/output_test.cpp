@@ -51,6 +51,15 @@ TEST(OutputJson, ADocumentBeginsWithItsVersion) {
     EXPECT_EQ(newDocument().dump(), "{\"version\":1}");
 }
 
+TEST(OutputTable, HoldsNothingThatATerminalObeys) {
+    EXPECT_THAT(alignColumns({{"TAG", "COMMENT"},
+                              {"Main.a\x1b[31m",
+                               "two\nlines\ttab \xC2\x9B"
+                               "1m \x7F"},
+                              {"b", "é"}}),
+                ElementsAre("TAG          COMMENT", "Main.a?[31m  two?lines?tab ?1m ?", "b            é"));
+}
+
 TEST(OutputCsv, EachElementHasARow) {
     TagValue value{ValueState::Fresh, true, {std::int64_t{-1}, std::int64_t{2}}, Milliseconds(12), {}};
     EXPECT_THAT(valueCsv(outputTag(TypeCode::Int, 2), value),

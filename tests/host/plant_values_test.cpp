@@ -36,6 +36,10 @@ constexpr char kNoted[] = R"~({
     {"name": "flags", "type": "WORD", "area": 1, "offset": 88, "bits": true, "unit": "x", "max": 5},
     {"name": "sealed", "type": "WORD", "area": 1, "offset": 90, "bits": true, "readOnly": true},
     {"name": "code", "type": "STRING(5)", "area": 1, "offset": 100},
+    {"name": "balance", "type": "INT", "area": 1, "offset": 106, "scale": {"factor": 0.1, "offset": -0.3}},
+    {"name": "mirrored", "type": "INT", "area": 1, "offset": 108, "scale": {"factor": -0.1, "offset": -0.0}},
+    {"name": "loss", "type": "REAL", "area": 1, "offset": 112, "scale": {"factor": -2, "offset": -0.0}},
+    {"name": "drift", "type": "LREAL", "area": 1, "offset": 120, "scale": {"factor": -2, "offset": -0.0}},
     {"name": "lamp", "type": "BIT", "area": 3, "bit": 4, "names": {"0": "dark", "1": "lit"}}
   ]}]})~";
 
@@ -86,6 +90,27 @@ TEST(PlantValues, AreScaledWithTheDecimalsOfTheScale) {
     EXPECT_EQ(shownFor("Main.padded", unsignedValue(3)), "1.50");
     EXPECT_EQ(shownFor("Main.thirds", signedValue(3)), "1");
     EXPECT_EQ(shownFor("Main.plain", signedValue(-5)), "-5");
+}
+
+TEST(PlantValues, ThatAreScaledAreFloatsWhateverTypeThePlcHas) {
+    EXPECT_EQ(written("Main.celsius", "REAL#21.5"), "615");
+    EXPECT_EQ(written("Main.celsius", "lreal#21.5 °C"), "615");
+    EXPECT_EQ(written("Main.celsius", "INT#615"),
+              "INT#615 is a value of type INT; what is scaled is written as a number, such as 12.5, or as REAL#12.5");
+    EXPECT_EQ(written("Main.celsius", "16#1F"), "\"16#1F\" is no number; write it as 12.5 or 1e-3");
+}
+
+TEST(PlantValues, OfZeroHaveNoSign) {
+    EXPECT_EQ(shownFor("Main.balance", signedValue(3)), "0.0");
+    EXPECT_EQ(shownFor("Main.balance", signedValue(2)), "-0.1");
+    EXPECT_EQ(shownFor("Main.mirrored", signedValue(0)), "0.0");
+    EXPECT_EQ(shownFor("Main.loss", {0.0F}), "0");
+    EXPECT_EQ(shownFor("Main.drift", {0.0}), "0");
+    for (const HostValues& number :
+         {plantValues(noted("Main.balance"), signedValue(3)), plantValues(noted("Main.mirrored"), signedValue(0)),
+          plantValues(noted("Main.loss"), {0.0F}), plantValues(noted("Main.drift"), {0.0})}) {
+        EXPECT_FALSE(std::signbit(std::get<double>(number.front())));
+    }
 }
 
 TEST(PlantValues, AreRoundedToTheNearestWithHalvesAwayFromZero) {

@@ -132,6 +132,19 @@ TEST(Tag, ABitIsReadAndWrittenWithItsVariable) {
     EXPECT_EQ(calls(tag, tag.writePlan()), "Main.flags.b[30]/1");
 }
 
+TEST(Tag, ABitByItsNumberIsGivenToTheDriverInBrackets) {
+    const Tag tag = found("Main.flags.30");
+    EXPECT_EQ(tag.text, "Main.flags.30");
+    EXPECT_TRUE(tag.form.isBit);
+    EXPECT_FALSE(tag.isList);
+    EXPECT_EQ(tag.firstBit, 30);
+    EXPECT_EQ(runs(tag), "1:4+4");
+    EXPECT_EQ(calls(tag, tag.readPlan()), "Main.flags.b[30]/2");
+    EXPECT_EQ(calls(tag, tag.writePlan()), "Main.flags.b[30]/1");
+    EXPECT_EQ(found("Main.flags.03").elementName(0), "Main.flags.b[3]");
+    EXPECT_EQ(refused("Main.flags.32"), R"("Main.flags.32": bit 32 lies outside 0..31)");
+}
+
 TEST(Tag, ARangeOfBits) {
     const Tag tag = found("Main.flags.b[4..7]");
     EXPECT_TRUE(tag.form.isBit);

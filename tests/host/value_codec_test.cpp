@@ -242,6 +242,11 @@ TEST(ValueCodec, IecLiteralsOfNumbers) {
 TEST(ValueCodec, IecLiteralsOfTimes) {
     EXPECT_EQ(reparsed(TypeCode::Time, "T#90s"), "T#1m30s");
     EXPECT_EQ(reparsed(TypeCode::Time, "90000"), "T#1m30s");
+    EXPECT_EQ(reparsed(TypeCode::Time, "16#1388"), "T#5s");
+    EXPECT_EQ(reparsed(TypeCode::Date, "2#1"), "1");
+    EXPECT_EQ(reparsed(TypeCode::Time, "16#1_0000_0000"),
+              "refused: 16#1_0000_0000 is out of range; TIME goes from 0 to 4294967295");
+    EXPECT_EQ(reparsed(TypeCode::Time, "5#1"), "refused: \"5#1\" is no TIME; write it as T#1m30s");
     EXPECT_EQ(reparsed(TypeCode::Date, "D#2026-11-22"), "D#2026-11-22");
     EXPECT_EQ(reparsed(TypeCode::Date, "1"), "1");
     EXPECT_EQ(reparsed(TypeCode::TimeOfDay, "TOD#12:00"), "TOD#12:00:00");

@@ -30,8 +30,9 @@ TEST(Catalog, AnElementHasItsOwnAddress) {
 
 TEST(Catalog, TagsAreLeavesElementsBitsAndRanges) {
     std::string reason;
-    for (const char* text : {"Main.counter", "Main.grid", "Main.grid[0,5]", "Main.grid[0,1..5]", "Main.recipe[2..2]",
-                             "Main.flags.b[15]", "Main.flags.b[0..15]", "Main.pumps[1].motor.curve[1..5]"}) {
+    for (const char* text :
+         {"Main.counter", "Main.grid", "Main.grid[0,5]", "Main.grid[0,1..5]", "Main.recipe[2..2]", "Main.flags.b[15]",
+          "Main.flags.b[0..15]", "Main.flags.15", "Main.pumps[1].motor.curve[1..5]"}) {
         EXPECT_TRUE(sampleCatalog().isTag(text, &reason)) << text << ": " << reason;
     }
 }
@@ -60,7 +61,17 @@ TEST(Catalog, KnowsTheVariableOfAnElementAndOfABit) {
     EXPECT_EQ(holding("Main.grid[2,1..3]"), "Main.grid");
     EXPECT_EQ(holding("Main.flags.b[3]"), "Main.flags");
     EXPECT_EQ(holding("Main.flags.b[0..7]"), "Main.flags");
+    EXPECT_EQ(holding("Main.flags.3"), "Main.flags");
     EXPECT_EQ(holding("Main.pumps[2].motor.curve[5]"), "Main.pumps[2].motor.curve");
+}
+
+TEST(Catalog, KnowsTheMemberThatABitBelongsTo) {
+    const Catalog catalog = catalogOf(R"({"format": "ac500-symbols", "version": 1, "areas": [{"number": 1, "bytes": 8}],
+        "types": {"Valve": {"size": 2, "members": [{"name": "status", "type": "WORD", "offset": 0, "bits": true}]}},
+        "scopes": [{"name": "A", "variables": [
+            {"name": "valves", "type": "Valve", "area": 1, "offset": 0, "array": [[1, 2]]}]}]})");
+    EXPECT_EQ(catalog.leafHolding("A.valves[2].status.b[3]")->tag, "A.valves[2].status");
+    EXPECT_EQ(catalog.leafHolding("A.valves[2].status.3")->tag, "A.valves[2].status");
 }
 
 TEST(Catalog, MayBeMoved) {

@@ -63,6 +63,17 @@ TEST(TagList, ATableMayUseSemicolonsAndHaveOneColumn) {
     EXPECT_THAT(shown(parseList("l", "tag\nMain.a\n")), ElementsAre("Main.a@2"));
 }
 
+TEST(TagList, ARowOfEmptyCellsSaysNothing) {
+    const EntryList list = parseList("l", "tag;value\n;\nMain.a;1\n ; \n\"\"\n;;\n");
+    EXPECT_THAT(complaints(list), ElementsAre());
+    EXPECT_THAT(shown(list), ElementsAre("Main.a@3=1"));
+    EXPECT_THAT(complaints(parseList("l", "tag,value\n,5\n")), ElementsAre(HasSubstr("l:2: column tag: is empty")));
+}
+
+TEST(TagList, ARowOfATableMayBeginWithAHash) {
+    EXPECT_THAT(shown(parseList("l", "# head\ntag,value\n#Main.a,1\n")), ElementsAre("#Main.a@3=1"));
+}
+
 TEST(TagList, ProblemsOfATableNameRowAndColumn) {
     EXPECT_THAT(
         complaints(parseList("l.csv", "tag,min,max\nMain.a,1,2\n")),

@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "tests/support/places.h"
 #include "tools/symbol_file/symbol_document.h"
@@ -112,11 +113,25 @@ std::vector<std::string> csvProblems(const std::string& csv) {
     return texts;
 }
 
+// An absent comment says the same as one without characters.
+nlohmann::json withoutEmptyComments(const std::string& text) {
+    nlohmann::json document = nlohmann::json::parse(text);
+    for (nlohmann::json& scope : document["scopes"]) {
+        for (nlohmann::json& variable : scope["variables"]) {
+            if (variable.value("comment", "") == "") {
+                variable.erase("comment");
+            }
+        }
+    }
+    return document;
+}
+
 void expectRoundTrip(const std::string& path) {
     const std::string json = contentOf(path);
     const std::string csv = exportCsv(parseJson(json).root);
     const JsonValue document = imported(csv).document;
     EXPECT_EQ(spoken(toJsonText(document)), spoken(json));
+    EXPECT_EQ(withoutEmptyComments(toJsonText(document)), withoutEmptyComments(json));
     EXPECT_EQ(exportCsv(document), csv);
     EXPECT_EQ(exportCsv(parseJson(toJsonText(document)).root), csv);
 }
@@ -152,15 +167,53 @@ TEST(SymbolCsv, IsWrittenWithAllColumnsAndOneRowForEachThing) {
     EXPECT_THAT(csv, HasSubstr("\r\narea,,,3,,,8,,,,,,,,,,,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\ntype,Sensor,,,,,8,,,,,,,,,,,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nmember,Sensor.raw,INT,,0,,,,,true,bar,0.001,,0,16,,0..27648,,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\nmember,Sensor.state,USINT,,2,,,,,,,,,,,0=off;1=on;2=a\\;b = c\\\\d,,,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\nmember,Sensor.state,USINT,,2,,,,,,,,,,,\"0=off;1=on;2=a\\;b = c\\\\d\",,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nmember,Line.sensors,Sensor,,0,,,'-1..2,,,,,,,,,'=1+1,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nscope,Empty,,,,,,,,,,,,,,,,,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nvariable,Main.temperature,INT,1,0,,,,,,°C,0.10,-40,-30.5,120,,,,,,,\r\n"));
     EXPECT_THAT(
-        csv, HasSubstr("\r\nvariable,Main.grid,BYTE,1,600,,,\"0..1,0..2,-3..-1\",,,,,,,,,'-40 is cold; +1,,,,,\r\n"));
+        csv,
+        HasSubstr("\r\nvariable,Main.grid,BYTE,1,600,,,\"0..1,0..2,-3..-1\",,,,,,,,,\"'-40 is cold; +1\",,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nvariable,Main.start_again,BIT,3,,22,,,,,,,,,,,''quoted',,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\nsignal,Main.start,,,,,,,,,,,,,,,,square,,,,\r\n"));
     EXPECT_THAT(csv, HasSubstr("\r\ninitial,Main.names[2],,,,,,,,,,,,,,,,,,,,\"007, James; \"\"Bond\"\"\"\r\n"));
+}
+
+// A file of initial values for variables of the right types, and the same after it was a table.
+nlohmann::json initialValuesAfterATable(const nlohmann::json& values) {
+    nlohmann::json document = nlohmann::json::parse(R"({"format": "ac500-symbols", "version": 1,
+        "areas": [{"number": 1, "bytes": 10000}], "scopes": [{"name": "Main", "variables": []}]})");
+    for (const nlohmann::json& value : values) {
+        const std::string name = "v" + std::to_string(document["scopes"][0]["variables"].size());
+        document["scopes"][0]["variables"].push_back({{"name", name},
+                                                      {"type", "STRING"},
+                                                      {"area", 1},
+                                                      {"offset", 100 * document["scopes"][0]["variables"].size()}});
+        document["simulation"]["initial"].push_back({{"tag", "Main." + name}, {"value", value}});
+    }
+    const std::string csv = exportCsv(parseJson(document.dump()).root);
+    const nlohmann::json imports = nlohmann::json::parse(toJsonText(imported(csv).document));
+    nlohmann::json after = nlohmann::json::array();
+    for (const nlohmann::json& entry : imports["simulation"]["initial"]) {
+        after.push_back(entry["value"]);
+    }
+    return after;
+}
+
+TEST(SymbolCsv, KeepsWhetherAnInitialValueIsATextANumberOrATruthValue) {
+    const nlohmann::json values = {"12", 12,  "-1.50", -1.5, "1e3",  1000, "TRUE", true,  "true", "FALSE", false,
+                                   "",   "'", "'12",   "''", "=1+1", "+5", "007",  "1,5", "0;1",  "True",  " 12 "};
+    EXPECT_EQ(initialValuesAfterATable(values), values);
+}
+
+TEST(SymbolCsv, ACellThatIsNotMarkedIsANumberOrATruthValueWhereItCanBe) {
+    const ImportedCsv table = imported(
+        "kind,name,type,area,offset,bytes,value\narea,,,1,,200,\n,Main.a,STRING,1,0,,\n,Main.b,BOOL,1,100,,\n"
+        ",Main.c,STRING,1,102,,\ninitial,Main.a,,,,,12\ninitial,Main.b,,,,,TRUE\ninitial,Main.c,,,,,'12\n");
+    const auto initial = nlohmann::json::parse(toJsonText(table.document))["simulation"]["initial"];
+    EXPECT_EQ(initial[0]["value"], 12);
+    EXPECT_EQ(initial[1]["value"], true);
+    EXPECT_EQ(initial[2]["value"], "12");
 }
 
 TEST(SymbolCsv, ASmallTableBecomesAFileThatPeopleCanRead) {

@@ -186,6 +186,11 @@ TEST(WrongValueNotes, LimitsAreValuesOfTheTypeInUnitsOfThePlant) {
     EXPECT_THAT(problemsWith(R"("type": "INT", "min": 6, "max": 5)"),
                 ElementsAre("max: the largest value 5 lies below the smallest, 6; correct one of them"));
     EXPECT_THAT(problemsWith(R"("type": "ULINT", "min": 9007199254740993, "max": 9007199254740992)").size(), 1u);
+    EXPECT_THAT(problemsWith(R"("type": "TIME", "min": "16#1388", "max": "T#5s")"), IsEmpty());
+    EXPECT_THAT(problemsWith(R"("type": "TIME", "min": "16#1389", "max": "T#5s")"),
+                ElementsAre("max: the largest value T#5s lies below the smallest, 16#1389; correct one of them"));
+    EXPECT_THAT(problemsWith(R"("type": "TIME", "max": "16#1_0000_0000")").size(), 1u);
+    EXPECT_THAT(problemsWith(R"("type": "TIME", "min": "-16#1")").size(), 1u);
     EXPECT_THAT(problemsWith(R"("type": "TIME", "min": "T#1m", "max": "T#1s")"),
                 ElementsAre("max: the largest value T#1s lies below the smallest, T#1m; correct one of them"));
     EXPECT_THAT(problemsWith(R"("type": "TIME", "max": "90s")"),

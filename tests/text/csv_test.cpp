@@ -32,13 +32,18 @@ TEST(Csv, QuotedCells) {
     EXPECT_THAT(cellsOf("a \"b\""), ElementsAre(ElementsAre("a \"b\"")));
 }
 
-TEST(Csv, BlankLinesAndCommentsAreNoRows) {
-    const ParsedCsv parsed = parseCsv("# a\n\n \t\r\nx\n\"y\n#z\"\n#\nw", ',');
+TEST(Csv, BlankLinesAndCommentsBeforeTheHeaderAreNoRows) {
+    const ParsedCsv parsed = parseCsv("# a\n\n \t\r\n#b\nx\n\"y\n#z\"\n\nw", ',');
     ASSERT_EQ(parsed.rows.size(), 3u);
-    EXPECT_EQ(parsed.rows[0].line, 4);
-    EXPECT_EQ(parsed.rows[1].line, 5);
+    EXPECT_EQ(parsed.rows[0].line, 5);
+    EXPECT_EQ(parsed.rows[1].line, 6);
     EXPECT_THAT(parsed.rows[1].cells, ElementsAre("y\n#z"));
-    EXPECT_EQ(parsed.rows[2].line, 8);
+    EXPECT_EQ(parsed.rows[2].line, 9);
+}
+
+TEST(Csv, ARowBehindTheHeaderMayBeginWithAHash) {
+    EXPECT_THAT(cellsOf("# comment\nname,value\n#1,5\n#"),
+                ElementsAre(ElementsAre("name", "value"), ElementsAre("#1", "5"), ElementsAre("#")));
 }
 
 TEST(Csv, ErrorsAreToldWithTheirLine) {
@@ -52,6 +57,7 @@ TEST(Csv, CellsAreQuotedWhenTheyHaveTo) {
     EXPECT_EQ(csvCell("plain"), "plain");
     EXPECT_EQ(csvCell("-1.5"), "-1.5");
     EXPECT_EQ(csvCell("a,b"), "\"a,b\"");
+    EXPECT_EQ(csvCell("0;1"), "\"0;1\"");
     EXPECT_EQ(csvCell("say \"yes\""), "\"say \"\"yes\"\"\"");
     EXPECT_EQ(csvCell("two\nlines"), "\"two\nlines\"");
     EXPECT_EQ(csvCell(" x"), "\" x\"");

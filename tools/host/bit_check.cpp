@@ -23,7 +23,7 @@ Tag allBitsOf(const Tag& bits) {
     all.firstIndex = 0;
     all.firstBit = 0;
     all.elements = 8 * typeTraits(bits.form.code)->widthBytes;
-    all.prefix = bits.text.substr(0, bits.text.rfind('[') + 1);
+    all.prefix = bits.prefix.substr(0, bits.prefix.rfind('[') + 1);
     all.text = fmt::format("{}0..{}]", all.prefix, all.elements - 1);
     return all;
 }

@@ -33,7 +33,7 @@ constexpr char kFooter[] =
     "  Main.motor.speed      a variable\n"
     "  Main.grid[2,3]        an element of an array\n"
     "  Main.recipe[1..5]     some elements of a row\n"
-    "  Main.flags.b[3]       a bit of a variable; Main.flags.b[0..7]: some of them\n"
+    "  Main.flags.b[3]       a bit of a variable, also Main.flags.3; Main.flags.b[0..7]: some of them\n"
     "                        (bits of one variable that two panels write: see write --help)\n"
     "Several at once, but not to write:\n"
     "  Main.recipe           a whole array; one of several dimensions comes row by row\n"

@@ -42,7 +42,8 @@ std::vector<std::string> valueCsv(const Tag& tag, const TagValue& value) {
     std::vector<std::string> rows;
     for (int i = 0; i < tag.elements; ++i) {
         const auto index = static_cast<std::size_t>(i);
-        rows.push_back(fmt::format("{},{},{},{},{},{}", csvText(tag.elementName(i)), elementType(tag),
+        const std::string name = tag.isList ? tag.elementName(i) : tag.text;
+        rows.push_back(fmt::format("{},{},{},{},{},{}", csvText(name), elementType(tag),
                                    index < values.size() ? elementCell(values[index]) : std::string(), unit,
                                    valueStateName(value.state), age));
     }

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "tools/host/plant_values.h"
+#include "tools/text/text.h"
 
 namespace ac500::host {
 
@@ -200,11 +202,12 @@ std::string statisticsText(const Statistics& statistics) {
         milliseconds(cycle.maximum));
 }
 
-std::vector<std::string> alignColumns(const std::vector<std::vector<std::string>>& rows) {
+std::vector<std::string> alignColumns(std::vector<std::vector<std::string>> rows) {
     std::vector<std::size_t> widths;
-    for (const std::vector<std::string>& row : rows) {
+    for (std::vector<std::string>& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (std::size_t column = 0; column < row.size(); ++column) {
+            row[column] = text::withoutControls(std::move(row[column]));
             widths[column] = std::max(widths[column], characters(row[column]));
         }
     }

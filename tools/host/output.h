@@ -46,8 +46,9 @@ Json failureJson(const Failure& failure);
 // Two lines: "frames 120 sent, 118 good; ..." and the cycle times.
 std::string statisticsText(const Statistics& statistics);
 
-// Columns as wide as their widest cell, two blanks apart; the last column is not padded.
-std::vector<std::string> alignColumns(const std::vector<std::vector<std::string>>& rows);
+// Columns as wide as their widest cell, two blanks apart; the last column is not padded. Cells may hold texts of unknown
+// origin, such as comments of a symbol file: "?" stands for what a terminal would obey, line ends included.
+std::vector<std::string> alignColumns(std::vector<std::vector<std::string>> rows);
 
 // How many characters a UTF-8 text has.
 int displayWidth(const std::string& text);

@@ -95,16 +95,22 @@ std::optional<HostValue> unscaled(const Tag& tag, const Scale& scale, double pla
     return static_cast<std::uint64_t>(rounded);
 }
 
+// "-0.0", which a small negative number is rounded to, as "0.0".
+std::string withoutSignOfZero(const std::string& number) {
+    const bool isNegativeZero = number[0] == '-' && number.find_first_not_of("-0.") == std::string::npos;
+    return isNegativeZero ? number.substr(1) : number;
+}
+
 // With the decimals of the scale, or as a float shows them, as long as that says which value it is; else as exact as need be.
 std::string scaledText(const Tag& tag, const Scale& scale, const HostValue& inPlc) {
     const double exact = numberOf(inPlc) * scale.factor.value + scale.offset.value;
     const int decimals = std::max(decimalsOf(scale.factor.text), decimalsOf(scale.offset.text));
-    std::string text = fmt::format("{}", exact);
+    std::string text = withoutSignOfZero(fmt::format("{}", exact));
     if (tag.form.code == TypeCode::Lreal || decimals > kMostDecimals) {
         return text;
     }
-    std::string brief =
-        isFloat(tag) ? fmt::format("{}", static_cast<float>(exact)) : fmt::format("{:.{}f}", exact, decimals);
+    std::string brief = withoutSignOfZero(isFloat(tag) ? fmt::format("{}", static_cast<float>(exact))
+                                                       : fmt::format("{:.{}f}", exact, decimals));
     const std::optional<HostValue> back = unscaled(tag, scale, parsedNumber(brief));
     return back && *back == inPlc ? brief : text;
 }
@@ -273,8 +279,16 @@ std::optional<HostValue> fromScaled(const Tag& tag, const Scale& scale, double p
     return inPlc;
 }
 
+// A number in units of the plant is a float, whatever type the PLC has.
 std::optional<HostValue> parseScaled(const Tag& tag, const Scale& scale, const std::string& text, std::string* error) {
-    const std::optional<HostValue> plant = parseValue({TypeCode::Lreal}, text, error);
+    const std::optional<text::TypedLiteral> literal = text::splitTypedLiteral(text);
+    if (literal && literal->type != "REAL" && literal->type != "LREAL") {
+        *error = fmt::format(
+            "{} is a value of type {}; what is scaled is written as a number, such as 12.5, or as REAL#12.5", text,
+            literal->type);
+        return std::nullopt;
+    }
+    const std::optional<HostValue> plant = parseValue({TypeCode::Lreal}, literal ? literal->value : text, error);
     return plant ? fromScaled(tag, scale, std::get<double>(*plant), error) : std::nullopt;
 }
 

@@ -31,6 +31,11 @@ void nameByIndex(const std::string& prefix, int first, Tag* tag) {
     tag->firstIndex = first;
 }
 
+// The only way in which the driver knows a bit: "Main.flags.b[3]", also of "Main.flags.3".
+std::string bitInBrackets(const std::string& text, int bit) {
+    return text.back() == ']' ? text : fmt::format("{}.b[{}]", text.substr(0, text.rfind('.')), bit);
+}
+
 bool samePosition(const Element& a, const Element& b) {
     return a.area == b.area && a.address == b.address;
 }
@@ -150,8 +155,8 @@ std::optional<Tag> TagTable::single(const std::string& text, std::string* error)
     }
     Tag tag;
     tag.text = text;
-    tag.prefix = text;
     place(*element, &tag);
+    tag.prefix = tag.form.isBit ? bitInBrackets(text, element->bit) : text;
     const bool endsWithIndex = text.back() == ']' && element->bit < 0;
     tag.rowExtent = endsWithIndex ? rowExtentOf(text) : 0;
     placeInArray(text, &tag);

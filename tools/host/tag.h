@@ -27,7 +27,7 @@ struct Tag {
     ValueForm form;
     bool isList = false;  // shown and given as a list, also when it has one element
 
-    // The driver's names of the elements are prefix + (firstIndex + i) + "]", or the prefix alone without an index.
+    // The driver's names of the elements, whichever way the user wrote them, are prefix + (firstIndex + i) + "]", or the prefix alone without an index.
     std::string prefix;
     bool isIndexed = false;
     int firstIndex = 0;
@@ -83,7 +83,7 @@ public:
     const std::vector<Leaf>& leaves() const { return catalog_.leaves(); }
 
     // Understands "Main.motor.speed", "Main.grid[2,3]", "Main.recipe[1..5]", "Main.recipe" (the whole of a
-    // one-dimensional array), "Main.flags.b[3]" and "Main.flags.b[0..7]". Nothing when there is no such thing; *error
+    // one-dimensional array), "Main.flags.b[3]", "Main.flags.3" and "Main.flags.b[0..7]". Nothing when there is no such thing; *error
     // then says what is wrong and which names are near.
     std::optional<Tag> find(const std::string& text, std::string* error) const;
 

@@ -91,7 +91,10 @@ std::optional<HostValue> parseTime(ValueForm form, const std::string& text, std:
     if (const std::optional<std::uint32_t> value = text::parseTimeLiteral(kind, text)) {
         return std::uint64_t{*value};
     }
-    if (text.find('#') == std::string::npos && !text.empty() && text[0] >= '0' && text[0] <= '9') {
+    const bool beginsAsNumber = !text.empty() && text[0] >= '0' && text[0] <= '9';
+    text::WholeNumber number;
+    if (beginsAsNumber &&
+        (text.find('#') == std::string::npos || text::parseWholeNumber(text, &number) != text::Digits::NotANumber)) {
         return parseInteger(form, text, error);
     }
     *error = fmt::format("\"{}\" is no {}; write it as {}", text, typeTraits(form.code)->name,

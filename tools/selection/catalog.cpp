@@ -31,8 +31,9 @@ const Leaf* Catalog::leafNamed(std::string_view tag) const {
 }
 
 const Leaf* Catalog::leafHolding(const std::string& tag) const {
-    const std::string::size_type member = tag.find_last_of('.', tag.find_last_of('['));
-    for (const std::string& name : {tag, withoutIndices(tag), tag.substr(0, member)}) {
+    const std::string element = withoutIndices(tag);
+    const std::string ofBit = element.substr(0, element.rfind('.'));
+    for (const std::string& name : {tag, element, ofBit}) {
         if (const Leaf* leaf = leafNamed(name)) {
             return leaf;
         }

@@ -152,7 +152,16 @@ private:
         return isGood;
     }
 
+    // A row of empty cells, as spreadsheets leave them, says nothing.
+    static bool isEmptyRow(const CsvRow& row) {
+        return std::all_of(row.cells.begin(), row.cells.end(),
+                           [](const std::string& cell) { return trimmed(cell).empty(); });
+    }
+
     void readRow(const CsvRow& row) {
+        if (isEmptyRow(row)) {
+            return;
+        }
         if (row.cells.size() > columns_.size()) {
             complain(row.line, "has " + std::to_string(row.cells.size()) + " cells, but the header has " +
                                    std::to_string(columns_.size()) +

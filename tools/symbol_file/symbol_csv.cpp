@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -33,9 +34,9 @@ enum class CellForm {
     Truth,
     NumberOrText,
     NumberOrTruth,
-    TextOrNumber,  // any scalar, as text
-    Bounds,        // "0..3,1..6"
-    ValueNames,    // "0=off;1=on"
+    Scalar,      // of any kind
+    Bounds,      // "0..3,1..6"
+    ValueNames,  // "0=off;1=on"
 };
 
 struct CellRule {
@@ -81,7 +82,7 @@ const std::vector<KindRules>& kindRules() {
           {"source", "source", CellForm::Text},
           {"value", "value", CellForm::NumberOrTruth}},
          false},
-        {RowKind::Initial, "initial", {{"value", "value", CellForm::TextOrNumber}}, false},
+        {RowKind::Initial, "initial", {{"value", "value", CellForm::Scalar}}, false},
     };
     return rules;
 }
@@ -165,6 +166,38 @@ std::string valueNamesCell(const JsonValue& names) {
     return guarded(cell);
 }
 
+// The number that a cell says; nothing when it says none.
+std::optional<JsonValue> numberIn(const std::string& cell) {
+    if (cell.find_first_not_of("+-.0123456789eE") != std::string::npos) {
+        return std::nullopt;
+    }
+    ParsedJson parsed = parseJson(cell);
+    return parsed.problems.empty() && isNumber(parsed.root) ? std::optional<JsonValue>(parsed.root) : std::nullopt;
+}
+
+// Where a cell may be a text, too, only the spelling that is written counts: "true" is a text there.
+bool isTruthWord(const std::string& cell, CellForm form) {
+    if (form == CellForm::Scalar) {
+        return cell == "TRUE" || cell == "FALSE";
+    }
+    const std::string lower = text::lowerCase(cell);
+    return lower == "true" || lower == "false";
+}
+
+bool mayBeNumber(CellForm form) {
+    return form == CellForm::Number || form == CellForm::NumberOrText || form == CellForm::NumberOrTruth ||
+           form == CellForm::Scalar;
+}
+
+bool mayBeTruth(CellForm form) {
+    return form == CellForm::Truth || form == CellForm::NumberOrTruth || form == CellForm::Scalar;
+}
+
+// Would the cell be taken for something else than this text?
+bool looksOtherwise(const std::string& text, CellForm form) {
+    return (mayBeNumber(form) && numberIn(text)) || (mayBeTruth(form) && isTruthWord(text, form));
+}
+
 std::string cellOf(const JsonValue& value, CellForm form) {
     if (form == CellForm::Bounds) {
         return boundsCell(value);
@@ -173,7 +206,10 @@ std::string cellOf(const JsonValue& value, CellForm form) {
         return valueNamesCell(value);
     }
     if (value.kind == JsonValue::Kind::Boolean) {
-        return form == CellForm::TextOrNumber ? (value.boolean ? "TRUE" : "FALSE") : value.boolean ? "true" : "false";
+        return form == CellForm::Scalar ? (value.boolean ? "TRUE" : "FALSE") : value.boolean ? "true" : "false";
+    }
+    if (value.kind == JsonValue::Kind::String && looksOtherwise(value.text, form)) {
+        return "'" + value.text;
     }
     // What is absent, where a text without characters means the same.
     const bool isNothing = value.text.empty() && form == CellForm::Text;
@@ -325,7 +361,8 @@ private:
     // What a row says, by column; without empty cells.
     struct Row {
         int line = 0;
-        std::map<std::string, std::string> cells;
+        std::map<std::string, std::string> cells;  // without the apostrophe in front
+        std::set<std::string> texts;               // the columns of cells that had one
 
         bool has(const std::string& column) const { return cells.count(column) > 0; }
         std::string at(const std::string& column) const { return has(column) ? cells.at(column) : std::string(); }
@@ -343,15 +380,19 @@ private:
                     std::to_string(columns_.size()) + "; put a cell that holds a comma in quotes");
             return;
         }
-        Row row{source.line, {}};
+        Row row{source.line, {}, {}};
         for (std::size_t i = 0; i < source.cells.size(); ++i) {
             const std::string& cell = source.cells[i];
             if (!isUtf8(cell)) {
                 add(source.line, columns_[i], "is no UTF-8; save the table as UTF-8");
                 return;
             }
+            const bool isMarked = !cell.empty() && cell[0] == '\'';
             if (!cell.empty()) {
-                row.cells[columns_[i]] = cell[0] == '\'' ? cell.substr(1) : cell;
+                row.cells[columns_[i]] = isMarked ? cell.substr(1) : cell;
+            }
+            if (isMarked) {
+                row.texts.insert(columns_[i]);
             }
         }
         if (!row.cells.empty()) {
@@ -420,23 +461,19 @@ private:
         if (form == CellForm::ValueNames) {
             return valueNamesOf(row, column, cell, position);
         }
-        const std::string lower = text::lowerCase(cell);
-        const bool mayBeTruth = form == CellForm::Truth || form == CellForm::NumberOrTruth;
-        if (mayBeTruth && (lower == "true" || lower == "false")) {
+        // Where a cell may be a text or something else, an apostrophe in front says that it is a text.
+        const bool isText = (form == CellForm::Scalar || form == CellForm::NumberOrText) && row.texts.count(column) > 0;
+        if (mayBeTruth(form) && isTruthWord(cell, form) && !isText) {
             JsonValue truth = emptyContainer(JsonValue::Kind::Boolean, position);
-            truth.boolean = lower == "true";
+            truth.boolean = text::lowerCase(cell) == "true";
             return truth;
         }
         if (form == CellForm::Truth) {
             add(row.line, column, inQuotes(cell) + " is no truth value; write true or false");
         }
-        const bool mayBeNumber = form != CellForm::Text && form != CellForm::Truth;
-        if (mayBeNumber && cell.find_first_not_of("+-.0123456789eE") == std::string::npos) {
-            ParsedJson parsed = parseJson(cell);
-            if (parsed.problems.empty() && isNumber(parsed.root)) {
-                parsed.root.position = position;
-                return parsed.root;
-            }
+        if (std::optional<JsonValue> number = mayBeNumber(form) && !isText ? numberIn(cell) : std::nullopt) {
+            number->position = position;
+            return *number;
         }
         if (form == CellForm::Number || form == CellForm::NumberOrTruth) {
             add(row.line, column, inQuotes(cell) + " is no number; write it as 12 or -0.5");

@@ -227,7 +227,7 @@ struct TagProblem {
     bool isOutOfBounds = false;  // all of it exists, but an index or a bit lies outside its bounds
 };
 
-// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). Nothing on failure; *problem then says why.
+// Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]" or "Main.flags.3"). Nothing on failure; *problem then says why.
 std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, TagProblem* problem);
 // The same, with reason and remedy in one text.
 std::optional<Element> findElement(const SymbolFile& file, const std::string& tag, std::string* error);

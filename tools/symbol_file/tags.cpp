@@ -202,7 +202,8 @@ private:
         return true;
     }
 
-    // Behind the last variable nothing may follow but a bit: "b[3]". What stands before its bracket is free.
+    // Behind the last variable nothing may follow but a bit: "b[3]", or "3" as in IEC programs. What stands before the
+    // bracket is free.
     bool finish(const Variable& variable, std::size_t depth) {
         if (depth == components_.size()) {
             return true;
@@ -212,14 +213,16 @@ private:
             return fail(inQuotes(variable.name) + " is a " + typeTraits(variable.code)->name +
                         "; nothing can follow it, found " + inQuotes(last.text));
         }
+        const bool isOneIndex = last.indexed && !last.name.empty() && last.indices.size() == 1;
+        const std::string number = isOneIndex ? last.indices[0] : last.name;
         int bit = 0;
-        if (!last.indexed || last.name.empty() || last.indices.size() != 1 || !parseIndex(last.indices[0], &bit)) {
+        if ((last.indexed && !isOneIndex) || !parseIndex(number, &bit)) {
             return fail(inQuotes(last.text) + " names no bit of " + inQuotes(variable.name) +
                         "; write b[0], b[1] and so on");
         }
         const ArrayDimension bits = {0, typeTraits(variable.code)->widthBytes * 8 - 1};
         if (bit < bits.lower || bit > bits.upper) {
-            return failOutside("bit " + last.indices[0] + " lies outside " + bounds(bits));
+            return failOutside("bit " + number + " lies outside " + bounds(bits));
         }
         element_.bit = bit;
         element_.notes.reset();

@@ -235,6 +235,11 @@ private:
 
     std::optional<Limit> readTime(const JsonNode& node) const {
         const std::string& literal = node.value->text;
+        text::WholeNumber count;
+        if (literal.find('#') != std::string::npos &&
+            text::parseWholeNumber(literal, &count) == text::Digits::Good) {  // "16#1388"
+            return Limit{{static_cast<double>(count.magnitude), literal}, count};
+        }
         const std::optional<std::uint32_t> value = text::parseTimeLiteral(*timeKindOf(code_), literal);
         if (!value) {
             problems_->add(node, inQuotes(literal) + " is no " + type() + "; write it as in \"" +

@@ -31,7 +31,8 @@ private:
     bool skipLineWithoutRow() {
         const std::size_t content = text_.find_first_not_of(" \t\r", at_);
         const bool isBlank = content == std::string::npos || text_[content] == '\n';
-        if (isBlank || text_[at_] == '#') {
+        const bool isComment = text_[at_] == '#' && parsed_.rows.empty();
+        if (isBlank || isComment) {
             passLineEnd();
             return true;
         }
@@ -107,7 +108,7 @@ ParsedCsv parseCsv(const std::string& text, char separator) {
 
 std::string csvCell(const std::string& content) {
     const bool hasOuterBlank = !content.empty() && (content.front() == ' ' || content.back() == ' ');
-    if (!hasOuterBlank && content.find_first_of(",\"\r\n") == std::string::npos) {
+    if (!hasOuterBlank && content.find_first_of(",;\"\r\n") == std::string::npos) {
         return content;
     }
     std::string cell = "\"";

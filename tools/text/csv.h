@@ -13,16 +13,17 @@ struct CsvRow {
 };
 
 struct ParsedCsv {
-    std::vector<CsvRow> rows;  // without blank lines and lines that begin with "#"; what stands before an error
+    std::vector<CsvRow> rows;  // without blank lines and comments; what stands before an error
     int errorLine = 0;         // 0: all of it was read
     std::string error;         // what is wrong and what to do
 };
 
 // Rows end with LF or CRLF. A cell in quotes may hold separators, line ends and, doubled, quotes. A blank line is no row,
-// and a line that begins with "#" is a comment.
+// and a line that begins with "#" is a comment as long as no row stands before it: behind the header it is data.
 ParsedCsv parseCsv(const std::string& text, char separator);
 
-// One cell as it is written: in quotes when it holds a comma, a quote, a line end, or a blank at an end.
+// One cell as it is written: in quotes when it holds a comma, a semicolon, which spreadsheets of some countries separate
+// cells by, a quote, a line end, or a blank at an end.
 std::string csvCell(const std::string& content);
 // The same for a text that anyone may have written: a spreadsheet takes what begins with = + - @, a tab or a line end for
 // a formula, so an apostrophe goes before it.
