@@ -124,14 +124,25 @@ TEST_F(PlanCommandTest, ALaterPlanIsHeldAgainstAnEarlierOne) {
 }
 
 TEST_F(PlanCommandTest, AnEarlierPlanThatIsNoneIsAnErrorOfTheFile) {
-    const std::string contents[] = {
-        "", "{", "[]", "{}", R"({"plan": {}})", R"({"plan": {"requests": "5"}})", R"({"plan": {"requests": 5}})"};
+    for (const std::string& content : {"", "{", "requests: 5"}) {
+        const Result result = host({"plan", "Main.counter", "--expect", write("other.json", content)});
+        EXPECT_EQ(result.exitCode, 2) << content;
+        EXPECT_EQ(result.error,
+                  "file: " + path("other.json") + ": is no JSON; name a file that plan --json has written\n");
+    }
+    const std::string contents[] = {"[]", "{}", R"({"plan": {}})", R"({"plan": {"requests": "5"}})",
+                                    R"({"plan": {"requests": 5}})"};
     for (const std::string& content : contents) {
         const Result result = host({"plan", "Main.counter", "--expect", write("other.json", content)});
         EXPECT_EQ(result.exitCode, 2) << content;
         EXPECT_THAT(result.error, StartsWith("file: " + path("other.json") + ": is no plan, ")) << content;
     }
-    EXPECT_EQ(host({"plan", "Main.counter", "--expect", path("nothing")}).exitCode, 2);
+    const Result missing = host({"plan", "Main.counter", "--expect", path("nothing")});
+    EXPECT_EQ(missing.exitCode, 2);
+    EXPECT_EQ(missing.error, "file: " + path("nothing") + ": cannot be read: No such file or directory\n");
+    const Result folder = host({"plan", "Main.counter", "--expect", path("")});
+    EXPECT_EQ(folder.exitCode, 2);
+    EXPECT_EQ(folder.error, "file: " + path("") + ": cannot be read: Is a directory\n");
 }
 
 TEST_F(PlanCommandTest, MemoryIsDrawnInCharacters) {

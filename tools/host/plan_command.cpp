@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <map>
 
@@ -13,6 +15,7 @@
 #include "tools/host/exit_codes.h"
 #include "tools/host/print.h"
 #include "tools/host/terminal.h"
+#include "tools/text/file_text.h"
 
 namespace ac500::host {
 
@@ -28,6 +31,7 @@ using desk::WantedTag;
 
 namespace {
 
+constexpr std::size_t kMaxPlanBytes = 64u * 1024 * 1024;
 constexpr std::size_t kShownRequests = 20;
 constexpr std::size_t kShownGaps = 10;
 constexpr std::size_t kShownSizes = 12;
@@ -47,12 +51,16 @@ struct PlanReport {
 
 // The costs of a plan as --json printed it.
 std::optional<std::map<std::string, std::int64_t>> earlierCosts(const std::string& fileName, Failure* failure) {
-    std::ifstream file(fileName);
-    if (!file) {
-        *failure = {FailureKind::File, fileName + ": cannot be read; name a file that plan --json has written"};
+    std::string content;
+    if (!text::readUpTo(fileName, kMaxPlanBytes, &content)) {
+        *failure = {FailureKind::File, fileName + ": cannot be read: " + std::strerror(errno)};
         return std::nullopt;
     }
-    const Json document = Json::parse(file, nullptr, false);
+    const Json document = Json::parse(content, nullptr, false);
+    if (document.is_discarded()) {
+        *failure = {FailureKind::File, fileName + ": is no JSON; name a file that plan --json has written"};
+        return std::nullopt;
+    }
     const bool isPlan = document.is_object() && document.contains("plan") && document["plan"].is_object();
     std::map<std::string, std::int64_t> costs;
     for (const desk::PlanFigure& figure : desk::costsOf(ReadPlan())) {
