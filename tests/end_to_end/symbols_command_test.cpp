@@ -155,12 +155,12 @@ TEST_F(SymbolsCommandTest, AnotherMeaningAndShiftedElementsAreTold) {
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_EQ(
         result.out,
-        "CHANGE             TAG          BEFORE                     NOW                       DETAILS             "
-        "                AN OLD WRITE NOW HITS\n"
-        "changed            Main.p       INT area 1 byte 0          INT area 1 byte 0         unit: bar -> mbar; "
+        "CHANGE             TAG          BEFORE                      NOW                      DETAILS            "
+        "               AN OLD WRITE NOW HITS\n"
+        "changed            Main.p       INT area 1 byte 0           INT area 1 byte 0        unit: bar -> mbar; "
         "max: - -> 900\n"
-        "shifted, retyped   Main.row     INT[1..10] area 1 byte 2   INT[0..9] area 1 byte 2   element [1]: byte 2 "
-        "-> byte 4       Main.row[0..9]\n"
+        "shifted, retyped   Main.row     INT[1..10] area 1 byte 2    INT[0..9] area 1 byte 2  element [1]: byte 2 "
+        "-> byte 4     Main.row[0..9]\n"
         "vanished, changed  Main.w.b[3]  bit of WORD area 1 byte 30  -                        bits: true -> "
         "false\n"
         "1 shifted, 1 retyped, 1 vanished, 2 changed, 3 tags compared; 1 of them would be written to another "
