@@ -86,6 +86,51 @@ TEST_F(CheckCommandTest, AFindingSaysWhereAndWhatToDo) {
     EXPECT_THAT(result.out, HasSubstr("\n2 read, 0 written: 2 errors, 0 warnings\n"));
 }
 
+TEST_F(CheckCommandTest, WhatTheDriverResolvesBeyondTheSymbolFileIsOutOfBoundsOrElsewhere) {
+    EXPECT_THAT(
+        findings({"Intake.wells[4].motor.speed", "Main.counter.b[0]", "Main.counter.b[0..3]", "Main.flags.b[14..17]"}),
+        testing::ElementsAre("error out_of_bounds 0 Intake.wells[4].motor.speed 0",
+                             "error elsewhere 0 Main.counter.b[0] 0", "error elsewhere 0 Main.counter.b[0..3] 0",
+                             "error out_of_bounds 0 Main.flags.b[14..17] 0"));
+    EXPECT_THAT(
+        host({"check", "Main.counter.b[0]"}).out,
+        HasSubstr("found \"b[0]\"; the driver resolves it and would take area 1 at 0, where Main.counter lies\n"));
+}
+
+TEST_F(CheckCommandTest, ControlCharactersOfAListAreReplaced) {
+    const Result result = host({"check", "@" + write("odd.list", "Main.\x1B[2Jx\n")});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.out, HasSubstr("  Main.?[2Jx  "));
+    EXPECT_THAT(result.out, Not(HasSubstr("\x1B")));
+}
+
+TEST_F(CheckCommandTest, AFileThatIsNamedAsATagIsSuggestedAsAList) {
+    const std::string list = write("panel.list", "Main.counter\n");
+    const std::string remedy = "; there is a file of this name: write @" + list + " for the list in it\n";
+    EXPECT_THAT(host({"check", list}).out, HasSubstr(remedy));
+    for (const char* const command : {"plan", "read", "watch"}) {
+        const Result result = host({command, list});
+        EXPECT_EQ(result.exitCode, 3) << command;
+        EXPECT_THAT(result.error, HasSubstr(remedy)) << command;
+    }
+    EXPECT_THAT(host({"check", "@" + write("outer.list", list + "\n")}).out, Not(HasSubstr("there is a file")));
+}
+
+TEST_F(CheckCommandTest, ALimitOfTagsHoldsForEachList) {
+    EXPECT_EQ(host({"check", "--max", "2", "Main.counter", "Main.enable", "--writes", "Main.setpoint"}).exitCode, 0);
+    const Result reads = host({"check", "--max", "1", "Main.counter", "Main.enable"});
+    EXPECT_EQ(reads.exitCode, 1);
+    EXPECT_EQ(
+        reads.error,
+        "usage: what this panel reads are more tags than the 1 allowed; narrow it, or raise the limit with --max\n");
+    EXPECT_EQ(host({"check", "--max", "5", "--json", "Main.*"}).exitCode, 1) << "a pattern";
+    const std::string door = write("door.list", "Main.counter\nMain.enable\n");
+    EXPECT_THAT(host({"check", "--max", "1", "--also", door}).error, HasSubstr("what another panel writes are more "));
+    useManyTags();
+    std::ofstream(manyTags, std::ios::app) << "Main.v0\n";
+    EXPECT_EQ(host({"check", "@" + manyTags}).exitCode, 1) << "more than the 50000 that nobody has to ask for";
+}
+
 TEST_F(CheckCommandTest, ValuesAreHeldAgainstTheirTypes) {
     const std::string list = write("writes.csv",
                                    "tag,value\n"
@@ -193,12 +238,25 @@ TEST_F(CheckCommandTest, AListThatCannotBeReadIsAnErrorOfTheFile) {
         EXPECT_THAT(result.error, StartsWith("file: /no/such"));
     }
     const Result result = host({"check", "@" + write("binary.list", std::string("\0\xFF\xFE\n", 4))});
-    EXPECT_NE(result.exitCode, 0);
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.error, "file: " + path("binary.list") +
+                                ":1: is no UTF-8 text; this is no list of tags, or it has to be saved as UTF-8\n");
 }
 
 TEST_F(CheckCommandTest, AnOutputThatIsFullOrGone) {
     EXPECT_EQ(hostWith(">/dev/full", {"check", "Main.counter"}).exitCode, 7);
-    EXPECT_EQ(hostWith(">/dev/full", {"check", "Main.counte"}).exitCode, 3);
+    EXPECT_EQ(hostWith(">/dev/full", {"check", "Main.counte"}).exitCode, 7) << "with a finding";
+    EXPECT_EQ(hostWith(">&-", {"check", "Main.counte"}).exitCode, 7);
+    const std::string wrong = write("wrong.list", [] {
+        std::string lines;
+        for (int i = 0; i < 5000; ++i) {
+            lines += "Main.wrong" + std::to_string(i) + "\n";
+        }
+        return lines;
+    }());
+    const Result gone = run("bash", {"-c", R"(("$0" "$@"; echo $? >&2) | head -n 1)", ac500::test::kHostProgram,
+                                     "--driver", ac500::test::kDriver, "--symbols", symbols, "check", "@" + wrong});
+    EXPECT_EQ(gone.error, "141\n") << "nobody has read the findings";
     useManyTags();
     const Result result = hostWith("| head -n 1", {"check", "--json", "Nope.a", "Main.v1[1]"});
     EXPECT_EQ(result.out, "{\n");
@@ -223,7 +281,7 @@ TEST_F(CheckCommandTest, FiftyThousandTagsTakeLittleTimeAndMemory) {
     const std::string writes = "@" + write("writes.list", read("many.list") + "Main.all\n");
     rusage before{};
     getrusage(RUSAGE_CHILDREN, &before);
-    const Result result = host({"check", "@" + manyTags, "--writes", writes, "--also", writes});
+    const Result result = host({"check", "@" + manyTags, "--writes", writes, "--also", writes, "--max", "50001"});
     rusage after{};
     getrusage(RUSAGE_CHILDREN, &after);
     EXPECT_EQ(result.exitCode, 0) << result.error;

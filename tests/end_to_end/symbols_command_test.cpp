@@ -86,7 +86,7 @@ TEST_F(SymbolsCommandTest, WrongCommandLinesAreUsageErrors) {
 
 TEST_F(SymbolsCommandTest, AFullDiskIsAnOutputFailure) {
     EXPECT_EQ(hostWith("> /dev/full", {"symbols", "export"}).exitCode, 7);
-    EXPECT_EQ(hostWith("> /dev/full", {"symbols", "diff", symbols, kEveryKey}).exitCode, 3);
+    EXPECT_EQ(hostWith("> /dev/full", {"symbols", "diff", symbols, kEveryKey}).exitCode, 7);
     EXPECT_THAT(hostWith("> /dev/full", {"symbols", "diff", symbols, kEveryKey}).error,
                 HasSubstr("output: the standard output cannot be written"));
 }

@@ -44,6 +44,19 @@ TEST(ControlCharacters, OfOneAndTwoBytesAreFound) {
     EXPECT_EQ(controlBytesAt("a\n", 1), 1U);
 }
 
+TEST(Utf8, IsToldFromOtherBytes) {
+    for (const char* const good : {"", "abc\n", "\xC3\xA4", "\xC2\x80", "\xE2\x82\xAC", "\xEF\xBB\xBFx", "\xED\x9F\xBF",
+                                   "\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF"}) {
+        EXPECT_TRUE(isUtf8(good)) << good;
+    }
+    EXPECT_TRUE(isUtf8(std::string(1, '\0')));
+    for (const char* const bad :
+         {"\xE4 ", "\x80", "\xC3", "a\xE2\x82", "\xC3\xC3", "\xC0\xAF", "\xE0\x80\x80", "\xED\xA0\x80",
+          "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80", "\xFF\xFE"}) {
+        EXPECT_FALSE(isUtf8(bad)) << bad;
+    }
+}
+
 TEST(ControlCharacters, AreReplacedOneByOne) {
     EXPECT_EQ(withoutControls("a\x1B[2J\xC2\x9B!\xC3\xA4\x7F"), "a?[2J?!\xC3\xA4?");
     EXPECT_EQ(withoutControls("\xC2\x80\xC2\x80"), "??");

@@ -10,6 +10,20 @@ bool isBetter(const TriedSize& a, const TriedSize& b) {
     return a.requests != b.requests ? a.requests < b.requests : a.maxRequestWords < b.maxRequestWords;
 }
 
+void widen(SizeRange& range, const TriedSize& next) {
+    const auto include = [](auto& least, auto& most, auto figure) {
+        least = std::min(least, figure);
+        most = std::max(most, figure);
+    };
+    TriedSize& least = range.least;
+    TriedSize& most = range.most;
+    most.maxRequestWords = next.maxRequestWords;
+    include(least.items, most.items, next.items);
+    include(least.bytesAsked, most.bytesAsked, next.bytesAsked);
+    include(least.bytesSent, most.bytesSent, next.bytesSent);
+    include(least.bytesReceived, most.bytesReceived, next.bytesReceived);
+}
+
 }  // namespace
 
 TriedSize triedSize(int maxRequestWords, const ObservedPass& pass) {
@@ -32,19 +46,23 @@ void sortByTime(std::vector<TriedSize>& sizes) {
     std::sort(sizes.begin(), sizes.end(), isBetter);
 }
 
-std::vector<SizeRange> rangesByTime(const std::vector<TriedSize>& ascending) {
+std::vector<SizeRange> rangesByTime(const std::vector<TriedSize>& ascending, const std::vector<int>& alone) {
+    const auto isAlone = [&alone](const TriedSize& size) {
+        return std::find(alone.begin(), alone.end(), size.maxRequestWords) != alone.end();
+    };
     std::vector<SizeRange> ranges;
     for (const TriedSize& size : ascending) {
-        const bool goesOn = !ranges.empty() && ranges.back().first.requests == size.requests &&
-                            ranges.back().lastWords + 1 == size.maxRequestWords;
+        const bool goesOn = !ranges.empty() && ranges.back().most.requests == size.requests &&
+                            ranges.back().most.maxRequestWords + 1 == size.maxRequestWords &&
+                            !isAlone(ranges.back().most) && !isAlone(size);
         if (goesOn) {
-            ranges.back().lastWords = size.maxRequestWords;
+            widen(ranges.back(), size);
         } else {
-            ranges.push_back({size, size.maxRequestWords});
+            ranges.push_back({size, size});
         }
     }
     std::sort(ranges.begin(), ranges.end(),
-              [](const SizeRange& a, const SizeRange& b) { return isBetter(a.first, b.first); });
+              [](const SizeRange& a, const SizeRange& b) { return isBetter(a.least, b.least); });
     return ranges;
 }
 

@@ -27,14 +27,14 @@ TriedSize triedSize(int maxRequestWords, const ObservedPass& pass);
 // The best first: the fewest requests, which take the shortest time, then the smaller size.
 void sortByTime(std::vector<TriedSize>& sizes);
 
-// Sizes in a row, from `first.maxRequestWords` to `lastWords`, that take as many requests.
+// Sizes in a row that take as many requests, and the least and the most of everything else that they take.
 struct SizeRange {
-    TriedSize first;
-    int lastWords = 0;
+    TriedSize least;
+    TriedSize most;
 };
 
-// Of sizes that ascend, in the order of sortByTime.
-std::vector<SizeRange> rangesByTime(const std::vector<TriedSize>& ascending);
+// Of sizes that ascend, in the order of sortByTime. Each of `alone` is a range of its own.
+std::vector<SizeRange> rangesByTime(const std::vector<TriedSize>& ascending, const std::vector<int>& alone);
 
 }  // namespace ac500::desk
 

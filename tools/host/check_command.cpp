@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "tools/desk/tag_check.h"
-#include "tools/host/exit_codes.h"
 #include "tools/host/print.h"
 #include "tools/host/tag_inquiry.h"
 #include "tools/host/terminal.h"
+#include "tools/text/text.h"
 
 namespace ac500::host {
 
@@ -130,29 +130,37 @@ void sortByPlace(const std::vector<Entry>& entries, std::vector<Finding>* findin
     });
 }
 
-// In the order of the lists and their rows, then what several lists make wrong.
-CheckReport checkLists(const std::vector<PanelList>& lists, TagInquiry& inquiry) {
-    CheckReport report;
+// In the order of the lists and their rows, then what several lists make wrong. False: a list has more than mostTags.
+bool checkLists(const std::vector<PanelList>& lists, int mostTags, TagInquiry& inquiry, CheckReport* report,
+                Failure* failure) {
     std::vector<WrittenTag> writes;
     std::vector<std::string> panels;
     std::vector<Finding> shared;
     for (const PanelList& list : lists) {
         std::vector<GoodTag> good;
         std::vector<Finding> findings;
+        int tags = 0;
         for (const Entry& entry : list.entries) {
-            const int tags = inquiry.ask(entry, list.isWritten ? TagUse::Write : TagUse::Read, &good, &findings);
-            (list.isWritten ? report.writes : report.tags) += list.isOwn ? tags : 0;
+            tags += inquiry.ask(entry, list.isWritten ? TagUse::Write : TagUse::Read, &good, &findings);
+            if (tags > mostTags) {
+                *failure = {FailureKind::Usage,
+                            fmt::format("what {} {} are more tags than the {} allowed; narrow it, or raise the limit "
+                                        "with --max",
+                                        list.panel, list.isWritten ? "writes" : "reads", mostTags)};
+                return false;
+            }
         }
+        (list.isWritten ? report->writes : report->tags) += list.isOwn ? tags : 0;
         append(desk::givenTwice(namesOf(good)), &findings);
         sortByPlace(list.entries, &findings);
-        append(std::move(findings), &report.findings);
+        append(std::move(findings), &report->findings);
         if (list.isWritten) {
             addWrites(good, panels.size(), &writes);
             panels.push_back(list.panel);
         }
     }
-    append(desk::sharedWords(writes, panels), &report.findings);
-    return report;
+    append(desk::sharedWords(writes, panels), &report->findings);
+    return true;
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -169,7 +177,8 @@ std::string tallyText(const Tally& tally) {
 void printReport(const CheckReport& report, const Tally& tally) {
     std::vector<std::vector<std::string>> rows{{"", "WHERE", "TAG", "WHAT"}};
     for (const Finding& finding : report.findings) {
-        rows.push_back({severityName(finding.severity), placeText(finding.place), finding.tag, finding.text});
+        rows.push_back({severityName(finding.severity), text::withoutControls(placeText(finding.place)),
+                        text::withoutControls(finding.tag), text::withoutControls(finding.text)});
     }
     if (rows.size() > 1) {
         printTable(rows);
@@ -209,8 +218,11 @@ int runCheck(CommandContext& context) {
     if (!readLists(options, &lists, &failure) || !context.openOfflineDriver(&failure)) {
         return context.cannotBegin(failure);
     }
-    TagInquiry inquiry(context.tags(), context.offlineDriver());
-    const CheckReport report = checkLists(lists, inquiry);
+    TagInquiry inquiry(context.tags(), context.offlineDriver(), options.mostTags);
+    CheckReport report;
+    if (!checkLists(lists, options.mostTags, inquiry, &report, &failure)) {
+        return context.cannotBegin(failure);
+    }
     const Tally tally = countFindings(report.findings);
     if (options.json) {
         printJson(reportJson(report, tally));
@@ -218,7 +230,7 @@ int runCheck(CommandContext& context) {
         printReport(report, tally);
     }
     const bool isWrong = tally.errors > 0 || (options.check.isStrict && tally.warnings > 0);
-    return isWrong ? kExitFindings : 0;
+    return isWrong ? exitCodeOfFindings() : 0;
 }
 
 }  // namespace ac500::host

@@ -1,6 +1,8 @@
 #include "tools/host/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <sstream>
 
@@ -63,7 +65,7 @@ constexpr char kFooter[] =
     "  4 tcp        there is no connection to the PLC\n"
     "  5 handshake  the PLC, or what answers in its place, opens no session\n"
     "  6 request    reading or writing failed\n"
-    "  7 output     the standard output cannot be written\n"
+    "  7 output     the standard output, or a file that was asked for, cannot be written\n"
     "  130          ended by Ctrl-C before it was done\n"
     "  141          ended because nobody reads its output any more\n"
     "\n"
@@ -72,7 +74,10 @@ constexpr char kFooter[] =
     "  ac500-host --symbols plant.json tags --json 'Main.tank*' | ac500-host --symbols plant.json read -\n"
     "  ac500-host --symbols plant.json --plc 192.168.0.10:1201 read Main.counter\n"
     "  ac500-host --symbols plant.json write Main.setpoint=21.5 Main.flags.b[3]=1\n"
-    "  ac500-host --symbols plant.json watch --seconds 10 Main.counter \"Main.recipe[1..5]\"\n";
+    "  ac500-host --symbols plant.json watch --seconds 10 Main.counter \"Main.recipe[1..5]\"\n"
+    "  ac500-host --symbols plant.json check @reads.list --writes @writes.csv\n"
+    "  ac500-host --symbols plant.json plan @reads.list --what-if=250\n"
+    "  ac500-host symbols diff old.json new.json --tags @panel.list\n";
 
 constexpr char kWriteFooter[] =
     "Two targets of one command may not overlap.\n"
@@ -83,6 +88,9 @@ constexpr char kWriteFooter[] =
     "between is told; what comes later is not seen. Variables of type BIT are not affected.\n";
 
 constexpr int kLongestMs = settings::kDayMs;
+
+// Of a list to be checked, when nobody says it: checking loads no PLC.
+constexpr int kMostCheckedTags = 50000;
 
 // An option for a whole number that the settings file knows, too.
 struct NumberOption {
@@ -127,13 +135,26 @@ void addConnectionOptions(CLI::App& app, Options& options, GivenSettings& given)
     addNumber(app, settings.retryLimit,
               {"--retry-limit", "N", settings::kRetryRange, options.retryLimit,
                "Failed replies before the driver gives a request up"});
-    addNumber(app, settings.mostTags,
-              {"--max", "N", settings::kTagsRange, options.mostTags,
-               "Most tags that a command takes; more are an error (tags: no limit)"});
+    addNumber(
+        app, settings.mostTags,
+        {"--max", "N", settings::kTagsRange, options.mostTags,
+         "Most tags that a command takes; more are an error (tags: no limit; check: of each list, 50000 by default)"});
     app.add_flag("--json", options.json, "Output for programs: one JSON document; watch: one JSON object per line");
     app.add_flag("--simulator", options.simulator, "Add the simulator's own variables: scope Sim");
     app.add_flag("--verbose", options.verbose,
                  "Log on stderr, with the time, what goes wrong on the way, also when the host recovers from it");
+}
+
+// CLI::Range lets nan through, which is neither below nor above anything.
+CLI::Validator numberFrom(double least, double most) {
+    const CLI::Range range(least, most);
+    CLI::Validator validator(range);
+    validator.operation([range](std::string& text) {
+        double number = 0.0;
+        const bool isNan = CLI::detail::lexical_cast(text, number) && std::isnan(number);
+        return isNan ? "Value " + text + " is no number" : range(text);
+    });
+    return validator;
 }
 
 struct CommandRow {
@@ -166,7 +187,11 @@ constexpr char kCheckFooter[] =
     "Warnings: a tag given twice; text that would be cut; a variable that several panels write, one of\n"
     "them bits of it.\n"
     "\n"
-    "Exit codes: 0 nothing is wrong, 3 there are errors, or with --strict warnings; others as below.\n";
+    "Exit codes: 0 nothing is wrong, 3 there are errors, or with --strict warnings; others as below.\n"
+    "\n"
+    "Examples:\n"
+    "  ac500-host --symbols plant.json check @reads.list\n"
+    "  ac500-host --symbols plant.json check --strict @reads.list --writes @writes.csv --also door.list\n";
 
 void addCheckOptions(CLI::App& command, CheckOptions& check) {
     command
@@ -185,13 +210,18 @@ constexpr char kPlanFooter[] =
     "The driver itself is asked: what is counted are the requests that it wants sent in one pass.\n"
     "Whether the PLC takes a larger --max-request-words only the PLC can tell.\n"
     "\n"
-    "Exit codes: 0 done, 3 a tag does not exist, or with --expect the plan grew; others as below.\n";
+    "Exit codes: 0 done, 3 a tag does not exist, or with --expect the plan grew; others as below.\n"
+    "\n"
+    "Examples:\n"
+    "  ac500-host --symbols plant.json plan @reads.list --what-if=250\n"
+    "  ac500-host --symbols plant.json plan --json @reads.list > plan.json\n"
+    "  ac500-host --symbols plant.json plan @reads.list --expect plan.json\n";
 
 void addPlanOptions(CLI::App& command, PlanOptions& plan) {
     const auto addTime = [&command](const char* name, double& target, const char* what) {
         command.add_option(name, target, what)
             ->type_name("MS")
-            ->check(CLI::Range(0.0, static_cast<double>(kLongestMs)))
+            ->check(numberFrom(0.0, static_cast<double>(kLongestMs)))
             ->capture_default_str();
     };
     addTime("--round-trip", plan.roundTripMs, "Time of one request on the network, both ways, in ms");
@@ -254,13 +284,18 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
                              ? "End after so many seconds; 0: without end, until Ctrl-C (the default)"
                              : "Collect statistics for so many seconds after the first read")
             ->type_name("N")
-            ->check(CLI::Range(0.0, kLongestMs / 1000.0));
+            ->check(numberFrom(0.0, kLongestMs / 1000.0));
     }
 }
 
 constexpr char kSymbolsFooter[] =
     "Tables are CSV as docs/symbol-file.md describes: a row for each area, structure type, member, scope,\n"
-    "variable, signal and initial value. Nothing is lost on the way there and back.\n";
+    "variable, signal and initial value. Nothing is lost on the way there and back.\n"
+    "\n"
+    "Examples:\n"
+    "  ac500-host symbols export plant.json > plant.csv\n"
+    "  ac500-host symbols import plant.csv > plant.json\n"
+    "  ac500-host symbols diff old.json new.json --tags @panel.list\n";
 
 constexpr char kDiffFooter[] =
     "moved, retyped; renamed: a new name at the same place; vanished; new; overlaid: another variable lies\n"
@@ -330,7 +365,22 @@ void apply(const Settings& settings, Options* options) {
     options->cycleMs = settings.cycleMs.value_or(options->cycleMs);
     options->maxRequestWords = settings.maxRequestWords.value_or(options->maxRequestWords);
     options->retryLimit = settings.retryLimit.value_or(options->retryLimit);
-    options->mostTags = settings.mostTags.value_or(options->mostTags);
+    options->mostTags =
+        settings.mostTags.value_or(options->command == Command::Check ? kMostCheckedTags : options->mostTags);
+}
+
+// The size that --what-if may have stands behind a "=": a word of its own is a tag. Nothing when all is well.
+std::string whatIfProblem(const Options& options, const std::vector<std::string>& words) {
+    const bool isPlan = options.command == Command::Plan;
+    if (isPlan && std::find(words.begin(), words.end(), "--what-if=") != words.end()) {
+        return "--what-if=: the size is missing; write e.g. --what-if=250";
+    }
+    for (const std::string& tag : options.arguments) {
+        if (isPlan && options.plan.whatIfWords > 0 && tag.find_first_not_of("0123456789") == std::string::npos) {
+            return tag + " is no tag; write --what-if=" + tag;
+        }
+    }
+    return std::string();
 }
 
 ParsedCommandLine helpOrError(const CLI::App& app, const CLI::ParseError& error) {
@@ -364,6 +414,10 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return helpOrError(app, error);
+    }
+    if (const std::string problem = whatIfProblem(options, std::vector<std::string>(argv, argv + argc));
+        !problem.empty()) {
+        return usageError(problem);
     }
     if (int{options.csv} + int{options.json} + int{options.names} > 1) {
         return usageError("--csv, --json and --names exclude each other");

@@ -43,7 +43,8 @@ struct PlanReport {
     int maxRequestWords = 0;
     RequestTime time;
     ReadPlan plan;
-    std::vector<TriedSize> sizes;  // --what-if, ascending
+    int whatIfWords = 0;           // --what-if, the largest size to be tried
+    std::vector<TriedSize> sizes;  // those that were, ascending
     desk::PlanBasis basis;
     std::optional<std::vector<FigureChange>> changes;  // --expect
     std::vector<desk::BasisChange> basisChanges;       // likewise
@@ -148,8 +149,14 @@ bool chooseTags(CommandContext& context, std::vector<Tag>* tags, Failure* failur
            context.driverKnows(*tags, failure);
 }
 
-bool trySizes(CommandContext& context, const std::vector<Tag>& tags, std::vector<TriedSize>* sizes, Failure* failure) {
-    for (int words = desk::kSmallestTriedWords; words <= context.options().plan.whatIfWords; ++words) {
+// The size in use is among them, also when it lies outside of what is to be tried.
+bool trySizes(CommandContext& context, const std::vector<Tag>& tags, const TriedSize& inUse,
+              std::vector<TriedSize>* sizes, Failure* failure) {
+    const int largest = context.options().plan.whatIfWords;
+    if (largest > 0 && inUse.maxRequestWords < desk::kSmallestTriedWords) {
+        sizes->push_back(inUse);
+    }
+    for (int words = desk::kSmallestTriedWords; words <= largest; ++words) {
         if (wasInterrupted()) {
             return true;
         }
@@ -160,6 +167,9 @@ bool trySizes(CommandContext& context, const std::vector<Tag>& tags, std::vector
             return false;
         }
         sizes->push_back(desk::triedSize(words, *pass));
+    }
+    if (largest > 0 && inUse.maxRequestWords > largest) {
+        sizes->push_back(inUse);
     }
     return true;
 }
@@ -231,38 +241,38 @@ void printGaps(std::vector<Gap> gaps) {
     printMore(gaps.size(), kShownGaps, "gaps");
 }
 
-std::string wordsText(const SizeRange& range) {
-    const int first = range.first.maxRequestWords;
-    return range.lastWords == first ? std::to_string(first) : fmt::format("{}..{}", first, range.lastWords);
+template <typename Number>
+std::string rangeText(Number least, Number most) {
+    return least == most ? std::to_string(least) : fmt::format("{}..{}", least, most);
 }
 
-// The size in use is always shown.
+// The size in use and the largest are always shown, each with its own figures.
 void printSizes(const PlanReport& report) {
     if (report.sizes.empty()) {
         return;
     }
-    const std::vector<SizeRange> ranges = desk::rangesByTime(report.sizes);
+    const std::vector<SizeRange> ranges =
+        desk::rangesByTime(report.sizes, {report.maxRequestWords, report.whatIfWords});
     std::vector<std::vector<std::string>> rows{
         {"WORDS", "REQUESTS", "TIME OF A PASS", "ITEMS", "SENT", "RECEIVED", ""}};
     std::size_t shown = 0;
     for (std::size_t i = 0; i < ranges.size(); ++i) {
-        const TriedSize& size = ranges[i].first;
-        const bool isInUse =
-            size.maxRequestWords <= report.maxRequestWords && report.maxRequestWords <= ranges[i].lastWords;
-        if (i >= kShownSizes && !isInUse) {
+        const auto& [least, most] = ranges[i];
+        const bool isInUse = least.maxRequestWords == report.maxRequestWords;
+        const bool isLargest = least.maxRequestWords == report.whatIfWords;
+        if (i >= kShownSizes && !isInUse && !isLargest) {
             continue;
         }
         ++shown;
-        rows.push_back({wordsText(ranges[i]), std::to_string(size.requests),
-                        fmt::format("{:.1f} ms", passMs(static_cast<std::size_t>(size.requests), report.time)),
-                        std::to_string(size.items), std::to_string(size.bytesSent), std::to_string(size.bytesReceived),
-                        isInUse ? fmt::format("now {}", report.maxRequestWords) : ""});
+        rows.push_back({rangeText(least.maxRequestWords, most.maxRequestWords), std::to_string(least.requests),
+                        fmt::format("{:.1f} ms", passMs(static_cast<std::size_t>(least.requests), report.time)),
+                        rangeText(least.items, most.items), rangeText(least.bytesSent, most.bytesSent),
+                        rangeText(least.bytesReceived, most.bytesReceived), isInUse ? "now" : ""});
     }
     printLine("");
     printLine("What if --max-request-words were another, the best first; only the PLC can tell what it accepts.");
     printTable(rows);
     printMore(ranges.size(), shown, "ranges of sizes");
-    printLine("Items and bytes are those of the first size of a range.");
 }
 
 void printChanges(const PlanReport& report, const std::string& fileName) {
@@ -396,11 +406,12 @@ bool writePicture(const std::string& fileName, const PlanReport& report, const O
         plan.requests.size(), plan.items, report.maxRequestWords, plan.bytesAsked, plan.bytesWanted,
         percent(plan.bytesWanted, plan.bytesAsked), plan.bytesReadAlong, plan.bytesSent, plan.bytesReceived);
     const std::string title = fmt::format("What is read of the PLC's memory for {} tags", plan.tags);
+    errno = 0;
     std::ofstream file(fileName, std::ios::binary | std::ios::trunc);
     file << desk::svgOf({title, summary, pass, wanted, plan});
     file.close();
     if (!file) {
-        *failure = {FailureKind::Output, fileName + ": the picture cannot be written"};
+        *failure = {FailureKind::Output, fileName + ": the picture cannot be written: " + std::strerror(errno)};
         return false;
     }
     return true;
@@ -422,6 +433,7 @@ int runPlan(CommandContext& context) {
     const std::vector<WantedTag> wanted = wantedBytes(tags);
     PlanReport report;
     report.maxRequestWords = options.maxRequestWords;
+    report.whatIfWords = options.plan.whatIfWords;
     report.time = {options.plan.roundTripMs, options.plan.plcMs};
     std::string error;
     const std::optional<ObservedPass> pass = context.offlineDriver().observePass(tags, options.maxRequestWords, &error);
@@ -430,7 +442,7 @@ int runPlan(CommandContext& context) {
     }
     report.plan = desk::makeReadPlan(*pass, wanted);
     report.basis = desk::basisOf(wanted, options.maxRequestWords);
-    if (!trySizes(context, tags, &report.sizes, &failure)) {
+    if (!trySizes(context, tags, desk::triedSize(options.maxRequestWords, *pass), &report.sizes, &failure)) {
         return context.cannotBegin(failure);
     }
     if (wasInterrupted()) {
@@ -455,7 +467,7 @@ int runPlan(CommandContext& context) {
         printSizes(report);
         printChanges(report, options.plan.expect);
     }
-    return report.changes && desk::anyGrowth(*report.changes) ? kExitFindings : 0;
+    return report.changes && desk::anyGrowth(*report.changes) ? exitCodeOfFindings() : 0;
 }
 
 }  // namespace ac500::host

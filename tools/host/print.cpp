@@ -82,6 +82,11 @@ void note(const std::string& text) {
     tellEachLine("note", text);
 }
 
+int exitCodeOfFindings() {
+    standardOutput().flush();
+    return standardOutput().isGood() ? kExitFindings : 0;
+}
+
 int closeOutput(int exitCode) {
     // A reader that has taken all there was may be gone by now.
     standardOutput().flush();

@@ -30,6 +30,10 @@ void complain(const Failure& failure);
 // Prints "note: text" to stderr: nothing failed, but the user should know.
 void note(const std::string& text);
 
+// The exit code of a command that has printed what it found wrong: kExitFindings, but only when it could be written. Else
+// 0, and closeOutput() says what is wrong with the output.
+int exitCodeOfFindings();
+
 // To be called last: flushes, and says what went wrong with the output, but nothing of a reader that went away. Returns the
 // exit code of the program: that of the commands when they have failed, else that of the output.
 int closeOutput(int exitCode);

@@ -291,7 +291,7 @@ int showDiff(CommandContext& context, const SymbolsOptions& options) {
     } else {
         printDiff(diff);
     }
-    return diff.changes.empty() ? 0 : kExitFindings;
+    return diff.changes.empty() ? 0 : exitCodeOfFindings();
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
 
 #include "core/codes.h"
 #include "tools/host/output.h"
@@ -92,7 +91,13 @@ int TagInquiry::ask(const Entry& entry, TagUse use, std::vector<GoodTag>* good, 
         return 1;
     }
     const selection::Choice choice = selection::choose(
-        tags_.catalog(), {entry}, {std::numeric_limits<std::size_t>::max(), selection::Expansion::Allowed});
+        tags_.catalog(), {entry}, {static_cast<std::size_t>(mostTags_), selection::Expansion::Allowed});
+    const bool isTooMany = std::any_of(
+        choice.problems.begin(), choice.problems.end(),
+        [](const selection::SelectionProblem& problem) { return problem.kind == selection::ProblemKind::TooMany; });
+    if (isTooMany) {
+        return mostTags_ + 1;
+    }
     for (const selection::SelectionProblem& problem : choice.problems) {
         findings->push_back({Severity::Error, FindingKind::Unknown, placeOf(entry.origin), entry.text, std::nullopt,
                              withoutBegin(problem.text, entry.origin.text())});
@@ -201,10 +206,10 @@ Finding TagInquiry::wrongName(const std::string& text, const std::string& reason
     const OfflineDriver::Answer answer = driver_.resolve(name);
     finding.driverCode = answer.code;
     if (answer.code == kResolved) {
-        const bool isIndexed = name.back() == ']';
-        finding.kind = isIndexed ? FindingKind::OutOfBounds : FindingKind::Elsewhere;
+        const bool isOutside = tags_.catalog().isOutOfBounds(name);
+        finding.kind = isOutside ? FindingKind::OutOfBounds : FindingKind::Elsewhere;
         finding.text = fmt::format("{}; {} and would take {}", withoutName(reason, name),
-                                   isIndexed ? "the driver does not look at upper bounds" : "the driver resolves it",
+                                   isOutside ? "the driver does not look at upper bounds" : "the driver resolves it",
                                    whatLiesAt(answer.info));
         return finding;
     }
@@ -217,6 +222,9 @@ Finding TagInquiry::wrongName(const std::string& text, const std::string& reason
     finding.text =
         fmt::format("{}; the driver's code is {}: {}", withoutName(withoutName(explanation(text, reason), name), text),
                     answer.code, desk::codeText(answer.code));
+    if (finding.place.list.empty()) {
+        finding.text += selection::fileRemedy(text);
+    }
     return finding;
 }
 

@@ -26,11 +26,12 @@ enum class TagUse { Read, Write };
 
 class TagInquiry {
 public:
-    // Both must outlive this.
-    TagInquiry(const TagTable& tags, OfflineDriver& driver) : tags_(tags), driver_(driver) {}
+    // An entry may stand for `mostTags` tags. The table and the driver must outlive this.
+    TagInquiry(const TagTable& tags, OfflineDriver& driver, int mostTags)
+        : tags_(tags), driver_(driver), mostTags_(mostTags) {}
 
     // Adds the entry's tags to *good, and what is wrong to *findings. Returns how many tags the entry stands for, right or
-    // wrong.
+    // wrong; more than mostTags, and nothing is added, when they are too many.
     int ask(const selection::Entry& entry, TagUse use, std::vector<GoodTag>* good,
             std::vector<desk::Finding>* findings);
 
@@ -53,6 +54,7 @@ private:
 
     const TagTable& tags_;
     OfflineDriver& driver_;
+    const int mostTags_;
     // Made when they are first needed
     std::optional<std::unordered_set<std::string>> structures_;
     std::vector<const Leaf*> leavesByAddress_;

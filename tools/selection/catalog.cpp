@@ -62,6 +62,11 @@ bool Catalog::isTag(const std::string& text, std::string* reason) const {
     return range ? element(range->first, reason) && element(range->last, reason) : element(text, reason).has_value();
 }
 
+bool Catalog::isOutOfBounds(const std::string& tag) const {
+    TagProblem problem;
+    return !findElement(file_, index_, tag, &problem) && problem.isOutOfBounds;
+}
+
 std::string Catalog::explain(const std::string& text) const {
     std::string error;
     const std::optional<TagRange> range = rangeAtEnd(text, &error);

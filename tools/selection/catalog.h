@@ -35,6 +35,9 @@ public:
     // Is this a leaf, an element, a bit, or a range of them? On failure *reason says why not.
     bool isTag(const std::string& text, std::string* reason) const;
 
+    // Is it an element or a bit of a variable that there is, but outside its bounds?
+    bool isOutOfBounds(const std::string& tag) const;
+
     // Why a tag does not resolve, and which names are near. Compares it with every name that there is, so it takes its
     // time with a large file. REQUIRES: isTag() is false.
     std::string explain(const std::string& text) const;

@@ -103,7 +103,8 @@ private:
         comparisons_ += catalog_.leaves().size();
         const bool isAffordable = comparisons_ <= kMostComparisons || !wasExplained_;
         wasExplained_ = true;
-        complain(ProblemKind::Name, entry.origin.text() + (isAffordable ? catalog_.explain(entry.text) : reason));
+        complain(ProblemKind::Name, entry.origin.text() + (isAffordable ? catalog_.explain(entry.text) : reason) +
+                                        (entry.origin.list.empty() ? fileRemedy(entry.text) : std::string()));
     }
 
     void takeNamedLeaf(const Entry& entry, const Leaf& leaf) {

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 #include <set>
 #include <utility>
 
@@ -230,6 +231,18 @@ private:
     EntryList list_;
 };
 
+// From 1; 0 when there is none.
+int lineThatIsNoText(const std::string& content) {
+    int row = 0;
+    for (const std::string& line : text::split(content, '\n')) {
+        ++row;
+        if (line.find('\0') != std::string::npos || !text::isUtf8(line)) {
+            return row;
+        }
+    }
+    return 0;
+}
+
 EntryList unusable(const std::string& name, const std::string& why) {
     EntryList list;
     list.problems.push_back({ProblemKind::List, name + ": " + why});
@@ -243,6 +256,10 @@ EntryList readChecked(const std::string& name, bool isRead, const std::string& c
     }
     if (content.size() > kMaxListBytes) {
         return unusable(name, "is larger than 64 MiB; this is no list of tags, or it has to be split");
+    }
+    if (const int line = lineThatIsNoText(content)) {
+        return unusable(name + ":" + std::to_string(line),
+                        "is no UTF-8 text; this is no list of tags, or it has to be saved as UTF-8");
     }
     return parseList(name, content);
 }
@@ -290,6 +307,13 @@ EntryList entriesOf(const std::vector<std::string>& words, std::istream& input) 
 
 bool namesList(const std::string& word) {
     return word == "-" || (!word.empty() && word.front() == '@');
+}
+
+std::string fileRemedy(const std::string& word) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(word, ignored)
+               ? "; there is a file of this name: write @" + word + " for the list in it"
+               : std::string();
 }
 
 }  // namespace ac500::selection

@@ -57,6 +57,9 @@ EntryList entriesOf(const std::vector<std::string>& words, std::istream& input);
 // Is this word a list rather than an entry?
 bool namesList(const std::string& word);
 
+// What to do about a word that names no tag, but a file: "; there is a file of this name: write @FILE ...". Else nothing.
+std::string fileRemedy(const std::string& word);
+
 }  // namespace ac500::selection
 
 #endif

@@ -222,8 +222,9 @@ struct Element {
 
 // Why a tag does not resolve.
 struct TagProblem {
-    std::string reason;  // which component does not exist
-    std::string remedy;  // begins with "; "; for an unknown name the one that is near, or else where to look
+    std::string reason;          // which component does not exist
+    std::string remedy;          // begins with "; "; for an unknown name the one that is near, or else where to look
+    bool isOutOfBounds = false;  // all of it exists, but an index or a bit lies outside its bounds
 };
 
 // Resolves a concrete tag ("Main.grid[2,3]", "Main.flags.b[3]"). Nothing on failure; *problem then says why.

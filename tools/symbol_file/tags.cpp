@@ -97,12 +97,17 @@ public:
     }
 
     const Element& element() const { return element_; }
-    TagProblem problem() const { return {inQuotes(tag_) + ": " + reason_, remedy_}; }
+    TagProblem problem() const { return {inQuotes(tag_) + ": " + reason_, remedy_, isOutOfBounds_}; }
 
 private:
     bool fail(std::string reason) {
         reason_ = std::move(reason);
         return false;
+    }
+
+    bool failOutside(std::string reason) {
+        isOutOfBounds_ = true;
+        return fail(std::move(reason));
     }
 
     template <typename Named>
@@ -190,7 +195,7 @@ private:
             return fail("index " + inQuotes(text) + " is no whole number");
         }
         if (index < dimension.lower || index > dimension.upper) {
-            return fail("index " + text + " lies outside " + bounds(dimension));
+            return failOutside("index " + text + " lies outside " + bounds(dimension));
         }
         *linear = *linear * dimension.count() + (index - dimension.lower);
         element_.elementsToRowEnd = dimension.upper - index + 1;
@@ -214,7 +219,7 @@ private:
         }
         const ArrayDimension bits = {0, typeTraits(variable.code)->widthBytes * 8 - 1};
         if (bit < bits.lower || bit > bits.upper) {
-            return fail("bit " + last.indices[0] + " lies outside " + bounds(bits));
+            return failOutside("bit " + last.indices[0] + " lies outside " + bounds(bits));
         }
         element_.bit = bit;
         element_.notes.reset();
@@ -228,6 +233,7 @@ private:
     Element element_;
     std::string reason_;
     std::string remedy_;
+    bool isOutOfBounds_ = false;
 };
 
 // Where a variable lies in the whole of its area.

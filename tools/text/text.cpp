@@ -24,6 +24,33 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
+bool isUtf8(const std::string& text) {
+    constexpr unsigned kSmallestOf[] = {0, 0x80, 0x800, 0x10000};  // by the number of bytes that follow the first
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto first = static_cast<unsigned char>(text[i]);
+        if (first < 0x80) {
+            continue;
+        }
+        const unsigned following = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
+        if (first < 0xC0 || first >= 0xF8 || text.size() - i <= following) {
+            return false;
+        }
+        unsigned code = first & (0x3Fu >> following);
+        for (unsigned next = 0; next < following; ++next) {
+            const auto byte = static_cast<unsigned char>(text[++i]);
+            if ((byte & 0xC0) != 0x80) {
+                return false;
+            }
+            code = code << 6 | (byte & 0x3Fu);
+        }
+        const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
+        if (code < kSmallestOf[following] || code > 0x10FFFF || isSurrogate) {
+            return false;
+        }
+    }
+    return true;
+}
+
 std::size_t controlBytesAt(const std::string& text, std::size_t position) {
     const auto byte = static_cast<unsigned char>(text[position]);
     if (byte < 0x20 || byte == 0x7F) {

@@ -15,6 +15,9 @@ std::vector<std::string> split(const std::string& text, char separator);
 std::string lowerCase(std::string text);
 char lowerCase(char c);
 
+// Is it all well-formed UTF-8?
+bool isUtf8(const std::string& text);
+
 // How many bytes the control character at `position` of a UTF-8 text has: 1 or 2 (U+0080 to U+009F, some of which a
 // terminal takes for the beginning of a command, too), or 0 when none stands there. REQUIRES: position < text.size()
 std::size_t controlBytesAt(const std::string& text, std::size_t position);
