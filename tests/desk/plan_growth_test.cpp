@@ -51,6 +51,46 @@ TEST(PlanGrowthTest, BytesOnTheWireCountToo) {
     EXPECT_TRUE(anyGrowth(changesSince(kBefore, plan)));
 }
 
+const std::vector<WantedTag> kList{{"Main.a", {{1, 0, 2}}}, {"Main.b", {{1, 4, 2}, {1, 8, 1}}}};
+
+std::vector<std::string> unlike(const PlanBasis& before, const PlanBasis& now) {
+    std::vector<std::string> texts;
+    for (const BasisChange& change : basisChanges(before, now)) {
+        texts.push_back(change.key + ": " + change.text);
+    }
+    return texts;
+}
+
+TEST(PlanBasisTest, AnotherListIsTold) {
+    const PlanBasis before = basisOf(kList, 100);
+    EXPECT_TRUE(unlike(before, basisOf(kList, 100)).empty());
+    EXPECT_EQ(unlike(before, basisOf({kList[0]}, 100)),
+              std::vector<std::string>{"tags: it is not the same list: 2 tags before, 1 now"});
+    const std::vector<std::string> others{
+        "tags: it is not the same list: as many tags, but others or in another order"};
+    EXPECT_EQ(unlike(before, basisOf({kList[1], kList[0]}, 100)), others);
+    EXPECT_EQ(unlike(before, basisOf({kList[0], {"Main.c", kList[1].runs}}, 100)), others);
+    EXPECT_EQ(unlike(basisOf({{"ab", {}}, {"c", {}}}, 100), basisOf({{"a", {}}, {"bc", {}}}, 100)), others);
+}
+
+TEST(PlanBasisTest, OtherPlacesAndAnotherLimitAreTold) {
+    const std::vector<WantedTag> moved{kList[0], {"Main.b", {{1, 4, 2}, {1, 9, 1}}}};
+    EXPECT_EQ(
+        unlike(basisOf(kList, 100), basisOf(moved, 250)),
+        (std::vector<std::string>{"symbols: these are not the same symbols: tags of the list lie elsewhere",
+                                  "max_request_words: it is not the same --max-request-words: 100 before, 250 now"}));
+}
+
+TEST(PlanBasisTest, WhatAnEarlierPlanDoesNotTellIsNotCompared) {
+    EXPECT_TRUE(unlike({}, basisOf(kList, 100)).empty());
+}
+
+// Plans are kept in files: a fingerprint must not change from one version to the next.
+TEST(PlanBasisTest, FingerprintsStay) {
+    EXPECT_EQ(basisOf({}, 100).tagsFingerprint, "cbf29ce484222325");
+    EXPECT_EQ(basisOf({{"", {}}}, 100).tagsFingerprint, "a8c7f832281a39c5") << "eight bytes of 0";
+}
+
 TEST(PlanGrowthTest, AFigureThatWasNotToldIsNotCompared) {
     EXPECT_TRUE(changesSince({}, planWith(5, 12)).empty());
 }

@@ -40,6 +40,7 @@ std::string bit(const std::string& name, int number, const std::string& more = "
 std::string inWords(const SymbolChange& change) {
     std::string text;
     text += change.isMoved ? "moved " : "";
+    text += change.shifted ? "shifted " : "";
     text += change.isRetyped ? "retyped " : "";
     text += change.isRenamed ? "renamed " : "";
     text += change.isVanished() ? "vanished " : "";
@@ -50,6 +51,13 @@ std::string inWords(const SymbolChange& change) {
     text += change.before ? placeOf(*change.before) : "";
     text += change.before && change.after ? " -> " : "";
     text += change.after ? placeOf(*change.after) : "";
+    if (change.shifted) {
+        text += " element " + change.shifted->indices + "@" + std::to_string(change.shifted->before) + " -> @" +
+                std::to_string(change.shifted->after);
+    }
+    for (const MeaningChange& one : change.meaning) {
+        text += " " + one.what + " (" + one.before + " -> " + one.after + ")";
+    }
     for (const std::string& hit : change.hits) {
         text += " hits " + hit;
     }
@@ -177,6 +185,80 @@ TEST(SymbolsDiffTest, StructuresAreComparedMemberByMember) {
                             "new Main.motors[1].hours DINT@104", "new Main.motors[2].hours DINT@112"));
 }
 
+std::string row(const std::string& bounds, int offset) {
+    return variable("row", "INT", offset, R"(, "array": [)" + bounds + "]");
+}
+
+TEST(SymbolsDiffTest, AnArrayWithOtherBoundsHasItsElementsElsewhere) {
+    EXPECT_THAT(changes(row("[1, 10]", 0), row("[0, 9]", 0)),
+                ElementsAre("shifted retyped Main.row INT[1..10]@0 -> Main.row INT[0..9]@0 element [1]@0 -> @2 hits "
+                            "Main.row[0..9]"));
+    EXPECT_THAT(changes(row("[1, 2], [1, 3]", 0), row("[1, 2], [1, 4]", 0)),
+                ElementsAre("shifted retyped Main.row INT[1..2,1..3]@0 -> Main.row INT[1..2,1..4]@0 element [2,1]@6 -> "
+                            "@8 hits Main.row"));
+    EXPECT_THAT(changes(row("[1, 3]", 0), row("[5, 7]", 0)),
+                ElementsAre("retyped Main.row INT[1..3]@0 -> Main.row INT[5..7]@0 hits Main.row[5..7]"))
+        << "no element has a name that it had";
+    EXPECT_THAT(changes(row("[1, 10]", 2), row("[0, 10]", 0)),
+                ElementsAre("moved retyped Main.row INT[1..10]@2 -> Main.row INT[0..10]@0"))
+        << "one was put before the first, and the others stayed";
+}
+
+TEST(SymbolsDiffTest, AnArrayThatMovedWithinItselfTellsWhichElements) {
+    EXPECT_THAT(changes(row("[1, 10]", 0), row("[1, 10]", 4)),
+                ElementsAre("moved Main.row INT[1..10]@0 -> Main.row INT[1..10]@4 hits Main.row[1..8]"));
+}
+
+TEST(SymbolsDiffTest, ElementsThatAreHitAreNamed) {
+    EXPECT_THAT(changes(variable("a", "INT", 18), row("[1, 10]", 0)),
+                ElementsAre("vanished Main.a INT@18 hits Main.row[10]", "new Main.row INT[1..10]@0"));
+    EXPECT_THAT(changes(variable("a", "DINT", 4), row("[1, 2], [0, 3]", 0)),
+                ElementsAre("vanished Main.a DINT@4 hits Main.row[1,2..3]", "new Main.row INT[1..2,0..3]@0"));
+    EXPECT_THAT(changes(variable("a", "LINT", 0), row("[1, 3]", 2)),
+                ElementsAre("vanished Main.a LINT@0 hits Main.row", "new Main.row INT[1..3]@2"))
+        << "all of it";
+    EXPECT_THAT(changes(bit("a", 9), bit("flags", 6, R"(, "array": [[1, 20]])")),
+                ElementsAre("vanished Main.a BIT@9 hits Main.flags[4]", "new Main.flags BIT[1..20]@6"));
+}
+
+TEST(SymbolsDiffTest, AnotherMeaningIsAChange) {
+    EXPECT_THAT(changes(variable("a", "INT", 2, R"(, "unit": "bar", "readOnly": true, "comment": "before")"),
+                        variable("a", "INT", 2, R"(, "unit": "mbar", "scale": {"factor": 0.1}, "comment": "now")")),
+                ElementsAre("Main.a INT@2 -> Main.a INT@2 unit (bar -> mbar) scale ( -> x 0.1 + 0) readOnly (true -> "
+                            "false)"));
+    EXPECT_THAT(changes(variable("a", "INT", 2, R"(, "comment": "before")"), variable("a", "INT", 2)), IsEmpty());
+    EXPECT_THAT(changes(variable("a", "INT", 2, R"(, "unit": "bar")"), variable("b", "INT", 2)),
+                ElementsAre("renamed Main.a INT@2 -> Main.b INT@2 unit (bar -> )"));
+    EXPECT_THAT(changes(row("[1, 3]", 0), variable("row", "INT", 0, R"(, "array": [[1, 3]], "max": 7)")),
+                ElementsAre("Main.row INT[1..3]@0 -> Main.row INT[1..3]@0 max ( -> 7)"));
+}
+
+TEST(SymbolsDiffOfAList, TellsOfAnotherMeaningOfElementsAndBits) {
+    const Catalog before = programWith(row("[1, 3]", 0) + "," + variable("w", "WORD", 6, R"(, "bits": true)"));
+    const Catalog after = programWith(variable("row", "INT", 0, R"(, "array": [[1, 3]], "unit": "m")") + "," +
+                                      variable("w", "WORD", 6, R"(, "bits": true, "unit": "m", "readOnly": true)"));
+    EXPECT_THAT(inWords(changesOf({"Main.row[2]", "Main.w.b[3]"}, before, after)),
+                ElementsAre("Main.row[2] INT@2 -> Main.row[2] INT@2 unit ( -> m)",
+                            "Main.w.b[3] bit of WORD@6 -> Main.w.b[3] bit of WORD@6 readOnly (false -> true)"));
+}
+
+TEST(SymbolsDiffOfAList, BitsThatCannotBeNamedAnyMoreHitNoOtherVariable) {
+    const Catalog before = programWith(variable("w", "WORD", 6, R"(, "bits": true)"));
+    const Catalog after = programWith(variable("w", "WORD", 6));
+    EXPECT_THAT(inWords(changesOf({"Main.w.b[3]"}, before, after)),
+                ElementsAre("vanished Main.w.b[3] bit of WORD@6 bits (true -> false)"));
+    const Catalog moved = programWith(variable("w", "WORD", 8) + "," + variable("x", "WORD", 6));
+    EXPECT_THAT(inWords(changesOf({"Main.w.b[3]"}, before, moved)),
+                ElementsAre("vanished Main.w.b[3] bit of WORD@6 bits (true -> false) hits Main.x"));
+}
+
+TEST(SymbolsDiffOfAList, AnElementThatStayedInAnArrayThatDidNotHitsNothing) {
+    const Catalog before = programWith(row("[1, 2], [1, 3]", 0));
+    const Catalog after = programWith(row("[1, 2], [1, 4]", 0));
+    EXPECT_THAT(inWords(changesOf({"Main.row[1,2]", "Main.row[1,1..3]", "Main.row[2,1]"}, before, after)),
+                ElementsAre("moved Main.row[2,1] INT@6 -> Main.row[2,1] INT@8 hits Main.row[1,4]"));
+}
+
 TEST(SymbolsDiffOfAList, TellsOnlyWhatConcernsIt) {
     const Catalog before =
         programWith(variable("a", "INT", 0) + "," + variable("b", "INT", 2) + "," + variable("c", "INT", 4));
@@ -200,8 +282,8 @@ TEST(SymbolsDiffOfAList, KnowsElementsAndBits) {
         "," + variable("other", "BYTE", 41) + "," + variable("fresh", "INT", 50, R"(, "array": [[1, 3]])"));
     EXPECT_THAT(
         inWords(changesOf({"Main.row[3]", "Main.row[0]", "Main.flags.b[3]", "Main.flags.b[0..1]"}, before, after)),
-        ElementsAre("moved Main.row[3] INT@6 -> Main.row[3] INT@4 hits Main.row",
-                    "vanished Main.row[0] INT@0 hits Main.row",
+        ElementsAre("moved Main.row[3] INT@6 -> Main.row[3] INT@4 hits Main.row[4]",
+                    "vanished Main.row[0] INT@0 hits Main.row[1]",
                     "moved Main.flags.b[3] bit of WORD@40 -> Main.flags.b[3] bit of WORD@42 hits Main.other",
                     "moved Main.flags.b[0..1] 2 x bit of WORD@40 -> Main.flags.b[0..1] 2 x bit of WORD@42 hits "
                     "Main.other"));

@@ -1,5 +1,7 @@
 #include "tools/desk/tag_check.h"
 
+#include <chrono>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -92,6 +94,41 @@ TEST(SharedWordsTest, NothingIsShared) {
     elsewhere.variable.area = 2;
     EXPECT_TRUE(sharedWords({written("Main.flags.b[3]", 0, 10, 2, true), elsewhere}, kPanels).empty())
         << "another area";
+}
+
+TEST(SharedWordsTest, OfSeveralTheFirstOfAnotherPanelIsTold) {
+    const std::vector<WrittenTag> tags{
+        written("Main.wide", 0, 0, 100, false),       written("Main.own.b[1]", 1, 20, 2, true),
+        written("Main.far", 2, 30, 2, false),         written("Main.own.b[2]", 1, 20, 2, true),
+        written("Main.third.b[1]", 2, 20, 2, true),   written("Main.wide_too", 1, 0, 100, false),
+        written("Main.behind.b[0]", 0, 100, 2, true),
+    };
+    std::vector<std::string> told;
+    for (const Finding& finding : sharedWords(tags, kPanels)) {
+        const std::string with = " with ";
+        const std::size_t begin = finding.text.find(with) + with.size();
+        told.push_back(finding.tag + ": " + finding.text.substr(begin, finding.text.find(' ', begin) - begin));
+    }
+    EXPECT_THAT(told,
+                testing::ElementsAre("Main.wide: Main.own.b[1]", "Main.own.b[1]: Main.wide", "Main.own.b[2]: Main.wide",
+                                     "Main.third.b[1]: Main.wide", "Main.wide_too: Main.third.b[1]"));
+}
+
+// Wide arrays lie over all of them, and whatever the panels write over each other is no conflict but in one place.
+TEST(SharedWordsTest, FiftyThousandUnderWideArraysTakeNoTime) {
+    std::vector<WrittenTag> tags;
+    for (std::size_t panel = 0; panel < 2; ++panel) {
+        for (int i = 0; i < 50000; ++i) {
+            tags.push_back(written("Main.v", panel, 2 * i, 2, false));
+            tags.push_back(written("Main.all", panel, 0, 320000, false));
+        }
+    }
+    tags.push_back(written("Main.flags.b[1]", 1, 310000, 2, true));
+    const auto start = std::chrono::steady_clock::now();
+    const std::vector<Finding> findings = sharedWords(tags, kPanels);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(findings.size(), 50001u);
+    EXPECT_LT(elapsed, std::chrono::seconds(2));  // a step that is quadratic takes a minute
 }
 
 TEST(TagCheckTest, FindingsAreCountedBySeverity) {

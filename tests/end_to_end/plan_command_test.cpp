@@ -132,6 +132,13 @@ TEST_F(PlanCommandTest, ALaterPlanIsHeldAgainstAnEarlierOne) {
     EXPECT_EQ(json::parse(asJson.out)["expect"]["grew"], true);
     EXPECT_EQ(json::parse(asJson.out)["expect"]["changes"][0],
               json::parse(R"({"figure": "items", "before": 1, "now": 2})"));
+    EXPECT_THAT(larger.out,
+                HasSubstr("\nNot what " + earlier + " was made of: it is not the same list: 2 tags before, 3 now.\n"));
+    EXPECT_EQ(json::parse(asJson.out)["expect"]["not_the_same"],
+              json::parse(R"([{"what": "tags", "text": "it is not the same list: 2 tags before, 3 now"}])"));
+    EXPECT_THAT(host({"plan", "--max-request-words", "250", "Main.counter", "Main.setpoint", "--expect", earlier}).out,
+                HasSubstr("it is not the same --max-request-words: 100 before, 250 now.\n"));
+    EXPECT_THAT(same.out, Not(HasSubstr("Not what")));
     const Result smaller = host({"plan", "Main.counter", "--expect", earlier});
     EXPECT_EQ(smaller.exitCode, 0);
     EXPECT_THAT(smaller.out, HasSubstr("less\n"));
@@ -158,6 +165,27 @@ TEST_F(PlanCommandTest, AnEarlierPlanThatIsNoneIsAnErrorOfTheFile) {
     const Result folder = host({"plan", "Main.counter", "--expect", path("")});
     EXPECT_EQ(folder.exitCode, 2);
     EXPECT_EQ(folder.error, "file: " + path("") + ": cannot be read: Is a directory\n");
+}
+
+// The five that check calls errors; a tag that is given twice is only a warning.
+TEST_F(PlanCommandTest, WhatIsWrongInAListCanBeLeftOut) {
+    const std::string list = "@" + ac500::test::projectFile("examples/panel-tags.txt");
+    const Result strict = host({"plan", list});
+    EXPECT_EQ(strict.exitCode, 3);
+    EXPECT_EQ(strict.out, "");
+    const Result result = host({"plan", "--skip-wrong", "--what-if=250", list});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.error, "note: 5 of 12 tags are left out; ac500-host check tells why\n");
+    EXPECT_THAT(result.out, StartsWith("Tags                7\n"));
+    EXPECT_THAT(result.out, HasSubstr("What if"));
+    EXPECT_EQ(plan({"--skip-wrong", list})["plan"]["tags"], 7);
+    EXPECT_EQ(host({"plan", "--skip-wrong", "Main.counter"}).error, "");
+    EXPECT_EQ(host({"plan", "--skip-wrong", "Main.counter", "Nowhere.*"}).error,
+              "note: 1 of 2 tags are left out; ac500-host check tells why\n");
+    const Result none = host({"plan", "--skip-wrong", "Main.countr"});
+    EXPECT_EQ(none.exitCode, 3);
+    EXPECT_THAT(none.error, HasSubstr("name: no tag is left to plan; ac500-host check tells why\n"));
+    EXPECT_EQ(host({"plan", "--skip-wrong", "@" + path("none.txt")}).exitCode, 2);
 }
 
 TEST_F(PlanCommandTest, MemoryIsDrawnInCharacters) {

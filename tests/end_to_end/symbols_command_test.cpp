@@ -135,8 +135,46 @@ TEST_F(SymbolsCommandTest, DifferencesAsJson) {
               json::parse(R"({"version": 1, "differences": [{"tag": "Main.a", "changes": ["moved"],
         "before": {"tag": "Main.a", "type": "INT", "area": 1, "byte": 0},
         "now": {"tag": "Main.a", "type": "INT", "area": 1, "byte": 2},
+        "shifted": null, "changed": [],
         "hits": ["Main.b"], "hits_more": false}], "compared": 1, "hitting": 1,
-        "counts": {"moved": 1, "retyped": 0, "renamed": 0, "vanished": 0, "new": 0, "overlaid": 0}})"));
+        "counts": {"moved": 1, "shifted": 0, "retyped": 0, "renamed": 0, "vanished": 0, "new": 0, "overlaid": 0,
+                   "changed": 0}})"));
+}
+
+TEST_F(SymbolsCommandTest, AnotherMeaningAndShiftedElementsAreTold) {
+    const std::string before = write("before.json", fileWith(R"(
+{"name": "p", "type": "INT", "area": 1, "offset": 0, "unit": "bar", "readOnly": true},
+{"name": "row", "type": "INT", "area": 1, "offset": 2, "array": [[1, 10]]},
+{"name": "w", "type": "WORD", "area": 1, "offset": 30, "bits": true})"));
+    const std::string after = write("after.json", fileWith(R"(
+{"name": "p", "type": "INT", "area": 1, "offset": 0, "unit": "mbar", "readOnly": true, "max": 900},
+{"name": "row", "type": "INT", "area": 1, "offset": 2, "array": [[0, 9]]},
+{"name": "w", "type": "WORD", "area": 1, "offset": 30})"));
+    const Result result =
+        symbolsCommand({"diff", before, after, "--tags", "Main.p", "--tags", "Main.row", "--tags", "Main.w.b[3]"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_EQ(
+        result.out,
+        "CHANGE             TAG          BEFORE                      NOW                      DETAILS            "
+        "               AN OLD WRITE NOW HITS\n"
+        "changed            Main.p       INT area 1 byte 0           INT area 1 byte 0        unit: bar -> mbar; "
+        "max: - -> 900\n"
+        "shifted, retyped   Main.row     INT[1..10] area 1 byte 2    INT[0..9] area 1 byte 2  element [1]: byte 2 "
+        "-> byte 4     Main.row[0..9]\n"
+        "vanished, changed  Main.w.b[3]  bit of WORD area 1 byte 30  -                        bits: true -> "
+        "false\n"
+        "1 shifted, 1 retyped, 1 vanished, 2 changed, 3 tags compared; 1 of them would be written to another "
+        "variable\n");
+    const Result asJson = symbolsCommand({"diff", "--json", before, after});
+    EXPECT_EQ(asJson.exitCode, 3);
+    EXPECT_EQ(ac500::test::outputComplaints("symbols", asJson.out), "");
+    const json differences = json::parse(asJson.out)["differences"];
+    ASSERT_EQ(differences.size(), 3u);
+    EXPECT_EQ(differences[0]["changes"], json::parse(R"(["changed"])"));
+    EXPECT_EQ(differences[0]["changed"], json::parse(R"([{"what": "unit", "before": "bar", "now": "mbar"},
+                                                         {"what": "max", "before": null, "now": "900"}])"));
+    EXPECT_EQ(differences[1]["shifted"], json::parse(R"({"element": "[1]", "before": 2, "now": 4})"));
+    EXPECT_EQ(differences[2]["changed"], json::parse(R"([{"what": "bits", "before": "true", "now": "false"}])"));
 }
 
 TEST_F(SymbolsCommandTest, AFailureAsJson) {

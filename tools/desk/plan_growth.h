@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,24 @@ struct FigureChange {
 std::vector<FigureChange> changesSince(const std::map<std::string, std::int64_t>& before, const ReadPlan& now);
 
 bool anyGrowth(const std::vector<FigureChange>& changes);
+
+// What a plan was made of: two plans of different things can be held against each other, but a growth then has its reason.
+struct PlanBasis {
+    std::optional<std::int64_t> tags;  // how many
+    std::string tagsFingerprint;       // of their names, in the order of the list: 16 hexadecimal digits
+    std::string placesFingerprint;     // of areas, addresses and sizes of the bytes that they want
+    std::optional<std::int64_t> maxRequestWords;
+};
+
+PlanBasis basisOf(const std::vector<WantedTag>& wanted, int maxRequestWords);
+
+struct BasisChange {
+    std::string key;   // in JSON: "tags", "symbols", "max_request_words"
+    std::string text;  // for people
+};
+
+// What is not the same. What one of the two does not tell is not compared.
+std::vector<BasisChange> basisChanges(const PlanBasis& before, const PlanBasis& now);
 
 }  // namespace ac500::desk
 

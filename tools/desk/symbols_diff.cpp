@@ -57,6 +57,32 @@ std::vector<BitSpan> spansOf(TypeCode code, int elementBytes, std::int64_t addre
     return spans;
 }
 
+// The bits that are in both; neither list has a bit twice.
+std::vector<BitSpan> sharedSpans(std::vector<BitSpan> a, std::vector<BitSpan> b) {
+    const auto liesBefore = [](const BitSpan& one, const BitSpan& other) { return one.begin < other.begin; };
+    std::sort(a.begin(), a.end(), liesBefore);
+    std::sort(b.begin(), b.end(), liesBefore);
+    std::vector<BitSpan> shared;
+    for (auto one = a.cbegin(), other = b.cbegin(); one != a.cend() && other != b.cend();) {
+        const BitSpan both{std::max(one->begin, other->begin), std::min(one->end, other->end)};
+        if (both.begin < both.end) {
+            shared.push_back(both);
+        }
+        (one->end < other->end ? one : other)++;
+    }
+    return shared;
+}
+
+// The element of a variable that has a bit of the memory, counted from 0. REQUIRES: it has it
+std::int64_t elementAt(const Leaf& leaf, std::int64_t bit) {
+    if (leaf.code != TypeCode::Bit) {
+        return (bit - leaf.address * kBitsPerByte) / (elementBytes(leaf.code, leaf.stringCharacters) * kBitsPerByte);
+    }
+    const std::int64_t byte = bit / kBitsPerByte;
+    const std::int64_t half = byte % 2 == 1 ? 0 : kBitsPerByte;
+    return byte / 2 * kBitsPerWord + half + bit % kBitsPerByte - leaf.address;
+}
+
 std::string boundsText(const std::vector<symbol_file::ArrayDimension>& dimensions) {
     std::string text;
     for (const symbol_file::ArrayDimension& dimension : dimensions) {
@@ -192,7 +218,20 @@ public:
             change.isRenamed = true;
         }
         change.isRetyped = change.after && change.after->type != old.shown.type;
-        findHits(old, &change);
+        const Leaf* then = before_.leafHolding(old.shown.tag);
+        const Leaf* now = then == nullptr ? nullptr : successorOf(*then);
+        const bool isWhole = then != nullptr && then->tag == old.shown.tag;
+        if (now != nullptr && isWhole) {
+            change.shifted = elementsStay(*then, *now) ? std::nullopt : firstShifted(*then, *now);
+            change.meaning = meaningChanges(*then, *now);
+        } else if (now != nullptr && isBit(old.shown.tag)) {
+            change.meaning = bitMeaningChanges(*then, *now);
+        } else if (now != nullptr && change.after) {
+            change.meaning = meaningChanges(*then, *now);
+        }
+        const bool isItsOwnPlace = now != nullptr && elementsStay(*then, *now);
+        const bool isUnmovedPart = !isWhole && change.after && !change.isMoved;
+        findHits(old, isItsOwnPlace || isUnmovedPart ? now : nullptr, &change);
         return change;
     }
 
@@ -230,6 +269,20 @@ private:
         }
     }
 
+    // The variable of the new file that a variable of the old one has become.
+    const Leaf* successorOf(const Leaf& leaf) const {
+        const auto renamed = newNameOf_.find(leaf.tag);
+        return after_.leafNamed(renamed == newNameOf_.end() ? leaf.tag : renamed->second);
+    }
+
+    // Of a variable of the old file, that is, and not an element or a variable of type BIT.
+    bool isBit(const std::string& tag) const {
+        std::string reason;
+        const std::optional<selection::TagRange> range = selection::rangeAtEnd(tag, &reason);
+        const std::optional<Element> element = before_.element(range ? range->first : tag, &reason);
+        return element && element->bit >= 0;
+    }
+
     // "Main.new[3]" for "Main.old[3]".
     std::optional<Placed> findRenamedTag(const std::string& tag) const {
         const Leaf* leaf = before_.leafHolding(tag);
@@ -240,23 +293,35 @@ private:
         return findPlaced(after_, found->second + tag.substr(leaf->tag.size()));
     }
 
-    void findHits(const Placed& old, SymbolChange* change) const {
-        const Leaf* own = change->after ? after_.leafHolding(change->after->tag) : nullptr;
+    // `itself`: what the tag has become, when that is no hit; or null.
+    void findHits(const Placed& old, const Leaf* itself, SymbolChange* change) const {
         std::unordered_set<std::size_t> seen;
         for (const BitSpan& span : old.spans) {
             memory_.forEachIn(old.shown.area, span, [&](std::size_t index) {
                 const Leaf& leaf = after_.leaves()[index];
-                const bool isItself = &leaf == own && !change->isMoved;
-                if (isItself || wasThere(leaf, old) || !seen.insert(index).second) {
+                if (&leaf == itself || wasThere(leaf, old) || !seen.insert(index).second) {
                     return true;
                 }
                 change->hasMoreHits = change->hits.size() == SymbolChange::kMostHits;
                 if (!change->hasMoreHits) {
-                    change->hits.push_back(leaf.tag);
+                    change->hits.push_back(hitName(leaf, old));
                 }
                 return !change->hasMoreHits;
             });
         }
+    }
+
+    // The elements of a variable of the new file that lie where the tag was: "Main.row[3]". Of a variable that is hit from end
+    // to end only its own name, unless it is the tag's.
+    static std::string hitName(const Leaf& leaf, const Placed& old) {
+        std::int64_t first = leaf.elementCount();
+        std::int64_t last = -1;
+        for (const BitSpan& shared : sharedSpans(placed(leaf).spans, old.spans)) {
+            first = std::min(first, elementAt(leaf, shared.begin));
+            last = std::max(last, elementAt(leaf, shared.end - 1));
+        }
+        const bool isAll = first == 0 && last == leaf.elementCount() - 1 && leaf.tag != old.shown.tag;
+        return isAll && leaf.elementCount() > 1 ? leaf.tag : elementsName(leaf, first, last);
     }
 
     // Did the variable share memory with the tag in the old file, too?

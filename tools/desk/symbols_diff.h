@@ -1,5 +1,5 @@
-// What became of the variables of a PLC program from one symbol file to the next: moved, retyped, renamed, gone, new; and
-// what a panel that still has the old file would now write to. Pure functions.
+// What became of the variables of a PLC program from one symbol file to the next: moved, retyped, renamed, gone, new, or with
+// another meaning; and what a panel that still has the old file would now write to. Pure functions.
 #ifndef AC500_TOOLS_DESK_SYMBOLS_DIFF_H
 #define AC500_TOOLS_DESK_SYMBOLS_DIFF_H
 
@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/desk/element_places.h"
+#include "tools/desk/meaning_diff.h"
 #include "tools/selection/catalog.h"
 #include "tools/selection/tag_list.h"
 
@@ -28,17 +30,22 @@ struct SymbolChange {
     std::optional<PlacedTag> after;   // nothing: it vanished; of a renamed tag with its new name
     bool isMoved = false;
     bool isRetyped = false;
-    bool isRenamed = false;  // another tag of the same type lies where it was, and its own name is gone
+    bool isRenamed = false;                 // another tag of the same type lies where it was, and its own name is gone
+    std::optional<ShiftedElement> shifted;  // of a whole array: elements lie elsewhere in it than they did
+    std::vector<MeaningChange> meaning;     // of a bit that vanished: why
 
-    // Other variables of the new file that lie where the tag was in the old one, and did not before: who still has the old
-    // file and writes the tag writes them. At most kMostHits; the first in the order of memory.
+    // Other variables and elements of the new file that lie where the tag was in the old one, and did not before: who still
+    // has the old file and writes the tag writes them. At most kMostHits; the first in the order of memory.
     static constexpr std::size_t kMostHits = 10;
     std::vector<std::string> hits;
     bool hasMoreHits = false;
 
     bool isVanished() const { return !after; }
     bool isNew() const { return !before; }
-    bool isAny() const { return isMoved || isRetyped || isRenamed || isVanished() || isNew() || !hits.empty(); }
+    bool isAny() const {
+        return isMoved || shifted || isRetyped || isRenamed || !meaning.empty() || isVanished() || isNew() ||
+               !hits.empty();
+    }
 };
 
 struct SymbolsDiff {

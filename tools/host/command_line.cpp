@@ -230,6 +230,7 @@ void addPlanOptions(CLI::App& command, PlanOptions& plan) {
         .add_flag("--what-if{500}", plan.whatIfWords,
                   "Try every --max-request-words from 10 to MAX (--what-if=MAX; without it 500), the best first")
         ->check(CLI::Range(desk::kSmallestTriedWords, settings::kRequestWordsRange.largest));
+    command.add_flag("--skip-wrong", plan.skipWrong, "Leave out the tags that check calls wrong, and tell how many");
     command.add_flag("--map", plan.map, "Draw the memory that is read, in characters");
     command.add_option("--svg", plan.svg, "Draw the memory that is read into this file")->type_name("FILE");
     command.add_option("--expect", plan.expect, "An earlier plan, as --json printed it; 3 when this one costs more")

@@ -17,6 +17,7 @@ struct PlanOptions {
     double plcMs = 5;        // in the PLC, for one request
     int whatIfWords = 0;     // the largest size that is tried; 0: none
     bool map = false;
+    bool skipWrong = false;  // a tag that does not exist is left out
     std::string svg;     // a file to be written; empty: none
     std::string expect;  // an earlier plan as JSON; empty: none
 };

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <iostream>
+#include <limits>
 #include <map>
 
 #include "tools/desk/plan_growth.h"
@@ -41,17 +43,35 @@ struct PlanReport {
     int maxRequestWords = 0;
     RequestTime time;
     ReadPlan plan;
-    int whatIfWords = 0;                               // --what-if, the largest size to be tried
-    std::vector<TriedSize> sizes;                      // those that were, ascending
+    int whatIfWords = 0;           // --what-if, the largest size to be tried
+    std::vector<TriedSize> sizes;  // those that were, ascending
+    desk::PlanBasis basis;
     std::optional<std::vector<FigureChange>> changes;  // --expect
+    std::vector<desk::BasisChange> basisChanges;       // likewise
+};
+
+struct EarlierPlan {
+    std::map<std::string, std::int64_t> costs;
+    desk::PlanBasis basis;
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
 // An earlier plan
 // ---------------------------------------------------------------------------------------------------------------------
 
-// The costs of a plan as --json printed it.
-std::optional<std::map<std::string, std::int64_t>> earlierCosts(const std::string& fileName, Failure* failure) {
+std::optional<std::int64_t> wholeNumber(const Json& object, const char* key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_number_integer() ? std::optional(found->get<std::int64_t>())
+                                                               : std::nullopt;
+}
+
+std::string textOf(const Json& object, const char* key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_string() ? found->get<std::string>() : "";
+}
+
+// Costs and basis of a plan as --json printed it. Plans of earlier versions tell less of the basis.
+std::optional<EarlierPlan> earlierPlan(const std::string& fileName, Failure* failure) {
     std::string content;
     if (!text::readUpTo(fileName, kMaxPlanBytes, &content)) {
         *failure = {FailureKind::File, fileName + ": cannot be read: " + std::strerror(errno)};
@@ -74,12 +94,60 @@ std::optional<std::map<std::string, std::int64_t>> earlierCosts(const std::strin
         }
         costs[figure.key] = document["plan"][figure.key].get<std::int64_t>();
     }
-    return costs;
+    const Json& plan = document["plan"];
+    return EarlierPlan{costs,
+                       {wholeNumber(plan, "tags"), textOf(plan, "tags_fingerprint"), textOf(plan, "places_fingerprint"),
+                        wholeNumber(plan, "max_request_words")}};
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Making it
 // ---------------------------------------------------------------------------------------------------------------------
+
+// The tags without those that are wrong; *failure says so when none is left.
+bool chooseRightTags(CommandContext& context, std::vector<Tag>* tags, Failure* failure) {
+    const selection::Catalog& catalog = context.tags().catalog();
+    selection::EntryList list = selection::entriesOf(context.options().arguments, std::cin);
+    const std::size_t named = list.entries.size();
+    const auto isWrong = [&catalog](const selection::Entry& entry) {
+        std::string reason;
+        const bool isPattern = entry.text.find_first_of("*?") != std::string::npos;
+        return isPattern
+                   ? !selection::choose(catalog, {entry}, {std::numeric_limits<std::size_t>::max()}).problems.empty()
+                   : !catalog.isTag(entry.text, &reason);
+    };
+    list.entries.erase(std::remove_if(list.entries.begin(), list.entries.end(), isWrong), list.entries.end());
+    std::size_t leftOut = named - list.entries.size();
+    std::vector<selection::ChosenTag> chosen;
+    std::vector<Tag> found;
+    if (!context.chooseTags(list, selection::Expansion::Allowed, &chosen, failure) ||
+        !context.findTags(chosen, &found, failure)) {
+        return false;
+    }
+    for (Tag& tag : found) {
+        Failure unknown;
+        if (context.driverKnows({tag}, &unknown)) {
+            tags->push_back(std::move(tag));
+        } else {
+            ++leftOut;
+        }
+    }
+    if (leftOut > 0) {
+        note(fmt::format("{} of {} tags are left out; ac500-host check tells why", leftOut, leftOut + tags->size()));
+    }
+    if (tags->empty()) {
+        *failure = {FailureKind::Name, "no tag is left to plan; ac500-host check tells why"};
+    }
+    return !tags->empty();
+}
+
+bool chooseTags(CommandContext& context, std::vector<Tag>* tags, Failure* failure) {
+    if (context.options().plan.skipWrong) {
+        return context.openOfflineDriver(failure) && chooseRightTags(context, tags, failure);
+    }
+    return context.chooseTags(tags, failure) && context.openOfflineDriver(failure) &&
+           context.driverKnows(*tags, failure);
+}
 
 // The size in use is among them, also when it lies outside of what is to be tried.
 bool trySizes(CommandContext& context, const std::vector<Tag>& tags, const TriedSize& inUse,
@@ -212,6 +280,9 @@ void printChanges(const PlanReport& report, const std::string& fileName) {
         return;
     }
     printLine("");
+    for (const desk::BasisChange& change : report.basisChanges) {
+        printLine(fmt::format("Not what {} was made of: {}.", fileName, change.text));
+    }
     if (report.changes->empty()) {
         printLine(fmt::format("It costs what {} says.", fileName));
         return;
@@ -231,6 +302,8 @@ void printChanges(const PlanReport& report, const std::string& fileName) {
 Json figuresJson(const PlanReport& report) {
     const ReadPlan& plan = report.plan;
     Json json{{"max_request_words", report.maxRequestWords}, {"tags", plan.tags}};
+    json["tags_fingerprint"] = report.basis.tagsFingerprint;
+    json["places_fingerprint"] = report.basis.placesFingerprint;
     for (const desk::PlanFigure& figure : desk::costsOf(plan)) {
         json[figure.key] = figure.value;
     }
@@ -285,12 +358,16 @@ Json sizesJson(const PlanReport& report) {
     return list;
 }
 
-Json changesJson(const std::vector<FigureChange>& changes) {
+Json changesJson(const std::vector<FigureChange>& changes, const std::vector<desk::BasisChange>& basisChanges) {
     Json list = Json::array();
     for (const FigureChange& change : changes) {
         list.push_back({{"figure", change.name}, {"before", change.before}, {"now", change.now}});
     }
-    return {{"grew", desk::anyGrowth(changes)}, {"changes", list}};
+    Json unlike = Json::array();
+    for (const desk::BasisChange& change : basisChanges) {
+        unlike.push_back({{"what", change.key}, {"text", change.text}});
+    }
+    return {{"grew", desk::anyGrowth(changes)}, {"changes", list}, {"not_the_same", unlike}};
 }
 
 Json reportJson(const PlanReport& report) {
@@ -303,7 +380,7 @@ Json reportJson(const PlanReport& report) {
         json["what_if_note"] = "only the PLC can tell what it accepts";
     }
     if (report.changes) {
-        json["expect"] = changesJson(*report.changes);
+        json["expect"] = changesJson(*report.changes, report.basisChanges);
     }
     return json;
 }
@@ -345,13 +422,12 @@ bool writePicture(const std::string& fileName, const PlanReport& report, const O
 int runPlan(CommandContext& context) {
     const Options& options = context.options();
     Failure failure;
-    std::optional<std::map<std::string, std::int64_t>> earlier;
-    if (!options.plan.expect.empty() && !(earlier = earlierCosts(options.plan.expect, &failure))) {
+    std::optional<EarlierPlan> earlier;
+    if (!options.plan.expect.empty() && !(earlier = earlierPlan(options.plan.expect, &failure))) {
         return context.cannotBegin(failure);
     }
     std::vector<Tag> tags;
-    if (!context.chooseTags(&tags, &failure) || !context.openOfflineDriver(&failure) ||
-        !context.driverKnows(tags, &failure)) {
+    if (!chooseTags(context, &tags, &failure)) {
         return context.cannotBegin(failure);
     }
     const std::vector<WantedTag> wanted = wantedBytes(tags);
@@ -365,6 +441,7 @@ int runPlan(CommandContext& context) {
         return context.cannotBegin({FailureKind::Request, error});
     }
     report.plan = desk::makeReadPlan(*pass, wanted);
+    report.basis = desk::basisOf(wanted, options.maxRequestWords);
     if (!trySizes(context, tags, desk::triedSize(options.maxRequestWords, *pass), &report.sizes, &failure)) {
         return context.cannotBegin(failure);
     }
@@ -372,7 +449,8 @@ int runPlan(CommandContext& context) {
         return kExitInterrupted;
     }
     if (earlier) {
-        report.changes = desk::changesSince(*earlier, report.plan);
+        report.changes = desk::changesSince(earlier->costs, report.plan);
+        report.basisChanges = desk::basisChanges(earlier->basis, report.basis);
     }
     if (!options.plan.svg.empty() && !writePicture(options.plan.svg, report, *pass, wanted, &failure)) {
         return context.cannotBegin(failure);

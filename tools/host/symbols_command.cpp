@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iostream>
@@ -99,11 +100,13 @@ std::vector<std::string> wordsOf(const SymbolChange& change) {
         }
     };
     add(change.isMoved, "moved");
+    add(change.shifted.has_value(), "shifted");
     add(change.isRetyped, "retyped");
     add(change.isRenamed, "renamed");
     add(change.isVanished(), "vanished");
     add(change.isNew(), "new");
-    add(words.empty(), "overlaid");
+    add(words.empty() && !change.hits.empty(), "overlaid");
+    add(!change.meaning.empty(), "changed");
     return words;
 }
 
@@ -118,6 +121,24 @@ std::string afterText(const SymbolChange& change) {
     return (change.isRenamed ? change.after->tag + ": " : "") + placeText(*change.after);
 }
 
+std::string orDash(const std::string& text) {
+    return text.empty() ? "-" : text;
+}
+
+// "element [1]: byte 0 -> byte 2; unit: bar -> mbar"
+std::string detailText(const SymbolChange& change) {
+    std::vector<std::string> texts;
+    if (change.shifted) {
+        const char* unit = change.before->isBitAddress ? "bit" : "byte";
+        texts.push_back(fmt::format("element {}: {} {} -> {} {}", change.shifted->indices, unit, change.shifted->before,
+                                    unit, change.shifted->after));
+    }
+    for (const desk::MeaningChange& one : change.meaning) {
+        texts.push_back(fmt::format("{}: {} -> {}", one.what, orDash(one.before), orDash(one.after)));
+    }
+    return fmt::format("{}", fmt::join(texts, "; "));
+}
+
 std::string hitsText(const SymbolChange& change) {
     return fmt::format("{}{}", fmt::join(change.hits, ", "), change.hasMoreHits ? " and more" : "");
 }
@@ -128,8 +149,9 @@ const std::string& nameOf(const SymbolChange& change) {
 
 // How many changes of each kind there are, in the order of the words.
 std::vector<std::pair<std::string, int>> countsOf(const SymbolsDiff& diff) {
-    std::vector<std::pair<std::string, int>> counts = {{"moved", 0},    {"retyped", 0}, {"renamed", 0},
-                                                       {"vanished", 0}, {"new", 0},     {"overlaid", 0}};
+    std::vector<std::pair<std::string, int>> counts = {{"moved", 0},    {"shifted", 0},  {"retyped", 0},
+                                                       {"renamed", 0},  {"vanished", 0}, {"new", 0},
+                                                       {"overlaid", 0}, {"changed", 0}};
     for (const SymbolChange& change : diff.changes) {
         for (const std::string& word : wordsOf(change)) {
             for (auto& [name, count] : counts) {
@@ -150,10 +172,18 @@ int countHitting(const SymbolsDiff& diff) {
 
 void printDiff(const SymbolsDiff& diff) {
     if (!diff.changes.empty()) {
-        std::vector<std::vector<std::string>> rows{{"CHANGE", "TAG", "BEFORE", "NOW", "AN OLD WRITE NOW HITS"}};
+        const bool hasDetails = std::any_of(diff.changes.begin(), diff.changes.end(),
+                                            [](const SymbolChange& change) { return !detailText(change).empty(); });
+        std::vector<std::vector<std::string>> rows{{"CHANGE", "TAG", "BEFORE", "NOW"}};
         for (const SymbolChange& change : diff.changes) {
             rows.push_back({fmt::format("{}", fmt::join(wordsOf(change), ", ")), nameOf(change),
-                            change.before ? placeText(*change.before) : "-", afterText(change), hitsText(change)});
+                            change.before ? placeText(*change.before) : "-", afterText(change)});
+        }
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            if (hasDetails) {
+                rows[i].push_back(i == 0 ? "DETAILS" : detailText(diff.changes[i - 1]));
+            }
+            rows[i].push_back(i == 0 ? "AN OLD WRITE NOW HITS" : hitsText(diff.changes[i - 1]));
         }
         printTable(rows);
     }
@@ -177,6 +207,23 @@ Json placeJson(const std::optional<PlacedTag>& tag) {
     return json;
 }
 
+Json textOrNull(const std::string& text) {
+    return text.empty() ? Json() : Json(text);
+}
+
+Json meaningJson(const std::vector<desk::MeaningChange>& changes) {
+    Json list = Json::array();
+    for (const desk::MeaningChange& change : changes) {
+        list.push_back(
+            {{"what", change.what}, {"before", textOrNull(change.before)}, {"now", textOrNull(change.after)}});
+    }
+    return list;
+}
+
+Json shiftedJson(const std::optional<desk::ShiftedElement>& shifted) {
+    return shifted ? Json{{"element", shifted->indices}, {"before", shifted->before}, {"now", shifted->after}} : Json();
+}
+
 void printDiffJson(const SymbolsDiff& diff) {
     Json json = newDocument();
     json["differences"] = Json::array();
@@ -186,6 +233,8 @@ void printDiffJson(const SymbolsDiff& diff) {
         one["changes"] = wordsOf(change);
         one["before"] = placeJson(change.before);
         one["now"] = placeJson(change.after);
+        one["shifted"] = shiftedJson(change.shifted);
+        one["changed"] = meaningJson(change.meaning);
         one["hits"] = change.hits;
         one["hits_more"] = change.hasMoreHits;
         json["differences"].push_back(one);
