@@ -365,7 +365,7 @@ TEST_F(CommandLineTest, NanIsNoNumberOfAnOption) {
         EXPECT_THAT(outcome.error, StartsWith("usage: "));
     }
     EXPECT_THAT(runHost({"--symbols", kPlant, "watch", "--seconds", "nan", "Main.counter"}).error,
-                HasSubstr("--seconds: \"nan\" is no number"));
+                HasSubstr("--seconds: Value nan is no number"));
 }
 
 TEST_F(CommandLineTest, TargetsOfOneWriteThatOverlapAreAUsageError) {
