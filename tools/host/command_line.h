@@ -18,8 +18,8 @@ struct PlanOptions {
     int whatIfWords = 0;     // the largest size that is tried; 0: none
     bool map = false;
     bool skipWrong = false;  // a tag that does not exist is left out
-    std::string svg;     // a file to be written; empty: none
-    std::string expect;  // an earlier plan as JSON; empty: none
+    std::string svg;         // a file to be written; empty: none
+    std::string expect;      // an earlier plan as JSON; empty: none
 };
 
 struct CheckOptions {

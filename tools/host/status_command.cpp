@@ -28,7 +28,7 @@ std::optional<Tag> firstTag(const TagTable& table) {
 }
 
 // What is to be read: the tags that the user wants, or the first there is.
-bool chooseTags(const CommandContext& context, std::vector<Tag>* tags, Failure* failure) {
+bool chooseTagsOrFirst(const CommandContext& context, std::vector<Tag>* tags, Failure* failure) {
     if (!context.options().arguments.empty()) {
         return context.chooseTags(tags, failure);
     }
@@ -95,7 +95,7 @@ int runStatus(CommandContext& context) {
     const Options& options = context.options();
     std::vector<Tag> tags;
     Failure failure;
-    if (!chooseTags(context, &tags, &failure) || !context.startSession(tags, &failure)) {
+    if (!chooseTagsOrFirst(context, &tags, &failure) || !context.startSession(tags, &failure)) {
         return context.cannotBegin(failure);
     }
     const bool isReading = context.waitUntil(Milliseconds(options.waitMs), [&] { return context.areReceived(tags); });
