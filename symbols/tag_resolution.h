@@ -14,7 +14,8 @@ namespace ac500 {
 // or null), then resolves it. Returns a resolution code; `info` is cleared first and filled on success.
 int resolveTag(QString& tag, const QString* argument, ControlInformationM& info);
 
-// For who resolves many tags in a row: takes its seat in the cache once, and copies no text of tags that are known.
+// For who resolves many tags in a row, on one thread: keeps its seat in the cache from one to the next, and copies no text of
+// tags that are known.
 class TagResolver {
 public:
     TagResolver() : cache_(resolutionCache) {}

@@ -1,4 +1,5 @@
-// ImageLock holds the driver's image lock while it lives, for those who need it for as long as a few bytes take.
+// ImageLock holds the driver's image lock while it lives: for reads by name, on any thread, which need it for as long as it
+// takes to copy a few bytes.
 //
 // Who holds the lock is mostly done with it within microseconds: another reader, or the loop, which stores a reply. To
 // sleep and to be woken takes many times as long, so this tries again for some microseconds first, and lets others run

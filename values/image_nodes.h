@@ -9,7 +9,9 @@
 // containers at all, from Qt 4.8 to the last Qt 5. So does the hash of an integer: neighbours within 64 differ as their
 // keys do, in the low six bits. Only the way from a QHash to them is private: a QHash is a pointer to its QHashData.
 // Nothing is kept from one call to the next, so a host that copies, replaces, clears or erases in its image leaves
-// nothing behind that would have to notice.
+// nothing invalid behind.
+//
+// Keys and bytes are as values/byte_image.h has them. Not thread-safe: callers hold the image lock.
 //
 // QHash makes room for one node to a bucket before it inserts; here two may share one. That keeps the heap within its
 // bound (docs/budget.md) without giving buckets back, and makes a rehash rarer, during which readers wait.

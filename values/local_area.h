@@ -11,8 +11,8 @@
 namespace ac500 {
 
 // Makes room in the byte image for what these reads ask for, so that readers do not wait for it while replies are stored.
-// Room that other bytes of the image have taken is not counted. Does nothing while another holds the image lock: nobody
-// waits for it here.
+// Room that other bytes of the image have taken is not counted. Takes the image lock if it is free, and does nothing
+// otherwise: nobody waits for it here. Loop thread. REQUIRES: the list lock is held.
 void reserveLocalArea(const QList<RW_VAR>& reads);
 
 }  // namespace ac500

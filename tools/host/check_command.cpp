@@ -11,7 +11,6 @@
 #include "tools/host/print.h"
 #include "tools/host/tag_inquiry.h"
 #include "tools/host/terminal.h"
-#include "tools/text/text.h"
 
 namespace ac500::host {
 
@@ -177,8 +176,7 @@ std::string tallyText(const Tally& tally) {
 void printReport(const CheckReport& report, const Tally& tally) {
     std::vector<std::vector<std::string>> rows{{"", "WHERE", "TAG", "WHAT"}};
     for (const Finding& finding : report.findings) {
-        rows.push_back({severityName(finding.severity), text::withoutControls(placeText(finding.place)),
-                        text::withoutControls(finding.tag), text::withoutControls(finding.text)});
+        rows.push_back({severityName(finding.severity), placeText(finding.place), finding.tag, finding.text});
     }
     if (rows.size() > 1) {
         printTable(rows);

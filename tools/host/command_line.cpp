@@ -2,10 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <sstream>
 
+#include "tools/console/number_range.h"
 #include "tools/console/usage_problem.h"
 #include "tools/desk/what_if.h"
 #include "tools/host/failure.h"
@@ -145,18 +145,6 @@ void addConnectionOptions(CLI::App& app, Options& options, GivenSettings& given)
                  "Log on stderr, with the time, what goes wrong on the way, also when the host recovers from it");
 }
 
-// CLI::Range lets nan through, which is neither below nor above anything.
-CLI::Validator numberFrom(double least, double most) {
-    const CLI::Range range(least, most);
-    CLI::Validator validator(range);
-    validator.operation([range](std::string& text) {
-        double number = 0.0;
-        const bool isNan = CLI::detail::lexical_cast(text, number) && std::isnan(number);
-        return isNan ? "Value " + text + " is no number" : range(text);
-    });
-    return validator;
-}
-
 struct CommandRow {
     Command command;
     const char* name;
@@ -221,7 +209,7 @@ void addPlanOptions(CLI::App& command, PlanOptions& plan) {
     const auto addTime = [&command](const char* name, double& target, const char* what) {
         command.add_option(name, target, what)
             ->type_name("MS")
-            ->check(numberFrom(0.0, static_cast<double>(kLongestMs)))
+            ->check(console::numberFrom(0.0, static_cast<double>(kLongestMs)))
             ->capture_default_str();
     };
     addTime("--round-trip", plan.roundTripMs, "Time of one request on the network, both ways, in ms");
@@ -284,7 +272,7 @@ void addCommand(CLI::App& app, const CommandRow& row, Options& options) {
                              ? "End after so many seconds; 0: without end, until Ctrl-C (the default)"
                              : "Collect statistics for so many seconds after the first read")
             ->type_name("N")
-            ->check(numberFrom(0.0, kLongestMs / 1000.0));
+            ->check(console::numberFrom(0.0, kLongestMs / 1000.0));
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/console/number_range.h"
 #include "tools/console/usage_problem.h"
 #include "tools/text/address.h"
 
@@ -63,19 +64,19 @@ void declare(CLI::App& app, Raw& raw) {
         ->type_name("RULE");
     app.add_option("--run-seconds", options.runSeconds,
                    "end by itself after so many seconds; 0: without end, until a signal comes")
-        ->check(CLI::Range(0.0, kLongestSeconds).description(""))
+        ->check(console::numberFrom(0.0, kLongestSeconds).description(""))
         ->type_name("S");
     app.add_option("--max-clients", options.limits.maxClients, "clients at a time")
         ->check(CLI::Range(1, 1000).description(""))
         ->type_name("N")
         ->capture_default_str();
     app.add_option("--request-seconds", raw.requestSeconds, "time for a whole request from its first byte")
-        ->check(CLI::Range(0.001, kLongestSeconds).description(""))
+        ->check(console::numberFrom(0.001, kLongestSeconds).description(""))
         ->type_name("S")
         ->capture_default_str();
     app.add_option("--idle-seconds", raw.idleSeconds,
                    "with all places taken, a client that has asked nothing for so long makes room for another")
-        ->check(CLI::Range(0.0, kLongestSeconds).description(""))
+        ->check(console::numberFrom(0.0, kLongestSeconds).description(""))
         ->type_name("S")
         ->capture_default_str();
     app.set_version_flag("--version", "ac500-sim " AC500_VERSION, "print the version and exit");
