@@ -20,6 +20,16 @@ constexpr int rounds(int count) {
 #endif
 }
 
+// Of a test of size, `count` things; a tenth of them where sanitizers or the emulator make every step ten times as long:
+// the whole size, and what it takes, is shown by the optimised suite.
+constexpr int sized(int count) {
+#if defined(AC500_EMULATED) || defined(__SANITIZE_ADDRESS__)
+    return count / 10;
+#else
+    return count;
+#endif
+}
+
 }  // namespace ac500::test
 
 #endif

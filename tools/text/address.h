@@ -14,8 +14,12 @@ struct Address {
     std::optional<std::uint16_t> port;
 };
 
-// Nothing for an empty host, a port outside 0 to 65535, and an address that holds colons and does not stand in brackets.
+// Nothing for an empty host, one with a blank or a control character, a port outside 0 to 65535, and an address that holds
+// colons and does not stand in brackets.
 std::optional<Address> parseAddress(const std::string& text);
+
+// Is it an address of IPv4 or IPv6 in numbers, and no name?
+bool isNumericAddress(const std::string& host);
 
 std::string addressText(const std::string& host, std::uint16_t port);
 

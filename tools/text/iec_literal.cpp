@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <limits>
 
+#include "tools/text/calendar.h"
 #include "tools/text/text.h"
 
 namespace ac500::text {
@@ -173,47 +174,6 @@ std::string durationText(std::uint64_t ms) {
 // Dates and times of day
 // ---------------------------------------------------------------------------------------------------------------------
 
-struct Date {
-    std::uint64_t year = 0;
-    std::uint64_t month = 0;
-    std::uint64_t day = 0;
-};
-
-bool isLeapYear(std::uint64_t year) {
-    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-}
-
-std::uint64_t daysIn(std::uint64_t year, std::uint64_t month) {
-    constexpr std::uint64_t kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    return kDays[month - 1] + (month == 2 && isLeapYear(year) ? 1 : 0);
-}
-
-// 32 bits of seconds end in 2106, so counting years is quick enough.
-std::uint64_t daysBefore(const Date& date) {
-    std::uint64_t days = date.day - 1;
-    for (std::uint64_t year = 1970; year < date.year; ++year) {
-        days += isLeapYear(year) ? 366 : 365;
-    }
-    for (std::uint64_t month = 1; month < date.month; ++month) {
-        days += daysIn(date.year, month);
-    }
-    return days;
-}
-
-Date dateAfter(std::uint64_t days) {
-    Date date{1970, 1, 1};
-    while (days >= (isLeapYear(date.year) ? 366U : 365U)) {
-        days -= isLeapYear(date.year) ? 366 : 365;
-        ++date.year;
-    }
-    while (days >= daysIn(date.year, date.month)) {
-        days -= daysIn(date.year, date.month);
-        ++date.month;
-    }
-    date.day += days;
-    return date;
-}
-
 // Two digits, or four of a year.
 bool parseField(const std::string& text, std::size_t digits, std::uint64_t* value) {
     return text.size() == digits && parseDigits(text, value);
@@ -222,14 +182,17 @@ bool parseField(const std::string& text, std::size_t digits, std::uint64_t* valu
 // Seconds since 1970-01-01.
 std::optional<std::uint64_t> parseDate(const std::string& text) {
     const std::vector<std::string> fields = split(text, '-');
-    Date date;
-    if (fields.size() != 3 || !parseField(fields[0], 4, &date.year) || !parseField(fields[1], 2, &date.month) ||
-        !parseField(fields[2], 2, &date.day)) {
+    std::uint64_t year = 0;
+    std::uint64_t month = 0;
+    std::uint64_t day = 0;
+    if (fields.size() != 3 || !parseField(fields[0], 4, &year) || !parseField(fields[1], 2, &month) ||
+        !parseField(fields[2], 2, &day)) {
         return std::nullopt;
     }
-    const bool exists = date.year >= 1970 && date.year <= 2106 && date.month >= 1 && date.month <= 12 &&
-                        date.day >= 1 && date.day <= daysIn(date.year, date.month);
-    return exists ? std::optional<std::uint64_t>(daysBefore(date) * kSecondsPerDay) : std::nullopt;
+    const Date date{static_cast<std::int64_t>(year), static_cast<int>(month), static_cast<int>(day)};
+    const bool fits = year >= 1970 && year <= 2106 && exists(date);
+    return fits ? std::optional<std::uint64_t>(static_cast<std::uint64_t>(daysOf(date)) * kSecondsPerDay)
+                : std::nullopt;
 }
 
 // "250" milliseconds of "12:00:00.250"; "5" are 500.
@@ -271,7 +234,7 @@ std::optional<std::uint64_t> parseDateAndTime(const std::string& text) {
 }
 
 std::string dateText(std::uint64_t seconds) {
-    const Date date = dateAfter(seconds / kSecondsPerDay);
+    const Date date = dateOf(static_cast<std::int64_t>(seconds / kSecondsPerDay));
     char text[64];
     std::snprintf(text, sizeof text, "%04u-%02u-%02u", static_cast<unsigned>(date.year),
                   static_cast<unsigned>(date.month), static_cast<unsigned>(date.day));
