@@ -94,6 +94,21 @@ std::string unknownWord(const CLI::App& app, const std::string& word) {
     return fmt::format("\"{}\" is one argument too many", text::withoutControls(word));
 }
 
+// Those of the program and of the commands that were given.
+std::vector<const CLI::Option*> namedOptions(const CLI::App& app) {
+    std::vector<const CLI::Option*> options;
+    for (const CLI::Option* option : app.get_options()) {
+        if (!option->get_lnames().empty()) {
+            options.push_back(option);
+        }
+    }
+    for (const CLI::App* given : app.get_subcommands()) {
+        const std::vector<const CLI::Option*> own = namedOptions(*given);
+        options.insert(options.end(), own.begin(), own.end());
+    }
+    return options;
+}
+
 }  // namespace
 
 std::string usageProblem(const CLI::App& app, const CLI::ParseError& error) {
@@ -106,6 +121,16 @@ std::string usageProblem(const CLI::App& app, const CLI::ParseError& error) {
         return fmt::format("there is no command; choose from {}", fmt::join(commandNames(innermost(app)), ", "));
     }
     return error.what();
+}
+
+std::string emptyValueProblem(const CLI::App& app, const std::vector<std::string>& words) {
+    for (const CLI::Option* option : namedOptions(app)) {
+        const std::string name = "--" + option->get_lnames().front();
+        if (contains(option->results(), "") || contains(words, name + "=")) {
+            return name + " is given without a value";
+        }
+    }
+    return std::string();
 }
 
 }  // namespace ac500::console
