@@ -20,6 +20,17 @@ hold_folder() {
     flock "$held_folder"
 }
 
+# with_patience COMMAND...: repeats what fetches from a mirror that is being updated, or is busy, twice before it gives up.
+with_patience() {
+    local pause
+    for pause in 10 40; do
+        if "$@"; then return 0; fi
+        echo "That failed; trying again in $pause s ..." >&2
+        sleep "$pause"
+    done
+    "$@"
+}
+
 # A gate counts what it checked, and leaves "PASSED FAILED" in build/GATE-result.txt for ./test to add up.
 passed=0
 failed=0
