@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/pace.h"
+
 namespace ac500::desk {
 namespace {
 
@@ -308,26 +310,60 @@ TEST(SymbolsDiffOfAList, TellsEveryNameThatNeitherFileHas) {
 
 // Fifty thousand variables that all moved, over one array that covers them all.
 TEST(SymbolsDiffTest, OfFiftyThousandVariablesTakesNoTime) {
+    constexpr int kMany = test::sized(50000);
     std::string before = variable("all", "BYTE", 0, R"(, "array": [[1, 400000]])");
     std::string after = before;
-    for (int i = 0; i < 50000; ++i) {
+    for (int i = 0; i < kMany; ++i) {
         before += "," + variable("v" + std::to_string(i), "DINT", 8 * i);
-        after += "," + variable("v" + std::to_string(i), "DINT", 8 * ((i + 1) % 50000));
+        after += "," + variable("v" + std::to_string(i), "DINT", 8 * ((i + 1) % kMany));
     }
     const Catalog old = programWith(before);
     const Catalog now = programWith(after);
     std::vector<std::string> words;
-    for (int i = 0; i < 50000; ++i) {
+    for (int i = 0; i < kMany; ++i) {
         words.push_back("Main.v" + std::to_string(i));
     }
     const auto start = std::chrono::steady_clock::now();
     const SymbolsDiff diff = diffSymbols(old, now);
     const SymbolsDiff ofList = changesOf(words, old, now);
     const auto elapsed = std::chrono::steady_clock::now() - start;
-    ASSERT_THAT(diff.changes, SizeIs(50000));
+    ASSERT_THAT(diff.changes, SizeIs(kMany));
     EXPECT_EQ(inWords(diff.changes[1]), "moved Main.v1 DINT@8 -> Main.v1 DINT@16 hits Main.v0");
-    EXPECT_THAT(ofList.changes, SizeIs(50000));
+    EXPECT_THAT(ofList.changes, SizeIs(kMany));
     EXPECT_LT(elapsed, std::chrono::seconds(20));  // a step that is quadratic takes minutes
+}
+
+Catalog guardedProgram(const std::string& variables, const std::string& guards) {
+    symbol_file::LoadedSymbolFile loaded = symbol_file::parseSymbolFile(
+        R"({"format": "ac500-symbols", "version": 1, "areas": [{"number": 1, "bytes": 100}], "scopes": [{"name": "Main",
+            "variables": [)" +
+        variables + "," + variable("id", "UDINT", 0) + "," + variable("id2", "UDINT", 8) + R"(]}], "guard": [)" +
+        guards + "]}");
+    EXPECT_THAT(loaded.problems, IsEmpty());
+    return Catalog(std::move(loaded.file));
+}
+
+TEST(SymbolsDiffTest, AGuardWhoseNumberStayedAlthoughVariablesMoved) {
+    const std::string here = variable("a", "INT", 20);
+    const std::string there = variable("a", "INT", 22);
+    const std::string seven = R"({"tag": "Main.id", "value": 7})";
+    const std::string both = seven + R"(, {"tag": "Main.id2", "value": 9})";
+    const auto stayed = [](const std::string& before, const std::string& guards, const std::string& after,
+                           const std::string& newGuards) {
+        const Catalog old = guardedProgram(before, guards);
+        const Catalog now = guardedProgram(after, newGuards);
+        return guardsThatStayed(diffSymbols(old, now), old, now);
+    };
+    EXPECT_THAT(stayed(here, seven, there, seven), ElementsAre("Main.id"));
+    EXPECT_THAT(stayed(here, both, there, both), ElementsAre("Main.id", "Main.id2"));
+    EXPECT_THAT(stayed(here, seven, variable("a", "UINT", 20), seven), ElementsAre("Main.id")) << "another type";
+    EXPECT_THAT(stayed(here, seven, variable("b", "INT", 40), seven), ElementsAre("Main.id")) << "it vanished";
+    EXPECT_THAT(stayed(here, seven, here, seven), IsEmpty());
+    EXPECT_THAT(stayed(here, seven, here + "," + variable("b", "INT", 40), seven), IsEmpty()) << "only something new";
+    EXPECT_THAT(stayed(here, seven, there, R"({"tag": "Main.id", "value": 8})"), IsEmpty());
+    EXPECT_THAT(stayed(here, seven, there, R"({"tag": "Main.id2", "value": 7})"), IsEmpty());
+    EXPECT_THAT(stayed(here, both, there, seven + R"(, {"tag": "Main.id2", "value": 10})"), IsEmpty())
+        << "one of them is noticed";
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ TEST(Options, TheSymbolFileIsAllThatIsNeeded) {
     EXPECT_EQ(parsed.options.limits.maxClients, 64);
     EXPECT_EQ(parsed.options.limits.requestMs, 10000);
     EXPECT_EQ(parsed.options.limits.idleMs, 10000);
+    EXPECT_EQ(parsed.options.mostReplyBytes, 65535);
 }
 
 TEST(Options, EveryOptionArrives) {
@@ -44,6 +45,8 @@ TEST(Options, EveryOptionArrives) {
                                                "7",
                                                "--request-seconds",
                                                "0.25",
+                                               "--max-reply",
+                                               "300",
                                                "--idle-seconds",
                                                "3"});
     ASSERT_TRUE(parsed.run) << parsed.text;
@@ -58,6 +61,7 @@ TEST(Options, EveryOptionArrives) {
     EXPECT_EQ(parsed.options.limits.maxClients, 7);
     EXPECT_EQ(parsed.options.limits.requestMs, 250);
     EXPECT_EQ(parsed.options.limits.idleMs, 3000);
+    EXPECT_EQ(parsed.options.mostReplyBytes, 300);
 }
 
 TEST(Options, AnAddressMayCarryItsPort) {
@@ -90,6 +94,8 @@ TEST(Options, WrongUsageSaysWhatAndExitsWithOne) {
         {{"--symbols", "p", "--address", "::1"}, "--address ::1 is no IP[:PORT]; write e.g. 127.0.0.1 or [::1]:1201"},
         {{"--symbols", "p", "--address", "[::1]:5", "--port", "6"}, "--address [::1]:5 and --port both give a port"},
         {{"--symbols", "p", "stray"}, "ac500-sim: \"stray\" is one argument too many\n"},
+        {{"--symbols", "p", "--load", ""}, "ac500-sim: --load is given without a value\n"},
+        {{"--symbols", "p", "--load=", "q"}, "ac500-sim: --load is given without a value\n"},
         {{"--symbols", "p", "--fault", "slow"}, "there is no fault \"slow\""},
     };
     for (const Row& row : rows) {
@@ -110,6 +116,16 @@ TEST(Options, HelpTellsEverythingAndExitsWithZero) {
           "0: without end", "silence:at=10,count=2", "Sim.fault_kind", "Exit codes"}) {
         EXPECT_THAT(parsed.text, HasSubstr(word));
     }
+}
+
+TEST(Options, ASecondProgramAndWhenItIsLoaded) {
+    const ParsedOptions parsed = parseOptions({"--symbols", "a.json", "--load", "b.json", "--at", "1.5"});
+    EXPECT_TRUE(parsed.run);
+    EXPECT_EQ(parsed.options.load, "b.json");
+    EXPECT_EQ(parsed.options.loadAt, 1.5);
+    EXPECT_LT(parseOptions({"--symbols", "a.json", "--load", "b.json"}).options.loadAt, 0);
+    EXPECT_EQ(parseOptions({"--symbols", "a.json", "--at", "1"}).exitCode, 1) << "there is nothing to load";
+    EXPECT_EQ(parseOptions({"--symbols", "a.json", "--load", "b.json", "--at", "-1"}).exitCode, 1);
 }
 
 }  // namespace

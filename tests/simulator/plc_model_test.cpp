@@ -258,5 +258,92 @@ TEST(PlcModel, FilesBuiltByHandAreCheckedToo) {
     EXPECT_THAT(model.problems()[2].what, testing::HasSubstr("no variable Main.lost"));
 }
 
+// The small plant with everything two bytes further on, a smaller area 3, and a guard.
+SymbolFile movedPlant() {
+    return plant(R"({
+        "format": "ac500-symbols", "version": 1,
+        "areas": [{"number": 1, "name": "memory", "bytes": 64}, {"number": 3, "name": "bits", "bytes": 4}],
+        "scopes": [{"name": "Main", "variables": [
+            {"name": "id", "type": "UINT", "area": 1, "offset": 0},
+            {"name": "count", "type": "WORD", "area": 1, "offset": 2},
+            {"name": "mode", "type": "BYTE", "area": 1, "offset": 10}
+        ]}],
+        "guard": [{"tag": "Main.id", "value": 770}],
+        "simulation": {"initial": [{"tag": "Main.mode", "value": 90}],
+                       "signals": [{"tag": "Main.count", "signal": "counter", "min": 5, "max": 5}]}
+    })");
+}
+
+int added(PlcModel& model, const SymbolFile& file) {
+    std::vector<Problem> problems;
+    const int number = model.addProgram(file, &problems);
+    EXPECT_TRUE(problems.empty());
+    return number;
+}
+
+// Writes Sim.program: area 9, offset 10, size 2.
+Bytes loadRequest(const char* number, const Bytes& end) {
+    return byteString("BB BB 00 00 00 16 3C 00 00 00 00 01 00 09 00 00 00 0A 00 00 00 02") + byteString(number) + end;
+}
+
+TEST(PlcModel, ADownloadBeginsWithTheMemoryOfTheNewProgramAndClientsHearNothingOfIt) {
+    PlcModel model(smallPlant(), {});
+    EXPECT_EQ(added(model, movedPlant()), 2);
+    EXPECT_EQ(model.loadedProgram(), 1);
+    const Bytes end = requestEnd(model);
+    model.memory().write(1, 0, byteString("11 22 33 44"));
+    model.load(2);
+    EXPECT_EQ(model.loadedProgram(), 2);
+    // The guard's number, the signal's value, and at 10 the initial value; where mode was, nothing.
+    EXPECT_EQ(hex(model.memory().read({1, 0, 12})), "03 02 00 05 00 00 00 00 00 00 5A 00");
+    EXPECT_FALSE(model.memory().contains({3, 4, 1}));
+    EXPECT_EQ(hex(model.answer(readMode(end))), "BB BB 00 00 00 08 00 00 00 00 00 01 00 00")
+        << "the old session goes on";
+    EXPECT_EQ(model.identity().bootCount, 1U);
+    model.load(1);
+    EXPECT_EQ(hex(model.memory().read({1, 0, 10})), "00 00 00 00 00 00 00 00 A5 00");
+}
+
+TEST(PlcModel, AWriteToSimProgramLoadsWhenItIsAnswered) {
+    PlcModel model(smallPlant(), {});
+    added(model, movedPlant());
+    const Bytes end = requestEnd(model);
+    model.serve(arm("00 02 00 07", end));
+    EXPECT_EQ(hex(model.memory().read({9, 10, 2})), "00 01");
+    model.serve(readMode(end));
+    const Exchange loading = model.serve(loadRequest("00 02", end));
+    EXPECT_EQ(loading.program, 2);
+    EXPECT_EQ(hex(model.memory().read({1, 0, 2})), "03 02");
+    EXPECT_EQ(hex(model.memory().read({9, 10, 2})), "00 02");
+    EXPECT_EQ(hex(model.memory().read({9, 12, 2})), "00 05") << "the armed fault stays";
+    // A number that is no program: bad value, and nothing is loaded.
+    for (const char* number : {"00 00", "00 03", "FF FF"}) {
+        EXPECT_EQ(hex(model.answer(loadRequest(number, end))), "BB BB 00 00 00 02 03 05") << number;
+    }
+    EXPECT_EQ(model.loadedProgram(), 2);
+}
+
+TEST(PlcModel, TheHandshakeTellsProgramsApartAndNotBoots) {
+    PlcModel model(smallPlant(), {});
+    added(model, movedPlant());
+    const Bytes first = model.answer(symbolsRequest()).substr(16, 8);
+    model.restart();
+    EXPECT_EQ(hex(model.answer(symbolsRequest()).substr(16, 8)), hex(first));
+    model.load(2);
+    EXPECT_NE(hex(model.answer(symbolsRequest()).substr(16, 8)), hex(first));
+    EXPECT_EQ(hex(model.answer(helloRequest()).substr(88)), hex(Bytes(118, '\0')));
+}
+
+TEST(PlcModel, AProgramWithProblemsIsNotAdded) {
+    PlcModel model(smallPlant(), {});
+    SymbolFile file = movedPlant();
+    file.areas[0].number = 9;
+    std::vector<Problem> problems;
+    EXPECT_EQ(model.addProgram(file, &problems), 0);
+    ASSERT_FALSE(problems.empty());
+    EXPECT_EQ(problems[0].what, "area 9 is reserved for the simulator; give this area another number");
+    EXPECT_EQ(hex(model.answer(loadRequest("00 02", requestEnd(model)))), "BB BB 00 00 00 02 03 05");
+}
+
 }  // namespace
 }  // namespace ac500::sim

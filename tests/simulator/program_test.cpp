@@ -149,6 +149,41 @@ TEST_F(Program, WithVerboseTagsAndValuesAreTold) {
     EXPECT_THAT(told, HasSubstr("client 1: read of 1 item(s) (Main.count = 258), reply of 15 bytes\n"));
 }
 
+constexpr const char* kMovedPlant = R"({
+    "format": "ac500-symbols", "version": 1,
+    "areas": [{"number": 1, "name": "memory", "bytes": 16}],
+    "scopes": [{"name": "Main", "variables": [{"name": "count", "type": "WORD", "area": 1, "offset": 2}]}],
+    "simulation": {"initial": [{"tag": "Main.count", "value": 4660}]}
+})";
+
+// 4660 is 12 34 in hexadecimal.
+TEST_F(Program, LoadsAnotherProgramAfterATimeAndOnRequest) {
+    startServing({"--load", file("moved.json", kMovedPlant), "--at", "0.3"});
+    RawClient client(port_);
+    const Bytes end = client.handshake();
+    const Bytes readStart = byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 04") + end;
+    std::string values;
+    for (int i = 0; i < 400 && values != "00 00 12 34"; ++i) {
+        values = hex(client.ask(readStart)).substr(39);
+        EXPECT_THAT(values, testing::AnyOf("00 00 00 00", "00 00 12 34"));
+        EXPECT_EQ(client.receive(1, 10), Bytes()) << "the connection stays";
+    }
+    EXPECT_EQ(values, "00 00 12 34");
+    client.ask(byteString("BB BB 00 00 00 16 3C 00 00 00 00 01 00 09 00 00 00 0A 00 00 00 02 00 01") + end);
+    EXPECT_EQ(hex(client.ask(readStart)).substr(39), "00 00 00 00");
+    process_.sendSignal(SIGTERM);
+    EXPECT_EQ(exitCode(), 0);
+    const std::string told = errors();
+    EXPECT_THAT(told, HasSubstr("ac500-sim: program 2 is loaded\n"));
+    EXPECT_THAT(told, HasSubstr("ac500-sim: client 1: program 1 is loaded\n"));
+}
+
+TEST_F(Program, AWrongSecondProgramEndsItAtOnce) {
+    start({"--symbols", file("plant.json", kPlant), "--port", "0", "--load", folder_.filePath("none.json")});
+    EXPECT_EQ(exitCode(), 2);
+    EXPECT_THAT(errors(), HasSubstr("none.json: cannot be read: No such file or directory"));
+}
+
 TEST_F(Program, ServesOnWhenItsMessagesCannotBeWritten) {
     startRedirected("2>/dev/full", {"--verbose"});
     for (int i = 0; i < 2; ++i) {

@@ -136,6 +136,16 @@ TEST_F(RequestServerTest, AReplyMayHaveSixtyFiveThousandFiveHundredThirtyFiveByt
               "BB BB 00 00 00 02 03 03");
 }
 
+TEST_F(RequestServerTest, AReplyMayBeLimitedToFewerBytes) {
+    server_.setMostReplyBytes(9);
+    // status and count take 6 bytes, the lead byte 1: 2 are left
+    EXPECT_EQ(reply("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 03 44 33 22 11"),
+              "BB BB 00 00 00 02 03 03");
+    EXPECT_EQ(answer(byteString("BB BB 00 00 00 14 2E 00 00 00 00 01 00 01 00 00 00 00 00 00 00 02 44 33 22 11"))
+                  .bytes.size(),
+              15U);
+}
+
 TEST_F(RequestServerTest, ItemCountsThatLieAreRefused) {
     // one item is there; announced are 0, 2, and FFFFFFFF
     for (const char* count : {"00 00 00 00", "00 00 00 02", "FF FF FF FF", "80 00 00 01"}) {

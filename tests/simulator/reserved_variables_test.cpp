@@ -18,12 +18,12 @@ TEST(ReservedVariables, AreFoundByNameLikeAnyOther) {
         std::int64_t address;
     };
     const Row rows[] = {
-        {"Sim.fault_kind", TypeCode::Uint, 0},   {"Sim.fault_count", TypeCode::Uint, 2},
-        {"Sim.fault_arg", TypeCode::Dint, 4},    {"Sim.fault_service", TypeCode::Uint, 8},
-        {"Sim.faults_left", TypeCode::Uint, 12}, {"Sim.faults_done", TypeCode::Udint, 16},
-        {"Sim.boot_count", TypeCode::Udint, 20}, {"Sim.requests", TypeCode::Udint, 24},
-        {"Sim.refused", TypeCode::Udint, 28},    {"Sim.connections", TypeCode::Udint, 32},
-        {"Sim.uptime_ms", TypeCode::Udint, 36},
+        {"Sim.fault_kind", TypeCode::Uint, 0},    {"Sim.fault_count", TypeCode::Uint, 2},
+        {"Sim.fault_arg", TypeCode::Dint, 4},     {"Sim.fault_service", TypeCode::Uint, 8},
+        {"Sim.program", TypeCode::Uint, 10},      {"Sim.faults_left", TypeCode::Uint, 12},
+        {"Sim.faults_done", TypeCode::Udint, 16}, {"Sim.boot_count", TypeCode::Udint, 20},
+        {"Sim.requests", TypeCode::Udint, 24},    {"Sim.refused", TypeCode::Udint, 28},
+        {"Sim.connections", TypeCode::Udint, 32}, {"Sim.uptime_ms", TypeCode::Udint, 36},
     };
     const SymbolFile file = withReservedVariables(smallPlant());
     for (const Row& row : rows) {

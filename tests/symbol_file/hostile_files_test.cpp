@@ -92,7 +92,7 @@ TEST(HostileFile, MayNameThingsAtLength) {
         "{\n\"" + name + "\": 1, \"format\": \"ac500-symbols\", \"version\": 1, \"areas\": [], \"scopes\": []}");
     EXPECT_THAT(problems, ElementsAre("2:1: unknown key \"" + std::string(60, 'x') +
                                       "...\"; allowed are \"$schema\", \"format\", \"version\", \"description\", "
-                                      "\"areas\", \"types\", \"scopes\", \"simulation\""));
+                                      "\"areas\", \"types\", \"scopes\", \"guard\", \"simulation\""));
 }
 
 TEST(HostileFile, MayHideControlCharactersInNames) {

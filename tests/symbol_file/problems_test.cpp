@@ -66,10 +66,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Finding{"root_key_twice", {R"(4:3: the key "version" occurs twice; remove one)"}},
                     Finding{"root_key_unknown",
                             {R"(4:3: unknown key "author"; allowed are "$schema", "format", "version", )"
-                             R"("description", "areas", "types", "scopes", "simulation")"}},
+                             R"("description", "areas", "types", "scopes", "guard", "simulation")"}},
                     Finding{"root_no_object",
                             {R"(1:1: is an array; write an object with "$schema", "format", "version", )"
-                             R"("description", "areas", "types", "scopes", "simulation")"}},
+                             R"("description", "areas", "types", "scopes", "guard", "simulation")"}},
                     Finding{"scopes_missing", {R"(1:1: "scopes" is missing; list the scopes with their variables)"}},
                     Finding{"types_as_list",
                             {R"(5:12: types: is no object; write one structure type per key: {"Motor": {...}})"}},
@@ -148,7 +148,7 @@ INSTANTIATE_TEST_SUITE_P(
         Finding{"variable_no_object",
                 {R"(11:9: scopes[0].variables[0]: is a string; write an object with "name", "type", )"
                  R"("area", "offset", "bit", "array", "bits", "comment", )"
-                 R"("readOnly", "unit", "scale", "min", "max", "names")"}},
+                 R"("readOnly", "onlyWriter", "unit", "scale", "min", "max", "names")"}},
         Finding{"variable_offset_beyond_31_bits",
                 {R"(11:64: scopes[0].variables[0].offset: is 2147483648; write a whole number from 0 to )"
                  R"(2147483647)"}},
@@ -265,7 +265,7 @@ INSTANTIATE_TEST_SUITE_P(
         Finding{"member_with_area",
                 {R"(10:55: types.Pump.members[1]: unknown key "area"; allowed are "name", "type", )"
                  R"("offset", "array", "bits", "comment", )"
-                 R"("readOnly", "unit", "scale", "min", "max", "names")"}},
+                 R"("readOnly", "onlyWriter", "unit", "scale", "min", "max", "names")"}},
         Finding{"structure_array_too_long",
                 {R"(15:91: scopes[0].variables[0].offset: the variable ends at byte 104, outside the )"
                  R"(100 bytes of area 1; correct the place or the area's "bytes")"}},
@@ -425,7 +425,7 @@ INSTANTIATE_TEST_SUITE_P(
     Texts, Problems,
     testing::Values(Finding{"byte_order_mark_at_the_problem",
                             {R"(1:1: is an array; write an object with "$schema", "format", "version", )"
-                             R"("description", "areas", "types", "scopes", "simulation")"}},
+                             R"("description", "areas", "types", "scopes", "guard", "simulation")"}},
                     Finding{"byte_order_mark",
                             {R"(11:51: scopes[0].variables[0].area: there is no area 2; add it to "areas" or )"
                              R"(correct this)"}},

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "tests/support/pace.h"
 #include "tests/support/places.h"
 #include "tools/symbol_file/symbol_document.h"
 
@@ -162,21 +163,28 @@ TEST(SymbolCsv, KeepsTheNameOfTheSchema) {
 
 TEST(SymbolCsv, IsWrittenWithAllColumnsAndOneRowForEachThing) {
     const std::string csv = exportCsv(parseJson(contentOf("tests/symbol_file/data/every_key.json")).root);
-    EXPECT_THAT(csv, StartsWith("kind,name,type,area,offset,bit,bytes,array,bits,readOnly,unit,scaleFactor,scaleOffset,"
-                                "min,max,names,comment,signal,step,periodMs,source,value\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\narea,,,3,,,8,,,,,,,,,,,,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\ntype,Sensor,,,,,8,,,,,,,,,,,,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\nmember,Sensor.raw,INT,,0,,,,,true,bar,0.001,,0,16,,0..27648,,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\nmember,Sensor.state,USINT,,2,,,,,,,,,,,\"0=off;1=on;2=a\\;b = c\\\\d\",,,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\nmember,Line.sensors,Sensor,,0,,,'-1..2,,,,,,,,,'=1+1,,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\nscope,Empty,,,,,,,,,,,,,,,,,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\nvariable,Main.temperature,INT,1,0,,,,,,°C,0.10,-40,-30.5,120,,,,,,,\r\n"));
     EXPECT_THAT(
         csv,
-        HasSubstr("\r\nvariable,Main.grid,BYTE,1,600,,,\"0..1,0..2,-3..-1\",,,,,,,,,\"'-40 is cold; +1\",,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\nvariable,Main.start_again,BIT,3,,22,,,,,,,,,,,''quoted',,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\nsignal,Main.start,,,,,,,,,,,,,,,,square,,,,\r\n"));
-    EXPECT_THAT(csv, HasSubstr("\r\ninitial,Main.names[2],,,,,,,,,,,,,,,,,,,,\"007, James; \"\"Bond\"\"\"\r\n"));
+        StartsWith("kind,name,type,area,offset,bit,bytes,array,bits,readOnly,onlyWriter,unit,scaleFactor,scaleOffset,"
+                   "min,max,names,comment,signal,step,periodMs,source,value\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\narea,,,3,,,8,,,,,,,,,,,,,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\ntype,Sensor,,,,,8,,,,,,,,,,,,,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\nmember,Sensor.raw,INT,,0,,,,,true,,bar,0.001,,0,16,,0..27648,,,,,\r\n"));
+    EXPECT_THAT(csv,
+                HasSubstr("\r\nmember,Sensor.state,USINT,,2,,,,,,,,,,,,\"0=off;1=on;2=a\\;b = c\\\\d\",,,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\nmember,Line.sensors,Sensor,,0,,,'-1..2,,,,,,,,,,'=1+1,,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\nscope,Empty,,,,,,,,,,,,,,,,,,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\nvariable,Main.temperature,INT,1,0,,,,,,,°C,0.10,-40,-30.5,120,,,,,,,\r\n"));
+    EXPECT_THAT(
+        csv,
+        HasSubstr("\r\nvariable,Main.grid,BYTE,1,600,,,\"0..1,0..2,-3..-1\",,,,,,,,,,\"'-40 is cold; +1\",,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\nvariable,Main.start_again,BIT,3,,22,,,,,,,,,,,,''quoted',,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\nsignal,Main.start,,,,,,,,,,,,,,,,,square,,,,\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\ninitial,Main.names[2],,,,,,,,,,,,,,,,,,,,,\"007, James; \"\"Bond\"\"\"\r\n"));
+    EXPECT_THAT(csv,
+                HasSubstr("\r\nvariable,Main.mode,INT,1,4,,,,,,true,,,,,,\"'-1=fault;0=off;1=manual;2=automatic\",,"));
+    EXPECT_THAT(csv, HasSubstr("\r\nguard,Aux.program,,,,,,,,,,,,,,,,,,,,,20261122\r\n"));
+    EXPECT_THAT(csv, HasSubstr("\r\nguard,Aux.build,,,,,,,,,,,,,,,,,,,,,16#FFFF_FFFF_0000_0001\r\n"));
 }
 
 // A file of initial values for variables of the right types, and the same after it was a table.
@@ -271,7 +279,7 @@ TEST(SymbolCsvProblems, OfTheTableNameRowAndColumn) {
     EXPECT_THAT(
         csvProblems("kind,name\nx,Main.a\n"),
         ElementsAre("f:2: column kind: \"x\" is no kind of row; write file, area, type, member, scope, variable, "
-                    "signal or initial"));
+                    "guard, signal or initial"));
     EXPECT_THAT(csvProblems("name,type\ncounter,INT\n"),
                 ElementsAre("f:2: column name: \"counter\" names no variable; write SCOPE.VARIABLE"));
     EXPECT_THAT(csvProblems("kind,name,type\nmember,speed,INT\n"),
@@ -344,8 +352,9 @@ TEST(SymbolCsvProblems, OfTheFileItselfNameTheCellTheyComeFrom) {
 }
 
 TEST(SymbolCsv, TakesFiftyThousandVariables) {
+    constexpr int kMany = test::sized(50000);
     std::string csv = "kind,name,type,area,offset,bytes,unit,comment\narea,,,1,,400000,,\n";
-    for (int i = 0; i < 50000; ++i) {
+    for (int i = 0; i < kMany; ++i) {
         csv += "variable,Main.value_" + std::to_string(i) + ",DINT,1," + std::to_string(8 * i) + ",,bar,number " +
                std::to_string(i) + "\n";
     }
@@ -353,8 +362,8 @@ TEST(SymbolCsv, TakesFiftyThousandVariables) {
     const LoadedSymbolFile loaded = parseSymbolFile(toJsonText(document));
     EXPECT_THAT(loaded.problems, IsEmpty());
     ASSERT_THAT(loaded.file.scopes, SizeIs(1));
-    EXPECT_THAT(loaded.file.scopes[0].variables, SizeIs(50000));
-    EXPECT_EQ(loaded.file.scopes[0].variables[49999].offset, 399992);
+    EXPECT_THAT(loaded.file.scopes[0].variables, SizeIs(kMany));
+    EXPECT_EQ(loaded.file.scopes[0].variables[kMany - 1].offset, 8 * kMany - 8);
 }
 
 }  // namespace

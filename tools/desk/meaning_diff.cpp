@@ -92,6 +92,8 @@ std::vector<MeaningChange> bitMeaningChanges(const Leaf& before, const Leaf& aft
     std::vector<MeaningChange> changes;
     addIf(before.isReadOnly != after.isReadOnly, "readOnly", textOf(before.isReadOnly), textOf(after.isReadOnly),
           &changes);
+    addIf(before.isOnlyWrittenHere != after.isOnlyWrittenHere, "onlyWriter", textOf(before.isOnlyWrittenHere),
+          textOf(after.isOnlyWrittenHere), &changes);
     addIf(before.bitAddressable != after.bitAddressable, "bits", textOf(before.bitAddressable),
           textOf(after.bitAddressable), &changes);
     return changes;

@@ -12,7 +12,8 @@ namespace ac500::desk {
 
 // One thing that changed, with its values as people read them; an empty value: there is none.
 struct MeaningChange {
-    std::string what;  // the key of symbol files: "unit", "scale", "min", "max", "names", "readOnly", "bits"
+    // The key of symbol files: "unit", "scale", "min", "max", "names", "readOnly", "onlyWriter", "bits", "guard".
+    std::string what;
     std::string before;
     std::string after;
 };
@@ -20,7 +21,7 @@ struct MeaningChange {
 // In the order of symbol files. Of "names" only those that are not the same in both.
 std::vector<MeaningChange> meaningChanges(const symbol_file::Leaf& before, const symbol_file::Leaf& after);
 
-// Likewise for bits of the variables, of which only "readOnly" and "bits" count.
+// Likewise for bits of the variables, of which only "readOnly", "onlyWriter" and "bits" count.
 std::vector<MeaningChange> bitMeaningChanges(const symbol_file::Leaf& before, const symbol_file::Leaf& after);
 
 }  // namespace ac500::desk

@@ -4,30 +4,28 @@
 
 #include <algorithm>
 
+#include "tools/text/checksum.h"
+
 namespace ac500::desk {
 
 namespace {
 
-// FNV-1a with 64 bits: the same on every machine, and in every later version.
 class Fingerprint {
 public:
     void add(const std::string& text) {
         add(static_cast<std::int64_t>(text.size()));
-        for (const char letter : text) {
-            addByte(static_cast<unsigned char>(letter));
-        }
+        hash_.add(text);
     }
     void add(std::int64_t number) {
         for (int shift = 0; shift < 64; shift += 8) {
-            addByte(static_cast<unsigned char>(static_cast<std::uint64_t>(number) >> shift));
+            const char byte = static_cast<char>(static_cast<std::uint64_t>(number) >> shift & 0xFF);
+            hash_.add({&byte, 1});
         }
     }
-    std::string text() const { return fmt::format("{:016x}", state_); }
+    std::string text() const { return fmt::format("{:016x}", hash_.value()); }
 
 private:
-    void addByte(unsigned char byte) { state_ = (state_ ^ byte) * 0x100000001B3u; }
-
-    std::uint64_t state_ = 0xCBF29CE484222325u;
+    ac500::text::Fnv1a hash_;
 };
 
 bool isAnother(const std::string& before, const std::string& now) {

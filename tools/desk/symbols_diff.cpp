@@ -12,6 +12,7 @@
 
 #include "tools/selection/choice.h"
 #include "tools/selection/tag_range.h"
+#include "tools/text/iec_literal.h"
 
 namespace ac500::desk {
 
@@ -19,7 +20,6 @@ using selection::Catalog;
 using selection::Choice;
 using selection::ChosenTag;
 using selection::Entry;
-using selection::SelectionProblem;
 using symbol_file::Element;
 using symbol_file::Leaf;
 using symbol_file::TypeCode;
@@ -224,6 +224,7 @@ public:
         if (now != nullptr && isWhole) {
             change.shifted = elementsStay(*then, *now) ? std::nullopt : firstShifted(*then, *now);
             change.meaning = meaningChanges(*then, *now);
+            compareGuards(*then, *now, &change.meaning);
         } else if (now != nullptr && isBit(old.shown.tag)) {
             change.meaning = bitMeaningChanges(*then, *now);
         } else if (now != nullptr && change.after) {
@@ -248,6 +249,24 @@ private:
 
     static PlaceKey keyOf(const PlacedTag& shown) {
         return {shown.area, shown.isBitAddress, shown.address, shown.type};
+    }
+
+    // The number that a program of the file holds in the variable to be known by; empty when it is no guard.
+    static std::string guardNumber(const Catalog& file, const Leaf& leaf) {
+        for (const symbol_file::GuardTag& guard : file.file().guards) {
+            if (guard.tag == leaf.tag) {
+                return text::toText(guard.value);
+            }
+        }
+        return {};
+    }
+
+    void compareGuards(const Leaf& then, const Leaf& now, std::vector<MeaningChange>* changes) const {
+        const std::string before = guardNumber(before_, then);
+        const std::string after = guardNumber(after_, now);
+        if (before != after) {
+            changes->push_back({"guard", before, after});
+        }
     }
 
     // Of several new names at one place each is given once, in the order of the files.
@@ -443,6 +462,24 @@ SymbolsDiff diffSymbols(const Catalog& before, const Catalog& after, const std::
         diff.problems = selection::choose(before, unknown, {}).problems;
     }
     return diff;
+}
+
+std::vector<std::string> guardsThatStayed(const SymbolsDiff& diff, const Catalog& before, const Catalog& after) {
+    const bool isOtherPlace = std::any_of(diff.changes.begin(), diff.changes.end(), [](const SymbolChange& change) {
+        return change.isMoved || change.shifted || change.isRetyped || change.isVanished() || !change.hits.empty();
+    });
+    std::vector<std::string> tags;
+    for (const symbol_file::GuardTag& guard : before.file().guards) {
+        const std::vector<symbol_file::GuardTag>& others = after.file().guards;
+        const bool hasStayed = std::any_of(others.begin(), others.end(), [&](const symbol_file::GuardTag& other) {
+            return other.tag == guard.tag && text::toText(other.value) == text::toText(guard.value);
+        });
+        if (!hasStayed) {
+            return {};
+        }
+        tags.push_back(guard.tag);
+    }
+    return isOtherPlace ? tags : std::vector<std::string>();
 }
 
 }  // namespace ac500::desk

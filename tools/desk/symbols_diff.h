@@ -61,6 +61,11 @@ SymbolsDiff diffSymbols(const selection::Catalog& before, const selection::Catal
 SymbolsDiff diffSymbols(const selection::Catalog& before, const selection::Catalog& after,
                         const std::vector<selection::Entry>& entries);
 
+// Tags of the guards of the old file, when the new one expects the same number of each although variables of `diff` do not
+// lie where they lay: a host with the old file then notices nothing. None when all is well, and of a file without guards.
+std::vector<std::string> guardsThatStayed(const SymbolsDiff& diff, const selection::Catalog& before,
+                                          const selection::Catalog& after);
+
 }  // namespace ac500::desk
 
 #endif

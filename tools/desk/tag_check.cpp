@@ -7,7 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "core/codes.h"
+#include "tools/explain/code_table.h"
 
 namespace ac500::desk {
 
@@ -164,28 +164,7 @@ std::string placeText(const Place& place) {
 }
 
 std::string codeText(int code) {
-    switch (code) {
-        case kResolved:
-            return "resolved";
-        case kNotFound:
-            return "the variable does not exist, the name is incomplete, or the number of indices is wrong";
-        case kUnknownScope:
-            return "there is no such scope";
-        case kBadIndex:
-            return "an index is missing, is no number, or lies below the lower bound";
-        case kEmptyTag:
-            return "the tag is empty";
-        case kUnknownMember:
-            return "the structure has no such member";
-        case kNoElementType:
-            return "the symbol record has no element type";
-        case kTooFewComponents:
-            return "a tag needs a scope and a variable";
-        case kNoArea:
-            return "the symbol record names no memory area";
-        default:
-            return "a code that has no meaning";
-    }
+    return explain::briefOf(explain::Group::Resolution, code);
 }
 
 std::vector<Finding> givenTwice(const std::vector<NamedTag>& tags) {

@@ -20,7 +20,9 @@ struct ChosenTag {
 };
 
 struct Choice {
-    std::vector<ChosenTag> tags;             // in the order in which they were named; usable when there is no problem
+    // In the order in which they were named; those that are right, also beside others that are not. More than allowed are
+    // left out.
+    std::vector<ChosenTag> tags;
     std::vector<SelectionProblem> problems;  // all that were found
 };
 

@@ -88,16 +88,25 @@ LoadedSettings unreadable(const std::string& what) {
 
 }  // namespace
 
-LoadedSettings loadSettings(const std::string& fileName) {
+std::optional<std::string> readSettingsFile(const std::string& fileName, std::vector<symbol_file::Problem>* problems) {
     std::string content;
     if (!text::readUpTo(fileName, kMaxBytes + 1, &content)) {
-        return unreadable(std::string("cannot be read: ") + std::strerror(errno) +
-                          "; check the path and its permissions");
+        problems->push_back(
+            {0, 0, "",
+             std::string("cannot be read: ") + std::strerror(errno) + "; check the path and its permissions"});
+        return std::nullopt;
     }
     if (content.size() > kMaxBytes) {
-        return unreadable("is larger than 1 MiB; this is no settings file");
+        problems->push_back({0, 0, "", "is larger than 1 MiB; this is no settings file"});
+        return std::nullopt;
     }
-    return parseSettings(content, std::filesystem::path(fileName).parent_path().string());
+    return content;
+}
+
+LoadedSettings loadSettings(const std::string& fileName) {
+    LoadedSettings loaded;
+    const std::optional<std::string> content = readSettingsFile(fileName, &loaded.problems);
+    return content ? parseSettings(*content, std::filesystem::path(fileName).parent_path().string()) : loaded;
 }
 
 LoadedSettings parseSettings(const std::string& text, const std::string& folder) {

@@ -2,6 +2,7 @@
 #ifndef AC500_TOOLS_SETTINGS_SETTINGS_FILE_H
 #define AC500_TOOLS_SETTINGS_SETTINGS_FILE_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,10 @@
 #include "tools/symbol_file/symbol_file.h"
 
 namespace ac500::settings {
+
+// What a settings file holds, of whichever program. Nothing when it cannot be read or is too large: the reason is then added to
+// *problems, at line 0.
+std::optional<std::string> readSettingsFile(const std::string& fileName, std::vector<symbol_file::Problem>* problems);
 
 struct LoadedSettings {
     Settings settings;                           // usable exactly when `problems` is empty

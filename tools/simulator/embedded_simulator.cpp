@@ -6,6 +6,8 @@
 
 #include <QtCore/QCoreApplication>
 
+#include "tools/simulator/element_value.h"
+
 namespace ac500::sim {
 
 namespace {
@@ -65,9 +67,44 @@ void EmbeddedSimulator::write(int area, std::int64_t address, const Bytes& bytes
     model_.memory().write(area, address, bytes);
 }
 
+double EmbeddedSimulator::readNumber(const symbol_file::Element& element) const {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    return sim::readNumber(model_.memory(), element);
+}
+
+std::string EmbeddedSimulator::readText(const symbol_file::Element& element) const {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    return valueText(model_.memory(), element);
+}
+
+void EmbeddedSimulator::writeNumber(const symbol_file::Element& element, double number) {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    sim::writeNumber(model_.memory(), element, number);
+}
+
+bool EmbeddedSimulator::writeText(const symbol_file::Element& element, const std::string& text) {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    return sim::writeText(model_.memory(), element, text);
+}
+
 void EmbeddedSimulator::inject(const Fault& fault, std::uint32_t count, std::optional<Service> service) {
     const std::lock_guard<std::mutex> guard(modelMutex_);
     model_.arm({fault, count, service});
+}
+
+int EmbeddedSimulator::addProgram(const SymbolFile& file) {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    std::vector<Problem> problems;
+    const int number = model_.addProgram(file, &problems);
+    if (!problems.empty()) {
+        throw std::runtime_error(describe("symbol file", problems.front()));
+    }
+    return number;
+}
+
+void EmbeddedSimulator::load(int program) {
+    const std::lock_guard<std::mutex> guard(modelMutex_);
+    model_.load(program);
 }
 
 void EmbeddedSimulator::restart() {

@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include <QtCore/QThread>
 
@@ -39,8 +40,20 @@ public:
     Bytes read(const ByteRun& run) const;
     void write(int area, std::int64_t address, const Bytes& bytes);
 
+    // One variable, as element_value.h says. REQUIRES: an element of the file, or of the simulator's own variables.
+    double readNumber(const symbol_file::Element& element) const;
+    std::string readText(const symbol_file::Element& element) const;
+    void writeNumber(const symbol_file::Element& element, double number);
+    bool writeText(const symbol_file::Element& element, const std::string& text);
+
     // The next `count` good replies (to requests of `service`, if given) meet the fault. Replaces what was injected.
     void inject(const Fault& fault, std::uint32_t count = 1, std::optional<Service> service = std::nullopt);
+
+    // Another program that can be loaded, by number or by writing Sim.program. Returns its number; the one of the
+    // constructor is 1. Throws as the constructor does.
+    int addProgram(const SymbolFile& file);
+    // A download (PlcModel::load); connections stay. REQUIRES: there is such a program
+    void load(int program);
 
     // New session bytes, and every connection is closed when this returns.
     void restart();

@@ -1,10 +1,11 @@
 // ac500-sim: the simulated PLC as a program. The command line, the lifetime and the messages; the rest is the library.
-#include <csignal>
+#include <algorithm>
+#include <chrono>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <QtCore/QCoreApplication>
@@ -12,8 +13,10 @@
 
 #include <fmt/format.h>
 
+#include "tools/console/end_signals.h"
 #include "tools/console/standard_streams.h"
 #include "tools/console/time_text.h"
+#include "tools/events/log_line.h"
 #include "tools/simulator/options.h"
 #include "tools/simulator/reserved_variables.h"
 #include "tools/simulator/tcp_server.h"
@@ -24,6 +27,10 @@ namespace {
 using namespace ac500;
 using namespace ac500::sim;
 using namespace ac500::symbol_file;
+using events::EventId;
+
+constexpr int kSecondProgram = 2;        // that of --load
+constexpr double kLongestTimerMs = 2e9;  // in milliseconds an int holds
 
 // Lines appear at once, also in a pipe. False: they do not, and the program is to end.
 bool print(const std::string& line) {
@@ -32,35 +39,46 @@ bool print(const std::string& line) {
     return console::standardOutput().isGood();
 }
 
+events::LogFormat logFormat = events::LogFormat::Text;
+std::optional<events::Level> logLevel;  // of the events that are told; nothing: none is
+
+bool isTold(EventId event) {
+    return logLevel && events::rowOf(event).level >= *logLevel;
+}
+
+void tell(const SimulatorEvent& event) {
+    const auto now = std::chrono::system_clock::now();
+    if (logFormat == events::LogFormat::Json) {
+        console::tell(events::jsonLine("ac500-sim", {event.event, now, event.text, {}, 0, std::nullopt, event.client}));
+        return;
+    }
+    const std::string client = event.client == 0 ? "" : fmt::format("client {}: ", event.client);
+    console::tell(console::timeText(now) + " ac500-sim: " + client + event.text + "\n");
+}
+
+void tellIfWanted(const SimulatorEvent& event) {
+    if (isTold(event.event)) {
+        tell(event);
+    }
+}
+
 void complain(const std::string& line) {
-    console::tell(console::timeText() + " ac500-sim: " + line + "\n");
+    tell({EventId::CommandFailed, 0, line});
 }
 
-void complainAll(const std::string& fileName, const std::vector<Problem>& problems) {
+void complainAll(const std::string& fileName, const std::vector<Problem>& problems,
+                 EventId event = EventId::CommandFailed) {
     for (const Problem& problem : problems) {
-        complain(describe(fileName, problem));
+        tell({event, 0, describe(fileName, problem)});
     }
 }
 
-// SIGINT and SIGTERM become an event of the loop instead of an interruption anywhere. -1 when that fails.
-int blockSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-}
-
-EventSink eventSink(const Options& options) {
-    if (options.quiet) {
-        return EventSink();
+// Says a result on the standard output, and with JSON also as an event. False: it cannot be written.
+bool printEvent(EventId event, const std::string& line) {
+    if (logFormat == events::LogFormat::Json) {
+        tellIfWanted({event, 0, line});
     }
-    return [verbose = options.verbose](EventLevel level, const std::string& text) {
-        if (verbose || level == EventLevel::Note) {
-            complain(text);
-        }
-    };
+    return print(line);
 }
 
 std::string counted(std::uint64_t count, const char* what) {
@@ -97,8 +115,9 @@ bool listen(TcpServer& server, const Options& options) {
         return false;
     }
     if (!address.isLoopback()) {
-        complain("warning: " + text::addressText(options.address, options.port) +
-                 " can be reached by other machines, and anyone there can write");
+        tell({EventId::ServerExposed, 0,
+              "warning: " + text::addressText(options.address, options.port) +
+                  " can be reached by other machines, and anyone there can write"});
     }
     std::string error;
     if (!server.listen(address, options.port, &error)) {
@@ -109,27 +128,46 @@ bool listen(TcpServer& server, const Options& options) {
     return true;
 }
 
+// True when there is none to be added, too.
+bool addSecondProgram(const Options& options, PlcModel* model) {
+    if (options.load.empty()) {
+        return true;
+    }
+    const LoadedSymbolFile loaded = loadSymbolFile(options.load);
+    std::vector<Problem> problems = loaded.problems;
+    if (problems.empty()) {
+        model->addProgram(loaded.file, &problems);
+    }
+    complainAll(options.load, problems);
+    return problems.empty();
+}
+
 int serve(QCoreApplication& application, const Options& options, const SymbolFile& file) {
-    PlcModel model(file, {options.seed, options.faults, options.verbose});
+    PlcModel model(file, {options.seed, options.faults, options.verbose, options.mostReplyBytes});
     complainAll(options.symbols, model.problems());
-    complainAll(options.symbols, model.warnings());
-    if (!model.problems().empty()) {
+    complainAll(options.symbols, model.warnings(), EventId::SymbolsDoubtful);
+    if (!model.problems().empty() || !addSecondProgram(options, &model)) {
         return kExitSymbolFile;
     }
     std::mutex modelMutex;
     TcpSettings settings;
-    settings.events = eventSink(options);
+    settings.events = tellIfWanted;
     settings.limits = options.limits;
     TcpServer server(model, modelMutex, settings);
-    const int signalFile = blockSignals();
+    const int signalFile = console::blockEndSignals();
     if (!listen(server, options)) {
         return kExitCannotListen;
     }
-    if (print("listening on " + text::addressText(server.address().toString().toStdString(), server.port())) &&
+    if (options.loadAt >= 0) {
+        QTimer::singleShot(static_cast<int>(std::min(options.loadAt * 1000, kLongestTimerMs)), &server,
+                           [&server] { server.load(kSecondProgram); });
+    }
+    if (printEvent(EventId::ServerListening,
+                   "listening on " + text::addressText(server.address().toString().toStdString(), server.port())) &&
         print(servingLine(options, file))) {
         runUntilEnd(application, signalFile, options.runSeconds);
         server.close();
-        print(summaryLine(model.counters()));
+        printEvent(EventId::ServerEnded, summaryLine(model.counters()));
     }
     ::close(signalFile);
     return kExitGood;
@@ -138,16 +176,24 @@ int serve(QCoreApplication& application, const Options& options, const SymbolFil
 void tellUsage(const ParsedOptions& parsed) {
     if (parsed.exitCode == kExitGood) {
         console::standardOutput().write(parsed.text);
+    } else if (logFormat == events::LogFormat::Json) {
+        complain(parsed.text.substr(0, parsed.text.find_last_not_of('\n') + 1));
     } else {
         console::tell(parsed.text);
     }
 }
 
 int run(int argc, char** argv) {
-    const ParsedOptions parsed = parseOptions(std::vector<std::string>(argv + 1, argv + argc));
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    logFormat = events::asksForJson(arguments) ? events::LogFormat::Json : events::LogFormat::Text;
+    const ParsedOptions parsed = parseOptions(arguments);
     if (!parsed.run) {
         tellUsage(parsed);
         return parsed.exitCode;
+    }
+    logFormat = parsed.options.logFormat;
+    if (!parsed.options.quiet) {
+        logLevel = parsed.options.logLevel;
     }
     const LoadedSymbolFile loaded = loadSymbolFile(parsed.options.symbols);
     if (!loaded.problems.empty()) {

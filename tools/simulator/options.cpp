@@ -1,7 +1,5 @@
 #include "tools/simulator/options.h"
 
-#include <algorithm>
-
 #include <CLI/CLI.hpp>
 
 #include "tools/console/number_range.h"
@@ -21,6 +19,7 @@ constexpr const char* kReservedHelp =
     "  write Sim.fault_kind = 1 delay, 2 silence, 3 late, 4 truncate, 5 length, 6 status, 7 fragments, 8 glue,\n"
     "  9 reset, 10 restart, 11 repeat; before it, or in the same request, Sim.fault_count (replies, default 1),\n"
     "  Sim.fault_arg (argument, 0: default) and Sim.fault_service (service code, 0: any).\n"
+    "  write Sim.program = 1 or 2 to load the program of --symbols or of --load; read it for the one that is loaded.\n"
     "  read Sim.faults_left, faults_done, boot_count, requests, refused, connections, uptime_ms.\n"
     "\n"
     "Exit codes: 0 ended by a signal or --run-seconds, 1 wrong usage, 2 symbol file, 3 cannot listen,\n"
@@ -33,6 +32,8 @@ struct Raw {
     int port = 1201;
     std::string address = Options().address;
     std::vector<std::string> rules;
+    std::string logLevel;  // empty: not said
+    std::string logFormat = "text";
     double requestSeconds = TcpLimits().requestMs / 1000.0;
     double idleSeconds = TcpLimits().idleMs / 1000.0;
 };
@@ -66,6 +67,14 @@ void declare(CLI::App& app, Raw& raw) {
                    "end by itself after so many seconds; 0: without end, until a signal comes")
         ->check(console::numberFrom(0.0, kLongestSeconds).description(""))
         ->type_name("S");
+    CLI::Option* load = app.add_option("--load", options.load,
+                                       "symbol file of another program, which --at or a client loads (Sim.program); "
+                                       "connections and session bytes stay")
+                            ->type_name("FILE");
+    app.add_option("--at", options.loadAt, "load the program of --load after so many seconds")
+        ->check(console::numberFrom(0.0, kLongestSeconds).description(""))
+        ->type_name("S")
+        ->needs(load);
     app.add_option("--max-clients", options.limits.maxClients, "clients at a time")
         ->check(CLI::Range(1, 1000).description(""))
         ->type_name("N")
@@ -79,10 +88,24 @@ void declare(CLI::App& app, Raw& raw) {
         ->check(console::numberFrom(0.0, kLongestSeconds).description(""))
         ->type_name("S")
         ->capture_default_str();
+    app.add_option("--max-reply", options.mostReplyBytes,
+                   "longest payload of a reply, in bytes; a read that needs a longer one is refused")
+        ->check(
+            CLI::Range(static_cast<int>(wire::kStatusBytes), static_cast<int>(wire::kMaxPayloadBytes)).description(""))
+        ->type_name("N")
+        ->capture_default_str();
     app.set_version_flag("--version", "ac500-sim " AC500_VERSION, "print the version and exit");
     CLI::Option* quiet = app.add_flag("--quiet", options.quiet, "no events on the error output");
     app.add_flag("--verbose", options.verbose, "every request on the error output, with tags and values")
         ->excludes(quiet);
+    app.add_option("--log-level", raw.logLevel, "only events of this level and above on the error output")
+        ->check(CLI::IsMember({"debug", "info", "warning", "error"}))
+        ->excludes(quiet)
+        ->type_name("LEVEL");
+    app.add_option("--log-format", raw.logFormat, "how the error output is written: text, or json, an object per line")
+        ->check(CLI::IsMember({"text", "json"}))
+        ->type_name("FORMAT")
+        ->capture_default_str();
     app.footer("\n" + faultRuleHelp() + "\n" + kReservedHelp);
 }
 
@@ -117,6 +140,9 @@ ParsedOptions complete(Raw raw, bool isPortGiven) {
     }
     raw.options.limits.requestMs = milliseconds(raw.requestSeconds);
     raw.options.limits.idleMs = milliseconds(raw.idleSeconds);
+    raw.options.logLevel =
+        events::levelOf(raw.logLevel).value_or(raw.options.verbose ? events::Level::Debug : events::Level::Info);
+    raw.options.logFormat = raw.logFormat == "json" ? events::LogFormat::Json : events::LogFormat::Text;
     ParsedOptions parsed;
     parsed.run = true;
     parsed.options = raw.options;
@@ -125,20 +151,23 @@ ParsedOptions complete(Raw raw, bool isPortGiven) {
 
 }  // namespace
 
-ParsedOptions parseOptions(std::vector<std::string> arguments) {
+ParsedOptions parseOptions(const std::vector<std::string>& arguments) {
     Raw raw;
     CLI::App app(kDescription, "ac500-sim");
     declare(app, raw);
-    // CLI11 takes a vector from its end.
-    std::reverse(arguments.begin(), arguments.end());
+    // CLI11 takes a vector from its end, and leaves in it what it does not know.
+    std::vector<std::string> fromEnd(arguments.rbegin(), arguments.rend());
     try {
-        app.parse(arguments);
+        app.parse(fromEnd);
     } catch (const CLI::CallForHelp&) {
         return finished(kExitGood, app.help());
     } catch (const CLI::CallForVersion& version) {
         return finished(kExitGood, std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
         return usageError(console::usageProblem(app, error));
+    }
+    if (const std::string problem = console::emptyValueProblem(app, arguments); !problem.empty()) {
+        return usageError(problem);
     }
     return complete(std::move(raw), app.count("--port") > 0);
 }

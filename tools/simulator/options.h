@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/events/log_line.h"
 #include "tools/simulator/fault_rule.h"
 #include "tools/simulator/tcp_limits.h"
 
@@ -24,9 +25,14 @@ struct Options {
     std::uint64_t seed = 1;
     std::vector<FaultRule> faults;
     TcpLimits limits;
+    int mostReplyBytes = wire::kMaxPayloadBytes;
     bool quiet = false;
-    bool verbose = false;
+    bool verbose = false;  // events tell values
+    events::Level logLevel = events::Level::Info;
+    events::LogFormat logFormat = events::LogFormat::Text;
     double runSeconds = 0;  // 0: until a signal comes
+    std::string load;       // symbol file of a second program; empty: there is none
+    double loadAt = -1;     // seconds until it is loaded; below 0: not by itself
 };
 
 struct ParsedOptions {
@@ -37,7 +43,7 @@ struct ParsedOptions {
 };
 
 // `arguments` without the program's name.
-ParsedOptions parseOptions(std::vector<std::string> arguments);
+ParsedOptions parseOptions(const std::vector<std::string>& arguments);
 
 }  // namespace ac500::sim
 

@@ -7,9 +7,6 @@
 
 namespace ac500::sim {
 
-using symbol_file::Area;
-using symbol_file::InitialValue;
-
 namespace {
 
 // Streams of one seed, so that more signals do not change the session bytes and so on.
@@ -60,26 +57,44 @@ std::uint8_t serviceCodeOf(const Bytes& request) {
 }  // namespace
 
 PlcModel::PlcModel(const SymbolFile& file, PlcSettings settings)
-    : problems_(reservedConflicts(file)),
+    : signalSeed_(settings.seed ^ kSignalStream),
+      tellsValues_(settings.tellsValues),
       sessionRandom_(settings.seed ^ kSessionStream),
       faults_(std::move(settings.faults), settings.seed ^ kFaultStream),
       signals_({}, 0),
       server_(memory_) {
-    const SymbolFile whole = withReservedVariables(file);
-    for (const Area& area : whole.areas) {
-        memory_.addArea(area.number, area.sizeBytes);
-    }
-    const std::vector<Leaf> leaves = listLeaves(whole);
-    if (settings.tellsValues) {
-        text_ = std::make_unique<const MemoryText>(leaves);
-    }
-    const BitLayout bits(leaves);
-    addWarnings(leaves, bits);
-    applyInitialValues(whole);
-    signals_ = SignalGenerator(resolveSignals(whole), settings.seed ^ kSignalStream);
-    server_.setBits(bits);
+    server_.setMostReplyBytes(settings.mostReplyBytes);
+    programs_.emplace_back(file);
     identity_.session = nextSession(sessionRandom_, SessionBytes{});
-    advance(0);
+    load(1);
+}
+
+int PlcModel::addProgram(const SymbolFile& file, std::vector<Problem>* problems) {
+    PlcProgram program(file);
+    *problems = program.problems();
+    if (!problems->empty()) {
+        return 0;
+    }
+    programs_.push_back(std::move(program));
+    server_.setPrograms(static_cast<int>(programs_.size()));
+    return static_cast<int>(programs_.size());
+}
+
+// The simulator's own area is no part of any program.
+void PlcModel::load(int number) {
+    const ByteRun ownArea{kReservedArea, 0, reserved::kAreaBytes};
+    const Bytes own = memory_.contains(ownArea) ? memory_.read(ownArea) : Bytes();
+    loaded_ = number;
+    memory_ = program().initialMemory();
+    memory_.write(kReservedArea, 0, own);
+    Bytes shownNumber(2, '\0');
+    wire::putU16(shownNumber.data(), static_cast<std::uint16_t>(number));
+    memory_.write(kReservedArea, reserved::kProgram, shownNumber);
+    text_ = tellsValues_ ? std::make_unique<const MemoryText>(program().leaves()) : nullptr;
+    signals_ = SignalGenerator(program().signalList(), signalSeed_);
+    server_.setBits(program().bits());
+    identity_.program = program().fingerprint();
+    advance(nowMs_);
 }
 
 void PlcModel::advance(std::int64_t nowMs) {
@@ -116,6 +131,10 @@ Exchange PlcModel::serve(const Bytes& request) {
         restart();
     }
     exchange.delivery = planDelivery(exchange.fault, reply.bytes);
+    if (reply.program) {
+        load(*reply.program);
+        exchange.program = *reply.program;
+    }
     updateReservedVariables();
     return exchange;
 }
@@ -155,54 +174,6 @@ Reply PlcModel::answerAndCount(const Bytes& request) {
         ++counters_.refused;
     }
     return reply;
-}
-
-void PlcModel::applyInitialValues(const SymbolFile& file) {
-    for (const InitialValue& initial : file.initialValues) {
-        const std::optional<Element> element = locate(file, initial.tag, initial.line, "initialValues");
-        if (element && !writeText(memory_, *element, initial.text)) {
-            problems_.push_back(
-                {initial.line, 0, "initialValues",
-                 "\"" + initial.text + "\" is no " + typeTraits(element->code)->name + " value for " + initial.tag});
-        }
-    }
-}
-
-std::vector<SignalGenerator::ResolvedSignal> PlcModel::resolveSignals(const SymbolFile& file) {
-    std::vector<SignalGenerator::ResolvedSignal> resolved;
-    for (const Signal& signal : file.signals) {
-        const bool isEcho = signal.kind == Signal::Kind::Echo;
-        const std::optional<Element> target = locate(file, signal.tag, signal.line, "signals");
-        const std::optional<Element> source =
-            isEcho && target ? locate(file, signal.source, signal.line, "signals") : std::nullopt;
-        if (target && (source || !isEcho)) {
-            resolved.push_back({signal, *target, source.value_or(Element())});
-        }
-    }
-    return resolved;
-}
-
-// Nothing, and a problem noted, when the tag is no single variable within its area.
-std::optional<Element> PlcModel::locate(const SymbolFile& file, const std::string& tag, int line, const char* where) {
-    std::string error;
-    const std::optional<Element> element = findElement(file, tag, &error);
-    if (!element) {
-        problems_.push_back({line, 0, where, "no variable " + tag + ": " + error});
-        return std::nullopt;
-    }
-    if (!memory_.contains(runOf(*element))) {
-        problems_.push_back({line, 0, where, tag + " lies outside its memory area; make the area larger"});
-        return std::nullopt;
-    }
-    return element;
-}
-
-void PlcModel::addWarnings(const std::vector<Leaf>& leaves, const BitLayout& bits) {
-    for (const Leaf& leaf : bits.ambiguousBits(leaves)) {
-        warnings_.push_back({0, 0, "scopes",
-                             leaf.tag + ": writes to this BIT cannot be told from writes to the byte of the " +
-                                 "same number; put BIT variables into an area of their own"});
-    }
 }
 
 // Counters show their low 32 bits.

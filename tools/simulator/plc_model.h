@@ -12,20 +12,17 @@
 
 #include "tools/simulator/delivery.h"
 #include "tools/simulator/memory_text.h"
+#include "tools/simulator/plc_program.h"
 #include "tools/simulator/request_server.h"
 #include "tools/simulator/signal_generator.h"
 
 namespace ac500::sim {
 
-using symbol_file::Element;
-using symbol_file::Leaf;
-using symbol_file::Problem;
-using symbol_file::SymbolFile;
-
 struct PlcSettings {
     std::uint64_t seed = 1;  // of session bytes, random walks and fault rules
     std::vector<FaultRule> faults;
-    bool tellsValues = false;  // fills Exchange::values
+    bool tellsValues = false;                     // fills Exchange::values
+    int mostReplyBytes = wire::kMaxPayloadBytes;  // of payload; a read with a longer reply is refused
 };
 
 // What happened since the start. All only grow.
@@ -51,23 +48,31 @@ struct Exchange {
     std::string values;          // the variables that were read or written, with their values (memory_text.h)
     std::size_t replyBytes = 0;  // of the good reply, before a fault
     Fault fault;
+    int program = 0;  // the program that was loaded after it; 0: none
     Delivery delivery;
 };
 
 class PlcModel {
 public:
-    // Takes the areas, variables, signals and initial values of a file that loaded without problems; the reserved
-    // variables are appended when they are missing. The model is usable exactly when problems() is empty.
+    // Runs the program of a file that loaded without problems. The model is usable exactly when problems() is empty.
     PlcModel(const SymbolFile& file, PlcSettings settings);
 
     PlcModel(const PlcModel&) = delete;
     PlcModel& operator=(const PlcModel&) = delete;
 
-    // What the file asks for that the simulator cannot do.
-    const std::vector<Problem>& problems() const { return problems_; }
+    // Of the program that is loaded; see PlcProgram.
+    const std::vector<Problem>& problems() const { return program().problems(); }
+    const std::vector<Problem>& warnings() const { return program().warnings(); }
 
-    // What the simulator does otherwise than the author may think; it runs all the same.
-    const std::vector<Problem>& warnings() const { return warnings_; }
+    // Another program that can be loaded. Returns its number; the one of the constructor is 1. Not usable, and not kept (0),
+    // when *problems is not empty then.
+    int addProgram(const SymbolFile& file, std::vector<Problem>* problems);
+
+    // A download: the numbered program runs instead of the one that did, with its memory as it is at the start. Session
+    // bytes, boot count, counters, time and armed faults stay, and so do connections: clients hear nothing of it.
+    // REQUIRES: there is such a program
+    void load(int number);
+    int loadedProgram() const { return loaded_; }
 
     // Brings signals and the simulator's own variables up to the time, in milliseconds since the start.
     void advance(std::int64_t nowMs);
@@ -97,14 +102,13 @@ public:
 
 private:
     Reply answerAndCount(const Bytes& request);
-    void applyInitialValues(const SymbolFile& file);
-    std::vector<SignalGenerator::ResolvedSignal> resolveSignals(const SymbolFile& file);
-    std::optional<Element> locate(const SymbolFile& file, const std::string& tag, int line, const char* where);
-    void addWarnings(const std::vector<Leaf>& leaves, const BitLayout& bits);
+    const PlcProgram& program() const { return programs_[static_cast<std::size_t>(loaded_) - 1]; }
     void updateReservedVariables();
 
-    std::vector<Problem> problems_;
-    std::vector<Problem> warnings_;
+    std::vector<PlcProgram> programs_;
+    int loaded_ = 1;
+    const std::uint64_t signalSeed_;
+    const bool tellsValues_;
     PlcMemory memory_;
     Random sessionRandom_;
     Identity identity_;
@@ -112,7 +116,6 @@ private:
     std::int64_t nowMs_ = 0;
     FaultSchedule faults_;
     std::unique_ptr<const MemoryText> text_;  // null: not wanted
-    // Empty until the constructor has read the file.
     SignalGenerator signals_;
     RequestServer server_;
 };

@@ -1,37 +1,12 @@
 #include "tools/simulator/reply_frame.h"
 
+#include "tools/explain/code_table.h"
+
 namespace ac500::sim {
 
 const char* statusText(Status status) {
-    switch (status) {
-        case Status::Good:
-            return "good";
-        case Status::BadMagic:
-            return "wrong magic";
-        case Status::RequestTooLong:
-            return "request too long";
-        case Status::BadLength:
-            return "bad length";
-        case Status::UnknownService:
-            return "unknown service";
-        case Status::WrongSession:
-            return "wrong session bytes";
-        case Status::UnknownFile:
-            return "unknown file";
-        case Status::UnknownArea:
-            return "unknown area";
-        case Status::OutOfRange:
-            return "item out of range";
-        case Status::ReplyTooLong:
-            return "reply too long";
-        case Status::ReadOnly:
-            return "read-only variable";
-        case Status::BadValue:
-            return "bad value";
-        case Status::Injected:
-            return "injected fault";
-    }
-    return "unnamed status";
+    const explain::Code* code = explain::findCode(explain::Group::PlcStatus, static_cast<int>(status));
+    return code == nullptr ? "unnamed status" : code->brief;
 }
 
 Bytes makeReply(std::size_t replyBytes, Status status) {

@@ -17,6 +17,7 @@ constexpr std::size_t kServiceEchoAt = 8;
 constexpr std::size_t kBootCountAt = 12;
 constexpr std::size_t kMaxRequestAt = 16;
 constexpr std::size_t kMaxReplyAt = 20;
+constexpr std::size_t kProgramAt = 16;  // of the reply to symbols
 constexpr std::size_t kDeviceAt = 24;
 constexpr std::size_t kVersionAt = 56;
 
@@ -27,11 +28,11 @@ constexpr const char* kDeviceName = "AC500-SIM";
 constexpr const char* kVersionText = "CODESYS V2 simulation 1.0";
 
 Reply refusal(Status status) {
-    return {status, makeRefusal(status), {}, std::nullopt};
+    return {status, makeRefusal(status), {}, std::nullopt, std::nullopt};
 }
 
 Reply good(Bytes bytes) {
-    return {Status::Good, std::move(bytes), {}, std::nullopt};
+    return {Status::Good, std::move(bytes), {}, std::nullopt, std::nullopt};
 }
 
 template <class Items>
@@ -86,6 +87,7 @@ Reply answerSymbols(const Bytes& request, const Identity& identity) {
     Bytes reply = makeReply(wire::kSymbolsReplyBytes, Status::Good);
     reply[kServiceEchoAt] = request[wire::kServiceAt];
     wire::putU32(&reply[kBootCountAt], identity.bootCount);
+    reply.replace(kProgramAt, sizeof identity.program, wire::bigEndian(identity.program, sizeof identity.program));
     std::copy(identity.session.begin(), identity.session.end(), &reply[wire::kSessionAt]);
     return good(std::move(reply));
 }
@@ -108,6 +110,10 @@ bool touchesReserved(const ByteRun& run, std::int64_t begin, std::int64_t end) {
 
 bool touchesFaultKind(const ByteRun& run) {
     return touchesReserved(run, reserved::kFaultKind, reserved::kFaultKind + 2);
+}
+
+bool touchesProgram(const ByteRun& run) {
+    return touchesReserved(run, reserved::kProgram, reserved::kProgram + 2);
 }
 
 bool touchesReadOnly(const ByteRun& run) {
@@ -144,6 +150,11 @@ Command readCommand(const Bytes& block) {
 template <class Items>
 bool arms(const Items& items) {
     return std::any_of(items.begin(), items.end(), [](const auto& item) { return touchesFaultKind(item.run); });
+}
+
+template <class Items>
+bool loadsProgram(const Items& items) {
+    return std::any_of(items.begin(), items.end(), [](const auto& item) { return touchesProgram(item.run); });
 }
 
 // The reserved area as it will be once the items are written. REQUIRES: reserved items lie within the area.
@@ -222,6 +233,9 @@ Reply RequestServer::write(const Bytes& request) {
     if (arms(items)) {
         reply.armed = readCommand(memory_.read({kReservedArea, 0, reserved::kAreaBytes})).armed;
     }
+    if (loadsProgram(items)) {
+        reply.program = wire::getU16(memory_.read({kReservedArea, reserved::kProgram, 2}).data());
+    }
     return reply;
 }
 
@@ -234,7 +248,7 @@ Status RequestServer::checkRead(const std::vector<Item>& items) const {
         }
         replyBytes += wire::kLeadBytes + item.run.size;
     }
-    return replyBytes <= wire::kEnvelopeBytes + wire::kMaxPayloadBytes ? Status::Good : Status::ReplyTooLong;
+    return replyBytes <= wire::kEnvelopeBytes + mostReplyBytes_ ? Status::Good : Status::ReplyTooLong;
 }
 
 Status RequestServer::checkWrite(const std::vector<Item>& items) const {
@@ -248,8 +262,10 @@ Status RequestServer::checkWrite(const std::vector<Item>& items) const {
             return Status::ReadOnly;
         }
     }
-    const bool bad = arms(items) && !readCommand(reservedBlockAfter(memory_, items)).good;
-    return bad ? Status::BadValue : Status::Good;
+    const bool badFault = arms(items) && !readCommand(reservedBlockAfter(memory_, items)).good;
+    const bool badProgram =
+        loadsProgram(items) && !isProgram(wire::getU16(&reservedBlockAfter(memory_, items)[reserved::kProgram]));
+    return badFault || badProgram ? Status::BadValue : Status::Good;
 }
 
 Status RequestServer::checkRange(const ByteRun& run) const {

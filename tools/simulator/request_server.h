@@ -27,6 +27,7 @@ using SessionBytes = std::array<std::uint8_t, wire::kSessionBytes>;
 struct Identity {
     SessionBytes session{};
     std::uint32_t bootCount = 1;
+    std::uint64_t program = 0;  // the fingerprint of the one that is loaded
 };
 
 struct Reply {
@@ -34,6 +35,7 @@ struct Reply {
     Bytes bytes;
     std::vector<TouchedRun> touched;            // of a good read or write, item by item
     std::optional<FaultSchedule::Armed> armed;  // a good write to Sim.fault_kind
+    std::optional<int> program;                 // a good write to Sim.program
 };
 
 class RequestServer {
@@ -42,6 +44,9 @@ public:
     explicit RequestServer(PlcMemory& memory) : memory_(memory) {}
 
     void setBits(BitLayout bits) { bits_ = std::move(bits); }
+    // A read whose reply would have more bytes of payload is refused.
+    void setMostReplyBytes(int bytes) { mostReplyBytes_ = bytes; }
+    void setPrograms(int count) { programs_ = count; }
 
     // `request` is one frame with its envelope, or anything else: what is no request is refused.
     Reply answer(const Bytes& request, const Identity& identity);
@@ -60,6 +65,7 @@ private:
     Status checkRead(const std::vector<Item>& items) const;
     Status checkWrite(const std::vector<Item>& items) const;
     Status checkRange(const ByteRun& run) const;
+    bool isProgram(int number) const { return number >= 1 && number <= programs_; }
     void apply(const Item& item);
 
     bool parseWriteItems(const Bytes& request, std::vector<Item>* items) const;
@@ -67,6 +73,8 @@ private:
 
     PlcMemory& memory_;
     BitLayout bits_;
+    int mostReplyBytes_ = wire::kMaxPayloadBytes;
+    int programs_ = 1;  // Sim.program takes the numbers from 1 to this
 };
 
 }  // namespace ac500::sim

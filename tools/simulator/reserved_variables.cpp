@@ -26,6 +26,7 @@ constexpr Row kRows[] = {
     {"fault_count", TypeCode::Uint, reserved::kFaultCount, "replies that get the fault; 0 counts as 1"},
     {"fault_arg", TypeCode::Dint, reserved::kFaultArgument, "argument of the fault; 0: its default"},
     {"fault_service", TypeCode::Uint, reserved::kFaultService, "service code the fault waits for; 0: any"},
+    {"program", TypeCode::Uint, reserved::kProgram, "the program that is loaded; write another number to load it"},
     {"faults_left", TypeCode::Uint, reserved::kFaultsLeft, "replies of the armed fault still to come"},
     {"faults_done", TypeCode::Udint, reserved::kFaultsDone, "faults delivered since the start"},
     {"boot_count", TypeCode::Udint, reserved::kBootCount, "1 at the start, one more with each restart"},

@@ -9,6 +9,7 @@
 //        4  DINT   fault_arg      client      its argument (fault_rule.h: milliseconds, bytes, ...); 0: the default
 //        8  UINT   fault_service  client      0: any request; else only replies to this service code (46 read, 60 write,
 //                                             1 and 49 the handshake)
+//       10  UINT   program        client      the program that is loaded, from 1; writing a number loads that program
 //       12  UINT   faults_left    simulator   replies of the armed fault that are still to come
 //       16  UDINT  faults_done    simulator   faults delivered since the start, by rule or armed
 //       20  UDINT  boot_count     simulator   1 at the start, one more with each restart
@@ -20,7 +21,8 @@
 // The fault begins with the reply after the one to the arming write, whichever connection that goes to. All items of a
 // write request count before the fault is armed, so their order within the request does not matter; arming again
 // replaces what was armed. Writing a variable of the simulator is refused with Status::ReadOnly, a kind, argument or
-// service that does not exist with Status::BadValue; nothing of such a request is written.
+// service that does not exist, and a program that does not, with Status::BadValue; nothing of such a request is written.
+// A program is loaded when the write has been answered; writing the number of the one that is loaded loads it anew.
 //
 // No sockets; usable by every program that loads a symbol file.
 #ifndef AC500_TOOLS_SIMULATOR_RESERVED_VARIABLES_H
@@ -45,6 +47,7 @@ constexpr std::uint32_t kFaultKind = 0;
 constexpr std::uint32_t kFaultCount = 2;
 constexpr std::uint32_t kFaultArgument = 4;
 constexpr std::uint32_t kFaultService = 8;
+constexpr std::uint32_t kProgram = 10;
 constexpr std::uint32_t kFirstReadOnly = 12;  // everything from here on is the simulator's
 constexpr std::uint32_t kFaultsLeft = 12;
 constexpr std::uint32_t kFaultsDone = 16;

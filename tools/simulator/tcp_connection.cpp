@@ -12,6 +12,8 @@
 
 namespace ac500::sim {
 
+using events::EventId;
+
 namespace {
 
 constexpr qint64 kReadBufferBytes = 64 * 1024;
@@ -59,10 +61,12 @@ TcpConnection::TcpConnection(TcpServer& server, QTcpSocket* socket, int number)
     requestTimer_.setSingleShot(true);
     requestTimer_.setTimerType(Qt::PreciseTimer);
     connect(&requestTimer_, &QTimer::timeout, this, [this] {
-        note(fmt::format("half a request after {} ms: closed", server_.settings_.limits.requestMs));
+        tell(EventId::ClientStalled,
+             fmt::format("half a request after {} ms: closed", server_.settings_.limits.requestMs));
         close();
     });
-    note("connected from " + text::addressText(socket_->peerAddress().toString().toStdString(), socket_->peerPort()));
+    tell(EventId::ClientConnected,
+         "connected from " + text::addressText(socket_->peerAddress().toString().toStdString(), socket_->peerPort()));
 }
 
 void TcpConnection::close() {
@@ -71,7 +75,8 @@ void TcpConnection::close() {
 }
 
 void TcpConnection::evict() {
-    note(lastGoodMs_ ? "has asked nothing for long: makes room for another" : "never asked: makes room for another");
+    tell(EventId::ClientEvicted,
+         lastGoodMs_ ? "has asked nothing for long: makes room for another" : "never asked: makes room for another");
     close();
 }
 
@@ -230,7 +235,7 @@ bool TcpConnection::send(const Bytes& bytes) {
     if (socket_->bytesToWrite() <= server_.settings_.limits.maxUnsentBytes) {
         return true;
     }
-    note("does not take its replies: reset");
+    tell(EventId::ClientStalled, "does not take its replies: reset");
     reset();
     return false;
 }
@@ -267,23 +272,26 @@ void TcpConnection::ended() {
     }
     state_ = State::Ended;
     requestTimer_.stop();
-    note("disconnected");
+    tell(EventId::ClientDisconnected, "disconnected");
     server_.forget(this);
     deleteLater();
 }
 
 void TcpConnection::tell(const Exchange& exchange) const {
     if (exchange.status != Status::Good) {
-        return note(describeRefusal(exchange));
+        return tell(EventId::RequestRefused, describeRefusal(exchange));
     }
-    server_.tell(EventLevel::Detail, fmt::format("client {}: {}", number_, describe(exchange)));
+    tell(EventId::RequestAnswered, describe(exchange));
+    if (exchange.program != 0) {
+        tell(EventId::ProgramLoaded, fmt::format("program {} is loaded", exchange.program));
+    }
     if (exchange.fault.kind != FaultKind::None) {
-        note("fault " + describe(exchange.fault) + " on a reply to " + serviceNameOf(exchange));
+        tell(EventId::FaultApplied, "fault " + describe(exchange.fault) + " on a reply to " + serviceNameOf(exchange));
     }
 }
 
-void TcpConnection::note(const std::string& text) const {
-    server_.tell(EventLevel::Note, fmt::format("client {}: {}", number_, text));
+void TcpConnection::tell(EventId event, const std::string& text) const {
+    server_.tell({event, number_, text});
 }
 
 }  // namespace ac500::sim

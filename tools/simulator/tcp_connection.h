@@ -69,7 +69,7 @@ private:
     void beginDraining();
     void ended();
     void tell(const Exchange& exchange) const;
-    void note(const std::string& text) const;
+    void tell(events::EventId event, const std::string& text) const;
 
     TcpServer& server_;
     QTcpSocket* const socket_;  // child

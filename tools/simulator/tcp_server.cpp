@@ -14,6 +14,8 @@
 
 namespace ac500::sim {
 
+using events::EventId;
+
 namespace {
 
 constexpr int kTickMs = 100;
@@ -79,8 +81,9 @@ void TcpServer::acceptPending() {
 
 void TcpServer::accept(QTcpSocket* socket) {
     if (!makeRoom()) {
-        tell(EventLevel::Note, "a connection is closed at once: there are " + std::to_string(connections_.size()) +
-                                   " clients already, and all of them ask");
+        tell({EventId::ClientTurnedAway, 0,
+              "a connection is closed at once: there are " + std::to_string(connections_.size()) +
+                  " clients already, and all of them ask"});
         socket->abort();
         socket->deleteLater();
         return;
@@ -141,6 +144,14 @@ Exchange TcpServer::serve(const Bytes& request) {
     return exchange;
 }
 
+void TcpServer::load(int program) {
+    {
+        const std::lock_guard<std::mutex> guard(modelMutex_);
+        model_.load(program);
+    }
+    tell({EventId::ProgramLoaded, 0, "program " + std::to_string(program) + " is loaded"});
+}
+
 Exchange TcpServer::refuse(Status status) {
     const std::lock_guard<std::mutex> guard(modelMutex_);
     return model_.refuse(status);
@@ -151,9 +162,9 @@ void TcpServer::advance() {
     model_.advance(settings_.clock() - startMs_);
 }
 
-void TcpServer::tell(EventLevel level, const std::string& text) const {
+void TcpServer::tell(const SimulatorEvent& event) const {
     if (settings_.events) {
-        settings_.events(level, text);
+        settings_.events(event);
     }
 }
 

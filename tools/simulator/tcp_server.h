@@ -20,6 +20,7 @@
 #include <QtNetwork/QHostAddress>
 #include <QtNetwork/QTcpServer>
 
+#include "tools/events/event_table.h"
 #include "tools/simulator/plc_model.h"
 #include "tools/simulator/tcp_limits.h"
 
@@ -29,11 +30,13 @@ namespace ac500::sim {
 using Clock = std::function<std::int64_t()>;
 Clock steadyClock();
 
-enum class EventLevel {
-    Note,    // connections, faults, refused requests
-    Detail,  // every request
+// Something that happened; tools/events/event_table.h has the ids and their levels.
+struct SimulatorEvent {
+    events::EventId event = events::EventId::ClientConnected;
+    int client = 0;  // which it is about, from 1; 0: none
+    std::string text;
 };
-using EventSink = std::function<void(EventLevel, const std::string&)>;
+using EventSink = std::function<void(const SimulatorEvent&)>;
 
 struct TcpSettings {
     TcpLimits limits;
@@ -57,6 +60,9 @@ public:
 
     void closeAllConnections();
 
+    // A download (PlcModel::load). REQUIRES: there is such a program
+    void load(int program);
+
     // From now on every answer comes so much later; the next request of its connection waits. 0 at first.
     void setWorkMs(int workMs) { workMs_ = workMs; }
 
@@ -74,7 +80,7 @@ private:
     Exchange serve(const Bytes& request);
     Exchange refuse(Status status);
     void advance();
-    void tell(EventLevel level, const std::string& text) const;
+    void tell(const SimulatorEvent& event) const;
 
     PlcModel& model_;         // modelMutex_
     std::mutex& modelMutex_;  // held for single calls only, never while sending

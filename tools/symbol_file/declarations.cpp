@@ -57,9 +57,10 @@ public:
 
 private:
     static std::vector<std::string> keys(DeclaredIn where) {
-        std::vector<std::string> keys = {"name", "type", "offset", "array", "bits", "comment", "readOnly"};
+        std::vector<std::string> keys = {"name", "type",    "offset",   "array",
+                                         "bits", "comment", "readOnly", "onlyWriter"};
         if (where == DeclaredIn::Scope) {
-            keys = {"name", "type", "area", "offset", "bit", "array", "bits", "comment", "readOnly"};
+            keys = {"name", "type", "area", "offset", "bit", "array", "bits", "comment", "readOnly", "onlyWriter"};
         }
         keys.insert(keys.end(), valueNoteKeys().begin(), valueNoteKeys().end());
         return keys;
@@ -226,6 +227,11 @@ private:
 
     void takeNotes(bool typed) {
         declaration_.variable.isReadOnly = readBoolean(object_.find("readOnly"), problems_).value_or(false);
+        const auto onlyWriter = object_.find("onlyWriter");
+        declaration_.variable.isOnlyWrittenHere = readBoolean(onlyWriter, problems_).value_or(false);
+        if (declaration_.variable.isReadOnly && declaration_.variable.isOnlyWrittenHere) {
+            problems_->add(*onlyWriter, "the host does not write what is \"readOnly\"; remove one of them");
+        }
         if (typed) {
             declaration_.variable.notes = readValueNotes(object_, declaration_.variable.code, problems_);
         }

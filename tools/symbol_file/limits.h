@@ -27,6 +27,8 @@ constexpr std::int64_t kMaxLeaves = 1000000;
 constexpr std::size_t kMaxUnitBytes = 40;
 constexpr std::size_t kMaxValueNameBytes = 80;
 
+constexpr std::size_t kMaxGuards = 8;
+
 constexpr std::size_t kMaxSimulationEntries = 10000;        // signals, and initial values
 constexpr std::int64_t kMaxPeriodMs = 24 * 60 * 60 * 1000;  // a day
 

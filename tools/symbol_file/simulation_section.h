@@ -6,12 +6,9 @@
 
 #include "tools/symbol_file/json_reader.h"
 #include "tools/symbol_file/symbol_file.h"
+#include "tools/symbol_file/tag_lookup.h"
 
 namespace ac500::symbol_file {
-
-// Tags are looked up only in a file whose variables are right: otherwise one wrong variable would be reported again for
-// every tag that names it.
-enum class TagLookup { Possible, Impossible };
 
 // Fills `file->signals` and `file->initialValues` and reports what is wrong with them. An absent section is empty.
 void readSimulation(const std::optional<JsonNode>& section, TagLookup lookup, SymbolFile* file, ProblemList* problems);

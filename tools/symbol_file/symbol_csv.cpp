@@ -21,9 +21,9 @@ namespace {
 
 const std::vector<std::string>& columnNames() {
     static const std::vector<std::string> names = {
-        "kind",    "name",     "type", "area",        "offset",      "bit",  "bytes", "array",
-        "bits",    "readOnly", "unit", "scaleFactor", "scaleOffset", "min",  "max",   "names",
-        "comment", "signal",   "step", "periodMs",    "source",      "value"};
+        "kind",  "name",     "type",       "area", "offset",      "bit",         "bytes", "array",
+        "bits",  "readOnly", "onlyWriter", "unit", "scaleFactor", "scaleOffset", "min",   "max",
+        "names", "comment",  "signal",     "step", "periodMs",    "source",      "value"};
     return names;
 }
 
@@ -45,7 +45,7 @@ struct CellRule {
     CellForm form;
 };
 
-enum class RowKind { File, Area, Type, Member, Scope, Variable, Signal, Initial };
+enum class RowKind { File, Area, Type, Member, Scope, Variable, Guard, Signal, Initial };
 
 struct KindRules {
     RowKind kind;
@@ -59,9 +59,10 @@ const std::vector<KindRules>& kindRules() {
         {"type", "type", CellForm::Text},          {"area", "area", CellForm::Number},
         {"offset", "offset", CellForm::Number},    {"bit", "bit", CellForm::Number},
         {"array", "array", CellForm::Bounds},      {"bits", "bits", CellForm::Truth},
-        {"readOnly", "readOnly", CellForm::Truth}, {"unit", "unit", CellForm::Text},
-        {"min", "min", CellForm::NumberOrText},    {"max", "max", CellForm::NumberOrText},
-        {"names", "names", CellForm::ValueNames},  {"comment", "comment", CellForm::Text}};
+        {"readOnly", "readOnly", CellForm::Truth}, {"onlyWriter", "onlyWriter", CellForm::Truth},
+        {"unit", "unit", CellForm::Text},          {"min", "min", CellForm::NumberOrText},
+        {"max", "max", CellForm::NumberOrText},    {"names", "names", CellForm::ValueNames},
+        {"comment", "comment", CellForm::Text}};
     static const std::vector<KindRules> rules = {
         {RowKind::File,
          "file",
@@ -72,6 +73,7 @@ const std::vector<KindRules>& kindRules() {
         {RowKind::Member, "member", declared, true},
         {RowKind::Scope, "scope", {}, false},
         {RowKind::Variable, "variable", declared, true},
+        {RowKind::Guard, "guard", {{"value", "value", CellForm::NumberOrText}}, false},
         {RowKind::Signal,
          "signal",
          {{"signal", "signal", CellForm::Text},
@@ -334,6 +336,7 @@ private:
         root_ = emptyContainer(JsonValue::Kind::Object, {1, 0});
         areas_ = emptyContainer(JsonValue::Kind::Array, {1, 0});
         signals_ = areas_;
+        guards_ = areas_;
         initial_ = areas_;
     }
 
@@ -411,7 +414,8 @@ private:
             }
             add(row.line, "kind",
                 inQuotes(kindName) + " is no kind of row" +
-                    suggestion(kindName, names, "write file, area, type, member, scope, variable, signal or initial"));
+                    suggestion(kindName, names,
+                               "write file, area, type, member, scope, variable, guard, signal or initial"));
             return;
         }
         checkColumns(row, *rules);
@@ -554,12 +558,17 @@ private:
             case RowKind::Variable:
                 placeDeclaration(row, rules.kind, std::move(object));
                 return;
+            case RowKind::Guard:
             case RowKind::Signal:
             case RowKind::Initial:
                 object.members.insert(object.members.begin(), {"tag", name.position, name});
-                (rules.kind == RowKind::Signal ? signals_ : initial_).items.push_back(std::move(object));
+                entriesOf(rules.kind)->items.push_back(std::move(object));
                 return;
         }
+    }
+
+    JsonValue* entriesOf(RowKind kind) {
+        return kind == RowKind::Guard ? &guards_ : kind == RowKind::Signal ? &signals_ : &initial_;
     }
 
     // Scopes and structure types: their declarations stand in any row, and they themselves where they are first named.
@@ -629,6 +638,9 @@ private:
         addMember(&root_, "areas", std::move(areas_));
         finishTypes();
         finishScopes();
+        if (!guards_.items.empty()) {
+            addMember(&root_, "guard", std::move(guards_));
+        }
         finishSimulation();
         check();
     }
@@ -698,6 +710,7 @@ private:
     JsonValue areas_;
     Groups types_;
     Groups scopes_;
+    JsonValue guards_;
     JsonValue signals_;
     JsonValue initial_;
 };
@@ -735,6 +748,11 @@ std::string exportCsv(const JsonValue& document) {
         csv.add(RowKind::Scope, textOf(scope, "name"), scope);
         for (const JsonValue& variable : memberOf(scope, "variables")->items) {
             csv.add(RowKind::Variable, textOf(scope, "name") + "." + textOf(variable, "name"), variable);
+        }
+    }
+    if (const JsonValue* guards = memberOf(document, "guard")) {
+        for (const JsonValue& entry : guards->items) {
+            csv.add(RowKind::Guard, textOf(entry, "tag"), entry);
         }
     }
     const JsonValue* simulation = memberOf(document, "simulation");

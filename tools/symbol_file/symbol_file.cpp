@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tools/symbol_file/declarations.h"
+#include "tools/symbol_file/guard_section.h"
 #include "tools/symbol_file/json_document.h"
 #include "tools/symbol_file/json_reader.h"
 #include "tools/symbol_file/layout.h"
@@ -26,8 +27,8 @@ class SymbolFileReader {
 public:
     explicit SymbolFileReader(const JsonValue& document)
         : root_({&document, ""},
-                {"$schema", "format", "version", "description", "areas", "types", "scopes", "simulation"}, &problems_) {
-    }
+                {"$schema", "format", "version", "description", "areas", "types", "scopes", "guard", "simulation"},
+                &problems_) {}
 
     LoadedSymbolFile read() {
         if (root_.isObject()) {
@@ -45,8 +46,9 @@ private:
         const StructureTypes types(root_.find("types"), !root_.isMisspelt("types"), &problems_);
         file_.types = types.all();
         readScopes(types);
-        readSimulation(root_.find("simulation"), problems_.count() == 0 ? TagLookup::Possible : TagLookup::Impossible,
-                       &file_, &problems_);
+        const TagLookup lookup = problems_.count() == 0 ? TagLookup::Possible : TagLookup::Impossible;
+        readGuard(root_.find("guard"), lookup, &file_, &problems_);
+        readSimulation(root_.find("simulation"), lookup, &file_, &problems_);
     }
 
     void readHead() {

@@ -118,6 +118,7 @@ struct Variable {
     int line = 0;                              // in the symbol file, from 1
     int stringCharacters = kStringCharacters;  // strings only
     bool isReadOnly = false;                   // of a structure: everything in it
+    bool isOnlyWrittenHere = false;            // nobody but this host is to write it; of a structure: anything in it
     std::shared_ptr<const ValueNotes> notes;   // null without any
 };
 
@@ -161,11 +162,19 @@ struct InitialValue {
     int line = 0;
 };
 
+// A variable by which the program in the PLC is told from others: it holds a number that changes with the program.
+struct GuardTag {
+    std::string tag;          // a whole number that is not scaled
+    text::WholeNumber value;  // what this program has there; never 0, which cleared memory has
+    int line = 0;
+};
+
 struct SymbolFile {
     std::string description;
     std::vector<Area> areas;
     std::vector<std::shared_ptr<const StructType>> types;
     std::vector<Scope> scopes;
+    std::vector<GuardTag> guards;
     std::vector<Signal> signals;
     std::vector<InitialValue> initialValues;
 };
@@ -201,7 +210,8 @@ struct Leaf {
     int stringCharacters = kStringCharacters;  // strings only
     bool isReadOnly = false;
     std::shared_ptr<const ValueNotes> notes;  // null without any
-    int elementCount() const;                 // product over dimensions; 1 without
+    bool isOnlyWrittenHere = false;
+    int elementCount() const;  // product over dimensions; 1 without
 };
 
 // Every leaf in file order, arrays of structures expanded element by element.
@@ -218,6 +228,7 @@ struct Element {
     int stringCharacters = kStringCharacters;  // strings only
     bool isReadOnly = false;
     std::shared_ptr<const ValueNotes> notes;  // null without any, and of a bit of a variable
+    bool isOnlyWrittenHere = false;
 };
 
 // Why a tag does not resolve.

@@ -134,6 +134,7 @@ private:
             return false;
         }
         element_.isReadOnly = variable->isReadOnly;
+        element_.isOnlyWrittenHere = variable->isOnlyWrittenHere;
         while (variable->structure) {
             if (++depth == components_.size()) {
                 return fail(inQuotes(variable->name) + " is a structure of type " +
@@ -150,6 +151,7 @@ private:
                 return false;
             }
             element_.isReadOnly = element_.isReadOnly || variable->isReadOnly;
+            element_.isOnlyWrittenHere = element_.isOnlyWrittenHere || variable->isOnlyWrittenHere;
         }
         element_.code = variable->code;
         element_.bitAddressable = variable->bitAddressable;
@@ -244,7 +246,8 @@ struct Place {
     std::string tag;  // up to and including the variable's name
     int area;
     std::int64_t address;
-    bool isReadOnly;  // so is a structure around it
+    bool isReadOnly;         // so is a structure around it
+    bool isOnlyWrittenHere;  // likewise
 };
 
 // Calls visit(indices, linearIndex) for every element in row-major order; once, with "", without dimensions.
@@ -273,17 +276,19 @@ void forEachElement(const std::vector<ArrayDimension>& dimensions, Visitor visit
 
 void appendLeaves(const Variable& variable, const Place& place, std::vector<Leaf>* leaves) {
     const bool isReadOnly = place.isReadOnly || variable.isReadOnly;
+    const bool isOnlyWrittenHere = place.isOnlyWrittenHere || variable.isOnlyWrittenHere;
     if (!variable.structure) {
         leaves->push_back({place.tag, variable.code, place.area, place.address, variable.dimensions,
                            variable.bitAddressable, variable.comment, variable.stringCharacters, isReadOnly,
-                           variable.notes});
+                           variable.notes, isOnlyWrittenHere});
         return;
     }
     forEachElement(variable.dimensions, [&](const std::string& indices, std::int64_t linear) {
         const std::int64_t start = place.address + linear * elementStep(variable);
         for (const Variable& member : variable.structure->members) {
             appendLeaves(member,
-                         {place.tag + indices + "." + member.name, place.area, start + member.offset, isReadOnly},
+                         {place.tag + indices + "." + member.name, place.area, start + member.offset, isReadOnly,
+                          isOnlyWrittenHere},
                          leaves);
         }
     });
@@ -299,7 +304,8 @@ std::vector<Leaf> listLeaves(const SymbolFile& file) {
     std::vector<Leaf> leaves;
     for (const Scope& scope : file.scopes) {
         for (const Variable& variable : scope.variables) {
-            appendLeaves(variable, {scope.name + "." + variable.name, variable.area, variable.offset, false}, &leaves);
+            appendLeaves(variable, {scope.name + "." + variable.name, variable.area, variable.offset, false, false},
+                         &leaves);
         }
     }
     return leaves;
