@@ -9,6 +9,7 @@
 #include "bench/tiny_plc.h"
 #include "bench/workload.h"
 #include "core/host_interface.h"
+#include "tests/support/linked_driver.h"
 #include "tools/host/poll_loop.h"
 #include "tools/host/tcp_transport.h"
 
@@ -163,15 +164,6 @@ private:
     CycleScript script_;
 };
 
-host::DriverFunctions linkedDriver() {
-    host::DriverFunctions functions;
-    functions.setComInfo = SetComInfo;
-    functions.registerCallbacks = RegistCallBackFuncIntf;
-    functions.nextRequest = ComCommunication;
-    functions.takeReply = DataCom;
-    return functions;
-}
-
 // The reference host's loop without pauses. Its rules cost something: it looks for bytes that nobody asked for before
 // each request, judges each reply, and uses Qt's sockets.
 class HostLoop : public Workload, private host::LoopListener {
@@ -219,14 +211,15 @@ private:
     }
     void variableReported(const host::VariableReport&) override {}
     void requestAbandoned(const host::AbandonedRequest&) override { require(false, "the host's loop lost a request"); }
-    void failed(const host::Failure& failure) override { require(false, failure.text.c_str()); }
+    void failed(events::EventId, const host::Failure& failure) override { require(false, failure.text.c_str()); }
     void lineInStep() override {}
     void lineOutOfStep(const host::Failure& reason) override { require(false, reason.text.c_str()); }
     void writeOffered(const host::RequestFrame&, host::VariableId) override { require(false, "nobody writes here"); }
+    host::Failure whyNotToSend(const host::RequestFrame&, bool) override { return {}; }
     bool hasUrgentWork() const override { return false; }
 
     ServerProcess server_;
-    const host::DriverFunctions functions_ = linkedDriver();
+    const host::DriverFunctions functions_ = test::linkedDriver();
     std::unique_ptr<host::DriverReports> reports_;
     host::TcpTransport transport_;
     host::SteadyClock clock_;

@@ -49,12 +49,13 @@ _ac500_host() {
     for ((i = 1; i < COMP_CWORD; ++i)); do
         word=${COMP_WORDS[i]}
         case $word in
-            --symbols | --config)
+            --symbols | --config | --via)
                 value=${COMP_WORDS[i + 1]:-}
                 [ "$value" != = ] || value=${COMP_WORDS[i + 2]:-}
                 given+=("$word" "$(_ac500_host_typed "$value")")
                 ;;
             --simulator) given+=("$word") ;;
+            show | learn) [[ $command != audit && $command != guard ]] || command="$command $word" ;;
             import | export | diff) [ "$command" != symbols ] || command="symbols $word" ;;
             *)
                 # What was on a panel is in the first file of a comparison.
@@ -72,9 +73,11 @@ _ac500_host() {
     [ "$current" != = ] || current=''
     if [[ $option = --* ]] && grep -qxF -e "$option" < <(_ac500_host_all_options "$program" "$command" value); then
         case $option in
-            --symbols | --config | --driver | --also | --svg | --expect) _ac500_host_files "$current" ;;
-            --writes | --when | --tags)
-                if [[ $current = @* && $option != --when ]]; then
+            --log-level) mapfile -t COMPREPLY < <(compgen -W 'debug info warning error' -- "$current") ;;
+            --log-format) mapfile -t COMPREPLY < <(compgen -W 'text json' -- "$current") ;;
+            --symbols | --config | --via | --driver | --also | --svg | --expect | --audit | --handshake | --bundle | --pcap | --shrink | --make-test | --record | --record-ring | --record-save) _ac500_host_files "$current" ;;
+            --writes | --when | --record-when | --tags)
+                if [[ $current = @* && $option != *when ]]; then
                     _ac500_host_files "${current#@}" @
                 else
                     _ac500_host_tags "$program" "$current" "${given[@]}"
@@ -96,13 +99,31 @@ _ac500_host() {
     esac
     case $command in
         '') mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$current") ;;
-        read | write | watch | tags | status | check | plan)
+        read | write | watch | tags | status | check | plan | doctor)
             _ac500_host_tags "$program" "$current" "${given[@]}"
             if [ "$command" = write ]; then
                 compopt -o nospace 2>/dev/null
                 COMPREPLY=("${COMPREPLY[@]/%/=}")
             fi
             ;;
+        explain)
+            mapfile -t COMPREPLY < <(compgen -W 'status resolution plc exit sim-exit callback check outcome write state record' -- "$current")
+            ;;
+        audit*)
+            if [ "$option" = audit ]; then
+                mapfile -t COMPREPLY < <(compgen -W show -- "$current")
+            else
+                _ac500_host_files "$current"
+            fi
+            ;;
+        guard*)
+            if [ "$option" = guard ]; then
+                mapfile -t COMPREPLY < <(compgen -W "learn show" -- "$current")
+            else
+                _ac500_host_files "$current"
+            fi
+            ;;
+        undo) _ac500_host_files "$current" ;;
         symbols*)
             if [ "$option" = symbols ]; then
                 mapfile -t COMPREPLY < <(compgen -W "import export diff" -- "$current")

@@ -1,4 +1,5 @@
 // What is wrong with lists of tags, as a user sees it.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
@@ -126,7 +127,7 @@ TEST_F(CheckCommandTest, ALimitOfTagsHoldsForEachList) {
     EXPECT_EQ(host({"check", "--max", "5", "--json", "Main.*"}).exitCode, 1) << "a pattern";
     const std::string door = write("door.list", "Main.counter\nMain.enable\n");
     EXPECT_THAT(host({"check", "--max", "1", "--also", door}).error, HasSubstr("what another panel writes are more "));
-    useManyTags();
+    useManyTags(50000);
     std::ofstream(manyTags, std::ios::app) << "Main.v0\n";
     EXPECT_EQ(host({"check", "@" + manyTags}).exitCode, 1) << "more than the 50000 that nobody has to ask for";
 }
@@ -281,11 +282,12 @@ TEST_F(CheckCommandTest, FiftyThousandTagsTakeLittleTimeAndMemory) {
     const std::string writes = "@" + write("writes.list", read("many.list") + "Main.all\n");
     rusage before{};
     getrusage(RUSAGE_CHILDREN, &before);
-    const Result result = host({"check", "@" + manyTags, "--writes", writes, "--also", writes, "--max", "50001"});
+    const Result result =
+        host({"check", "@" + manyTags, "--writes", writes, "--also", writes, "--max", std::to_string(kManyTags + 1)});
     rusage after{};
     getrusage(RUSAGE_CHILDREN, &after);
     EXPECT_EQ(result.exitCode, 0) << result.error;
-    EXPECT_EQ(result.out, "50000 read, 50001 written: 0 errors, 0 warnings\n");
+    EXPECT_EQ(result.out, fmt::format("{} read, {} written: 0 errors, 0 warnings\n", kManyTags, kManyTags + 1));
     const auto seconds = [](const rusage& usage) {
         return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
                static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
@@ -304,7 +306,7 @@ TEST_F(CheckCommandTest, FiftyThousandWrongTagsAreAllTold) {
     }
     const Result result = host({"check", "@" + write("wrong.list", wrong)});
     EXPECT_EQ(result.exitCode, 3);
-    EXPECT_THAT(result.out, HasSubstr("\n50000 read, 0 written: 50000 errors, 0 warnings\n"));
+    EXPECT_THAT(result.out, HasSubstr(fmt::format("\n{0} read, 0 written: {0} errors, 0 warnings\n", kManyTags)));
 }
 
 }  // namespace

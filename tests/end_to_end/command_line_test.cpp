@@ -6,6 +6,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 #include <QtNetwork/QTcpServer>
+#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -99,9 +100,9 @@ TEST_F(CommandLineTest, WriteAsJson) {
     startSimulator();
     const Outcome outcome = host({"write", "--json", "Main.setpoint=21.5"});
     ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
-    EXPECT_EQ(
-        json::parse(outcome.out),
-        json::parse(R"({"version":1,"writes":[{"tag":"Main.setpoint","written":21.5,"ok":true,"read_back":21.5}]})"));
+    EXPECT_EQ(json::parse(outcome.out),
+              json::parse(R"({"version":1,"writes":[{"tag":"Main.setpoint","written":21.5,"ok":true,"outcome":"done",
+                       "read_back":21.5}]})"));
 }
 
 TEST_F(CommandLineTest, AValueThatThePlcChangesAtOnceIsReportedAsAMismatch) {
@@ -255,6 +256,21 @@ TEST_F(CommandLineTest, StatusTellsEveryStep) {
                       HasSubstr("request    ok  Main.counter = "), HasSubstr("retries 0"), HasSubstr("median")));
 }
 
+// At a glance, whatever is the first variable.
+TEST_F(CommandLineTest, StatusShowsTheBeginningOfAnArray) {
+    QTemporaryDir folder;
+    const std::string symbols = folder.filePath("array.json").toStdString();
+    std::ofstream(symbols) << R"({"format": "ac500-symbols", "version": 1, "areas": [{"number": 1, "bytes": 4000}],
+        "scopes": [{"name": "Main", "variables": [
+            {"name": "arr", "type": "INT", "area": 1, "offset": 0, "array": [[1, 2000]]}]}]})";
+    startSimulator({}, symbols);
+    const Texts call{"--driver", kDriver, "--symbols", symbols, "--plc", plc_, "status"};
+    EXPECT_THAT(runHost(call).out, HasSubstr("\nrequest    ok  Main.arr[1] = 0\n"));
+    EXPECT_THAT(runHost(call + Texts{"Main.arr"}).out,
+                HasSubstr("\nrequest    ok  Main.arr = 0, 0, 0, 0, 0, 0, 0, 0 and 1992 more\n"));
+    EXPECT_THAT(runHost(call + Texts{"Main.arr[1..8]"}).out, HasSubstr(" = 0, 0, 0, 0, 0, 0, 0, 0\n"));
+}
+
 TEST_F(CommandLineTest, StatusAsJson) {
     startSimulator();
     const json document = json::parse(host({"status", "--json"}).out);
@@ -284,7 +300,8 @@ TEST_F(CommandLineTest, VersionIsThatOfTheProject) {
 }
 
 TEST_F(CommandLineTest, WithVerboseEachMessageBeginsWithTheTime) {
-    const Outcome outcome = host({"--verbose", "--wait", "300", "read", "Main.setpoint"});
+    const Outcome outcome =
+        host({"--verbose", "--wait", std::to_string(ac500::test::paced(300)), "read", "Main.setpoint"});
     EXPECT_EQ(outcome.exitCode, 4);
     const QStringList lines = QString::fromStdString(outcome.error).split('\n', Qt::SkipEmptyParts);
     EXPECT_GE(lines.size(), 2);
@@ -397,6 +414,12 @@ TEST_F(CommandLineTest, NanAndInfAreWrittenOnlyByForce) {
     EXPECT_EQ(forced.out, "Main.setpoint  inf\n");
 }
 
+TEST_F(CommandLineTest, HelpShowsHowManyArgumentsACommandTakes) {
+    EXPECT_THAT(runHost({"read", "--help"}).out, HasSubstr("Usage: ac500-host read [OPTIONS] TAG...\n"));
+    EXPECT_THAT(runHost({"doctor", "--help"}).out, HasSubstr("Usage: ac500-host doctor [OPTIONS] [TAG...]\n"));
+    EXPECT_THAT(runHost({"replay", "--help"}).out, HasSubstr("Usage: ac500-host replay [OPTIONS] FILE [TAG...]\n"));
+}
+
 TEST_F(CommandLineTest, HelpOfWriteWarnsOfBitsThatTwoWrite) {
     const Outcome outcome = runHost({"write", "--help"});
     EXPECT_EQ(outcome.exitCode, 0);
@@ -467,9 +490,12 @@ TEST_F(CommandLineTest, UnknownWordsAreNamedWithTheNearest) {
     const std::vector<std::pair<Texts, std::string>> rows = {
         {{"raed", "Main.counter"}, "there is no command \"raed\"; did you mean \"read\"?"},
         {{"frobnicate"},
-         "there is no command \"frobnicate\"; choose from read, write, watch, tags, check, plan, status, symbols"},
+         "there is no command \"frobnicate\"; choose from read, write, watch, tags, check, plan, status, doctor, "
+         "explain, audit, undo, symbols, replay, guard"},
         {{"--symbols", kPlant},
-         "there is no command; choose from read, write, watch, tags, check, plan, status, symbols"},
+         "there is no command; choose from read, write, watch, tags, check, plan, status, doctor, explain, audit, "
+         "undo, symbols, "
+         "replay, guard"},
         {{"--symbols", kPlant, "--tmeout", "5", "status"},
          "there is no option \"--tmeout\"; did you mean \"--timeout\"?"},
         {{"--symbls=x", "status"}, "there is no option \"--symbls\"; did you mean \"--symbols\"?"},
@@ -488,6 +514,22 @@ TEST_F(CommandLineTest, UnknownWordsAreNamedWithTheNearest) {
         EXPECT_EQ(outcome.error, "usage: " + expected + "; ac500-host --help shows how it is used\n");
         EXPECT_EQ(outcome.exitCode, 1);
     }
+}
+
+// As a variable of a shell leaves it that is not set.
+TEST_F(CommandLineTest, AnOptionThatIsGivenAnEmptyValueIsNotTakenForNone) {
+    for (const char* option : {"--config", "--driver", "--symbols", "--plc", "--via", "--handshake", "--record",
+                               "--record-ring", "--record-when", "--record-save"}) {
+        const std::string expected =
+            std::string("usage: ") + option + " is given without a value; ac500-host --help shows how it is used\n";
+        EXPECT_EQ(runHost({"status", option, ""}).error, expected);
+        const Outcome outcome = runHost({"status", option + std::string("="), "next"});
+        EXPECT_EQ(outcome.error, expected) << "the next word is not its value";
+        EXPECT_EQ(outcome.exitCode, 1);
+    }
+    EXPECT_THAT(host({"doctor", "--bundle", "", "--yes"}).error, StartsWith("usage: --bundle is given without "));
+    EXPECT_THAT(host({"plan", "--svg", "", "Main.counter"}).error, StartsWith("usage: --svg is given without "));
+    EXPECT_THAT(host({"plan", "--expect", "", "Main.counter"}).error, StartsWith("usage: --expect is given without "));
 }
 
 TEST_F(CommandLineTest, ErrorsAreJsonTooWhenAskedFor) {

@@ -13,6 +13,7 @@
 
 #include "tests/support/child_process.h"
 #include "tests/support/json_schema.h"
+#include "tests/support/pace.h"
 #include "tests/support/places.h"
 
 namespace ac500::test {
@@ -68,14 +69,15 @@ protected:
         return run("sh", all);
     }
 
-    // Fifty thousand variables of two bytes, Main.v0 and so on, every hundredth of them a hundred bytes further on.
-    static constexpr int kManyTags = 50000;
-    void useManyTags() {
+    // Fifty thousand variables of two bytes, Main.v0 and so on, every hundredth of them a hundred bytes further on; fewer
+    // where each takes long.
+    static constexpr int kManyTags = sized(50000);
+    void useManyTags(int count = kManyTags) {
         std::ostringstream file;
         file << R"({"format": "ac500-symbols", "version": 1, "areas": [{"number": 1, "bytes": 200000}],)"
              << R"("scopes": [{"name": "Main", "variables": [)";
         std::ostringstream list;
-        for (int i = 0; i < kManyTags; ++i) {
+        for (int i = 0; i < count; ++i) {
             file << (i == 0 ? "" : ",") << "{\"name\": \"v" << i
                  << "\", \"type\": \"INT\", \"area\": 1, \"offset\": " << 2 * i + 100 * (i / 100) << "}";
             list << "Main.v" << i << "\n";

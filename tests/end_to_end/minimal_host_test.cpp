@@ -32,12 +32,14 @@ constexpr int kSlackMs = test::paced(1500);  // for a loaded machine
 class MinimalHostTest : public testing::Test {
 protected:
     // Runs the host to its end; `readings` and a speed to write are its arguments behind the address.
-    void run(int port, const Texts& arguments) {
+    void run(
+        int port, const Texts& arguments, const std::function<void()>& whenStarted = [] {}) {
         const auto start = std::chrono::steady_clock::now();
         ChildProcess host;
         Texts all{"127.0.0.1", std::to_string(port)};
         all.insert(all.end(), arguments.begin(), arguments.end());
         ASSERT_TRUE(host.start(test::kMinimalHostProgram, all));
+        whenStarted();
         EXPECT_TRUE(host.waitForEnd(kPatienceMs));
         exitCode = host.exitCode();
         out = host.takeOutput();
@@ -161,15 +163,18 @@ protected:
     // A PLC that is bad on the first connections and good on all later ones.
     void meet(const HostilePlc::Behaviour& behaviour, int badConnections = 1, const Texts& arguments = {"1"}) {
         int number = 0;
-        HostilePlc plc([&](Connection& connection) {
+        const auto serve = [&](Connection& connection) {
             if (++number <= badConnections) {
                 behaviour(connection);
             } else {
                 beGood(connection);
             }
-        });
+        };
+        // The host is started before the PLC has its thread: under the emulator a process that has threads may not get its
+        // children going.
+        HostilePlc plc(serve, 0, HostilePlc::Serving::Later);
         ASSERT_NE(plc.port(), 0);
-        run(plc.port(), arguments);
+        run(plc.port(), arguments, [&] { plc.begin(); });
         connections = plc.connections();
     }
 
@@ -336,7 +341,7 @@ TEST_F(MinimalHostAndHostilePlcTest, AWriteReplyThatIsNotEightBytesLongIsNone) {
 // The driver has the write in flight when the connection goes: it is not sent on the next one.
 TEST_F(MinimalHostAndHostilePlcTest, AWriteDoesNotOutliveItsConnection) {
     std::atomic<int> writes{0};
-    HostilePlc plc([&](Connection& connection) {
+    const auto serve = [&](Connection& connection) {
         for (std::string request = connection.handshake() ? connection.request() : ""; !request.empty();
              request = connection.request()) {
             if (request[6] == '\x3C') {
@@ -345,8 +350,9 @@ TEST_F(MinimalHostAndHostilePlcTest, AWriteDoesNotOutliveItsConnection) {
             }
             connection.send(goodReply(request));
         }
-    });
-    run(plc.port(), {"3", "7"});
+    };
+    HostilePlc plc(serve, 0, HostilePlc::Serving::Later);
+    run(plc.port(), {"3", "7"}, [&] { plc.begin(); });
     EXPECT_EQ(exitCode, 1);
     EXPECT_THAT(errors, HasSubstr("Dosing.mixer.speed was not written: the PLC may or may not have it\n"));
     EXPECT_EQ(plc.connections(), 2);

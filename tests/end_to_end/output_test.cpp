@@ -102,8 +102,8 @@ TEST(OutputSchemas, TellWhatDoesNotFit) {
     EXPECT_THAT(outputComplaints("read", R"({"version": 1, "values": [{"tag": "a", "type": "INT", "value": [1, [2]],
         "state": "old", "age_ms": -1}]})"),
                 AllOf(HasSubstr(".value: anyOf"), HasSubstr(".state: enum"), HasSubstr(".age_ms: anyOf")));
-    EXPECT_THAT(outputComplaints("read", R"({"version": 1, "error": {"layer": "tcp", "code": 8, "message": "x"}})"),
-                HasSubstr("document.error.code: maximum 7"));
+    EXPECT_THAT(outputComplaints("read", R"({"version": 1, "error": {"layer": "tcp", "code": 9, "message": "x"}})"),
+                HasSubstr("document.error.code: maximum 8"));
     EXPECT_THAT(outputComplaints("watch", R"({"version": 1, "time": "2026-11-22 07:45:12.345", "elapsed_ms": 1,
         "link": "online", "values": []})"),
                 HasSubstr("document.time: pattern"));

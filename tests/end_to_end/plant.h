@@ -101,7 +101,8 @@ inline SymbolFile programOf(const char* json) {
 class PlantTest : public testing::Test {
 protected:
     // `faults`: rules of the PLC, each as ac500-sim takes it.
-    explicit PlantTest(const std::vector<std::string>& faults = {}) : plc(file, {1, rulesOf(faults)}) {
+    explicit PlantTest(const std::vector<std::string>& faults = {}, const char* program = kProgram)
+        : file(programOf(program)), plc(file, {1, rulesOf(faults)}) {
         settings.loop.plc.port = plc.port();
         settings.loop.replyTimeout = host::Milliseconds(test::paced(400));
         settings.loop.cycle = host::Milliseconds(20);
@@ -193,7 +194,7 @@ protected:
 
     bool anyFailureContains(const std::string& text) const {
         for (const host::SessionEvent& event : session->eventsSince(0)) {
-            if (event.failure.text.find(text) != std::string::npos) {
+            if (event.message().find(text) != std::string::npos) {
                 return true;
             }
         }
@@ -211,7 +212,7 @@ protected:
         return rules;
     }
 
-    const SymbolFile file = programOf(kProgram);
+    const SymbolFile file;
     sim::EmbeddedSimulator plc;
     const host::TagTable table{file};
     host::SteadyClock clock;

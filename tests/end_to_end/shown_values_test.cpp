@@ -8,8 +8,10 @@
 namespace {
 
 using ac500::test::kDriver;
+using ac500::test::operator+;
 using ac500::test::Outcome;
 using ac500::test::Texts;
+using ac500::test::operator+;
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::MatchesRegex;

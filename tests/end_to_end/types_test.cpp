@@ -1,5 +1,6 @@
 // Every type, both ways: what stands in the PLC's memory, big-endian, is what the terminal shows, and back.
 #include "tests/end_to_end/plant.h"
+#include "tools/host/plc_bytes.h"
 
 namespace ac500 {
 namespace {
@@ -93,6 +94,47 @@ TEST_F(TypesTest, ScalarsOfEveryTypeArriveInThePlc) {
         EXPECT_EQ(inPlcOf(row), row.bytes) << row.tag;
         EXPECT_EQ(read(row.tag), row.text) << row.tag;
     }
+}
+
+// For each row but the two whose bits share a word of the PLC with others.
+TEST_F(TypesTest, AWriteMakesTheBytesThatADryRunShows) {
+    begin({"Main.bool"});
+    std::vector<Row> rows(std::begin(kScalars), std::end(kScalars));
+    rows.insert(rows.end(), std::begin(kArrays), std::end(kArrays));
+    for (const Row& row : rows) {
+        const host::Tag what = tag(row.tag);
+        std::string error;
+        const host::HostValues values = *host::parsePlantValues(what, row.text, &error);
+        const std::vector<host::PlcBytes> made = host::plcBytes(what, values, {});
+        ASSERT_EQ(made.size(), 1u) << row.tag;
+        if (what.form.code == host::TypeCode::Bit) {
+            EXPECT_EQ(made[0].bytes.size(), values.size()) << row.tag;
+            EXPECT_EQ(made[0].address, what.address) << row.tag;
+            continue;
+        }
+        EXPECT_EQ(host::hexText(made[0].bytes), row.bytes) << row.tag;
+        EXPECT_EQ(made[0].area, row.area) << row.tag;
+        EXPECT_EQ(made[0].address, static_cast<std::int64_t>(row.offset)) << row.tag;
+    }
+    // Strings, an element at a time, and bits within their variable.
+    const auto bytesOf = [&](const char* name, const char* text, const host::HostValues& bits) {
+        std::string error;
+        std::string found;
+        for (const host::PlcBytes& made :
+             host::plcBytes(tag(name), *host::parsePlantValues(tag(name), text, &error), bits)) {
+            found += std::to_string(made.address) + ": " + host::hexText(made.bytes) + "; ";
+        }
+        return found;
+    };
+    EXPECT_EQ(bytesOf("Main.code", "abc", {}), "1030: 61 62 63 00; ");
+    EXPECT_EQ(bytesOf("Main.labels[0,3..4]", "ab,c", {}), "1400: 61 62 00 00; 1421: 63 00; ");
+    host::HostValues word(16, false);
+    word[0] = true;
+    word[9] = true;
+    EXPECT_EQ(bytesOf("Main.word.b[9..10]", "0,1", word), "8: 04 01; ");
+    EXPECT_EQ(bytesOf("Main.word.b[9..10]", "0,1", host::HostValues(16, false)), "8: 04 00; ");
+    write("Main.code", "abc");
+    EXPECT_EQ(inPlc(1, 1030, 4), "61 62 63 00");
 }
 
 TEST_F(TypesTest, ArraysArriveInThePlcWholeAndTouchNothingElse) {

@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/pace.h"
+
 namespace ac500::host {
 namespace {
 
@@ -127,6 +129,7 @@ TEST(PlantValues, AreRoundedToTheNearestWithHalvesAwayFromZero) {
 }
 
 TEST(PlantValues, OfAWholeTypeAreTheSameRawValueAfterTheyWereShownAndWritten) {
+    constexpr std::int64_t kStep = 65536 / test::sized(65536);  // where all is checked, about every tenth
     for (const char* text : {"Main.celsius", "Main.thirds", "Main.levels[2]"}) {
         Tag tag = noted(text);
         tag.notes = [&] {  // without limits, every value can be written
@@ -135,7 +138,7 @@ TEST(PlantValues, OfAWholeTypeAreTheSameRawValueAfterTheyWereShownAndWritten) {
             notes->maximum.reset();
             return notes;
         }();
-        for (std::int64_t raw = -32768; raw <= 32767; ++raw) {
+        for (std::int64_t raw = -32768; raw <= 32767; raw += kStep) {
             std::string error;
             const std::optional<HostValues> back =
                 parsePlantValues(tag, formatPlantValues(tag, signedValue(raw)), &error);
@@ -260,6 +263,39 @@ TEST(PlantValues, OfReadOnlyVariablesAreNotWritten) {
     EXPECT_EQ(written("Main.flags.b[3]", "1"), "1");
     EXPECT_EQ(written("Main.flags", "16#5 x"), "0x0005");
     EXPECT_EQ(written("Main.flags", "6"), "0x0006 x is above the largest value, 5 x");
+}
+
+TEST(PlantValues, ThatThePlcHoldsMayBeBeyondTheLimitsAndReadOnly) {
+    const auto held = [](const char* name, const char* text) {
+        const Tag tag = noted(name);
+        std::string error;
+        const std::optional<HostValues> values = parseHeldValues(tag, text, &error);
+        return values ? formatValues(tag.form, *values) : error;
+    };
+    EXPECT_EQ(held("Main.celsius", "200.5 °C"), "2405");
+    EXPECT_EQ(held("Main.celsius", "-31"), "90");
+    EXPECT_EQ(held("Main.fixed.a", "7"), "7");
+    EXPECT_EQ(held("Main.plain", "40000"), "40000 is out of range; INT goes from -32768 to 32767");
+    EXPECT_EQ(held("Main.mode", "BY HAND"), "1");
+}
+
+TEST(PlantValues, InTheFormOfThePlcKeepTypeNumberAndLimitsToo) {
+    const auto refusal = [](const char* name, const HostValues& values) {
+        std::string error = "none";
+        const bool mayBe = mayBeWritten(noted(name), values, &error);
+        EXPECT_EQ(mayBe, error == "none");
+        return error;
+    };
+    EXPECT_EQ(refusal("Main.celsius", {std::int64_t{1600}}), "none");
+    EXPECT_EQ(refusal("Main.celsius", {std::int64_t{1601}}), "120.1 °C is above the largest value, 120 °C");
+    EXPECT_EQ(refusal("Main.celsius", {std::int64_t{94}}), "-30.6 °C is below the smallest value, -30.5 °C");
+    EXPECT_EQ(refusal("Main.plain", {std::uint64_t{1}}), "the value is of another type than INT");
+    EXPECT_EQ(refusal("Main.plain", {std::int64_t{32768}}), "32768 is out of range; INT goes from -32768 to 32767");
+    EXPECT_EQ(refusal("Main.levels", {std::int64_t{1}, std::int64_t{2}}), "3 values are needed; 2 given");
+    EXPECT_EQ(refusal("Main.fixed.a", {std::int64_t{1}}), "it is read-only; the symbol file says so");
+    EXPECT_EQ(refusal("Main.flags.b[3]", {true}), "none");
+    EXPECT_EQ(refusal("Main.modes", {std::uint64_t{0}, std::uint64_t{255}, std::uint64_t{256}}),
+              "0x100 is out of range; BYTE goes from 0 to 255");
 }
 
 TEST(PlantValues, SayWhetherPeopleSeeMoreThanPrograms) {

@@ -29,12 +29,21 @@ public:
     void writeOffered(const RequestFrame& request, VariableId) override {
         steps.push_back("write of " + std::to_string(request.items.size()) + " offered");
     }
+    Failure whyNotToSend(const RequestFrame& request, bool isRepeat) override {
+        asked.push_back("write of " + std::to_string(request.items.size()) + (isRepeat ? " again" : ""));
+        return whyNot;
+    }
     void requestAbandoned(const AbandonedRequest& request) override {
         abandoned.push_back(request);
         urgent = false;
     }
-    void failed(const Failure& failure) override {
+    void failed(events::EventId event, const Failure& failure) override {
+        happenings.push_back(events::rowOf(event).id);
         failures.push_back(std::string(failureKindName(failure.kind)) + ": " + failure.text);
+    }
+    void happened(events::EventId event, const std::string&) override { happenings.push_back(events::rowOf(event).id); }
+    void measured(LatencyKind kind, Time took) override {
+        times.push_back(std::string(latencyName(kind)) + " " + std::to_string(took.count()));
     }
     bool hasUrgentWork() const override { return urgent; }
 
@@ -42,8 +51,12 @@ public:
 
     std::vector<std::string> story;
     std::vector<std::string> steps;
+    std::vector<std::string> asked;
     std::vector<AbandonedRequest> abandoned;
     std::vector<std::string> failures;
+    Failure whyNot;
+    std::vector<std::string> happenings;  // ids of events
+    std::vector<std::string> times;       // "write 1200", in microseconds
     bool urgent = false;
 };
 
@@ -254,6 +267,92 @@ TEST_F(PollLoopTest, ARefusedRequestIsSentOnceAndTheRefusalHandedOverUntilItIsGi
               "write of 1 item(s), the first in area 1 at 8, 2 bytes: the PLC refused it with status word 0x0003");
     EXPECT_EQ(loop_->statistics().refusals, 1);
     EXPECT_EQ(loop_->statistics().retries, 0);
+}
+
+TEST_F(PollLoopTest, RoundTripsAreMeasuredByTheKindOfTheRequest) {
+    LoopSettings settings;
+    settings.cycle = Milliseconds(0);
+    makeLoop(settings);
+    transport_.deliveryTime = Milliseconds(3);
+    driver_.offerHandshake();
+    driver_.offer(readFrame());
+    driver_.offer(readFrame(), {kOnceReadHostId, 5});
+    driver_.offer(writeFrame(), {kWriteHostId, 6}, 1);
+    stepUntil([this] { return driver_.frames.empty(); });
+    EXPECT_THAT(listener_.times, ElementsAre("first handshake 3000", "second handshake 3000", "cyclic read 3000",
+                                             "pass 12000", "one-shot read 3000", "write 3000"));
+}
+
+TEST_F(PollLoopTest, APassIsMeasuredToTheEndOfItsLook) {
+    loop_->cyclicListRebuilt(1);
+    goOnline();
+    listener_.times.clear();
+    transport_.deliveryTime = Milliseconds(3);
+    driver_.offer(readFrame());
+    untilInStep();
+    EXPECT_THAT(listener_.times, ElementsAre("cyclic read 3000", "pass 6000"));  // twice the slowest reply
+}
+
+TEST_F(PollLoopTest, ARefusalIsMeasuredAndAReplyThatCannotBeTheAnswerIsNot) {
+    goOnline();
+    listener_.times.clear();
+    transport_.deliveryTime = Milliseconds(2);
+    transport_.answer = [](const QByteArray&) { return refusal(); };
+    driver_.offer(writeFrame(), {kWriteHostId, 5}, 1);
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.times, ElementsAre("write 2000"));
+    transport_.answer = [](const QByteArray& frame) { return goodReply(frame); };
+    goOnline();
+    listener_.times.clear();
+    transport_.answer = [](const QByteArray&) { return readReply() + "x"; };
+    driver_.offer(readFrame());
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    EXPECT_THAT(listener_.times, IsEmpty());
+}
+
+TEST_F(PollLoopTest, EventsTellTheLifeOfAConnection) {
+    driver_.offerHandshake();
+    driver_.offer(readFrame());
+    untilInStep();
+    transport_.closedByPeer = true;
+    stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+    driver_.frames.clear();
+    driver_.offerHandshake();
+    driver_.offer(readFrame());
+    untilInStep();
+    loop_->shutDown();
+    EXPECT_THAT(listener_.happenings,
+                ElementsAre("link.connected", "session.opened", "link.lost", "link.closed", "link.connected",
+                            "session.opened", "link.restored", "session.ended", "link.closed"));
+}
+
+TEST_F(PollLoopTest, EachWayToFailHasItsEvent) {
+    const auto happened = [&](const QByteArray& reply, const std::function<void()>& then = nullptr) {
+        listener_.happenings.clear();
+        transport_.answer = [=](const QByteArray&) { return reply; };
+        driver_.offer(readFrame());
+        stepUntil([&] { return !transport_.sent.empty(); });
+        if (then) {
+            then();
+        }
+        stepUntil([this] { return loop_->state() == LoopState::BackingOff; });
+        const std::vector<std::string> ids = std::exchange(listener_.happenings, {});
+        driver_.frames.clear();
+        transport_.answer = [](const QByteArray& frame) { return goodReply(frame); };
+        goOnline();
+        return ids;
+    };
+    goOnline();
+    EXPECT_THAT(happened(QByteArray()), ElementsAre("reply.timeout", "link.closed", "request.given_up"));
+    EXPECT_THAT(happened(refusal()), ElementsAre("reply.refused", "request.given_up"));
+    EXPECT_THAT(happened("HTTP/1.1"), ElementsAre("reply.bad", "link.closed", "request.given_up"));
+    EXPECT_THAT(happened(QByteArray(), [this] { transport_.closedByPeer = true; }),
+                ElementsAre("link.lost", "link.closed", "request.given_up"));
+    EXPECT_THAT(happened(readReply(), [this] { transport_.incoming.push_back("x"); }),
+                ElementsAre("reply.unasked", "link.closed"));
+    transport_.closedByPeer = true;
+    transport_.connectResult = {ConnectStatus::Failed, "Connection refused"};
+    stepUntil([this] { return !listener_.happenings.empty() && listener_.happenings.back() == "link.unreachable"; });
 }
 
 TEST_F(PollLoopTest, ARefusalIsToldAlsoWhenTheLinkGoesBeforeTheRequestIsSentAgain) {
@@ -990,6 +1089,39 @@ TEST_F(PollLoopTest, AWriteThatTheDriverOffersIsToldEvenWhenItIsNotSent) {
     stepUntil([this] { return loop_->state() == LoopState::GivingUp; });
     EXPECT_THAT(transport_.sent, IsEmpty());
     EXPECT_THAT(listener_.steps, ElementsAre("write of 1 offered"));
+}
+
+TEST(DriverReports, EachCopyOfADriverHasACollectorOfItsOwn) {
+    std::vector<VarDoneCallback> callbacks;
+    const int objects[2] = {};
+    DriverFunctions driver;
+    driver.registerCallbacks = [&](VarDoneCallback varDone, CommFailCallback) { callbacks.push_back(varDone); };
+    DriverFunctions copy = driver;
+    driver.object = &objects[0];
+    copy.object = &objects[1];
+    DriverReports first(driver);
+    DriverReports second(copy);
+    ASSERT_TRUE(first.isActive());
+    ASSERT_TRUE(second.isActive());
+    callbacks.at(1)(0, 1, 7, 1);
+    EXPECT_THAT(first.take(), IsEmpty());
+    const std::vector<VariableReport> reports = second.take();
+    ASSERT_THAT(reports, SizeIs(1));
+    EXPECT_EQ(reports[0].id, (VariableId{1, 7}));
+}
+
+TEST(DriverReports, NoMoreThanThereArePlacesFor) {
+    FakeDriver driver;
+    std::vector<std::unique_ptr<DriverReports>> all;
+    const std::vector<char> objects(65);
+    for (const char& object : objects) {
+        driver.functions.object = &object;
+        all.push_back(std::make_unique<DriverReports>(driver.functions));
+        EXPECT_EQ(all.back()->isActive(), all.size() <= 64) << all.size();
+    }
+    all.erase(all.begin());
+    const DriverReports another(driver.functions);
+    EXPECT_TRUE(another.isActive());
 }
 
 TEST(DriverReports, OneCollectorAtATime) {

@@ -43,5 +43,15 @@ TEST(Statistics, TheFirstConnectionIsNoReconnection) {
     EXPECT_EQ(statistics.reconnects(), 3);
 }
 
+TEST(StaleAge, IsThreeOfTheSlowestPassesAndTwoSecondsAtLeast) {
+    EXPECT_EQ(staleAge({}, Time(100000)), Time(2000000));
+    EXPECT_EQ(staleAge({}, Time(1000000)), Time(3000000));
+    CycleTimes times;
+    times.median = Time(800000);
+    EXPECT_EQ(staleAge(times, Time(100000)), Time(2400000));
+    times.last = Time(900000);
+    EXPECT_EQ(staleAge(times, Time(100000)), Time(2700000));
+}
+
 }  // namespace
 }  // namespace ac500::host

@@ -119,6 +119,14 @@ class Completion:
         self.assertEqual(self.offered("symbols", "ex"), ["export"])
         self.assertEqual(self.offered("symbols", "diff", PLANT[:-len("nt.json")]), [PLANT])
 
+    def test_what_is_learned_of_the_handshake(self):
+        begin = PLANT[:-len("nt.json")]
+        self.assertEqual(self.offered("guard", ""), ["learn", "show"])
+        self.assertEqual(self.offered("guard", "learn", "--conn"), ["--connections"])
+        self.assertEqual(self.offered("guard", "show", "--conn"), [])
+        self.assertEqual(self.offered("guard", "show", begin), [PLANT])
+        self.assertEqual(self.offered("--handshake", begin), [PLANT])
+
     def test_a_symbol_file_in_quotes(self):
         self.assertEqual(self.offered("--symbols", f"'{PLANT}'", "read", "Main.setp"), ["Main.setpoint"])
 

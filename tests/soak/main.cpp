@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
     run->add_option("--seed", options.seed, "of plant, load and faults")->capture_default_str();
     run->add_option("--driver", options.driver, "the driver library; default: where ac500-host looks for it");
     run->add_option("--report", options.report, "file that the report's table goes to");
+    run->add_option("--record", options.record, "file for a record of the run, which ac500-host replay takes");
 
     ac500::soak::PlcOptions plcOptions;
     CLI::App* plc = app.add_subcommand("plc", "the PLC's side; started by \"run\"");

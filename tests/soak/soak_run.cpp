@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 
@@ -14,7 +15,10 @@
 
 #include "tests/soak/load.h"
 #include "tests/soak/memory_watch.h"
+#include "tools/host/driver_recorder.h"
 #include "tools/host/tcp_transport.h"
+#include "tools/host/transport_recorder.h"
+#include "tools/record/flight_recorder.h"
 #include "tools/simulator/random.h"
 
 namespace ac500::soak {
@@ -87,6 +91,52 @@ double processorSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
+// The whole run on disk: calls into the driver and what went over the connection.
+class Recording {
+public:
+    Recording(const std::string& file, const host::DriverLibrary& driver)
+        : recorder_(settingsOf(file), runOf(driver),
+                    [this](bool isProblem, const std::string& text) { tell(isProblem, text); }),
+          driver_(driver.functions(), driver.state(), recorder_) {}
+
+    const host::DriverFunctions& functions() const { return driver_.functions(); }
+    std::unique_ptr<host::Transport> recorded(std::unique_ptr<host::Transport> transport) {
+        return std::make_unique<host::TransportRecorder>(std::move(transport), recorder_);
+    }
+    void finish(Findings& findings) {
+        recorder_.finish();
+        const std::lock_guard<std::mutex> lock(mutex_);
+        for (const std::string& problem : problems_) {
+            findings.add("the record: " + problem);
+        }
+    }
+
+private:
+    static record::RecorderSettings settingsOf(const std::string& file) {
+        record::RecorderSettings settings;
+        settings.memoryBytes = 0;
+        settings.wholeFile = file;
+        return settings;
+    }
+    static record::RunInfo runOf(const host::DriverLibrary& driver) {
+        record::RunInfo run;
+        run.program = "ac500-soak";
+        run.driver = driver.path();
+        return run;
+    }
+    void tell(bool isProblem, const std::string& text) {
+        if (isProblem) {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            problems_.push_back(text);
+        }
+    }
+
+    std::mutex mutex_;
+    std::vector<std::string> problems_;  // mutex_
+    record::FlightRecorder recorder_;
+    host::DriverRecorder driver_;
+};
+
 class SoakRun {
 public:
     explicit SoakRun(const SoakOptions& options)
@@ -99,12 +149,11 @@ public:
           findings_([this] { return elapsed(); }, print),
           plc_(options.seed, epoch_.count() * 1000),
           driver_(loadDriver(options.driver)),
-          functions_(book_.watch(driver_->functions())),
+          recording_(options.record.empty() ? nullptr : std::make_unique<Recording>(options.record, *driver_)),
+          functions_(book_.watch(recording_ == nullptr ? driver_->functions() : recording_->functions())),
           ledger_(tags_.size()),
           session_({functions_, table_, clock_,
-                    [this] {
-                        return std::make_unique<LoggedTransport>(std::make_unique<host::TcpTransport>(), log_, clock_);
-                    }},
+                    [this] { return std::make_unique<LoggedTransport>(transport(), log_, clock_); }},
                    sessionSettings(plc_.port())),
           check_({tags_, session_, clock_, epoch_, log_, ledger_, findings_}) {}
 
@@ -141,7 +190,8 @@ private:
         return elapsed() >= options_.seconds + extension;
     }
 
-    bool mustJudgeMemory() const { return options_.seconds >= kShortestWithWarmUp; }
+    // A record in the making takes memory that grows and shrinks.
+    bool mustJudgeMemory() const { return options_.seconds >= kShortestWithWarmUp && recording_ == nullptr; }
 
     std::size_t writtenTags() const {
         return static_cast<std::size_t>(
@@ -154,6 +204,11 @@ private:
     Milliseconds between(int shortest, int longest) {
         const int limit = options_.seconds < kShortestWithWarmUp ? shortest : longest;
         return Milliseconds(shortest + static_cast<int>(below(static_cast<std::uint64_t>(limit - shortest) + 1)));
+    }
+
+    std::unique_ptr<host::Transport> transport() {
+        std::unique_ptr<host::Transport> transport = std::make_unique<host::TcpTransport>();
+        return recording_ == nullptr ? std::move(transport) : recording_->recorded(std::move(transport));
     }
 
     void begin() {
@@ -258,7 +313,7 @@ private:
     MemorySample restSample() const {
         std::int64_t remembered = load_->rememberedBytes();
         for (const host::SessionEvent& event : session_.eventsSince(0)) {
-            remembered += textBytes(event.failure.text.size());
+            remembered += textBytes(event.message().size());
         }
         MemorySample sample = sampleMemory(elapsed());
         sample.heapBytes -= remembered;
@@ -276,6 +331,9 @@ private:
         statistics_ = session_.status().statistics;
         counts_ = plc_.counts();
         session_.stop();
+        if (recording_ != nullptr) {
+            recording_->finish(findings_);
+        }
         takeComplaints();
         checkTotals();
         judge();
@@ -309,6 +367,9 @@ private:
     }
 
     void judge() {
+        if (recording_ != nullptr) {
+            return;
+        }
         memory_ = judgeMemory(samples_);
         if (memory_.isJudged ? !memory_.isFlat : mustJudgeMemory()) {
             findings_.add((memory_.isJudged ? "memory is not flat: " : "memory: ") + memoryText());
@@ -452,6 +513,7 @@ private:
     Findings findings_;
     PlcProcess plc_;
     std::unique_ptr<host::DriverLibrary> driver_;
+    std::unique_ptr<Recording> recording_;  // null: none is wanted
     ReportBook book_;
     const host::DriverFunctions functions_;
     ExchangeLog log_;

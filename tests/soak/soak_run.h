@@ -19,6 +19,7 @@ struct SoakOptions {
     double seconds = 60;
     std::string driver;
     std::string report;  // file for the report's table; empty: none
+    std::string record;  // file for a record of the whole run, whose memory is then not judged; empty: none
 };
 
 // Prints a line of progress every ten seconds and the report at the end. The exit code: 0 nothing was violated,

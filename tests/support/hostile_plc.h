@@ -115,8 +115,10 @@ public:
     };
     using Behaviour = std::function<void(Connection&)>;
 
-    // A `receiveBuffer` other than 0 keeps the kernel from taking more than about that for a connection.
-    explicit HostilePlc(Behaviour behaviour, int receiveBuffer = 0)
+    // A `receiveBuffer` other than 0 keeps the kernel from taking more than about that for a connection. With Later it
+    // listens at once, and serves from begin() on: who connects before waits.
+    enum class Serving { AtOnce, Later };
+    explicit HostilePlc(Behaviour behaviour, int receiveBuffer = 0, Serving serving = Serving::AtOnce)
         : behaviour_(std::move(behaviour)), listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         if (receiveBuffer != 0) {
             ::setsockopt(listener_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof(receiveBuffer));
@@ -130,13 +132,22 @@ public:
             ::getsockname(listener_, plain, &size) == 0) {
             port_ = ntohs(address.sin_port);
         }
-        thread_ = std::thread([this] { run(); });
+        if (serving == Serving::AtOnce) {
+            begin();
+        }
     }
 
     ~HostilePlc() {
         stop_ = true;
-        thread_.join();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
         ::close(listener_);
+    }
+
+    // REQUIRES: Serving::Later. To be called once.
+    void begin() {
+        thread_ = std::thread([this] { run(); });
     }
 
     HostilePlc(const HostilePlc&) = delete;

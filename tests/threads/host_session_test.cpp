@@ -1,5 +1,6 @@
 // The reference host's session, used by several threads while its own loop thread works.
 #include "tools/host/host_session.h"
+#include "tests/support/linked_driver.h"
 #include "tests/threads/plant.h"
 #include "tools/host/value_codec.h"
 
@@ -32,24 +33,6 @@ private:
     sim::PlcModel& plc_;
     QByteArray reply_;
 };
-
-host::DriverFunctions linkedDriver() {
-    host::DriverFunctions driver;
-    driver.setComInfo = SetComInfo;
-    driver.registerCallbacks = RegistCallBackFuncIntf;
-    driver.setLocalRegisters = FlashLocalRegister;
-    driver.passSymbols = PassVarName_2;
-    driver.rebuildReadList = ReCreatReadVarList;
-    driver.addCyclicRead = AddListReadVar;
-    driver.addOnceRead = AddListOnceReadVar;
-    driver.addWrite = AddListWriteVar;
-    driver.nextRequest = ComCommunication;
-    driver.takeReply = DataCom;
-    driver.getValue = GetRegisterData;
-    driver.setValue = SetRegisterData;
-    driver.resolveTag = get_label_address_info;
-    return driver;
-}
 
 class HostSessionThreads : public DriverTest {
 protected:
@@ -88,7 +71,7 @@ protected:
                       {1, {sim::parseFaultRule("silence:every=40,count=5", &faultError).value()}}};  // loop thread
     host::SteadyClock clock;
     host::SessionSettings sessionSettings = quickSettings();
-    const host::DriverFunctions driver = linkedDriver();
+    const host::DriverFunctions driver = test::linkedDriver();
     host::HostSession session{{driver, table, clock, [this] { return std::make_unique<ModelTransport>(plc); }},
                               sessionSettings};
 };

@@ -25,7 +25,8 @@ std::string trimmed(const std::string& text) {
 
 }  // namespace
 
-std::optional<Condition> Condition::parse(const TagTable& tags, const std::string& text, Failure* failure) {
+std::optional<Condition> Condition::parse(const TagTable& tags, const std::string& text, Failure* failure,
+                                          const char* option) {
     const std::size_t begin = text.find_first_of("=!<>");
     Condition condition;
     const Operator* found = nullptr;
@@ -36,14 +37,14 @@ std::optional<Condition> Condition::parse(const TagTable& tags, const std::strin
         }
     }
     if (found == nullptr) {
-        *failure = {FailureKind::Usage, fmt::format("--when \"{}\": there is no operator; {}", text, kHowToWrite)};
+        *failure = {FailureKind::Usage, fmt::format("{} \"{}\": there is no operator; {}", option, text, kHowToWrite)};
         return std::nullopt;
     }
     condition.relation_ = found->relation;
     const std::string name = trimmed(text.substr(0, begin));
     const std::string value = trimmed(text.substr(begin + std::strlen(found->text)));
     if (name.empty() || value.empty()) {
-        *failure = {FailureKind::Usage, fmt::format("--when \"{}\": there is no {}; {}", text,
+        *failure = {FailureKind::Usage, fmt::format("{} \"{}\": there is no {}; {}", option, text,
                                                     name.empty() ? "tag" : "value", kHowToWrite)};
         return std::nullopt;
     }
@@ -55,16 +56,17 @@ std::optional<Condition> Condition::parse(const TagTable& tags, const std::strin
     }
     condition.tag_ = *tag;
     if (tag->isList) {
-        *failure = {FailureKind::Usage, fmt::format("--when: {} has {} values; name one of them", name, tag->elements)};
+        *failure = {FailureKind::Usage,
+                    fmt::format("{}: {} has {} values; name one of them", option, name, tag->elements)};
         return std::nullopt;
     }
     if (condition.isOrdering() && (isBoolean(tag->form) || isString(tag->form))) {
-        *failure = {FailureKind::Usage, fmt::format("--when: {} has no order; compare it with == or !=", name)};
+        *failure = {FailureKind::Usage, fmt::format("{}: {} has no order; compare it with == or !=", option, name)};
         return std::nullopt;
     }
     const std::optional<HostValue> plant = parsePlantValue(*tag, value, &error);
     if (!plant) {
-        *failure = {FailureKind::Usage, fmt::format("--when: {}: {}", name, error)};
+        *failure = {FailureKind::Usage, fmt::format("{}: {}: {}", option, name, error)};
         return std::nullopt;
     }
     condition.value_ = *plant;

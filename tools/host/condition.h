@@ -1,4 +1,4 @@
-// Condition is what `watch --when` waits for: "Main.fault == 1", a tag, an operator and a value. Immutable.
+// Condition is what `watch --when` and `--record-when` wait for: "Main.fault == 1", a tag, an operator and a value. Immutable.
 #ifndef AC500_TOOLS_HOST_CONDITION_H
 #define AC500_TOOLS_HOST_CONDITION_H
 
@@ -13,8 +13,10 @@ namespace ac500::host {
 class Condition {
 public:
     // Understands TAG, one of == != < <= > >=, and a value as `write` takes it; blanks around the operator are free.
+    // `option` is where the text was given, for what is told.
     // Truth values and strings know == and != only. Nothing on failure: a name that does not resolve, or a usage.
-    static std::optional<Condition> parse(const TagTable& tags, const std::string& text, Failure* failure);
+    static std::optional<Condition> parse(const TagTable& tags, const std::string& text, Failure* failure,
+                                          const char* option = "--when");
 
     const Tag& tag() const { return tag_; }
     // Scaled tags are compared as people see them. No comparison but != holds for nan. REQUIRES: the values are of the tag.

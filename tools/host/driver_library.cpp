@@ -1,8 +1,12 @@
 #include "tools/host/driver_library.h"
 
 #include <dlfcn.h>
+#include <elf.h>
+#include <link.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <filesystem>
 
 #include "tools/host/needed_libraries.h"
@@ -14,6 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kLibraryName[] = "libac500driver.so";
+constexpr char kObjectSymbol[] = "PLC_driver";
 
 // Overloaded in C++, so it has no bare name: get_label_address_info(QString const&, ControlInformationM&).
 constexpr char kResolveTagSymbol[] = "_Z22get_label_address_infoRK7QStringR19ControlInformationM";
@@ -65,13 +70,45 @@ std::string complaintAboutQt(const std::string& path) {
            " with --driver PATH";
 }
 
-template <typename Function>
-bool find(void* handle, const char* symbol, Function* function, std::string* error) {
-    *function = reinterpret_cast<Function>(dlsym(handle, symbol));
-    if (*function == nullptr && error->empty()) {
-        *error = std::string("has no entry point \"") + symbol + "\": it is no AC500 driver, or one of another version";
+// The first whose file exists, else the last.
+const std::string& firstOf(const std::vector<std::string>& candidates) {
+    const auto found = std::find_if(candidates.begin(), candidates.end(), isFile);
+    return found == candidates.end() ? candidates.back() : *found;
+}
+
+// The reason of the last dlopen that failed.
+std::string cannotBeLoaded() {
+    return "the driver cannot be loaded: " + std::string(dlerror()) + "; name the file with --driver PATH";
+}
+
+// The file behind what dlopen takes: the loader tells of a name that is no path when it has loaded it. Empty on failure.
+std::string fileOfLoader(const std::string& file, std::string* error) {
+    if (file.find('/') != std::string::npos) {
+        return file;
     }
-    return *function != nullptr;
+    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    link_map* map = nullptr;
+    std::string found;
+    if (handle == nullptr || dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0) {
+        *error = cannotBeLoaded();
+    } else {
+        found = map->l_name;
+    }
+    if (handle != nullptr) {
+        dlclose(handle);
+    }
+    return found;
+}
+
+template <typename Result, typename... Arguments>
+bool find(void* handle, const char* symbol, std::function<Result(Arguments...)>* function, std::string* error) {
+    auto* found = reinterpret_cast<Result (*)(Arguments...)>(dlsym(handle, symbol));
+    if (found == nullptr) {
+        *error = std::string("has no entry point \"") + symbol + "\": it is no AC500 driver, or one of another version";
+        return false;
+    }
+    *function = found;
+    return true;
 }
 
 }  // namespace
@@ -82,32 +119,64 @@ std::unique_ptr<DriverLibrary> DriverLibrary::load(const std::string& path, std:
     if (!error->empty()) {
         return nullptr;
     }
-    void* handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-        *error = "the driver cannot be loaded: " + std::string(dlerror()) + "; name the file with --driver PATH";
+    std::unique_ptr<DriverLibrary> library(new DriverLibrary(path));
+    return library->open(file, error) ? std::move(library) : nullptr;
+}
+
+// The loader knows a file again by its name and by its device and inode: the copy has both of its own, as long as its
+// descriptor is open.
+std::unique_ptr<DriverLibrary> DriverLibrary::loadCopy(const std::string& path, std::string* error) {
+    const std::string file = pathForLoader(path);
+    *error = complaintAboutQt(file);
+    const std::string original = error->empty() ? fileOfLoader(file, error) : "";
+    if (original.empty()) {
         return nullptr;
     }
-    std::unique_ptr<DriverLibrary> library(new DriverLibrary(handle, path));
+    std::unique_ptr<DriverLibrary> library(new DriverLibrary(path));
+    library->copy_ = MemoryFile::copyOf(original, error);
+    return library->copy_.isOpen() && library->open(library->copy_.path(), error) ? std::move(library) : nullptr;
+}
+
+// In a program that has linked a driver itself a copy would take that one's object for its own, were it not told to prefer
+// what it has. Elsewhere it is not: sanitizers do not go together with that.
+bool DriverLibrary::open(const std::string& file, std::string* error) {
+    const bool isCopy = copy_.isOpen();
+    const bool isAnotherGlobal = isCopy && dlsym(RTLD_DEFAULT, kObjectSymbol) != nullptr;
+    handle_ = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | (isAnotherGlobal ? RTLD_DEEPBIND : 0));
+    if (handle_ == nullptr) {
+        *error = cannotBeLoaded();
+        return false;
+    }
     std::string missing;
-    if (!library->findFunctions(&missing)) {
-        *error = path + ": " + missing;
-        return nullptr;
+    if (!findFunctions(&missing)) {
+        *error = path_ + ": " + missing;
+        return false;
     }
-    return library;
+    functions_.object = dlsym(handle_, kObjectSymbol);
+    return true;
 }
 
 std::unique_ptr<DriverLibrary> DriverLibrary::loadFirst(const std::vector<std::string>& candidates,
                                                         std::string* error) {
-    for (const std::string& candidate : candidates) {
-        if (isFile(candidate)) {
-            return load(candidate, error);
-        }
-    }
-    return load(candidates.back(), error);
+    return load(firstOf(candidates), error);
 }
 
+std::unique_ptr<DriverLibrary> DriverLibrary::loadFirstCopy(const std::vector<std::string>& candidates,
+                                                            std::string* error) {
+    return loadCopy(firstOf(candidates), error);
+}
+
+// A copy that the loader keeps for reasons of its own keeps its descriptor: another copy under the same name would be taken
+// for it.
 DriverLibrary::~DriverLibrary() {
+    if (handle_ == nullptr) {
+        return;
+    }
     dlclose(handle_);
+    if (void* kept = copy_.isOpen() ? dlopen(copy_.path().c_str(), RTLD_NOW | RTLD_NOLOAD) : nullptr) {
+        dlclose(kept);
+        copy_.keepOpen();
+    }
 }
 
 bool DriverLibrary::findFunctions(std::string* error) {
@@ -124,6 +193,93 @@ bool DriverLibrary::findFunctions(std::string* error) {
            find(handle_, "DataCom", &to.takeReply, error) && find(handle_, "GetRegisterData", &to.getValue, error) &&
            find(handle_, "SetRegisterData", &to.setValue, error) &&
            find(handle_, kResolveTagSymbol, &to.resolveTag, error);
+}
+
+std::string driverFile(const std::string& path) {
+    const std::string file = pathForLoader(path);
+    const bool isPlainName = file.find('/') == std::string::npos;
+    if (isPlainName) {
+        return fileInSearchPath(file);
+    }
+    return isFile(file) ? file : "";
+}
+
+const Communication_Protocol* DriverLibrary::state() const {
+    void* const object = dlsym(handle_, "PLC_driver");
+    Dl_info info{};
+    void* entry = nullptr;
+    if (object == nullptr || dladdr1(object, &info, &entry, RTLD_DL_SYMENT) == 0 || entry == nullptr ||
+        static_cast<const ElfW(Sym)*>(entry)->st_size != sizeof(Communication_Protocol)) {
+        return nullptr;
+    }
+    return static_cast<const Communication_Protocol*>(object);
+}
+
+namespace {
+
+struct WantedBuild {
+    ElfW(Addr) base = 0;
+    std::string id;
+};
+
+std::string hexDigits(const unsigned char* bytes, std::size_t count) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string digits;
+    for (std::size_t i = 0; i < count; ++i) {
+        digits.push_back(kDigits[bytes[i] >> 4]);
+        digits.push_back(kDigits[bytes[i] & 0xF]);
+    }
+    return digits;
+}
+
+std::size_t noteAligned(std::size_t size) {
+    return (size + 3) & ~std::size_t{3};
+}
+
+// The id among the notes of a part of the file, as the loader has it in memory.
+std::string buildIdAmong(const unsigned char* notes, std::size_t size) {
+    std::size_t at = 0;
+    while (at + sizeof(ElfW(Nhdr)) <= size) {
+        ElfW(Nhdr) head;
+        std::memcpy(&head, notes + at, sizeof head);
+        const std::size_t nameAt = at + sizeof head;
+        const std::size_t contentAt = nameAt + noteAligned(head.n_namesz);
+        if (contentAt + head.n_descsz > size) {
+            break;
+        }
+        if (head.n_type == NT_GNU_BUILD_ID && head.n_namesz == 4 && std::memcmp(notes + nameAt, "GNU", 4) == 0) {
+            return hexDigits(notes + contentAt, head.n_descsz);
+        }
+        at = contentAt + noteAligned(head.n_descsz);
+    }
+    return std::string();
+}
+
+int lookAtLibrary(dl_phdr_info* library, std::size_t, void* data) {
+    auto* wanted = static_cast<WantedBuild*>(data);
+    if (library->dlpi_addr != wanted->base) {
+        return 0;
+    }
+    for (int i = 0; i < library->dlpi_phnum && wanted->id.empty(); ++i) {
+        const ElfW(Phdr)& part = library->dlpi_phdr[i];
+        if (part.p_type == PT_NOTE) {
+            wanted->id =
+                buildIdAmong(reinterpret_cast<const unsigned char*>(library->dlpi_addr + part.p_vaddr), part.p_memsz);
+        }
+    }
+    return 1;
+}
+
+}  // namespace
+
+std::string DriverLibrary::buildId() const {
+    link_map* map = nullptr;
+    WantedBuild wanted;
+    if (dlinfo(handle_, RTLD_DI_LINKMAP, &map) == 0) {
+        wanted.base = map->l_addr;
+        dl_iterate_phdr(&lookAtLibrary, &wanted);
+    }
+    return wanted.id;
 }
 
 std::vector<std::string> defaultDriverPaths() {

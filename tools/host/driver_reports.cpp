@@ -1,6 +1,8 @@
 #include "tools/host/driver_reports.h"
 
-#include <atomic>
+#include <array>
+#include <mutex>
+#include <utility>
 
 #include "core/codes.h"
 
@@ -8,45 +10,80 @@ namespace ac500::host {
 
 namespace {
 
-std::atomic<DriverReports*> activeReports{nullptr};
+constexpr std::size_t kPlaces = DriverReports::kMost;
 
-}  // namespace
+struct Place {
+    bool isTaken = false;
+    const void* driver = nullptr;  // DriverFunctions::object
+    // Loop thread of whoever has the place, from its construction to its destruction.
+    std::vector<VariableReport>* reports = nullptr;
+};
 
-DriverReports::DriverReports(const DriverFunctions& driver) {
-    DriverReports* none = nullptr;
-    if (activeReports.compare_exchange_strong(none, this)) {
-        driver.registerCallbacks(&DriverReports::onVariableDone, &DriverReports::onCommunicationFailed);
-    }
-}
+std::mutex placesMutex;
+std::array<Place, kPlaces> places;  // placesMutex; `reports` as said above
 
-DriverReports::~DriverReports() {
-    DriverReports* self = this;
-    activeReports.compare_exchange_strong(self, nullptr);
-}
-
-bool DriverReports::isActive() const {
-    return activeReports.load() == this;
-}
-
-std::vector<VariableReport> DriverReports::take() {
-    std::vector<VariableReport> taken;
-    taken.swap(reports_);
-    return taken;
-}
-
-quint32 DriverReports::onVariableDone(quint32, quint32 hostId, quint32 hostSubId, quint32 outcome) {
-    DriverReports* active = activeReports.load();
-    if (active != nullptr) {
-        const VariableId id{static_cast<std::int32_t>(hostId), static_cast<std::int32_t>(hostSubId)};
-        active->reports_.push_back({id, outcome == kVariableDone});
+template <std::size_t I>
+quint32 onVariableDone(quint32, quint32 hostId, quint32 hostSubId, quint32 outcome) {
+    const VariableId id{static_cast<std::int32_t>(hostId), static_cast<std::int32_t>(hostSubId)};
+    if (std::vector<VariableReport>* reports = places[I].reports) {
+        reports->push_back({id, outcome == kVariableDone});
     }
     return 0;
 }
 
 // The loop sees an abandoned request in the status that DataCom returns, so nothing is to be kept here. The driver calls
 // it without asking whether there is one.
-quint32 DriverReports::onCommunicationFailed(QList<RW_VAR>*, quint32, quint32) {
+quint32 onCommunicationFailed(QList<RW_VAR>*, quint32, quint32) {
     return 0;
+}
+
+template <std::size_t... I>
+constexpr std::array<VarDoneCallback, kPlaces> callbacksOf(std::index_sequence<I...>) {
+    return {&onVariableDone<I>...};
+}
+
+constexpr std::array<VarDoneCallback, kPlaces> kCallbacks = callbacksOf(std::make_index_sequence<kPlaces>());
+
+std::optional<std::size_t> takePlace(const void* driver, std::vector<VariableReport>* reports) {
+    const std::lock_guard<std::mutex> lock(placesMutex);
+    std::optional<std::size_t> free;
+    for (std::size_t i = 0; i < kPlaces; ++i) {
+        if (places[i].isTaken && places[i].driver == driver) {
+            return std::nullopt;
+        }
+        if (!places[i].isTaken && !free) {
+            free = i;
+        }
+    }
+    if (free) {
+        places[*free] = {true, driver, reports};
+    }
+    return free;
+}
+
+void leavePlace(std::size_t place) {
+    const std::lock_guard<std::mutex> lock(placesMutex);
+    places[place] = {};
+}
+
+}  // namespace
+
+DriverReports::DriverReports(const DriverFunctions& driver) : place_(takePlace(driver.object, &reports_)) {
+    if (place_) {
+        driver.registerCallbacks(kCallbacks[*place_], &onCommunicationFailed);
+    }
+}
+
+DriverReports::~DriverReports() {
+    if (place_) {
+        leavePlace(*place_);
+    }
+}
+
+std::vector<VariableReport> DriverReports::take() {
+    std::vector<VariableReport> taken;
+    taken.swap(reports_);
+    return taken;
 }
 
 }  // namespace ac500::host

@@ -1,5 +1,6 @@
-// DriverReports receives the driver's callbacks. The driver is one global object per loaded library and its callbacks
-// carry no user pointer, so this is the process's one place for them: at most one collector is active at a time.
+// DriverReports receives the callbacks of one loaded driver. They carry no user pointer, so each collector has functions of
+// its own, from a table of them: at most kMost are active at a time. The driver is one global object per loaded library
+// and knows one receiver, so there is at most one for each loaded copy.
 //
 // The callbacks run on the loop thread, inside DataCom, and inside ComCommunication for a write that fits into no frame,
 // while the driver holds its list lock: they may call nothing of
@@ -8,7 +9,9 @@
 #ifndef AC500_TOOLS_HOST_DRIVER_REPORTS_H
 #define AC500_TOOLS_HOST_DRIVER_REPORTS_H
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "tools/host/driver_library.h"
@@ -38,22 +41,22 @@ struct VariableReport {
 
 class DriverReports {
 public:
-    // Registers itself with the driver. `isActive` tells whether it got the place: another collector that still lives
-    // keeps it, and this one then stays empty.
+    static constexpr std::size_t kMost = 64;
+
+    // Registers itself with the driver. `isActive` tells whether it got a place: another collector for the same copy of the
+    // driver keeps it as long as it lives, and this one then stays empty.
     explicit DriverReports(const DriverFunctions& driver);
     ~DriverReports();
     DriverReports(const DriverReports&) = delete;
     DriverReports& operator=(const DriverReports&) = delete;
 
-    bool isActive() const;
+    bool isActive() const { return place_.has_value(); }
 
     // The reports since the last call, in the order they came. Loop thread.
     std::vector<VariableReport> take();
 
 private:
-    static quint32 onVariableDone(quint32 stationId, quint32 hostId, quint32 hostSubId, quint32 outcome);
-    static quint32 onCommunicationFailed(QList<RW_VAR>* emptyList, quint32 hostId, quint32 one);
-
+    std::optional<std::size_t> place_;  // constant after construction
     std::vector<VariableReport> reports_;
 };
 

@@ -1,27 +1,15 @@
 #include "tools/host/failure.h"
 
+#include "tools/explain/code_table.h"
+
 namespace ac500::host {
 
 const char* failureKindName(FailureKind kind) {
-    switch (kind) {
-        case FailureKind::None:
-            return "ok";
-        case FailureKind::Usage:
-            return "usage";
-        case FailureKind::File:
-            return "file";
-        case FailureKind::Name:
-            return "name";
-        case FailureKind::Tcp:
-            return "tcp";
-        case FailureKind::Handshake:
-            return "handshake";
-        case FailureKind::Request:
-            return "request";
-        case FailureKind::Output:
-            return "output";
+    const explain::Code* code = explain::findCode(explain::Group::HostExit, exitCodeOf(kind));
+    if (kind == FailureKind::None || code == nullptr) {
+        return "ok";
     }
-    return "?";
+    return code->name;
 }
 
 }  // namespace ac500::host

@@ -17,9 +17,10 @@ enum class FailureKind {
     Handshake = 5,  // the two requests that open a session
     Request = 6,    // reading and writing
     Output = 7,     // the standard output
+    Program = 8,    // another program is in the PLC than the symbols describe
 };
 
-// "usage", "file", "name", "tcp", "handshake", "request", "output"; "ok" for None.
+// "usage", "file", "name", "tcp", "handshake", "request", "output", "program"; "ok" for None.
 const char* failureKindName(FailureKind kind);
 
 inline int exitCodeOf(FailureKind kind) {

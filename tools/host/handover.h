@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "tools/host/clock.h"
+#include "tools/host/latencies.h"
 #include "tools/host/order_book.h"
 #include "tools/host/session_types.h"
 #include "tools/host/tag.h"
@@ -26,7 +28,9 @@ namespace ac500::host {
 // A copy of what the driver's image held of a tag when the line had been found in step.
 struct StoredValue {
     HostValues values;
-    Time received{0};  // the oldest of its bytes
+    Time received{0};   // the oldest of its bytes
+    Time newest{0};     // the newest
+    Failure suspicion;  // it may be from another program; nothing wrong when it is not
 };
 
 struct SharedWork {
@@ -41,13 +45,28 @@ struct SharedWork {
 
     // From the loop thread
     std::unordered_map<std::string, StoredValue> values;  // by the text of the tag: of those that were polled or read
+    std::size_t receptions = 0;                           // how often values were stored
     SessionStatus status;
-    std::deque<SessionEvent> events;  // the latest of status.events
+    std::optional<guard::HandshakeReplies> handshake;  // that opened the latest session
+    Latencies latencies;
+    std::deque<SessionEvent> events;                   // the latest of status.events
+    std::function<void(const SessionEvent&)> onEvent;  // told of each; may be empty, and may ask for no access
 
     static constexpr std::size_t kKeptEvents = 1000;
-    void addEvent(const SessionEvent& event);
-    // Events number `first` and later that are still kept.
+    // Adds an event with its number and the wall's time.
+    void addEvent(events::EventId event, const std::string& text, Time now);
+    void addFailure(events::EventId event, const Failure& failure, Time now);
+    // The same, of the exchange with the PLC: it is then status.lastFailure, too.
+    void addExchangeFailure(events::EventId event, const Failure& failure, Time now);
+    // What became of writes and one-shot reads since the last call: as events, and how long writes took.
+    void noteEndedOrders(Time now);
+    // Events number `first` and later. In the place of those that are not kept any more stands one, EventsLost, with the
+    // number of the first of them.
     std::vector<SessionEvent> eventsSince(std::size_t first) const;
+    void resetLatencies(Time now);
+
+private:
+    void keepEvent(const SessionEvent& event);
 };
 
 class Handover {
@@ -58,6 +77,7 @@ public:
     class Access {
     public:
         SharedWork* operator->() { return work_; }
+        SharedWork& operator*() { return *work_; }
 
     private:
         friend class Handover;
@@ -77,9 +97,15 @@ public:
     void wakeCallers();
     // Waits until something changes, at most `timeout`.
     void waitForChange(Milliseconds timeout);
+    // The same in two steps, between which nothing is missed: how often it has changed, and waiting until that is more.
+    std::size_t changes() const;
+    void waitForChangeAfter(std::size_t seen, Milliseconds timeout);
+
+    // The loop thread ends early: the link counts as down from now on, and orders are taken no more.
+    void loopBroke(const Failure& reason, Time now);
 
 private:
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::condition_variable workCame_;
     std::condition_variable changed_;
 

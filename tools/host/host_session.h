@@ -2,8 +2,9 @@
 // and state. It owns the one thread that does the work, the loop thread (session_worker.h); everything between that
 // thread and the callers passes through a Handover.
 //
-// The driver is one global object per loaded library, so there is one session at a time in a process; start() refuses a
-// second one. All functions may be called from any thread except where said; the destructor stops and joins.
+// The driver is one global object per loaded library, so there is one session at a time for each loaded copy
+// (DriverLibrary::loadCopy); start() refuses a second one. All functions may be called from any thread except where said;
+// the destructor stops and joins.
 #ifndef AC500_TOOLS_HOST_HOST_SESSION_H
 #define AC500_TOOLS_HOST_HOST_SESSION_H
 
@@ -15,44 +16,26 @@
 #include <vector>
 
 #include "tools/host/handover.h"
+#include "tools/host/program_guard.h"
+#include "tools/host/session.h"
 #include "tools/host/session_types.h"
 #include "tools/host/session_worker.h"
 #include "tools/host/tag_access.h"
 
 namespace ac500::host {
 
-enum class ValueState {
-    NeverReceived,  // the PLC has not sent it yet
-    Fresh,
-    Stale,         // older than three cycles with their looks (and than two seconds), or the link is down
-    WritePending,  // ordered, on its way, or accepted by the PLC and not read again yet
-    WriteFailed,   // the last write failed; shown for ten seconds, and until the value was read again
-};
-
-// "never received", "fresh", "stale", "write pending", "write failed".
-const char* valueStateName(ValueState state);
-
-struct TagValue {
-    ValueState state = ValueState::NeverReceived;
-    // True when `values` is what the PLC sent, as it was last known to be in step; after a failed write not before the
-    // value was read again.
-    bool isKnown = false;
-    HostValues values;
-    std::optional<Milliseconds> age;  // since the oldest of its bytes was received
-    Failure failure;                  // WriteFailed: why
-};
-
-class HostSession {
+class HostSession : public Session {
 public:
     struct Parts {
         const DriverFunctions& driver;
         const TagTable& tags;
         const Clock& clock;
         std::function<std::unique_ptr<Transport>()> makeTransport;  // called once, on the loop thread
+        std::function<void(const SessionEvent&)> onEvent = {};  // on any thread, may not call the session; may be empty
     };
     // The referenced objects must outlive the session.
     HostSession(const Parts& parts, const SessionSettings& settings);
-    ~HostSession();
+    ~HostSession() override;
     HostSession(const HostSession&) = delete;
     HostSession& operator=(const HostSession&) = delete;
 
@@ -60,40 +43,49 @@ public:
     // session is alive. To be called once.
     bool start(std::string* error);
 
-    // Ends the loop. Every order that has not ended fails, each with its own failure. Idempotent.
-    void stop();
+    // Session
 
-    // Does the driver resolve the tag to where the symbol file has it? Else *error says what it answers instead.
+    void stop() override;
+    const std::vector<Tag>& guards() const override { return guard_.tags(); }
     // REQUIRES: started
-    bool driverKnows(const Tag& tag, std::string* error) const;
+    bool driverKnows(const Tag& tag, std::string* error) const override;
+    void poll(const std::vector<Tag>& tags) override;
+    std::int32_t readOnce(const Tag& tag) override;
+    void giveUpReading(std::int32_t serial) override;
+    std::optional<Order> order(std::int32_t serial) const override;
+    TagValue value(const Tag& tag) const override;
+    TagValue glance(const Tag& tag) const override;
+    bool isKnown(const Tag& tag) const override;
+    SessionStatus status() const override;
+    const SessionSettings& settings() const override { return settings_; }
+    std::vector<SessionEvent> eventsSince(std::size_t first) const override;
+    Latencies latencies() const override;
+    void resetLatencies() override;
+    void waitForChange(Milliseconds timeout) const override;
+    std::size_t changes() const override;
+    void waitForChangeAfter(std::size_t seen, Milliseconds timeout) const override;
+    std::size_t receptions() const override;
+    void checkDeadlines() override;
 
-    // Reads these tags in every cycle, and no others. REQUIRES: driverKnows each of them.
-    void poll(const std::vector<Tag>& tags);
+    // What only a session of this process has
 
-    // Orders a write of all elements of the tag; REQUIRES: as many values. Returns its serial number.
-    std::int32_t write(const Tag& tag, const HostValues& values);
-    // Orders one reading of the tag. Returns its serial number.
-    std::int32_t readOnce(const Tag& tag);
-    // The state of an order; nothing for a serial that is unknown or long ended.
-    std::optional<Order> order(std::int32_t serial) const;
+    // Orders a write of all elements of the tag; REQUIRES: as many values. Returns its serial number. With a guard, that is
+    // read for the write and immediately before it, and the write is sent once at most.
+    // Callers are to order writes by WritePath, which checks them and says what is promised.
+    std::int32_t write(const Tag& tag, const HostValues& values, const WriteTerms& terms = {});
 
-    // Known of tags that were polled, and of those that were read once.
-    TagValue value(const Tag& tag) const;
-
-    SessionStatus status() const;
-    // Events number `first` and later that are still kept.
-    std::vector<SessionEvent> eventsSince(std::size_t first) const;
-
-    // Waits until something changes, at most `timeout`.
-    void waitForChange(Milliseconds timeout) const;
+    // The replies with which the PLC opened the latest session; nothing before the first.
+    std::optional<guard::HandshakeReplies> handshakeReplies() const;
 
 private:
-    Time staleAge(const Statistics& statistics) const;
+    void work();
+    TagValue valueIn(const SharedWork& work, const Tag& tag, Time now) const;
 
     // Constant after construction
     const Parts parts_;
     const SessionSettings settings_;
 
+    ProgramGuard guard_;         // says itself which thread may call what
     ComInfo comInfo_{};          // shared with the driver, which keeps a pointer
     TagAccess access_;           // says itself which thread may call what
     mutable Handover handover_;  // locks by itself

@@ -26,6 +26,7 @@ const char* colorOf(ValueState state) {
     switch (state) {
         case ValueState::Fresh:
             return "\x1b[32m";
+        case ValueState::Suspect:
         case ValueState::Stale:
         case ValueState::WritePending:
             return "\x1b[33m";

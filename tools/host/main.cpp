@@ -1,4 +1,7 @@
 // ac500-host: reads, writes and watches variables of a PLC from a terminal.
+#include <string>
+#include <vector>
+
 #include "tools/console/standard_streams.h"
 #include "tools/host/command_line.h"
 #include "tools/host/commands.h"
@@ -9,13 +12,14 @@ namespace {
 using namespace ac500;
 using namespace ac500::host;
 
-int tellUsage(const ParsedCommandLine& parsed) {
-    if (parsed.exitCode == 0) {
+int tell(const ParsedCommandLine& parsed, const std::vector<std::string>& words) {
+    if (!parsed.failure.occurred()) {
         print(parsed.text);
-    } else {
-        console::tell(parsed.text);
+        return 0;
     }
-    return parsed.exitCode;
+    setLogStyle({events::asksForJson(words) ? events::LogFormat::Json : events::LogFormat::Text, false});
+    complain(parsed.failure);
+    return exitCodeOf(parsed.failure.kind);
 }
 
 }  // namespace
@@ -23,5 +27,5 @@ int tellUsage(const ParsedCommandLine& parsed) {
 int main(int argc, char** argv) {
     console::prepareStandardStreams();
     const ParsedCommandLine parsed = parseCommandLine(argc, argv);
-    return closeOutput(parsed.options ? runCommand(*parsed.options) : tellUsage(parsed));
+    return closeOutput(parsed.options ? runCommand(*parsed.options) : tell(parsed, {argv, argv + argc}));
 }

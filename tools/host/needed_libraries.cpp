@@ -2,11 +2,12 @@
 
 #include <link.h>
 
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <limits>
 
 namespace ac500::host {
 
@@ -16,12 +17,11 @@ constexpr unsigned char kNativeClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLAS
 constexpr unsigned char kNativeData = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ELFDATA2LSB : ELFDATA2MSB;
 constexpr std::size_t kLongestName = 255;  // of a file
 
-// A file that may hold anything: each access looks whether the bytes are there.
+// A file that may hold anything: each access looks whether the bytes are there. Only what is asked for is read: with debug
+// information a library has tens of megabytes, and every command looks at it.
 class ElfFile {
 public:
-    explicit ElfFile(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        bytes_.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    explicit ElfFile(const std::string& path) : file_(path, std::ios::binary) {
         ElfW(Ehdr) header;
         if (read(0, &header) && std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 &&
             header.e_ident[EI_CLASS] == kNativeClass && header.e_ident[EI_DATA] == kNativeData &&
@@ -31,7 +31,7 @@ public:
         }
     }
 
-    std::vector<std::string> needed() const {
+    std::vector<std::string> needed() {
         std::vector<std::string> names;
         const std::uint64_t strings = stringTable();
         for (const ElfW(Dyn) & entry : dynamic_) {
@@ -43,18 +43,27 @@ public:
     }
 
 private:
-    template <typename Record>
-    bool read(std::uint64_t offset, Record* record) const {
-        if (offset > bytes_.size() || bytes_.size() - offset < sizeof(Record)) {
-            return false;
+    // Returns how many bytes there were.
+    std::size_t readBytes(std::uint64_t offset, char* to, std::size_t size) {
+        if (offset > static_cast<std::uint64_t>(std::numeric_limits<std::streamoff>::max())) {
+            return 0;
         }
-        std::memcpy(record, bytes_.data() + offset, sizeof(Record));
-        return true;
+        file_.clear();
+        file_.seekg(static_cast<std::streamoff>(offset));
+        file_.read(to, static_cast<std::streamsize>(size));
+        return static_cast<std::size_t>(file_.gcount());
+    }
+
+    template <typename Record>
+    bool read(std::uint64_t offset, Record* record) {
+        return readBytes(offset, reinterpret_cast<char*>(record), sizeof(Record)) == sizeof(Record);
     }
 
     // Up to the next zero byte; cut where no file has so long a name, and at the end of this one.
-    std::string text(std::uint64_t offset) const {
-        return offset < bytes_.size() ? bytes_.substr(static_cast<std::size_t>(offset), kLongestName).c_str() : "";
+    std::string text(std::uint64_t offset) {
+        std::array<char, kLongestName> bytes;
+        const std::size_t size = readBytes(offset, bytes.data(), bytes.size());
+        return std::string(bytes.data(), ::strnlen(bytes.data(), size));
     }
 
     void readSegments(const ElfW(Ehdr) & header) {
@@ -99,7 +108,7 @@ private:
         return 0;
     }
 
-    std::string bytes_;
+    std::ifstream file_;
     std::vector<ElfW(Phdr)> segments_;
     std::vector<ElfW(Dyn)> dynamic_;
 };

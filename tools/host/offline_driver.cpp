@@ -28,7 +28,7 @@ QByteArray goodReply(const RequestFrame& request) {
 }  // namespace
 
 OfflineDriver::OfflineDriver(const DriverFunctions& driver, const TagTable& tags)
-    : driver_(driver), tags_(tags), reports_(driver) {}
+    : driver_(driver), tags_(tags), guard_(tags), reports_(driver) {}
 
 bool OfflineDriver::start(std::string* error) {
     if (!reports_.isActive()) {
@@ -58,7 +58,11 @@ std::optional<desk::ObservedPass> OfflineDriver::observePass(const std::vector<T
                                                              std::string* error) {
     comInfo_.maxRequestWords = maxRequestWords;
     desk::ObservedPass pass;
-    pass.listItems = TagAccess(driver_, 2 * maxRequestWords).rebuildCyclicList(tags);
+    TagAccess access(driver_, 2 * maxRequestWords);
+    pass.listItems = access.rebuildCyclicList(tags);
+    for (const Tag& guard : guard_.tags()) {
+        pass.listItems = access.addToCyclicList(guard).value_or(pass.listItems);
+    }
     for (int answered = 0; answered < pass.listItems;) {
         Protocol* offered = driver_.nextRequest();
         if (offered == nullptr) {

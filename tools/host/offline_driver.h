@@ -12,6 +12,7 @@
 #include "tools/desk/read_plan.h"
 #include "tools/host/driver_library.h"
 #include "tools/host/driver_reports.h"
+#include "tools/host/program_guard.h"
 #include "tools/host/tag.h"
 
 namespace ac500::host {
@@ -34,7 +35,10 @@ public:
     // Does the driver read the tag, with the calls that it takes?
     bool transfers(const Tag& tag);
 
-    // One pass over the tags. Nothing when the driver does not take a reply; *error then says which.
+    // The guards of the symbol file, which every pass reads, too.
+    const std::vector<Tag>& guards() const { return guard_.tags(); }
+
+    // One pass over the tags and the guards. Nothing when the driver does not take a reply; *error then says which.
     std::optional<desk::ObservedPass> observePass(const std::vector<Tag>& tags, int maxRequestWords,
                                                   std::string* error);
 
@@ -43,6 +47,7 @@ private:
 
     const DriverFunctions& driver_;
     const TagTable& tags_;
+    const ProgramGuard guard_;
     DriverReports reports_;
     ComInfo comInfo_{};
 };

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <utility>
 
+#include "tools/console/time_text.h"
 #include "tools/host/plant_values.h"
 #include "tools/text/text.h"
 
@@ -88,6 +89,20 @@ double milliseconds(Time time) {
     return static_cast<double>(time.count()) / 1000.0;
 }
 
+double seconds(Time time) {
+    return static_cast<double>(time.count()) / 1e6;
+}
+
+constexpr std::size_t kSecondsOfTime = 19;  // "2026-11-22 07:45:12"
+
+std::string latencyLine(const std::string& name, const std::vector<std::string>& cells) {
+    std::string line = fmt::format("{:<22}", name);
+    for (const std::string& cell : cells) {
+        line += fmt::format("{:>11}", cell);
+    }
+    return line;
+}
+
 }  // namespace
 
 Json newDocument() {
@@ -146,6 +161,9 @@ Json tagValueJson(const Tag& tag, const TagValue& value) {
     if (value.state == ValueState::WriteFailed) {
         json["failure"] = failureJson(value.failure);
     }
+    if (value.suspicion.occurred()) {
+        json["suspicion"] = failureJson(value.suspicion);
+    }
     return json;
 }
 
@@ -182,7 +200,8 @@ Json statisticsJson(const Statistics& statistics) {
     json["cycles"] = cycle.cycles;
     json["cycle_ms"] = {{"min", milliseconds(cycle.minimum)},
                         {"median", milliseconds(cycle.median)},
-                        {"max", milliseconds(cycle.maximum)}};
+                        {"max", milliseconds(cycle.maximum)},
+                        {"last", milliseconds(cycle.last)}};
     return json;
 }
 
@@ -190,16 +209,75 @@ Json failureJson(const Failure& failure) {
     return {{"layer", failureKindName(failure.kind)}, {"code", exitCodeOf(failure.kind)}, {"message", failure.text}};
 }
 
-std::string statisticsText(const Statistics& statistics) {
-    const CycleTimes cycle = statistics.cycleTimes();
-    return fmt::format(
-        "frames {} sent, {} good; bytes {} sent, {} received; retries {}, timeouts {}, refusals {}, bad replies {}, "
-        "given "
-        "up {}, reconnects {}\ncycles {}; min {:.1f} ms, median {:.1f} ms, max {:.1f} ms",
-        statistics.framesSent, statistics.framesAccepted, statistics.bytesSent, statistics.bytesReceived,
-        statistics.retries, statistics.timeouts, statistics.refusals, statistics.badReplies, statistics.abandoned,
-        statistics.reconnects(), cycle.cycles, milliseconds(cycle.minimum), milliseconds(cycle.median),
-        milliseconds(cycle.maximum));
+std::vector<std::string> sessionLines(const std::string& plc, const SessionSettings& settings,
+                                      const SessionStatus& status, const Latencies& latencies, Time now) {
+    const Statistics& counted = status.statistics;
+    const CycleTimes cycle = counted.cycleTimes();
+    const std::string state = status.isOnline ? "online" : std::string("not online, ") + loopStateName(status.state);
+    std::vector<std::string> lines{
+        fmt::format("connection  {}", plc),
+        fmt::format("            {} since {} ({:.1f} s), session {}, reconnects {}", state,
+                    console::timeText(status.sinceWallTime).substr(0, kSecondsOfTime), seconds(now - status.since),
+                    counted.handshakes, counted.reconnects()),
+        fmt::format("frames      {} sent, {} good; bytes {} sent, {} received", counted.framesSent,
+                    counted.framesAccepted, counted.bytesSent, counted.bytesReceived),
+        fmt::format("trouble     retries {}, timeouts {}, refusals {}, bad replies {}, given up {}", counted.retries,
+                    counted.timeouts, counted.refusals, counted.badReplies, counted.abandoned),
+        fmt::format("cycles      {}; last {:.1f} ms, min {:.1f} ms, median {:.1f} ms, max {:.1f} ms", cycle.cycles,
+                    milliseconds(cycle.last), milliseconds(cycle.minimum), milliseconds(cycle.median),
+                    milliseconds(cycle.maximum)),
+        fmt::format("settings    cycle {} ms, timeout {} ms, write deadline {} ms,", settings.loop.cycle.count(),
+                    settings.loop.replyTimeout.count(), settings.writeDeadline.count()),
+        fmt::format("            requests of up to {} words, retry limit {}", settings.maxRequestWords,
+                    settings.retryLimit),
+        latencyLine(fmt::format("ms in the last {:.1f} s", seconds(now - latencies.since)),
+                    {"COUNT", "P50", "P99", "LONGEST", "LAST"}),
+    };
+    for (const LatencyKind kind : kLatencyKinds) {
+        const metrics::Histogram& times = latencies.of(kind);
+        std::vector<std::string> cells{std::to_string(times.count())};
+        for (const Time time : {times.p50(), times.p99(), times.longest(), times.last()}) {
+            cells.push_back(times.count() == 0 ? "-" : fmt::format("{:.2f}", milliseconds(time)));
+        }
+        lines.push_back(latencyLine(latencyName(kind), cells));
+    }
+    return lines;
+}
+
+Json latenciesJson(const Latencies& latencies, Time now) {
+    Json json{{"measured_ms", milliseconds(now - latencies.since)}};
+    for (const LatencyKind kind : kLatencyKinds) {
+        const metrics::Histogram& times = latencies.of(kind);
+        std::string key = latencyName(kind);
+        std::replace_if(
+            key.begin(), key.end(), [](char c) { return c == ' ' || c == '-'; }, '_');
+        json[key]["count"] = times.count();
+        if (times.count() > 0) {
+            json[key]["sum_ms"] = milliseconds(times.sum());
+            json[key]["p50_ms"] = milliseconds(times.p50());
+            json[key]["p99_ms"] = milliseconds(times.p99());
+            json[key]["longest_ms"] = milliseconds(times.longest());
+            json[key]["last_ms"] = milliseconds(times.last());
+        }
+    }
+    return json;
+}
+
+Json connectionJson(const std::string& plc, const SessionStatus& status, Time now) {
+    return {{"plc", plc},
+            {"online", status.isOnline},
+            {"state", loopStateName(status.state)},
+            {"since", console::utcText(status.sinceWallTime)},
+            {"since_ms", milliseconds(now - status.since)},
+            {"session", status.statistics.handshakes}};
+}
+
+Json settingsJson(const SessionSettings& settings) {
+    return {{"cycle_ms", settings.loop.cycle.count()},
+            {"timeout_ms", settings.loop.replyTimeout.count()},
+            {"write_deadline_ms", settings.writeDeadline.count()},
+            {"max_request_words", settings.maxRequestWords},
+            {"retry_limit", settings.retryLimit}};
 }
 
 std::vector<std::string> alignColumns(std::vector<std::vector<std::string>> rows) {

@@ -43,8 +43,14 @@ Json leafJson(const Leaf& leaf);
 Json statisticsJson(const Statistics& statistics);
 Json failureJson(const Failure& failure);
 
-// Two lines: "frames 120 sent, 118 good; ..." and the cycle times.
-std::string statisticsText(const Statistics& statistics);
+// A block of lines of at most 80 columns: the connection, what was counted, the times of passes, the settings in force, and a
+// table of how long things took. `plc`: its address.
+std::vector<std::string> sessionLines(const std::string& plc, const SessionSettings& settings,
+                                      const SessionStatus& status, const Latencies& latencies, Time now);
+// {"first_handshake": {"count", "sum", "p50", "p99", "longest", "last"}, ...}, in ms; of none but its count when that is 0.
+Json latenciesJson(const Latencies& latencies, Time now);
+Json connectionJson(const std::string& plc, const SessionStatus& status, Time now);
+Json settingsJson(const SessionSettings& settings);
 
 // Columns as wide as their widest cell, two blanks apart; the last column is not padded. Cells may hold texts of unknown
 // origin, such as comments of a symbol file: "?" stands for what a terminal would obey, line ends included.

@@ -430,7 +430,9 @@ int runPlan(CommandContext& context) {
     if (!chooseTags(context, &tags, &failure)) {
         return context.cannotBegin(failure);
     }
-    const std::vector<WantedTag> wanted = wantedBytes(tags);
+    std::vector<Tag> all = tags;
+    all.insert(all.end(), context.offlineDriver().guards().begin(), context.offlineDriver().guards().end());
+    const std::vector<WantedTag> wanted = wantedBytes(all);
     PlanReport report;
     report.maxRequestWords = options.maxRequestWords;
     report.whatIfWords = options.plan.whatIfWords;

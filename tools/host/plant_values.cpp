@@ -352,6 +352,18 @@ bool isOfForm(const Tag& tag, const HostValue& value) {
     return false;
 }
 
+std::string otherType(const Tag& tag) {
+    return fmt::format("the value is of another type than {}", typeTraits(tag.form.code)->name);
+}
+
+bool isCounted(const Tag& tag, const HostValues& values, std::string* error) {
+    const bool isEnough = static_cast<int>(values.size()) == tag.elements;
+    if (!isEnough) {
+        *error = fmt::format("{} values are needed; {} given", tag.elements, values.size());
+    }
+    return isEnough;
+}
+
 // A value in the form of the codec is one that its text form says, too.
 std::optional<HostValue> fromPlant(const Tag& tag, const HostValue& plant, std::string* error) {
     if (const Scale* scale = scaleOf(tag)) {
@@ -362,7 +374,7 @@ std::optional<HostValue> fromPlant(const Tag& tag, const HostValue& plant, std::
         return std::nullopt;
     }
     if (!isOfForm(tag, plant)) {
-        *error = fmt::format("the value is of another type than {}", typeTraits(tag.form.code)->name);
+        *error = otherType(tag);
         return std::nullopt;
     }
     const std::optional<HostValue> value = parseValue(tag.form, formatValue(tag.form, plant), error);
@@ -384,12 +396,33 @@ HostValues plantValues(const Tag& tag, const HostValues& inPlc) {
     return plant;
 }
 
-std::optional<HostValues> fromPlantValues(const Tag& tag, const HostValues& plant, std::string* error) {
-    if (!isWritable(tag, error)) {
-        return std::nullopt;
+std::optional<HostValues> parseHeldValues(const Tag& tag, const std::string& text, std::string* error) {
+    Tag unlimited = tag;
+    unlimited.isReadOnly = false;
+    if (tag.notes != nullptr) {
+        auto notes = std::make_shared<ValueNotes>(*tag.notes);
+        notes->minimum.reset();
+        notes->maximum.reset();
+        unlimited.notes = notes;
     }
-    if (static_cast<int>(plant.size()) != tag.elements) {
-        *error = fmt::format("{} values are needed; {} given", tag.elements, plant.size());
+    return parsePlantValues(unlimited, text, error);
+}
+
+bool mayBeWritten(const Tag& tag, const HostValues& inPlc, std::string* error) {
+    if (!isWritable(tag, error) || !isCounted(tag, inPlc, error)) {
+        return false;
+    }
+    return std::all_of(inPlc.begin(), inPlc.end(), [&](const HostValue& value) {
+        if (!isOfForm(tag, value)) {
+            *error = otherType(tag);
+            return false;
+        }
+        return parseValue(tag.form, formatValue(tag.form, value), error) && keepsLimits(tag, value, error);
+    });
+}
+
+std::optional<HostValues> fromPlantValues(const Tag& tag, const HostValues& plant, std::string* error) {
+    if (!isWritable(tag, error) || !isCounted(tag, plant, error)) {
         return std::nullopt;
     }
     HostValues values;

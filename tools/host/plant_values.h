@@ -26,6 +26,13 @@ std::optional<HostValues> parsePlantValues(const Tag& tag, const std::string& te
 // The same for one value that is not written, in the form of plantValues: without limits, and of a read-only tag, too.
 std::optional<HostValue> parsePlantValue(const Tag& tag, const std::string& text, std::string* error);
 
+// Text to what the PLC holds already, for a comparison: as parsePlantValues, but of a read-only tag and beyond the limits, too.
+std::optional<HostValues> parseHeldValues(const Tag& tag, const std::string& text, std::string* error);
+
+// May these values, in the form of the PLC, be written, as far as read-only, number, type and limits go? Else *error says why
+// not.
+bool mayBeWritten(const Tag& tag, const HostValues& inPlc, std::string* error);
+
 // The text form, which parsePlantValues takes back: "21.5 °C", "automatic", "T#1m30s", "1, 2, 3 bar".
 std::string formatPlantValues(const Tag& tag, const HostValues& inPlc);
 

@@ -9,6 +9,8 @@
 
 namespace ac500::host {
 
+using events::EventId;
+
 namespace {
 
 // A driver with writes alone pending has nothing to send on every sixth turn (quirk 6): ask again soon.
@@ -55,6 +57,32 @@ RequestKind kindOf(const RW_VAR& result) {
     }
     return VariableId{result.hostId, result.hostSubId} == kCyclicReadId ? RequestKind::CyclicRead
                                                                         : RequestKind::OnceRead;
+}
+
+const char* requestKindName(RequestKind kind) {
+    switch (kind) {
+        case RequestKind::CyclicRead:
+            return "cyclic read";
+        case RequestKind::OnceRead:
+            return "one-shot read";
+        case RequestKind::Write:
+            return "write";
+    }
+    return "request";
+}
+
+LatencyKind latencyKindOf(const RequestFrame& request, VariableId first) {
+    switch (request.service) {
+        case Service::Hello:
+            return LatencyKind::FirstHandshake;
+        case Service::Symbols:
+            return LatencyKind::SecondHandshake;
+        case Service::Write:
+            return LatencyKind::Write;
+        case Service::Read:
+            break;
+    }
+    return first == kCyclicReadId ? LatencyKind::CyclicRead : LatencyKind::OnceRead;
 }
 
 // What the status of DataCom's result means to the loop.
@@ -146,6 +174,7 @@ Milliseconds PollLoop::continueConnecting() {
         }
         ++statistics_.connections;
         state_ = LoopState::Exchanging;
+        listener_.happened(EventId::LinkConnected, "connected to " + settings_.plc.text());
     } else if (result.status == ConnectStatus::Failed) {
         notConnected(fmt::format("no connection to {}: {}; is the PLC on, and are address and port right?",
                                  settings_.plc.text(), result.reason));
@@ -158,7 +187,7 @@ Milliseconds PollLoop::continueConnecting() {
 
 void PollLoop::notConnected(const std::string& what) {
     const Failure reason{FailureKind::Tcp, what};
-    fail(reason);
+    fail(EventId::LinkUnreachable, reason);
     closeConnection(reason);
     backOff();
 }
@@ -203,9 +232,18 @@ Milliseconds PollLoop::sendNext() {
     if (link_ == Link::SessionStale) {
         link_ = Link::NoSession;
     }
-    if (streamIsQuiet()) {
-        sendRequest(offer->frame, offer->request);
+    if (!streamIsQuiet()) {
+        return kAtOnce;
     }
+    if (offer->request.service == Service::Write) {
+        const Failure reason = listener_.whyNotToSend(offer->request, head_ == Head::Failed);
+        if (reason.occurred()) {
+            startGivingUp(reason);
+            isHeldBack_ = true;
+            return kAtOnce;
+        }
+    }
+    sendRequest(offer->frame, offer->request);
     return kAtOnce;
 }
 
@@ -227,16 +265,17 @@ Milliseconds PollLoop::nothingToSend() {
 
 void PollLoop::sendRequest(Protocol* frame, const RequestFrame& request) {
     const Time now = clock_.now();
-    if (VariableId{frame->var.hostId, frame->var.hostSubId} == kCyclicReadId) {
+    const VariableId first{frame->var.hostId, frame->var.hostSubId};
+    if (first == kCyclicReadId) {
         pacer_.readSent(now);
     }
     statistics_.retries += head_ == Head::Failed ? 1 : 0;
     refusals_ = head_ == Head::Failed ? refusals_ : 0;
     refusal_.reset();
     head_ = Head::Sent;
-    exchange_ = Exchange{frame, request, now, now + settings_.replyTimeout};
+    exchange_ = Exchange{frame, request, latencyKindOf(request, first), now, now + settings_.replyTimeout};
     if (!transport_.send(frame->frame)) {
-        connectionLost(failureOf(request, "the connection was lost while it was sent"));
+        connectionLost(EventId::LinkLost, failureOf(request, "the connection was lost while it was sent"));
         return;
     }
     lastSent_ = clock_.now();
@@ -257,10 +296,11 @@ bool PollLoop::streamIsQuiet() {
         statistics_.bytesReceived += result.bytes.size();
         ++statistics_.badReplies;
         connectionLost(
+            EventId::ReplyUnasked,
             {FailureKind::Request,
              fmt::format("{} bytes arrived that nobody asked for; the connection is dropped", result.bytes.size())});
     } else {
-        connectionLost(connectionEnded(result.reason));
+        connectionLost(EventId::LinkLost, connectionEnded(result.reason));
     }
     return false;
 }
@@ -327,7 +367,14 @@ void PollLoop::lineFoundQuiet() {
     look_ = Time(0);
     if (const std::optional<Time> duration = pacer_.lineQuiet(clock_.now())) {
         statistics_.addCycle(*duration);
+        listener_.measured(LatencyKind::Pass, *duration);
     }
+    if (interrupted_) {
+        const double seconds = static_cast<double>((clock_.now() - *interrupted_).count()) / 1e6;
+        listener_.happened(EventId::LinkRestored, fmt::format("values come in again, after {:.1f} s", seconds));
+        interrupted_.reset();
+    }
+    wasInStep_ = true;
     listener_.lineInStep();
 }
 
@@ -343,7 +390,8 @@ Milliseconds PollLoop::receiveReply() {
     const Milliseconds left = roundUp(exchange_->deadline - clock_.now());
     const ReceiveResult result = transport_.receive(std::min(left, settings_.slice));
     if (result.status == ReceiveStatus::Closed) {
-        connectionLost(failureOf(exchange_->request, "the connection was lost before the reply: " + result.reason));
+        connectionLost(EventId::LinkLost,
+                       failureOf(exchange_->request, "the connection was lost before the reply: " + result.reason));
         return kAtOnce;
     }
     assembler_.append(result.bytes);
@@ -352,7 +400,8 @@ Milliseconds PollLoop::receiveReply() {
         replyArrived();
     } else if (!assembler_.mayBeReply()) {
         ++statistics_.badReplies;
-        replyUnusable(failureOf(exchange_->request,
+        replyUnusable(EventId::ReplyBad,
+                      failureOf(exchange_->request,
                                 fmt::format("the reply begins with {} instead of bbbb; is {} a PLC?",
                                             assembler_.reply().left(2).toHex().constData(), settings_.plc.text())),
                       false);
@@ -370,10 +419,14 @@ void PollLoop::replyArrived() {
     const QByteArray reply = assembler_.takeReply();
     if (settings_.guardValues && surplus > 0) {
         ++statistics_.badReplies;
-        replyUnusable(failureOf(request, fmt::format("{} bytes more than a reply arrived", surplus)), false);
+        replyUnusable(EventId::ReplyBad, failureOf(request, fmt::format("{} bytes more than a reply arrived", surplus)),
+                      false);
         return;
     }
     const ReplyVerdict verdict = judgeReply(request, reply);
+    if (verdict.verdict == Verdict::Good || verdict.verdict == Verdict::Refused) {
+        listener_.measured(exchange_->kind, now - exchange_->sent);
+    }
     if (verdict.verdict == Verdict::Good) {
         handOver(request, reply);
         return;
@@ -384,7 +437,7 @@ void PollLoop::replyArrived() {
         return;
     }
     ++statistics_.badReplies;
-    replyUnusable(reason, keepsConnection(verdict.verdict));
+    replyUnusable(EventId::ReplyBad, reason, keepsConnection(verdict.verdict));
 }
 
 // A refusal that may pass counts as no reply, once: that leaves the frame unmeasured for the next one. Any other, and
@@ -393,10 +446,11 @@ void PollLoop::replyRefuses(const Failure& reason, const ReplyVerdict& verdict, 
     ++statistics_.refusals;
     ++refusals_;
     refusal_ = reason;
+    isRefusalInDoubt_ = mayPass(verdict.statusWord);
     if (mayPass(verdict.statusWord) && refusals_ == 1) {
-        replyUnusable(reason, true);
+        replyUnusable(EventId::ReplyRefused, reason, true);
     } else {
-        fail(reason);
+        fail(EventId::ReplyRefused, reason);
         giveUpRefused(reason, reply);
         exchange_.reset();
         backOff();
@@ -409,18 +463,19 @@ void PollLoop::replyTimedOut() {
                              : assembler_.announced() < 0
                                  ? fmt::format("{} bytes of a reply", assembler_.received())
                                  : fmt::format("{} of {} bytes", assembler_.received(), assembler_.announced());
-    replyUnusable(failureOf(exchange_->request, fmt::format("{} within {} ms", came, settings_.replyTimeout.count())),
+    replyUnusable(EventId::ReplyTimeout,
+                  failureOf(exchange_->request, fmt::format("{} within {} ms", came, settings_.replyTimeout.count())),
                   false);
 }
 
 // An empty reply counts as a failure and leaves the frame unmeasured, so that a good reply to the next attempt is taken
 // whatever its length (quirk 9).
-void PollLoop::replyUnusable(const Failure& reason, bool keepConnection) {
+void PollLoop::replyUnusable(EventId event, const Failure& reason, bool keepConnection) {
     if (settings_.guardValues && !keepConnection) {
-        connectionLost({reason.kind, reason.text + "; the connection is dropped"});
+        connectionLost(event, {reason.kind, reason.text + "; the connection is dropped"});
         return;
     }
-    fail(reason);
+    fail(event, reason);
     exchange_.reset();
     if (feedEmptyReply(reason)) {
         backOff();
@@ -440,9 +495,9 @@ void PollLoop::handOver(const RequestFrame& request, QByteArray reply) {
             return handshakeRejected(request, reply);
         case DriverAnswer::SendAgain:
             head_ = Head::Failed;
-            return fail(refusedByDriver(request, reply));
+            return fail(EventId::ReplyRejected, refusedByDriver(request, reply));
         case DriverAnswer::GivenUp:
-            fail(refusedByDriver(request, reply));
+            fail(EventId::ReplyRejected, refusedByDriver(request, reply));
             abandoned(result, refusedByDriver(request, reply));
             return backOff();
     }
@@ -454,8 +509,10 @@ void PollLoop::accepted(const RequestFrame& request, const QByteArray& reply) {
     if (request.service == Service::Symbols) {
         link_ = Link::SessionOpen;
         ++statistics_.handshakes;
+        listener_.happened(EventId::SessionOpened, "session opened");
     }
     if (wire::isHandshake(request.service)) {
+        listener_.handshakeAnswered(request, reply);
         return;
     }
     nextBackOff_ = settings_.firstBackOff;
@@ -479,7 +536,7 @@ void PollLoop::handshakeRejected(const RequestFrame& request, const QByteArray& 
     const Failure reason =
         failureOf(request, fmt::format("the reply has {} bytes, at least {} were expected; is {} a PLC of this kind?",
                                        reply.size(), least, settings_.plc.text()));
-    fail(reason);
+    fail(EventId::SessionRejected, reason);
     closeConnection(reason);
     backOff();
 }
@@ -488,8 +545,8 @@ void PollLoop::handshakeRejected(const RequestFrame& request, const QByteArray& 
 // Losing the connection, giving up
 // ---------------------------------------------------------------------------------------------------------------------
 
-void PollLoop::connectionLost(const Failure& reason) {
-    fail(reason);
+void PollLoop::connectionLost(EventId event, const Failure& reason) {
+    fail(event, reason);
     const bool mayHaveSession = link_ == Link::SessionOpen || link_ == Link::SessionStale;
     closeConnection(reason);
     if (exchange_ || mayHaveSession) {
@@ -502,7 +559,11 @@ void PollLoop::connectionLost(const Failure& reason) {
 // The next connection begins empty, and with that in step.
 void PollLoop::closeConnection(const Failure& reason) {
     transport_.close();
+    if (isConnected()) {
+        listener_.happened(EventId::LinkClosed, fmt::format("the connection to {} is closed", settings_.plc.text()));
+    }
     link_ = Link::Down;
+    valuesInterrupted();
     pacer_.passAbandoned();
     mustLook_ = false;
     look_ = Time(0);
@@ -512,9 +573,17 @@ void PollLoop::closeConnection(const Failure& reason) {
     }
 }
 
+void PollLoop::valuesInterrupted() {
+    if (wasInStep_) {
+        interrupted_ = clock_.now();
+        wasInStep_ = false;
+    }
+}
+
 void PollLoop::startGivingUp(const Failure& reason, bool isForNewSession) {
     giveUpReason_ = reason;
     isGivingUpForNewSession_ = isForNewSession;
+    isHeldBack_ = false;
     state_ = LoopState::GivingUp;
 }
 
@@ -581,10 +650,15 @@ void PollLoop::abandoned(const RW_VAR& result, const Failure& reason) {
                                    result.status,
                                    wasSent,
                                    refusal_.has_value(),
+                                   refusal_.has_value() && isRefusalInDoubt_,
                                    refusal_.value_or(reason),
                                    reports_.take(),
-                                   state_ == LoopState::GivingUp && isGivingUpForNewSession_ && !wasSent};
+                                   state_ == LoopState::GivingUp && isGivingUpForNewSession_ && !wasSent,
+                                   state_ == LoopState::GivingUp && isHeldBack_ && !wasSent};
     refusal_.reset();
+    valuesInterrupted();
+    listener_.happened(EventId::RequestGivenUp, fmt::format("the driver gave up a {} (status {})",
+                                                            requestKindName(request.kind), request.status));
     listener_.requestAbandoned(request);
 }
 
@@ -598,14 +672,15 @@ void PollLoop::giveUpUrgentWork(const Failure& reason) {
 
 void PollLoop::shutDown() {
     const Failure reason{FailureKind::Request, "the session was ended"};
+    listener_.happened(EventId::SessionEnded, reason.text);
     closeConnection(reason);
     exchange_.reset();
     state_ = LoopState::Disconnected;
     giveUpUrgentWork(reason);
 }
 
-void PollLoop::fail(const Failure& failure) {
-    listener_.failed(failure);
+void PollLoop::fail(EventId event, const Failure& failure) {
+    listener_.failed(event, failure);
 }
 
 }  // namespace ac500::host

@@ -16,10 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "tools/events/event_table.h"
 #include "tools/host/clock.h"
 #include "tools/host/driver_library.h"
 #include "tools/host/driver_reports.h"
 #include "tools/host/failure.h"
+#include "tools/host/latencies.h"
 #include "tools/host/pass_pacer.h"
 #include "tools/host/reply_assembler.h"
 #include "tools/host/reply_times.h"
@@ -66,11 +68,13 @@ struct AbandonedRequest {
     int status = 0;                       // as DataCom returned it, docs/status-codes.md
     bool wasSent = false;                 // false: the PLC cannot have it
     bool wasRefused = false;              // by the PLC, when it was sent last
+    bool isInDoubt = false;               // with a word that may stand for a reply that was spoilt: it may be done
     Failure reason;                       // why: what the PLC said, or why there was no reply to hand over
     std::vector<VariableReport> reports;  // what the driver reported while it gave up; always failures
     // Nothing failed: it was given up, unsent, for the driver to open a session on a new connection. It and what was
     // dropped with it may be handed over again.
     bool wasForNewSession = false;
+    bool wasHeldBack = false;  // nothing failed: the listener did not want it sent
 };
 
 // What the loop tells its owner, all from within step() and shutDown(), on the loop thread, with no driver lock held.
@@ -80,6 +84,8 @@ public:
     // The driver took `reply` as the good answer to `request` and has stored it. Whether it was is known later: with
     // lineInStep, or lineOutOfStep.
     virtual void replyAccepted(const RequestFrame& request, const QByteArray& reply) = 0;
+    // The driver took the reply to a request of the handshake: to hello first, then to symbols, which opens the session.
+    virtual void handshakeAnswered(const RequestFrame&, const QByteArray&) {}
     // The driver reports a write or a one-shot read that has reached its end. Comes after replyAccepted.
     virtual void variableReported(const VariableReport& report) = 0;
     // The line was found quiet: every reply accepted so far was the answer to its request.
@@ -90,9 +96,16 @@ public:
     // The driver has made a write request: from now on its image may hold what the PLC does not have. `first`: the
     // variable of its first item.
     virtual void writeOffered(const RequestFrame& request, VariableId first) = 0;
+    // The write request is about to be sent; once more, when `isRepeat`. A failure that occurred: it is not sent, and the
+    // driver is made to give it up for that reason.
+    virtual Failure whyNotToSend(const RequestFrame& request, bool isRepeat) = 0;
     virtual void requestAbandoned(const AbandonedRequest& request) = 0;
     // Something failed, in words for people. The loop goes on by itself.
-    virtual void failed(const Failure& failure) = 0;
+    virtual void failed(events::EventId event, const Failure& failure) = 0;
+    // Something happened that is no failure, in words for people.
+    virtual void happened(events::EventId, const std::string&) {}
+    // Something has taken so long: a reply, or a pass.
+    virtual void measured(LatencyKind, Time) {}
     // Are there writes or one-shot reads with the driver that must not wait for the next pass?
     virtual bool hasUrgentWork() const = 0;
 };
@@ -161,6 +174,7 @@ private:
     struct Exchange {
         Protocol* frame;  // as of Offer
         RequestFrame request;
+        LatencyKind kind;
         Time sent;
         Time deadline;
     };
@@ -188,20 +202,21 @@ private:
     Milliseconds receiveReply();
     void replyArrived();
     void replyTimedOut();
-    void replyUnusable(const Failure& reason, bool keepConnection);
+    void replyUnusable(events::EventId event, const Failure& reason, bool keepConnection);
     void replyRefuses(const Failure& reason, const ReplyVerdict& verdict, const QByteArray& reply);
     void handOver(const RequestFrame& request, QByteArray reply);
     void accepted(const RequestFrame& request, const QByteArray& reply);
     void handshakeRejected(const RequestFrame& request, const QByteArray& reply);
 
-    void connectionLost(const Failure& reason);
+    void connectionLost(events::EventId event, const Failure& reason);
     void closeConnection(const Failure& reason);
+    void valuesInterrupted();
     void startGivingUp(const Failure& reason, bool isForNewSession = false);
     bool feedEmptyReply(const Failure& reason);
     void giveUpRefused(const Failure& reason, QByteArray reply);
     void abandoned(const RW_VAR& result, const Failure& reason);
     void backOff();
-    void fail(const Failure& failure);
+    void fail(events::EventId event, const Failure& failure);
 
     const DriverFunctions& driver_;
     DriverReports& reports_;
@@ -221,14 +236,18 @@ private:
     std::optional<Time> windowBegan_;  // when the first reply was accepted that is not known to be in step
     bool mustLook_ = false;            // what is accepted is not to wait for the end of the pass
     Time look_{0};                     // how long the look that goes on lasts; it is not shortened on the way
+    bool wasInStep_ = false;           // values have come in since the last interruption
+    std::optional<Time> interrupted_;  // when they ceased to
     Time connectDeadline_{0};
     Time retryAt_{0};
     Milliseconds nextBackOff_;
     Failure giveUpReason_;
     bool isGivingUpForNewSession_ = false;
-    int refusals_ = 0;  // of the request at the head
+    bool isHeldBack_ = false;  // given up because the listener said so
+    int refusals_ = 0;         // of the request at the head
     std::optional<Failure>
         refusal_;  // of its last sending; nothing while it is in flight, or when that ended otherwise
+    bool isRefusalInDoubt_ = false;
     Statistics statistics_;
 };
 

@@ -26,17 +26,32 @@ Failure missingValues(CommandContext& context, const std::vector<std::string>& t
 std::vector<std::string> missingTags(const std::vector<Tag>& tags, CommandContext& context) {
     std::vector<std::string> missing;
     for (const Tag& tag : tags) {
-        if (!context.session().value(tag).isKnown) {
+        if (!context.session().isKnown(tag)) {
             missing.push_back(tag.text);
         }
     }
     return missing;
 }
 
+// Values came, but perhaps they are not what they are called.
+Failure suspicionOf(const std::vector<Tag>& tags, CommandContext& context) {
+    for (const Tag& tag : tags) {
+        const TagValue value = context.session().value(tag);
+        if (value.suspicion.occurred()) {
+            return value.suspicion;
+        }
+    }
+    return {};
+}
+
 void printValues(const std::vector<Tag>& tags, CommandContext& context) {
     std::vector<std::vector<std::string>> rows;
     for (const Tag& tag : tags) {
-        rows.push_back({tag.text, valueText(tag, context.session().value(tag))});
+        const TagValue value = context.session().value(tag);
+        rows.push_back({tag.text, valueText(tag, value)});
+        if (value.suspicion.occurred()) {
+            rows.back().push_back(valueStateName(ValueState::Suspect));
+        }
     }
     printTable(rows);
 }
@@ -74,6 +89,8 @@ int runRead(CommandContext& context) {
     const bool isComplete = context.waitUntil(wait, [&] { return context.areReceived(tags); });
     if (!isComplete) {
         failure = missingValues(context, missingTags(tags, context));
+        complain(failure);
+    } else if (failure = suspicionOf(tags, context); failure.occurred()) {
         complain(failure);
     }
     if (context.options().json) {

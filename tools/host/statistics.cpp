@@ -4,6 +4,17 @@
 
 namespace ac500::host {
 
+namespace {
+
+constexpr int kCyclesUntilStale = 3;
+
+}  // namespace
+
+// The last pass counts by itself: the median may not know yet that the PLC has become slow.
+Time staleAge(const CycleTimes& times, Time cycle) {
+    return std::max(kShortestStaleAge, kCyclesUntilStale * std::max({cycle, times.median, times.last}));
+}
+
 void Statistics::addCycle(Time duration) {
     minimum_ = cycleCount_ == 0 ? duration : std::min(minimum_, duration);
     maximum_ = std::max(maximum_, duration);
@@ -12,6 +23,9 @@ void Statistics::addCycle(Time duration) {
 }
 
 CycleTimes Statistics::cycleTimes() const {
+    if (measuredElsewhere_) {
+        return *measuredElsewhere_;
+    }
     if (cycleCount_ == 0) {
         return {};
     }

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 
 #include "tools/host/clock.h"
 
@@ -16,6 +17,12 @@ struct CycleTimes {
     Time last{0};
     std::int64_t cycles = 0;  // how many were measured; 0: the times mean nothing
 };
+
+// No value is stale before this age.
+constexpr Time kShortestStaleAge = std::chrono::seconds(2);
+
+// The age from which on a value of a loop whose passes take so long, and begin every `cycle`, is stale.
+Time staleAge(const CycleTimes& times, Time cycle);
 
 struct Statistics {
     std::int64_t framesSent = 0;
@@ -35,6 +42,9 @@ struct Statistics {
     // A full pass over the cyclic list took `duration`, from its first request to the end of its quiet look.
     void addCycle(Time duration);
     CycleTimes cycleTimes() const;
+    std::int64_t cycles() const { return measuredElsewhere_ ? measuredElsewhere_->cycles : cycleCount_; }  // of these
+    // Of a loop in another process, whose passes were measured there: cycleTimes() gives these.
+    void setCycleTimes(const CycleTimes& times) { measuredElsewhere_ = times; }
 
 private:
     static constexpr std::size_t kKeptCycles = 1000;  // the median is that of the last thousand
@@ -42,6 +52,7 @@ private:
     std::int64_t cycleCount_ = 0;
     Time minimum_{0};
     Time maximum_{0};
+    std::optional<CycleTimes> measuredElsewhere_;
 };
 
 }  // namespace ac500::host

@@ -8,13 +8,16 @@
 #include <cstring>
 #include <iostream>
 #include <map>
+#include <utility>
 
 #include "tools/desk/symbols_diff.h"
 #include "tools/host/exit_codes.h"
 #include "tools/host/print.h"
+#include "tools/simulator/reserved_variables.h"
 #include "tools/symbol_file/limits.h"
 #include "tools/symbol_file/symbol_csv.h"
 #include "tools/symbol_file/symbol_document.h"
+#include "tools/symbol_file/wireshark_map.h"
 #include "tools/text/file_text.h"
 
 namespace ac500::host {
@@ -74,15 +77,25 @@ int importTable(CommandContext& context, const std::string& fileName) {
     return 0;
 }
 
-int exportTable(CommandContext& context, const std::string& fileName) {
+int exportFile(CommandContext& context, const std::string& fileName) {
     std::string content;
     Failure failure;
     if (!readWhole(fileName, &content, &failure)) {
         return context.cannotBegin(failure);
     }
-    const LoadedSymbolFile loaded = symbol_file::parseSymbolFile(content);
+    LoadedSymbolFile loaded = symbol_file::parseSymbolFile(content);
+    const Options& options = context.options();
+    const bool isWithSimulator = options.symbolsCommand.forWireshark && options.simulator;
+    if (loaded.problems.empty() && isWithSimulator) {
+        loaded.problems = sim::reservedConflicts(loaded.file);
+    }
     if (!loaded.problems.empty()) {
         return context.cannotBegin(fileFailure(fileName, loaded.problems));
+    }
+    if (options.symbolsCommand.forWireshark) {
+        print(symbol_file::wiresharkMap(isWithSimulator ? sim::withReservedVariables(std::move(loaded.file))
+                                                        : loaded.file));
+        return 0;
     }
     print(symbol_file::exportCsv(symbol_file::parseJson(content).root));
     return 0;
@@ -224,7 +237,7 @@ Json shiftedJson(const std::optional<desk::ShiftedElement>& shifted) {
     return shifted ? Json{{"element", shifted->indices}, {"before", shifted->before}, {"now", shifted->after}} : Json();
 }
 
-void printDiffJson(const SymbolsDiff& diff) {
+void printDiffJson(const SymbolsDiff& diff, const std::vector<std::string>& stayed) {
     Json json = newDocument();
     json["differences"] = Json::array();
     for (const SymbolChange& change : diff.changes) {
@@ -239,6 +252,7 @@ void printDiffJson(const SymbolsDiff& diff) {
         one["hits_more"] = change.hasMoreHits;
         json["differences"].push_back(one);
     }
+    json["guard_stayed"] = stayed;
     json["compared"] = diff.compared;
     json["hitting"] = countHitting(diff);
     for (const auto& [word, count] : countsOf(diff)) {
@@ -286,10 +300,17 @@ int showDiff(CommandContext& context, const SymbolsOptions& options) {
     if (!diff.problems.empty()) {
         return context.cannotBegin(selectionFailure(diff.problems));
     }
+    const std::vector<std::string> stayed = desk::guardsThatStayed(diff, *before, *after);
     if (context.options().json) {
-        printDiffJson(diff);
+        printDiffJson(diff, stayed);
     } else {
         printDiff(diff);
+    }
+    if (!stayed.empty()) {
+        note(fmt::format(
+            "variables lie elsewhere, and the guard {} expects the same number in both files: a host with the "
+            "old file does not notice the new program; change the number in program and symbol file",
+            fmt::join(stayed, ", ")));
     }
     return diff.changes.empty() ? 0 : exitCodeOfFindings();
 }
@@ -302,7 +323,7 @@ int runSymbols(CommandContext& context) {
         case SymbolsAction::Import:
             return importTable(context, options.file);
         case SymbolsAction::Export:
-            return exportTable(context, options.file.empty() ? context.options().symbols : options.file);
+            return exportFile(context, options.file.empty() ? context.options().symbols : options.file);
         case SymbolsAction::Diff:
             return showDiff(context, options);
     }

@@ -18,6 +18,7 @@ constexpr int kBitsPerWord = 16;
 void place(const Element& element, Tag* tag) {
     tag->form = {element.code, element.bit >= 0, element.stringCharacters};
     tag->isReadOnly = element.isReadOnly;
+    tag->isOnlyWrittenHere = element.isOnlyWrittenHere;
     tag->notes = element.notes;
     tag->area = element.area;
     tag->address = element.address;
@@ -136,6 +137,7 @@ std::optional<Tag> TagTable::wholeArray(const std::string& text, const Leaf& lea
     tag.text = text;
     tag.form = {leaf.code, false, leaf.stringCharacters};
     tag.isReadOnly = leaf.isReadOnly;
+    tag.isOnlyWrittenHere = leaf.isOnlyWrittenHere;
     tag.notes = leaf.notes;
     tag.isList = true;
     nameByIndex(text + "[", leaf.dimensions[0].lower, &tag);

@@ -39,6 +39,7 @@ struct Tag {
     int firstBit = 0;          // of bits of a variable: the number of the first
 
     bool isReadOnly = false;
+    bool isOnlyWrittenHere = false;                        // nobody else is to write it
     std::shared_ptr<const symbol_file::ValueNotes> notes;  // null without any
 
     // Of strings in arrays: the name of an element up to its last index, the lower bound of that, and where the first element

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "core/codes.h"
+#include "tools/explain/code_table.h"
 #include "tools/host/driver_reports.h"
 
 namespace ac500::host {
@@ -39,8 +40,8 @@ bool TagAccess::isKnown(const Tag& tag, std::string* error) const {
     const auto [name, bytesBefore] = tag.nearName(0);
     const int code = driver_.resolveTag(QString::fromStdString(name), info);
     if (code != kResolved) {
-        *error =
-            fmt::format("{}: the driver does not resolve {} (code {}, see docs/status-codes.md)", tag.text, name, code);
+        *error = fmt::format("{}: the driver does not resolve {} (code {}: {})", tag.text, name, code,
+                             explain::briefOf(explain::Group::Resolution, code));
         return false;
     }
     const std::int64_t address = std::int64_t{info.address} + bytesBefore;

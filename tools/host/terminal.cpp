@@ -21,6 +21,12 @@ void onInterrupt(int) {
     interrupted = 1;
 }
 
+volatile std::sig_atomic_t resetAsked = 0;
+
+void onResetAsked(int) {
+    resetAsked = 1;
+}
+
 sigset_t continuingSignal() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -79,6 +85,9 @@ void catchInterrupts() {
     action.sa_handler = onInterrupt;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    action.sa_handler = onResetAsked;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGUSR2, &action, nullptr);
     // The program goes on all the same; the signal waits to be asked for.
     const sigset_t continuing = continuingSignal();
     pthread_sigmask(SIG_BLOCK, &continuing, nullptr);
@@ -86,6 +95,12 @@ void catchInterrupts() {
 
 bool wasInterrupted() {
     return interrupted != 0;
+}
+
+bool wasAskedToReset() {
+    const bool wasAsked = resetAsked != 0;
+    resetAsked = 0;
+    return wasAsked;
 }
 
 bool wasContinued() {

@@ -24,9 +24,11 @@ bool hasKeyboard();
 // The lines typed since the last call, without their ends. Does not wait.
 std::vector<std::string> typedLines();
 
-// From now on SIGINT and SIGTERM do not end the program but make wasInterrupted() true.
+// From now on SIGINT and SIGTERM do not end the program but make wasInterrupted() true, and SIGUSR2 wasAskedToReset().
 void catchInterrupts();
 bool wasInterrupted();
+// Did SIGUSR2 come since the last call?
+bool wasAskedToReset();
 // Was the program stopped (Ctrl-Z) and continued since the last call? Then others have written to the terminal.
 bool wasContinued();
 

@@ -25,6 +25,7 @@ constexpr int kLongestAddress = 40;  // in the head line; there are parts behind
 // One look at everything that is shown.
 struct Picture {
     SessionStatus status;
+    metrics::Histogram reads;  // round trips of cyclic reads
     std::vector<TagValue> values;
     Milliseconds elapsed;
     Time now;
@@ -34,21 +35,36 @@ const char* linkText(const SessionStatus& status) {
     return status.isOnline ? "online" : loopStateName(status.state);
 }
 
-std::vector<std::string> headParts(const Options& options, const Picture& picture) {
+double inMs(Time time) {
+    return static_cast<double>(time.count()) / 1000.0;
+}
+
+// `plc`: its address. What a gateway measured is that of all who use it, and nobody of them resets it.
+std::vector<std::string> headParts(const std::string& plc, bool canReset, const Picture& picture) {
     const Statistics& statistics = picture.status.statistics;
     const double cycleMs = static_cast<double>(statistics.cycleTimes().median.count()) / 1000.0;
-    return {linkText(picture.status),
-            fitWidth(options.plc.text(), kLongestAddress),
-            fmt::format("{:.1f} s", static_cast<double>(picture.elapsed.count()) / 1000.0),
-            fmt::format("cycle {:.1f} ms", cycleMs),
-            fmt::format("reconnects {}", statistics.reconnects()),
-            fmt::format("retries {}", statistics.retries),
-            fmt::format("frames {}", statistics.framesSent),
-            "Ctrl-C ends"};
+    std::vector<std::string> parts{
+        linkText(picture.status),
+        fitWidth(plc, kLongestAddress),
+        fmt::format("{:.1f} s", static_cast<double>(picture.elapsed.count()) / 1000.0),
+        fmt::format("cycle {:.1f} ms", cycleMs),
+        fmt::format("reconnects {}", statistics.reconnects()),
+        fmt::format("retries {}", statistics.retries),
+        fmt::format("frames {}", statistics.framesSent),
+        "Ctrl-C ends",
+        fmt::format("read p50 {:.1f} p99 {:.1f} ms", inMs(picture.reads.p50()), inMs(picture.reads.p99()))};
+    if (canReset) {
+        parts.emplace_back("r Enter: reset");
+    }
+    return parts;
 }
 
 // What went wrong last, while it matters and for some time after.
 std::string failureLine(const Picture& picture) {
+    const Failure& doubt = picture.status.program.doubt;
+    if (doubt.occurred() && picture.status.isOnline) {
+        return fmt::format("{}: {}", failureKindName(doubt.kind), doubt.text);
+    }
     const std::optional<SessionEvent>& last = picture.status.lastFailure;
     if (!last || (picture.status.isOnline && picture.now - last->time > kFailureShown)) {
         return std::string();
@@ -57,13 +73,19 @@ std::string failureLine(const Picture& picture) {
     return fmt::format("{:.1f} s ago: {}: {}", age, failureKindName(last->failure.kind), last->failure.text);
 }
 
-LivePicture livePicture(const Options& options, const std::vector<Tag>& tags, const Picture& picture) {
-    LivePicture live{headParts(options, picture), {}, failureLine(picture)};
+LivePicture livePicture(const CommandContext& context, const std::vector<Tag>& tags, const Picture& picture) {
+    LivePicture live{headParts(context.plc(), context.gateway() == nullptr, picture), {}, failureLine(picture)};
     for (std::size_t i = 0; i < tags.size(); ++i) {
         const TagValue& value = picture.values[i];
         live.rows.push_back({tags[i].text, valueText(tags[i], value), value.state, ageText(value)});
     }
     return live;
+}
+
+Failure suspicionOf(const std::vector<TagValue>& values) {
+    const auto suspect =
+        std::find_if(values.begin(), values.end(), [](const TagValue& value) { return value.suspicion.occurred(); });
+    return suspect == values.end() ? Failure() : suspect->suspicion;
 }
 
 // Which of the tags a line or document is about.
@@ -88,7 +110,9 @@ void printAsCsv(const std::vector<Tag>& tags, const Picture& picture, const Rows
     }
 }
 
-void printAsJson(const std::vector<Tag>& tags, const Picture& picture, const Rows& rows) {
+// `overwritten`: events of this kind since the document before.
+void printAsJson(const std::vector<Tag>& tags, const Picture& picture, const Rows& rows,
+                 const std::vector<SessionEvent>& overwritten) {
     Json json = newDocument();
     json["time"] = console::utcText();
     json["elapsed_ms"] = picture.elapsed.count();
@@ -96,6 +120,10 @@ void printAsJson(const std::vector<Tag>& tags, const Picture& picture, const Row
     json["values"] = Json::array();
     for (const std::size_t i : rows) {
         json["values"].push_back(tagValueJson(tags[i], picture.values[i]));
+    }
+    for (const SessionEvent& event : overwritten) {
+        json["overwritten"].push_back(
+            {{"time", console::utcText(event.wallTime)}, {"tag", overwrittenTag(event)}, {"message", event.message()}});
     }
     printJsonLine(json);
 }
@@ -167,32 +195,61 @@ private:
     Time nextDue() const { return *std::min_element(due_.begin(), due_.end()); }
 
     void show(Rows rows) {
-        Picture picture{context_.session().status(), {}, elapsed(), clock_.now()};
+        Picture picture{context_.session().status(), {}, {}, elapsed(), clock_.now()};
+        if (isLive_) {
+            picture.reads = context_.session().latencies().of(LatencyKind::CyclicRead);
+        }
         for (std::size_t i = 0; i < tags_.size(); ++i) {
             picture.values.push_back(context_.session().value(tags_[i]));
             received_[i] = received_[i] || picture.values[i].isKnown;
         }
+        suspicion_ = suspicionOf(picture.values);
         if (isLive_) {
             followOthers();
             const LiveStyle style{wantsColors(), hasKeyboard()};
-            live_.draw(liveTable(livePicture(context_.options(), tags_, picture), terminalSize(), style, &pager_));
+            live_.draw(liveTable(livePicture(context_, tags_, picture), terminalSize(), style, &pager_));
             return;
         }
+        tellSuspicion();
         if (!conditionHolds()) {
             rows.clear();
         }
         if (context_.options().onChange) {
             keepChanged(picture, &rows);
         }
-        if (!rows.empty()) {
-            printRows(picture, rows);
+        const std::vector<SessionEvent> overwritten = takeOverwritten();
+        if (!rows.empty() || !overwritten.empty()) {
+            printRows(picture, rows, overwritten);
         }
         flushOutput();
     }
 
-    void printRows(const Picture& picture, const Rows& rows) const {
+    // When it begins, and once; a live table says it as long as it lasts.
+    void tellSuspicion() {
+        if (suspicion_.occurred() && !isSuspicionTold_) {
+            complain(suspicion_);
+        }
+        isSuspicionTold_ = suspicion_.occurred();
+    }
+
+    // Documents have all that lines tell on the standard error output.
+    std::vector<SessionEvent> takeOverwritten() {
+        std::vector<SessionEvent> overwritten;
+        if (!context_.options().json) {
+            return overwritten;
+        }
+        for (const SessionEvent& event : context_.session().eventsSince(eventsSeen_)) {
+            eventsSeen_ = event.number + 1;
+            if (event.event == events::EventId::ValueOverwritten) {
+                overwritten.push_back(event);
+            }
+        }
+        return overwritten;
+    }
+
+    void printRows(const Picture& picture, const Rows& rows, const std::vector<SessionEvent>& overwritten) const {
         if (context_.options().json) {
-            printAsJson(tags_, picture, rows);
+            printAsJson(tags_, picture, rows, overwritten);
         } else if (context_.options().csv) {
             printAsCsv(tags_, picture, rows);
         } else {
@@ -228,6 +285,7 @@ private:
     void waitForNext() {
         const Time next = isLive_ ? clock_.now() + Milliseconds(context_.options().intervalMs) : nextDue();
         while (!isOver() && clock_.now() < next && !wasPageTurned()) {
+            context_.resetIfAsked();
             tellEvents();
             hasReader_ = flushOutput();
             const Milliseconds left = std::chrono::ceil<Milliseconds>(next - clock_.now());
@@ -251,7 +309,11 @@ private:
         const std::vector<std::string> lines = typedLines();
         for (const std::string& line : lines) {
             live_.lineWasTyped();
-            pager_.turn(line);
+            if (line == "r") {
+                context_.session().resetLatencies();
+            } else {
+                pager_.turn(line);
+            }
         }
         return !lines.empty();
     }
@@ -269,7 +331,10 @@ private:
                 return exitCodeOf(failure.kind);
             }
         }
-        return 0;
+        if (suspicion_.occurred() && !isSuspicionTold_) {
+            complain(suspicion_);
+        }
+        return exitCodeOf(suspicion_.kind);
     }
 
     CommandContext& context_;
@@ -279,6 +344,9 @@ private:
     std::vector<bool> received_;
     std::vector<Time> due_;           // when the next line about each tag is due
     std::vector<std::string> shown_;  // with --on-change: state and value of each as they were last shown
+    Failure suspicion_;               // why values of the last picture may be from another program
+    bool isSuspicionTold_ = false;
+    std::size_t eventsSeen_ = 0;  // for documents
     bool hasReader_ = true;
     const Time started_;
     const bool isLive_;
