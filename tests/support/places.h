@@ -16,6 +16,7 @@ extern const char* const kDriverForQt4;
 // The programs; in a cross build, scripts that start them under the emulator.
 extern const char* const kHostProgram;
 extern const char* const kSimulatorProgram;
+extern const char* const kGatewayProgram;
 extern const char* const kMinimalHostProgram;
 
 // `path` from the project's root, such as "docs/threads.md".
