@@ -15,6 +15,9 @@
 #include "tests/fuzz/fuzzed_driver.h"
 #include "tests/fuzz/plant.h"
 #include "tests/fuzz/steps.h"
+#include "tests/replay/scripted_record.h"
+#include "tools/record/chunk.h"
+#include "tools/record/record_writer.h"
 #include "tools/simulator/plc_model.h"
 
 namespace {
@@ -214,6 +217,54 @@ void recordTags(Recorder& recorder) {
     }
 }
 
+// A run of a host as a flight record: whole, and its events alone; with a write that is refused; and as a ring holds it, with
+// what the driver held in the beginning.
+void recordFlights(Recorder& recorder) {
+    const auto save = [&recorder](const std::string& name, const std::vector<record::Event>& events) {
+        record::RecordWriter writer{record::RunInfo()};
+        std::string segment;
+        record::EventEncoder encoder;
+        encoder.restart({});
+        for (const record::Event& event : events) {
+            writer.add(event);
+            if (const auto* start = std::get_if<record::SegmentStart>(&event.what)) {
+                segment = record::segmentPayload(*start, {});
+            } else {
+                encoder.add(event);
+            }
+        }
+        writer.close();
+        const std::string payload = encoder.take();
+        recorder.save("flight_record", name, FuzzOutput().u8(0).raw(writer.bytes()).bytes());
+        recorder.save("flight_record", name + "-events", FuzzOutput().u8(1).raw(payload).bytes());
+        recorder.save("flight_record", name + "-segment",
+                      FuzzOutput().u8(2).u16(static_cast<int>(segment.size())).raw(segment).raw(payload).bytes());
+    };
+    const std::vector<record::Event> calls = test::scriptedCalls();
+    save("good", calls);
+    save("begin", {calls.begin(), calls.begin() + test::kAskHello + 1});
+    std::vector<record::Event> refused = calls;
+    refused[test::kTakeWrite].what = test::taking(test::shortReply(2));
+    save("refused", refused);
+    std::vector<record::Event> later(calls.begin() + test::kAskRead, calls.end());
+    record::SegmentStart start;
+    start.begin = record::SegmentBegin::Checkpoint;
+    start.checkpoint = record::Checkpoint();
+    start.checkpoint->settings = std::get<record::SetComInfo>(calls[test::kSetComInfo].what).settings;
+    start.checkpoint->hasCallbacks = true;
+    start.checkpoint->isConnected = true;
+    start.checkpoint->sessionBytes = {4, 3, 2, 1};
+    start.checkpoint->symbols = {{test::scopeWithSpeed()}};
+    record::VarRecord read;
+    read.area = 3;
+    read.offset = 20;
+    read.size = 2;
+    start.checkpoint->readList = {read};
+    start.checkpoint->image = {{3, 20, "\x01\x02"}};
+    later.insert(later.begin(), test::eventOf(start));
+    save("ring", later);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -228,6 +279,7 @@ int main(int argc, char** argv) {
         Run(recorder, traits.name, {traits.kind, 0}).play();
     }
     recordTags(recorder);
+    recordFlights(recorder);
     if (!recorder.isGood()) {
         std::fprintf(stderr, "fuzz_record: cannot write below %s\n", argv[1]);
         return 1;

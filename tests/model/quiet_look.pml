@@ -1,7 +1,7 @@
 /*
  * A host that polls a PLC over a line on which nothing says what a reply answers. To be shown: whatever the faults of
- * the PLC, no value is published and no write reported done on the strength of a reply to another request, and no
- * write ends without a report. docs/trust/model.md says what stands for what, what is assumed and what is left;
+ * the PLC, no value is published, no write reported done and none sent on the strength of a reply to another request; no
+ * write is sent twice, and none ends without a report. docs/trust/model.md says what stands for what, what is assumed and what is left;
  * scripts/check-model visits every state.
  *
  * A reply is a head, which announces how many cells the reply has, and what follows: a reply to a read has two cells,
@@ -15,6 +15,8 @@
  *   -DNO_LOOK          the host publishes at the end of a pass without a look
  *   -DREPEAT_AND_LOSE  the PLC may lose a reply on a connection on which it repeated one
  *   -DNO_BOOK          the host relies on the driver to report every write
+ *   -DCOMPARE_AT_ONCE  the host compares what it read for a write before it has looked
+ *   -DLET_REPEAT       the host lets the driver send a write again that got a bad reply
  */
 
 #define SILENCE     1 /* no reply */
@@ -43,7 +45,7 @@
 #define PASS 2        /* requests in the cyclic list */
 
 mtype:kind = { NONE, OPEN, READ, ONCE, WRITE };
-mtype:step = { FREE, WAITING, WITH_DRIVER, ANSWERED };
+mtype:step = { FREE, WAITING, READING, WITH_DRIVER, ANSWERED };
 
 /* --------------------------------------------------------------------------------------------------------------------
  * The line
@@ -157,18 +159,24 @@ end:
  * The host, and in it the driver
  * ----------------------------------------------------------------------------------------------------------------- */
 
-/* Two writes and a one-shot read. FREE: not ordered, or ended and reported. */
+/* Two writes and a one-shot read. FREE: not ordered, or ended and reported. The first write may state what it replaces: then
+ * it goes alone, and its variable is read before (READING) by the one-shot read. */
 mtype:step write[2] = FREE;
 mtype:step once = FREE;
+bool onceIsForWrite = false; /* goes before a one-shot read that waits and is somebody else's */
+bool isCompared = false;     /* the first write */
+bool secondIsOlder = false;  /* both wait */
+bool wasSent = false;        /* the write in the batch */
 
 /* While a reply is awaited somebody gives orders, or does not. */
 inline order() {
     if
-    :: write[0] == FREE -> write[0] = WAITING
+    :: write[0] == FREE -> write[0] = WAITING; isCompared = false; secondIsOlder = (write[1] == WAITING)
+    :: write[0] == FREE -> write[0] = WAITING; isCompared = true; secondIsOlder = (write[1] == WAITING)
     :: skip
     fi;
     if
-    :: write[1] == FREE -> write[1] = WAITING
+    :: write[1] == FREE -> write[1] = WAITING; secondIsOlder = false
     :: skip
     fi;
     if
@@ -212,22 +220,44 @@ inline giveUp() {
         write[1] = (write[1] == WITH_DRIVER -> FREE : write[1]);
 #endif
         queued[0] = false; queued[1] = false; head = 0
-    :: batch == ONCE -> once = FREE
+    :: batch == ONCE ->
+        once = FREE;
+        write[0] = (onceIsForWrite -> FREE : write[0]); /* not sent */
+        onceIsForWrite = false
     :: batch == READ || batch == NONE
     fi;
     batch = NONE;
+    wasSent = false;
     sessionIsOpen = false;
     failures = 0;
     readsLeft = PASS
 }
 
-/* An empty reply for the driver. When it gives up, the connection may have stayed: it is looked at then. */
+#ifdef LET_REPEAT
+#define MUST_GIVE_UP (failures > RETRY_LIMIT)
+#else
+#define MUST_GIVE_UP (failures > RETRY_LIMIT || batch == WRITE)
+#endif
+
+/* An empty reply for the driver; for one that has sent a write so many that it gives up. When it does, the connection may
+ * have stayed: it is looked at then. */
 inline feedFailure() {
     failures++;
     if
-    :: failures > RETRY_LIMIT -> giveUp(); lookIsDue = true
-    :: failures <= RETRY_LIMIT
+    :: MUST_GIVE_UP -> giveUp(); lookIsDue = true
+    :: else
     fi
+}
+
+/* What was read for the first write is what the PLC must hold, or is not. */
+inline compare() {
+    assert(!mixedUp);
+    if
+    :: write[0] = WITH_DRIVER; queued[0] = true; head = 0
+    :: write[0] = FREE /* not sent */
+    fi;
+    once = FREE;
+    onceIsForWrite = false
 }
 
 /* The driver takes the reply. What was answered waits for the end of the pass only while more urgent work is left. */
@@ -242,12 +272,20 @@ inline accept() {
         :: readsLeft > 0 -> lookIsDue = true /* a pass that takes long is published in parts */
         :: readsLeft > 0
         fi
-    :: sessionIsOpen && batch == ONCE -> once = ANSWERED
+    :: sessionIsOpen && batch == ONCE ->
+        once = ANSWERED;
+#ifdef COMPARE_AT_ONCE
+        if
+        :: onceIsForWrite -> compare()
+        :: !onceIsForWrite
+        fi
+#endif
     :: sessionIsOpen && batch == WRITE ->
         write[head] = ANSWERED; queued[head] = false;
         head = (queued[1 - head] -> 1 - head : 0)
     fi;
     batch = NONE;
+    wasSent = false;
     lookIsDue = lookIsDue || ((write[0] == ANSWERED || write[1] == ANSWERED || once == ANSWERED) &&
                               write[0] != WITH_DRIVER && write[1] != WITH_DRIVER && once != WITH_DRIVER)
 }
@@ -257,21 +295,35 @@ inline publish() {
     assert(!mixedUp);
     write[0] = (write[0] == ANSWERED -> FREE : write[0]);
     write[1] = (write[1] == ANSWERED -> FREE : write[1]);
-    once = (once == ANSWERED -> FREE : once);
+    if
+    :: once == ANSWERED && onceIsForWrite -> compare()
+    :: once == ANSWERED && !onceIsForWrite -> once = FREE
+    :: once != ANSWERED
+    fi;
     lookIsDue = false
 }
 
 inline handOver() {
     if
     :: sessionIsOpen ->
-        for (i : 0 .. 1) {
-            if
-            :: write[i] == WAITING ->
-                write[i] = WITH_DRIVER; queued[i] = true;
-                head = (queued[1 - i] -> head : i)
-            :: write[i] != WAITING
-            fi
-        }
+        if
+        :: write[0] == WAITING && !isCompared ->
+            write[0] = WITH_DRIVER; queued[0] = true;
+            head = (queued[1] -> head : 0)
+        :: write[0] == WAITING && isCompared && write[1] != WITH_DRIVER && !(write[1] == WAITING && secondIsOlder) &&
+           (once == FREE || once == WAITING) ->
+            write[0] = READING; once = WAITING; onceIsForWrite = true
+        :: else
+        fi;
+        if
+        :: write[1] == WAITING && (!isCompared || write[0] == FREE || write[0] == ANSWERED ||
+                                   (write[0] == WAITING && secondIsOlder)) ->
+            write[1] = WITH_DRIVER; queued[1] = true;
+            head = (queued[0] -> head : 1)
+        :: else
+        fi;
+        secondIsOlder = false;
+        isCompared = isCompared && (write[0] == WAITING || write[0] == READING || write[0] == WITH_DRIVER);
         once = (once == WAITING -> WITH_DRIVER : once)
     :: !sessionIsOpen
     fi
@@ -305,6 +357,10 @@ turn:
         fi;
         allBecomeEarlier();
         service = (sessionIsOpen -> batch : OPEN);
+        if
+        :: service == WRITE -> assert(!wasSent); wasSent = true
+        :: service != WRITE
+        fi;
         requests ! service, true;
         service = NONE; cells = 0; good = false; i = 0
     }
@@ -361,10 +417,12 @@ drop:
         write[0] = (write[0] == ANSWERED -> FREE : write[0]); /* reported as perhaps done */
         write[1] = (write[1] == ANSWERED -> FREE : write[1]);
         once = (once == ANSWERED -> FREE : once);
+        /* Not sent: nothing is kept for another session; and the deadline of what waits for one passes sooner or later. */
+        write[0] = (write[0] == WAITING || write[0] == READING -> FREE : write[0]);
+        write[1] = (write[1] == WAITING -> FREE : write[1]);
+        onceIsForWrite = false;
         if
-        :: !sessionIsOpen -> /* the deadline of what waits for a session passes sooner or later */
-            write[0] = (write[0] == WAITING -> FREE : write[0]);
-            write[1] = (write[1] == WAITING -> FREE : write[1]);
+        :: !sessionIsOpen ->
             if
             :: queued[0] || queued[1] -> batch = WRITE
             :: else
