@@ -4,7 +4,12 @@
 #   Component  Package             Holds
 #   driver     libac500driver      the library
 #   tools      ac500-tools         both programs, their man pages, the symbol file's description and example
+#   gateway    ac500-gateway       the gateway, its man page, its unit for systemd and the user that it runs as
+#   wireshark  ac500-wireshark     the dissector for Wireshark
 #   dev        libac500driver-dev  headers, pkg-config file, CMake package, documents, the smallest host
+#   client     libac500client0     the library for programs
+#   simulator  libac500simulator0  the simulated PLC for programs
+#   clientdev  libac500client-dev  headers of both, pkg-config files, CMake package, examples in C
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -40,8 +45,9 @@ function(ac500_package_papers component package)
   endif()
 endfunction()
 
-# ac500_install_pages(COMPONENT DOC_DIR PAGE...): installs pages of docs/ as they lie there. Links to other pages stay; those
-# out of docs/ lead to the installed file, where there is one, else only their text is left.
+# ac500_install_pages(COMPONENT DOC_DIR PAGE...): installs pages of docs/ as they lie there. Links to pages that come along
+# stay; of links to other pages only the text is left; those out of docs/ lead to the installed file, where there is one,
+# else only their text is left, too.
 function(ac500_install_pages component doc_dir)
   foreach(page ${ARGN})
     set(source ${PROJECT_SOURCE_DIR}/docs/${page})
@@ -67,6 +73,16 @@ function(ac500_install_pages component doc_dir)
         continue()
       endif()
       string(REPLACE "${link}" "(${new_target})" text "${text}")
+    endforeach()
+    # A page that this package does not hold.
+    string(REGEX MATCHALL "\\([a-z0-9-]+\\.md(#[^)\n]*)?\\)" links "${text}")
+    list(REMOVE_DUPLICATES links)
+    foreach(link ${links})
+      string(REGEX REPLACE "^\\(([a-z0-9-]+\\.md).*$" "\\1" target ${link})
+      if(NOT page_dir AND NOT target IN_LIST ARGN)
+        string(REGEX REPLACE "([.(){}+*?^$])" "\\\\\\1" pattern ${link})
+        string(REGEX REPLACE "\\[([^]\n]*)\\]${pattern}" "\\1" text "${text}")
+      endif()
     endforeach()
     set(result ${CMAKE_BINARY_DIR}/pages/${component}/${page})
     file(WRITE ${result} "${text}")
@@ -104,12 +120,70 @@ if(AC500_BUILD_TOOLS)
           DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions COMPONENT tools)
   install(FILES packaging/completion/_ac500-host
           DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/vendor-completions COMPONENT tools)
-  ac500_install_pages(tools ${tools_doc_dir} symbol-file.md)
+  ac500_install_pages(tools ${tools_doc_dir} events.md symbol-file.md)
   install(FILES docs/symbol-file.schema.json DESTINATION ${tools_doc_dir} COMPONENT tools)
   install(DIRECTORY docs/schema DESTINATION ${tools_doc_dir} COMPONENT tools)
   install(FILES examples/plant.json examples/panel-tags.txt DESTINATION ${tools_doc_dir}/examples COMPONENT tools)
   ac500_package_papers(tools ac500-tools)
 endif()
+
+# ---- gateway ----
+# Where systemd looks in every Debian 12, in which /lib is /usr/lib. Nothing is started: there are no settings yet.
+if(AC500_BUILD_TOOLS)
+  set(gateway_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/ac500-gateway)
+  install(TARGETS ac500-gateway RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT gateway)
+  ac500_compress(${CMAKE_BINARY_DIR}/ac500-gateway.1.gz ${PROJECT_SOURCE_DIR}/docs/man/ac500-gateway.1)
+  install(FILES ${CMAKE_BINARY_DIR}/ac500-gateway.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT gateway)
+  install(FILES packaging/gateway/ac500-gateway@.service DESTINATION lib/systemd/system COMPONENT gateway)
+  install(FILES packaging/gateway/ac500-gateway.conf DESTINATION lib/sysusers.d COMPONENT gateway)
+  ac500_install_pages(gateway ${gateway_doc_dir} gateway.md broker.md)
+  install(FILES examples/gateway.json examples/gateway-broker.json examples/plant.json
+          DESTINATION ${gateway_doc_dir}/examples COMPONENT gateway)
+  ac500_package_papers(gateway ac500-gateway)
+endif()
+
+# ---- client, simulator, clientdev ----
+if(AC500_BUILD_TOOLS)
+  set(client_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/ac500client)
+  set(client_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ac500client)
+  set(client_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/libac500client-dev)
+  file(RELATIVE_PATH prefix_from_pkgconfig /${pkgconfig_dir} /)
+  string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
+  foreach(part client simulator)
+    set(client_library ac500${part})
+    get_target_property(soversion ${client_library} SOVERSION)
+    install(TARGETS ${client_library} EXPORT ac500client-targets
+            LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${part} NAMELINK_COMPONENT clientdev
+            INCLUDES DESTINATION ${client_include_dir})
+    install(FILES tools/client/ac500_${part}.h DESTINATION ${client_include_dir} COMPONENT clientdev)
+    set(client_description "Reads, writes and watches variables of AC500 PLCs")
+    if(part STREQUAL "simulator")
+      set(client_description "A simulated AC500 PLC inside a program")
+    endif()
+    configure_file(cmake/install/ac500client.pc.in ${CMAKE_BINARY_DIR}/${client_library}.pc @ONLY)
+    install(FILES ${CMAKE_BINARY_DIR}/${client_library}.pc DESTINATION ${pkgconfig_dir} COMPONENT clientdev)
+    ac500_package_papers(${part} lib${client_library}${soversion})
+  endforeach()
+  install(EXPORT ac500client-targets NAMESPACE ac500client:: DESTINATION ${client_cmake_dir} COMPONENT clientdev)
+  configure_package_config_file(cmake/install/ac500client-config.cmake.in ${CMAKE_BINARY_DIR}/ac500client-config.cmake
+                                INSTALL_DESTINATION ${client_cmake_dir} NO_SET_AND_CHECK_MACRO
+                                NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+  write_basic_package_version_file(${CMAKE_BINARY_DIR}/ac500client-config-version.cmake
+                                   COMPATIBILITY SameMajorVersion)
+  install(FILES ${CMAKE_BINARY_DIR}/ac500client-config.cmake ${CMAKE_BINARY_DIR}/ac500client-config-version.cmake
+          DESTINATION ${client_cmake_dir} COMPONENT clientdev)
+  ac500_install_pages(clientdev ${client_doc_dir} client.md)
+  install(FILES examples/plant.json DESTINATION ${client_doc_dir}/examples COMPONENT clientdev)
+  install(DIRECTORY examples/c DESTINATION ${client_doc_dir}/examples COMPONENT clientdev)
+  ac500_package_papers(clientdev libac500client-dev)
+endif()
+
+# ---- wireshark ----
+# Where Debian's Wireshark looks for plugins in Lua; elsewhere the user copies the file (docs/wireshark.md).
+install(FILES tools/wireshark/ac500.lua DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins COMPONENT wireshark)
+install(FILES examples/faults.pcap DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/ac500-wireshark/examples
+        COMPONENT wireshark)
+ac500_package_papers(wireshark ac500-wireshark)
 
 # ---- dev ----
 # In the same folders: includes are relative to the one folder.
@@ -149,7 +223,7 @@ install(EXPORT ac500driver-targets NAMESPACE ac500driver:: DESTINATION ${cmake_d
 file(GLOB_RECURSE pages CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/docs docs/*.md)
 ac500_install_pages(dev ${dev_doc_dir} ${pages})
 install(DIRECTORY docs/ DESTINATION ${dev_doc_dir} COMPONENT dev
-        FILES_MATCHING PATTERN "*.svg" PATTERN "*.schema.json" PATTERN man EXCLUDE PATTERN trust EXCLUDE)
+        FILES_MATCHING PATTERN "*.svg" PATTERN "*.png" PATTERN "*.schema.json" PATTERN man EXCLUDE PATTERN trust EXCLUDE)
 install(FILES ${installed_examples} DESTINATION ${dev_doc_dir}/examples COMPONENT dev)
 ac500_package_papers(dev libac500driver-dev)
 
@@ -183,16 +257,33 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_DRIVER_PACKAGE_NAME libac500driver)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ac500-tools)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME ac500-gateway)
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libac500driver-dev)
+set(CPACK_DEBIAN_CLIENT_PACKAGE_NAME libac500client0)
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME libac500simulator0)
+set(CPACK_DEBIAN_CLIENTDEV_PACKAGE_NAME libac500client-dev)
+set(CPACK_DEBIAN_WIRESHARK_PACKAGE_NAME ac500-wireshark)
 set(CPACK_DEBIAN_DRIVER_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_CLIENT_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_CLIENTDEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SUGGESTS ac500-tools)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA
+    ${packaging}/gateway/postinst ${packaging}/gateway/prerm ${packaging}/gateway/postrm)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_WIRESHARK_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_WIRESHARK_PACKAGE_RECOMMENDS "wireshark | tshark")
+set(CPACK_DEBIAN_WIRESHARK_PACKAGE_ENHANCES "wireshark, tshark")
 set(CPACK_DEBIAN_DRIVER_PACKAGE_CONTROL_EXTRA ${packaging}/triggers)
+set(CPACK_DEBIAN_CLIENT_PACKAGE_CONTROL_EXTRA ${packaging}/triggers ${packaging}/client/shlibs)
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_CONTROL_EXTRA ${packaging}/triggers ${packaging}/simulator/shlibs)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 # Written down, not asked of dpkg-shlibdeps, which knows nothing of a sysroot: one list for native and cross builds.
 file(STRINGS ${packaging}/depends depends REGEX "^[^#]")
-foreach(component DRIVER TOOLS DEV)
+foreach(component DRIVER TOOLS GATEWAY DEV CLIENT SIMULATOR CLIENTDEV)
   set(lines ${depends})
   list(FILTER lines INCLUDE REGEX "^${CPACK_DEBIAN_${component}_PACKAGE_NAME}: ")
   string(REGEX REPLACE "^[^:]*: " "" CPACK_DEBIAN_${component}_PACKAGE_DEPENDS "${lines}")
@@ -214,9 +305,38 @@ variables of an AC500 PLC from a terminal, and ac500-sim simulates such a PLC,
 with signals that move and faults on demand.
 
 Both read the same symbol file, a JSON description of the PLC's variables.]])
+set(CPACK_DEBIAN_GATEWAY_DESCRIPTION [[one session with an AC500 PLC, and doors to it
+A service that holds the one session with an ABB AC500 PLC (CODESYS V2
+runtime, Ethernet TCP) and lets many use it: a page for people with values,
+trends and events, a socket for programs of the same machine, and metrics.
+
+One process serves one PLC, as one settings file in /etc/ac500 says. Nothing
+is written to a PLC unless the settings name the tags.]])
+set(CPACK_DEBIAN_WIRESHARK_DESCRIPTION [[Wireshark dissector for the protocol of AC500 PLCs
+A plugin in Lua for Wireshark and tshark that takes the conversation between
+an operator panel and an ABB AC500 PLC (CODESYS V2 runtime, Ethernet TCP) to
+pieces: handshake, reads and writes, replies matched to their requests, with
+response times.
+
+It warns of refused, short, repeated, late and unasked replies, and names
+variables and their values by a map that ac500-host makes of a symbol file.]])
 set(CPACK_DEBIAN_DEV_DESCRIPTION [[communication driver for AC500 PLCs - development files
 What the author of an operator-panel runtime needs to use libac500driver:
 the header of its interface, a pkg-config file, a CMake package, the documents
 and the smallest complete host as an example.]])
+
+set(CPACK_DEBIAN_CLIENT_DESCRIPTION [[reads, writes and watches variables of AC500 PLCs
+A library with a C interface for test benches, data analysis and services:
+it opens one or more AC500 PLCs (CODESYS V2 runtime, Ethernet TCP), reads and
+writes their variables by name, and tells of changes by callback or through a
+file descriptor. Values know their state and their age.]])
+set(CPACK_DEBIAN_SIMULATOR_DESCRIPTION [[simulated AC500 PLC inside a program
+A library with a C interface that runs a simulated AC500 PLC in the program
+that uses it, with variables to set and look at and with faults on demand, for
+tests of programs that use libac500client.]])
+set(CPACK_DEBIAN_CLIENTDEV_DESCRIPTION [[libraries for AC500 PLCs - development files
+Headers, pkg-config files, a CMake package, documents and examples in C for
+libac500client, which reads, writes and watches variables of AC500 PLCs, and
+for libac500simulator, which runs a simulated PLC inside a program.]])
 
 include(CPack)
