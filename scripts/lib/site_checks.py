@@ -74,7 +74,7 @@ def loaded_from_elsewhere(folder, pages):
             if path.name != "search-index.js":
                 found += [f"{path.relative_to(folder)} names {text[one.start():one.start() + 60]!r}"
                           for one in ADDRESS.finditer(text)]
-        elif path.is_file() and path.suffix not in (".html", ".json"):
+        elif path.is_file() and path.suffix not in (".html", ".json", ".png"):
             found.append(f"{path.relative_to(folder)} is of a kind that nobody checks")
     return found
 

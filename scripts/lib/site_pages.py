@@ -11,6 +11,7 @@ The manual pages are pages, too, as a terminal shows them.
 """
 import os
 import re
+import shutil
 import subprocess
 from pathlib import Path
 
@@ -35,14 +36,16 @@ class Site:
 
     def gather(self):
         docs = self.root / "docs"
-        pages = [path for path in sorted(docs.rglob("*")) if path.suffix in (".md", ".svg") or path.name.endswith(".schema.json")]
+        pages = [path for path in sorted(docs.rglob("*")) if path.suffix in (".md", ".svg", ".png") or path.name.endswith(".schema.json")]
         for path in pages:
             self.places[path.relative_to(self.root).as_posix()] = path.relative_to(docs).as_posix()
         for source, place in FURTHER_PAGES.items():
             self.places.setdefault(source, place)
         for source, place in list(self.places.items()):
             # The first page of the repository is for people who stand before it; the site has one of its own.
-            if source != "README.md":
+            if source.endswith(".png"):
+                self.copy(source, place)
+            elif source != "README.md":
                 self.put(place, self.content(source))
         for manual in sorted((docs / "man").glob("*.1")):
             self.places[manual.relative_to(self.root).as_posix()] = f"man/{manual.name}.md"
@@ -53,6 +56,10 @@ class Site:
     def put(self, place, text):
         (self.folder / place).parent.mkdir(parents=True, exist_ok=True)
         (self.folder / place).write_text(text, encoding="utf-8")
+
+    def copy(self, source, place):
+        (self.folder / place).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copyfile(self.root / source, self.folder / place)
 
     def content(self, source):
         text = (self.root / source).read_text(encoding="utf-8")
