@@ -178,8 +178,9 @@ function playTimers(t) {
 
 // A Connection whose gateway is played: `streams` are those it opened, each with say(text) and the stream that it `replaces`;
 // `watch(signal)` answers /api/watch. Time stands still but for pass(). `kept` is what the tab keeps while pages come and go,
-// leave() is the end of this one.
+// leave() is the end of this one. A second one of the same test takes over the clock and everything else from the first.
 async function playedConnection(t, watch = async () => new Response("{}"), kept = new Map()) {
+    t.mock.restoreAll();  // node undoes what replaces a replacement in the wrong order, and the first one would stay
     const turn = playTimers(t);
     const listeners = new Map();
     globalThis.document = {addEventListener() {}, visibilityState: "visible"};

@@ -8,7 +8,6 @@ import {ROOT} from "./programs.js";
 const installed = createRequire(path.join(ROOT, "build/browser/package.json"));
 const puppeteer = installed("puppeteer-core");
 const AXE = fs.readFileSync(installed.resolve("axe-core/axe.min.js"), "utf8");
-const START_LIMIT_MS = 45000;
 const CHROMIUM = process.env.CHROMIUM ?? "/usr/bin/chromium";
 const SEEN = path.join(ROOT, "build/browser");  // for whoever wants to look
 const DOCUMENTED = process.env.AC500_PICTURES ?? SEEN;  // for the documents
@@ -17,30 +16,8 @@ const IN_DOCUMENTS = ["values", "stale", "trend", "connection", "write"];
 export const DESKTOP = {width: 1000, height: 640};
 export const PHONE = {width: 390, height: 780, isMobile: true, hasTouch: true};
 
-function start(args) {
+export function launch(...args) {
     return puppeteer.launch({executablePath: CHROMIUM, headless: true, args: ["--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--no-proxy-server", ...args]});
-}
-
-function childrenNamed(name) {
-    return fs.readFileSync(`/proc/${process.pid}/task/${process.pid}/children`, "utf8").split(" ").filter((child) => child).map(Number)
-        .filter((child) => fs.readFileSync(`/proc/${child}/comm`, "utf8").trim() === name);
-}
-
-// A chromium that hangs while it starts is waited for without an end by what would close it: it is ended, and another one is started.
-export async function launch(...args) {
-    for (let triesLeft = 2; ; --triesLeft) {
-        const starting = start(args);
-        const browser = await Promise.race([starting.catch(() => null), new Promise((done) => setTimeout(done, START_LIMIT_MS, null).unref())]);
-        if (browser) {
-            return browser;
-        }
-        for (const child of childrenNamed("chromium")) {
-            process.kill(child, "SIGKILL");
-        }
-        if (triesLeft === 0) {
-            return starting;
-        }
-    }
 }
 
 const contexts = new Set();
