@@ -8,6 +8,11 @@ import sys
 import pytest
 from conftest import PACE, PLANT, PROJECT
 
+pytestmark = pytest.mark.skipif(
+    "asan" in os.environ.get("LD_PRELOAD", ""),
+    reason="the allocator of the address sanitizer has locks, which nobody lets go of in the child of a fork",
+)
+
 BEGIN = f"""
 import os, sys
 sys.path.insert(0, {str(PROJECT / "python")!r})

@@ -25,6 +25,7 @@
 #include "tools/client/subscription.h"
 #include "tools/client/tag_texts.h"
 #include "tools/client/value_set.h"
+#include "tools/host/fork_gate.h"
 #include "tools/host/plant_values.h"
 #include "tools/host/target_overlap.h"
 #include "tools/selection/choice.h"
@@ -103,11 +104,17 @@ struct Handles {
 
 Handles& handles();
 
-// A child that is forked gets tables that nobody is at work in.
+// A child that is forked gets tables and drivers that nobody is at work in.
 Handles* makeHandles() {
     auto made = std::make_unique<Handles>();
-    const auto lock = [] { handles().lock(); };
-    const auto unlock = [] { handles().unlock(); };
+    const auto lock = [] {
+        handles().lock();
+        host::ForkGate::closeAll();
+    };
+    const auto unlock = [] {
+        host::ForkGate::openAll();
+        handles().unlock();
+    };
     if (::pthread_atfork(lock, unlock, unlock) != 0) {
         throw std::bad_alloc();
     }

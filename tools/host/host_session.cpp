@@ -55,8 +55,10 @@ bool HostSession::start(std::string* error) {
     comInfo_.maxRequestWords = settings_.maxRequestWords;
     comInfo_.retryLimit = settings_.retryLimit;
     comInfo_.accessMode = kAccessPlc;
+    const ForkGate::Stay stay = callerGate_.enter();
     auto worker = std::make_unique<SessionWorker>(
-        SessionWorker::Parts{parts_.driver, parts_.clock, parts_.makeTransport, access_, guard_, handover_}, settings_);
+        SessionWorker::Parts{parts_.driver, parts_.clock, parts_.makeTransport, access_, guard_, handover_, loopGate_},
+        settings_);
     if (!worker->hasCallbacks()) {
         *error = "another session uses this copy of the driver, which serves one only, or " +
                  std::to_string(DriverReports::kMost) + " sessions are open, which is the most that a program can have";
@@ -99,10 +101,12 @@ void HostSession::stop() {
     handover_.access()->isStopping = true;
     handover_.wakeLoop();
     thread_.join();
+    const ForkGate::Stay stay = callerGate_.enter();
     worker_.reset();
 }
 
 bool HostSession::driverKnows(const Tag& tag, std::string* error) const {
+    const ForkGate::Stay stay = callerGate_.enter();
     return access_.isKnown(tag, error);
 }
 

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "tools/host/fork_gate.h"
 #include "tools/host/handover.h"
 #include "tools/host/program_guard.h"
 #include "tools/host/session.h"
@@ -89,6 +90,9 @@ private:
     ComInfo comInfo_{};          // shared with the driver, which keeps a pointer
     TagAccess access_;           // says itself which thread may call what
     mutable Handover handover_;  // locks by itself
+    // Inside are, while they call the driver:
+    ForkGate loopGate_;            // the loop thread
+    mutable ForkGate callerGate_;  // callers
 
     std::unique_ptr<SessionWorker> worker_;  // from start() to stop()
     std::thread thread_;

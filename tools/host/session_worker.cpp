@@ -89,8 +89,15 @@ SessionWorker::SessionWorker(const Parts& parts, const SessionSettings& settings
     : parts_(parts), settings_(settings), reports_(parts.driver) {}
 
 void SessionWorker::run() {
+    ForkGate::Stay stay = parts_.gate.enter();
     const std::unique_ptr<Transport> transport = parts_.makeTransport();
     PollLoop loop({parts_.driver, reports_, *transport, parts_.clock, *this}, settings_.loop);
+    const auto waitForWork = [&](Milliseconds pause) {
+        stay.unlock();
+        const bool goesOn = parts_.handover.waitForWork(pause);
+        stay = parts_.gate.enter();
+        return goesOn;
+    };
     Milliseconds pause{0};
     do {
         giveWorkToDriver(loop);
@@ -98,7 +105,7 @@ void SessionWorker::run() {
         noteLoss(loop);
         tellGates();
         publish(loop);
-    } while (parts_.handover.waitForWork(pause));
+    } while (waitForWork(pause));
     loop.shutDown();
     failEverything(
         {FailureKind::Request, "the session was ended before it was answered; the PLC may or may not have it"});

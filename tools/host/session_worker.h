@@ -20,6 +20,7 @@
 
 #include "tools/guard/writer_watch.h"
 #include "tools/host/driver_reports.h"
+#include "tools/host/fork_gate.h"
 #include "tools/host/handover.h"
 #include "tools/host/poll_loop.h"
 #include "tools/host/program_guard.h"
@@ -38,6 +39,7 @@ public:
         TagAccess& access;
         ProgramGuard& guard;
         Handover& handover;
+        ForkGate& gate;  // run() is inside between its pauses
     };
     // Takes the place of the driver's callbacks. The referenced objects must outlive the worker.
     SessionWorker(const Parts& parts, const SessionSettings& settings);
