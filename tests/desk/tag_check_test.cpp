@@ -130,7 +130,7 @@ TEST(SharedWordsTest, FiftyThousandUnderWideArraysTakeNoTime) {
     const std::vector<Finding> findings = sharedWords(tags, kPanels);
     const auto elapsed = std::chrono::steady_clock::now() - start;
     EXPECT_EQ(findings.size(), 50001u);
-    EXPECT_LT(elapsed, std::chrono::milliseconds(test::paced(2000)));  // a step that is quadratic takes a minute
+    EXPECT_LT(elapsed, std::chrono::milliseconds(test::paced(10000)));  // a step that is quadratic takes a minute
 }
 
 TEST(TagCheckTest, FindingsAreCountedBySeverity) {

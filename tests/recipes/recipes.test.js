@@ -82,7 +82,7 @@ describe("taking values from a broker", () => {
         await statuses.stop();
     });
 
-    test("a PLC that is gone, and back, is told once each time, by its gateway", async () => {
+    test("a PLC that is gone, and back, is told each time, by its gateway", async () => {
         const statuses = broker.subscribe("-t", "acme/+/+/+/status", "-q", "1", "-R");
         await publish();
         await statuses.line(/"up"/);
@@ -94,7 +94,9 @@ describe("taking values from a broker", () => {
         await statuses.line(/"up"/, {after: told});
         await gateway.stop();
         await statuses.line(/"ended"/, {after: told});
-        assert.deepEqual(statuses.lines().slice(told).map((line) => JSON.parse(line).state), ["plc away", "up", "ended"]);
+        const states = statuses.lines().slice(told).map((line) => JSON.parse(line).state);
+        // Told again when the reason becomes another one: the connection is lost first, then refused.
+        assert.deepEqual(states.filter((state, index) => state !== states[index - 1]), ["plc away", "up", "ended"]);
         await statuses.stop();
     });
 
