@@ -14,8 +14,9 @@
  *
  * Threads. Every function may be called from any thread at any time, also several on one handle, and none waits
  * for the call of another thread but for moments. Not in a signal handler. After a fork(), whatever other threads
- * were doing, the child may use the library; a PLC that was opened before, and what was made for it, is refused
- * there (AC500_USAGE), and values are not.
+ * were doing, the child may use the library, and may call exit(); a PLC that was opened before, and what was made
+ * for it, is refused there (AC500_USAGE), and values are not. The fork() waits until no session is in the middle of a
+ * step: mostly 50 ms at most, a second while a PLC takes no bytes.
  *
  * Time. A function that asks the PLC returns within the time limit of its PLC (ac500_settings), counted from the call,
  * whatever network and PLC do, and the scheduler of the machine adds what it adds. ac500_next_event and
