@@ -13,7 +13,9 @@
  * Threads: every function may be called from any thread; a program without a QCoreApplication starts the first
  * simulator in its main thread. Time: every function returns at once, but for the file that ac500_simulator_start
  * reads. Results are those of ac500_client.h, with a last error of their own; handles that are null or wrong are
- * AC500_USAGE, and so is a simulator that was started before a fork() in the child, which may use its address.
+ * AC500_USAGE, and so is a simulator that was started before a fork() in the child, which may use its address. A
+ * child that is forked while a connection is made to a simulator of its parent ends with _exit(): exit() may wait for
+ * a lock that was held at that moment.
  * Names are those of the symbol file and of the simulator itself (Sim.*), one element at a time:
  * "Main.recipe[3]", "Main.flags.b[3]".
  */
