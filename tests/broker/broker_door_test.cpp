@@ -230,7 +230,8 @@ TEST_F(BrokerDoorTest, GapRecordsAreNotRetainedWhereValuesAre) {
     at.keep.file.clear();
     at.keep.memoryBytes = 1;  // nothing can be held for a broker that is away
     ASSERT_TRUE(broker.start());
-    const MqttSubscriber subscriber(broker.port(), "plant/#");  // for which the broker keeps what comes before it is back
+    // The broker keeps for it what comes before it is back.
+    const MqttSubscriber subscriber(broker.port(), "plant/#");
     ASSERT_TRUE(broker.stop());
     open();
     ASSERT_TRUE(hasToldAll());
