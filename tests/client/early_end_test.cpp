@@ -1,4 +1,4 @@
-// Programs that end without closing anything, each this program, started anew for the one test, and one that forks. An
+// Programs that end without closing anything, each this program, started anew for the one test, and some that fork. An
 // emulated program can do neither, so these run natively alone.
 #include <dlfcn.h>
 #include <sys/wait.h>
