@@ -470,15 +470,19 @@ TEST_F(WritePathTest, AListOfComparedWritesGoesOutWholeHoweverLongItTakesWhereTh
     }
 }
 
+// Each is read first, and goes by itself: to the PLC they would take two seconds and more.
 TEST_F(WritePathTest, AWriteWhoseTurnDoesNotComeBeforeItsDeadlineIsNotSentLater) {
-    settings.writeDeadline = host::Milliseconds(1);
+    settings.writeDeadline = host::Milliseconds(300);
+    settings.loop.replyTimeout = host::Milliseconds(60000);
     beginPath({"Main.bool"});
     read("Main.bool");
+    plc.inject({sim::FaultKind::Delay, 100}, 1000000, sim::Service::Read);
     std::vector<WriteTicket> tickets;
     for (int i = 1; i <= 20; ++i) {
         tickets.push_back(path->order(request("Main.many[" + std::to_string(i) + "]", "0", "7")));
     }
     EXPECT_EQ(told(end(tickets.back())), "not sent: its turn did not come before its deadline");
+    plc.inject({sim::FaultKind::None, 0}, 0);
     std::size_t sent = 0;
     for (const WriteTicket& ticket : tickets) {
         sent += end(ticket).outcome == WriteOutcome::NotSent ? 0 : 1;

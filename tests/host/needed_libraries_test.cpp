@@ -2,10 +2,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <string>
+#include <vector>
 
 #include "tests/support/places.h"
 
@@ -21,7 +24,8 @@ std::string contentOf(const std::string& path) {
 }
 
 std::vector<std::string> neededBy(const std::string& content) {
-    const std::string path = testing::TempDir() + "needed_libraries_test.so";
+    // Its own for each process: tests that run at the same time have one each.
+    const std::string path = testing::TempDir() + "needed_libraries_test_" + std::to_string(::getpid()) + ".so";
     std::ofstream(path, std::ios::binary) << content;
     const std::vector<std::string> needed = neededLibraries(path);
     std::remove(path.c_str());
