@@ -215,7 +215,7 @@ TEST_F(HardTimesTest, WhoeverWaitsGoesOnWhenThePlcIsClosed) {
     });
     std::thread writer([&] { write = ac500_write_int64(plc, "Main.int", 1); });
     std::thread waiter([&] { online = ac500_wait_online(plc, 60000); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(paced(50)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(paced(300)));
     const Stopwatch closing;
     EXPECT_EQ(ac500_close(plc), AC500_OK);
     reader.join();

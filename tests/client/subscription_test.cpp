@@ -293,7 +293,7 @@ TEST_F(SubscriptionTest, WhoeverWaitsForAnEventGoesOnWhenThePlcIsClosed) {
     ac500_free_values(values);
     ac500_result result = AC500_OK;
     std::thread waiter([&] { result = ac500_next_event(subscription, 60000, &values); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_EQ(ac500_close(plc), AC500_OK);
     waiter.join();
     EXPECT_EQ(result, AC500_CLOSED);

@@ -31,7 +31,7 @@ protected:
 };
 
 TEST_F(LatencyTest, TheMedianLiesWhereTheDelayIs) {
-    const Milliseconds delay(test::paced(30));
+    const Milliseconds delay(test::paced(100));
     plc.inject({sim::FaultKind::Delay, static_cast<std::int32_t>(delay.count())}, 1000000, sim::Service::Read);
     begin({"Main.int"});
     waitForPasses(8);

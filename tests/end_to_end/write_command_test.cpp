@@ -80,6 +80,12 @@ protected:
         EXPECT_TRUE(writing_.waitForEnd(test::kProgramPatienceMs));
         return {writing_.exitCode(), writing_.takeOutput(), writing_.takeErrors()};
     }
+    // Read over a connection of its own.
+    void waitUntilThePlcHas(const std::string& setpoint) const {
+        EXPECT_TRUE(eventually([&] {
+            return host({"read", "Main.setpoint"}).out == "Main.setpoint  " + setpoint + "\n";
+        }));
+    }
     // The requests that write, as the simulator tells of them.
     static int writesIn(const std::string& transcript) {
         static const std::string kWrite = ": write of ";
@@ -398,7 +404,7 @@ TEST_F(WriteCommandTest, KilledAfterItsLineTheWriteIsUnknownAndCanBeTakenBackWhe
     startSimulator({"--fault", "silence:service=write,at=1"});
     startWriteThatHangs(Texts{"--timeout", "60000", "--wait", "60000"} + audited({"Main.setpoint=22.5"}));
     EXPECT_TRUE(eventually([&] { return lines(auditFile()).size() == 1; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(test::paced(150)));
+    waitUntilThePlcHas("22.5");
     writing_.sendSignal(SIGKILL);
     endOfWriting();
     EXPECT_THAT(audit(), testing::ElementsAre("Main.setpoint 100 -> 22.5 unknown"));
@@ -426,7 +432,7 @@ TEST_F(WriteCommandTest, ThePlcKilledBeforeItAnswersTheWriteLeavesItUnknown) {
     startSimulator({"--fault", "silence:service=write"});
     startWriteThatHangs(Texts{"--timeout", "60000", "--wait", "60000"} + audited({"Main.setpoint=22.5"}));
     EXPECT_TRUE(eventually([&] { return lines(auditFile()).size() == 1; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(test::paced(150)));
+    waitUntilThePlcHas("22.5");
     simulator_.sendSignal(SIGKILL);
     ASSERT_TRUE(simulator_.waitForEnd(test::kProgramPatienceMs));
     const Outcome outcome = endOfWriting();

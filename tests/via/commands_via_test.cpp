@@ -70,14 +70,14 @@ TEST_F(CommandsViaTest, ATagThatTheGatewayDoesNotReadIsReadForTheCaller) {
 }
 
 TEST_F(CommandsViaTest, TheAgeCountsFromTheReceptionByTheGateway) {
-    settings.session.loop.cycle = host::Milliseconds(600);
+    settings.session.loop.cycle = host::Milliseconds(20000);
     openDoor();
     ASSERT_TRUE(eventuallyShown("Main.int", "fresh 0"));
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     const Json document = Json::parse(hostVia({"read", "--json", "Main.int"}).out, nullptr, false);
     const int age = document["values"][0]["age_ms"].get<int>();
-    EXPECT_LE(age, test::paced(700));
-    EXPECT_GE(age, 0);
+    EXPECT_LT(age, 20000);
+    EXPECT_GE(age, 200);
     const auto received = plant->received({number("Main.int")})[0];
     ASSERT_TRUE(received);
 }
@@ -168,7 +168,7 @@ TEST_F(CommandsViaTest, WatchesTheSameLines) {
     openDoor();
     put("Main.int", 3);
     ASSERT_TRUE(eventuallyShown("Main.int", "fresh 3"));
-    const HostOutcome via = hostVia({"watch", "--json", "--seconds", "0.5", "--interval", "100", "Main.int"});
+    const HostOutcome via = hostVia({"watch", "--json", "--seconds", "2", "--interval", "100", "Main.int"});
     EXPECT_EQ(via.exitCode, 0) << via.error;
     std::istringstream lines(via.out);
     int fresh = 0;

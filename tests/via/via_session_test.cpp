@@ -108,7 +108,8 @@ TEST_F(ViaSessionTest, AWriteThatWasHandedOnWhenTheGatewayGoesIsUnknown) {
     request.tag = tag("Main.int");
     request.values = {std::int64_t{9}};
     const host::WriteTicket ticket = session->order(request);
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ASSERT_TRUE(test::eventually(
+        [&] { return plant->session().value(tag("Main.int")).state == host::ValueState::WritePending; }));
     EXPECT_EQ(session->report(ticket)->outcome, host::WriteOutcome::Pending);
     door->close();
     ASSERT_TRUE(test::eventually([&] { return session->report(ticket)->outcome == host::WriteOutcome::Unknown; }));
@@ -189,23 +190,25 @@ protected:
 };
 
 TEST_F(HeldGatewayTest, AWriteThatLayInTheSocketBeyondItsDeadlineIsNotSent) {
-    settings.session.writeDeadline = Milliseconds(300);
-    begin(Milliseconds(300));
+    settings.session.writeDeadline = Milliseconds(2000);
+    begin(Milliseconds(2000));
     put("Main.int", 4);
     ASSERT_TRUE(eventuallyShown("Main.int", "fresh 4"));
     orderWrite();
     const Json write = gateway->hear("write");
     ASSERT_EQ(via::textAt(write, "tag"), "Main.int");
-    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    std::this_thread::sleep_for(std::chrono::milliseconds(2200));
 
     test::RawClient late(path());
     ASSERT_TRUE(late.hear().contains("ac500_gateway"));
     ASSERT_TRUE(late.say(via::lineOf(write) + "\n"));
     Json news;
-    for (int id = 1; id < 20 && !news.contains("writes"); ++id) {
-        ASSERT_TRUE(late.say(via::lineOf({{"id", id}, {"do", "news"}}) + "\n"));
+    int id = 0;
+    ASSERT_TRUE(test::eventually([&] {
+        EXPECT_TRUE(late.say(via::lineOf({{"id", ++id}, {"do", "news"}}) + "\n"));
         news = late.hear();
-    }
+        return news.contains("writes");
+    })) << news;
     ASSERT_EQ(via::arrayAt(news, "writes").size(), 1U) << news;
     EXPECT_EQ(via::textAt(news["writes"][0], "outcome"), "not sent");
     std::string error;
