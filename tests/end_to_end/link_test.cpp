@@ -6,6 +6,7 @@
 
 #include "tests/end_to_end/plant.h"
 #include "tests/support/places.h"
+#include "tests/support/wire.h"
 
 namespace ac500 {
 

@@ -14,6 +14,9 @@ struct Message {
     std::int64_t atMs = 0;      // of its latest value, by the clock of the wall: ms since 1970, UTC
 };
 
+// What a message costs beside its texts, in memory and in its bounds.
+constexpr std::uint64_t kMessageOverhead = 128;
+
 // Why messages were dropped, as gap records say it.
 constexpr const char* kGapStoreFull = "store full";                  // the bound in bytes of the store
 constexpr const char* kGapTooOld = "too old";                        // the bound of age

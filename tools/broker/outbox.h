@@ -42,9 +42,6 @@ struct OutboxSettings {
     host::Milliseconds flushAfterConnected{5000};  // and what was added while connected and is not acknowledged
 };
 
-// What a message costs beside its texts, in memory and in its bounds.
-constexpr std::uint64_t kMessageOverhead = 128;
-
 struct OutboxStatus {
     std::size_t memoryMessages = 0;  // whose texts are in memory, also when they are in the store, too
     std::uint64_t memoryBytes = 0;
