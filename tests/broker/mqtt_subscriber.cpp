@@ -66,7 +66,7 @@ MqttSubscriber::MqttSubscriber(std::uint16_t port, const std::string& topics, co
 
 MqttSubscriber::~MqttSubscriber() {
     mosquitto_disconnect(mosquitto_);
-    mosquitto_loop_stop(mosquitto_, true);
+    mosquitto_loop_stop(mosquitto_, false);
     mosquitto_destroy(mosquitto_);
 }
 

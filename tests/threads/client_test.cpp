@@ -7,40 +7,16 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "tests/support/hostile_plc.h"
 #include "tests/support/places.h"
+#include "tests/threads/model_plc.h"
 #include "tests/threads/plant.h"
-#include "tools/simulator/plc_model.h"
 
 namespace ac500::test {
 namespace {
-
-// A simulated PLC behind plain sockets: Qt's event loop is nothing that the sanitizer knows.
-class ModelPlc {
-public:
-    explicit ModelPlc(const symbol_file::SymbolFile& file) : model_(file, {}) {}
-
-    std::string address() const { return "127.0.0.1:" + std::to_string(server_.port()); }
-
-private:
-    void serve(HostilePlc::Connection& connection) {
-        for (std::string request = connection.request(); !request.empty(); request = connection.request()) {
-            for (const sim::DeliveryStep& step : model_.serve(request).delivery.steps) {
-                if (!connection.send(step.bytes)) {
-                    return;
-                }
-            }
-        }
-    }
-
-    sim::PlcModel model_;  // the server's thread
-    HostilePlc server_{[this](HostilePlc::Connection& connection) { serve(connection); }};
-};
 
 void countEvent(void* user, ac500_subscription*, ac500_values* values) {
     *static_cast<std::atomic<std::size_t>*>(user) += ac500_values_count(values);
