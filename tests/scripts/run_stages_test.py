@@ -4,6 +4,7 @@ import contextlib
 import importlib.machinery
 import importlib.util
 import io
+import os
 import pathlib
 import sys
 import time
@@ -57,6 +58,22 @@ class Stages(unittest.TestCase):
         gate = run_stages.Stage("gate", ("true",), result="build/no-such-gate-result.txt")
         self.run_all(gate)
         self.assertEqual((gate.passed, gate.failed), (0, 1))
+
+    def test_one_stage_of_low_priority_runs_beside_those_that_keep_all_processors_busy(self):
+        lower = min(os.nice(0) + 10, 19)
+        stages = [run_stages.Stage("tests", ("sleep", "0.6"), processors=99),
+                  run_stages.Stage("other tests", ("true",), processors=99),
+                  run_stages.Stage("compile", ("sleep", "0.2"), background=True),
+                  run_stages.Stage("packages", ("sh", "-c", f'[ "$(nice)" -eq {lower} ]'), background=True)]
+        with mock.patch.object(run_stages.os, "cpu_count", return_value=2):
+            self.run_all(*stages)
+        tests, others, compiling, packages = stages
+        self.assertEqual([stage.state for stage in stages], ["ended"] * 4)
+        end_of_tests = tests.began + tests.seconds
+        self.assertLess(compiling.began, end_of_tests)
+        self.assertGreaterEqual(packages.began, compiling.began + compiling.seconds)
+        self.assertGreaterEqual(others.began, end_of_tests)
+        self.assertEqual([stage.failed for stage in stages], [0] * 4)
 
 
 if __name__ == "__main__":
