@@ -13,7 +13,11 @@ using testing::IsEmpty;
 
 class PageStreamTest : public GatewayTest {
 protected:
-    PageStreamTest() : GatewayTest(kLargeRows) {}
+    // A value that grows stale, and fresh again, is a change: here nothing is to change by itself, however busy the machine.
+    PageStreamTest() : GatewayTest(kLargeRows) {
+        settings.session.loop.cycle = host::Milliseconds(1000);
+        settings.session.loop.replyTimeout = host::Milliseconds(60000);
+    }
 
     void open() {
         start();
