@@ -75,6 +75,13 @@ class Stages(unittest.TestCase):
         self.assertGreaterEqual(others.began, end_of_tests)
         self.assertEqual([stage.failed for stage in stages], [0] * 4)
 
+    def test_of_a_whole_run_compiling_and_packages_alone_have_low_priority(self):
+        stages = run_stages.stages_of("native", ".", True) + run_stages.gate_stages()
+        background = {stage.name for stage in stages if stage.background}
+        self.assertEqual(background, {stage.name for stage in stages if stage.kind == "compile"} | {"packages"})
+        self.assertEqual({stage.name: stage.processors for stage in stages if stage.name.endswith(": tests")},
+                         {"debug: tests": 2, "release: tests": 2})
+
 
 if __name__ == "__main__":
     sys.exit(unittest.main(verbosity=0))
