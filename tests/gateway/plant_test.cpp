@@ -269,6 +269,7 @@ TEST_F(PlantTest, ATrendHasAGapAlsoWhereAFailedWriteHidesThatTheValueIsStale) {
     settings.session.loop.replyTimeout = host::Milliseconds(60000);
     start();
     ASSERT_TRUE(eventuallyShown("Main.level", "fresh -1.00 m")) << shown("Main.level");
+    const std::int64_t handshakes = plant->status().statistics.handshakes;
     simulator.inject({sim::FaultKind::Status, 5}, 1000, sim::Service::Write);
     PlantWrite write;
     write.tag = number("Main.level");
@@ -279,8 +280,12 @@ TEST_F(PlantTest, ATrendHasAGapAlsoWhereAFailedWriteHidesThatTheValueIsStale) {
         const host::Milliseconds end = std::chrono::duration_cast<host::Milliseconds>(plant->now());
         return plant->trend().samples(series, {host::Milliseconds(0), end + host::Milliseconds(1)}, 100000).back();
     };
-    const auto isReadAgain = [&] { return plant->status().isOnline && last().state == gateway::SampleState::Good; };
-    ASSERT_TRUE(eventually(isReadAgain)) << "the refusal may have cost the session";
+    const auto isReadAgain = [&] {
+        const host::SessionStatus status = plant->status();
+        return status.isOnline && status.statistics.handshakes > handshakes &&
+               last().state == gateway::SampleState::Good;
+    };
+    ASSERT_TRUE(eventually(isReadAgain)) << "the refusal costs the session, which begins anew";
     simulator.inject({sim::FaultKind::Delay, 20000}, 1, sim::Service::Read);
     EXPECT_TRUE(eventually([&] { return last().state == gateway::SampleState::Gap; }));
     EXPECT_TRUE(plant->status().isOnline);
