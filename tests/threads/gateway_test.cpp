@@ -19,7 +19,6 @@
 #include "tools/gateway/page_door.h"
 #include "tools/gateway/plant.h"
 #include "tools/host/via/via_session.h"
-#include "tools/http/token_file.h"
 #include "tools/text/utc.h"
 
 namespace ac500::test {
@@ -115,7 +114,7 @@ protected:
     }
     std::size_t number(const std::string& tag) const { return plant->numberOf(tag).value_or(0); }
 
-    // What each of them does; false once its door is closed.
+    // What each of them does. False once its door is closed.
     bool lookAtPage() {
         for (const char* path :
              {"/", "/metrics", "/api/plant", "/api/events", "/api/timeline", "/api/latency", "/api/plan.svg"}) {
@@ -123,8 +122,9 @@ protected:
                 return false;
             }
         }
-        const std::string level = std::to_string(number("Main.level"));
-        return ask("GET", "/api/trend.csv?tag=" + level + "&from_ms=0&to_ms=1000000").status != 0;
+        const std::string range = "tag=" + std::to_string(number("Main.level")) + "&from=0&to=1000000";
+        return ask("GET", "/api/trend?" + range + "&columns=10").status == 200 &&
+               ask("GET", "/api/trend.csv?" + range).status == 200;
     }
     bool watchStream() {
         RawClient stream(pagePort, "127.0.0.2");
@@ -139,13 +139,13 @@ protected:
         ask("POST", "/api/watch", R"({"stream":")" + id + R"(","tags":[)" + tags + "]}");
         return stream.receiveUntil("event: picture") && stream.receiveUntil("event: changes");
     }
-    bool useSocket(int round) {
+    void useSocket(int round) {
         host::SteadyClock clock;
         host::Failure failure;
         const std::unique_ptr<via::ViaSession> session =
             via::ViaSession::connect(folder.path() + "/plant.sock", clock, Milliseconds(5000), &failure);
         if (session == nullptr || !session->begin(plant->symbols(), Milliseconds(20000), &failure)) {
-            return false;
+            return;
         }
         const host::Tag words = plant->tags()[number("Main.words")].tag;
         session->poll({words});
@@ -161,7 +161,6 @@ protected:
         EXPECT_TRUE(eventually(hasEnded));
         session->latencies();
         writesBySocket += session->report(ticket)->outcome == host::WriteOutcome::Done ? 1 : 0;
-        return session->status().isOnline;
     }
     void writeHere(int round) {
         host::Failure failure;

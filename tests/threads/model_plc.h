@@ -1,3 +1,4 @@
+// ModelPlc is a simulated PLC behind plain sockets: Qt's event loop is nothing that the thread sanitizer knows.
 #ifndef AC500_TESTS_THREADS_MODEL_PLC_H
 #define AC500_TESTS_THREADS_MODEL_PLC_H
 
@@ -9,7 +10,6 @@
 
 namespace ac500::test {
 
-// A simulated PLC behind plain sockets: Qt's event loop is nothing that the sanitizer knows.
 class ModelPlc {
 public:
     explicit ModelPlc(const symbol_file::SymbolFile& file) : model_(file, {}) {}

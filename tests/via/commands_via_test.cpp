@@ -76,10 +76,10 @@ TEST_F(CommandsViaTest, TheAgeCountsFromTheReceptionByTheGateway) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     const Json document = Json::parse(hostVia({"read", "--json", "Main.int"}).out, nullptr, false);
     const int age = document["values"][0]["age_ms"].get<int>();
-    EXPECT_LT(age, 20000);
     EXPECT_GE(age, 200);
     const auto received = plant->received({number("Main.int")})[0];
     ASSERT_TRUE(received);
+    EXPECT_LE(host::Milliseconds(age), plant->now() - *received);
 }
 
 TEST_F(CommandsViaTest, AWrongNameIsToldAsEver) {
